@@ -1,0 +1,204 @@
+/*
+ * facefeature: a photograph and the landmarks of a face in, 502 floats out; two such vectors in,
+ * a score out. This header is all that a host needs. It is C99 and C++, free of macros that
+ * change a layout, and can be restated in any language that calls C.
+ *
+ * A host does this:
+ *
+ *     FeatureEngine* engine = CreateFeatureEngine();             once; null if the model is missing
+ *     ExtractFeature(engine, pixels, w, h, stride, face, a.values);   as often as wanted
+ *     ExtractFeature(engine, pixels2, w2, h2, stride2, face2, b.values);
+ *     float score = CompareFeatures(&a, &b);                     needs no engine
+ *     DestroyFeatureEngine(engine);                              once
+ *
+ * The model
+ *     303 files in a folder named "~kwplugintmp~" inside the temporary folder. The temporary
+ *     folder is read once, when the library is loaded: on Windows it is what GetTempPathA answers,
+ *     elsewhere $TMPDIR, or /tmp where that is unset or empty. A later change is not seen, so a
+ *     host that wants another folder sets the variable before it loads the library. The library
+ *     only ever reads there. Files may go once CreateFeatureEngine has returned.
+ *
+ * Binding
+ *     On Windows the DLL exports no names: bind by ordinal, 1 to 4, in the order of the prototypes
+ *     below, or link the import library. On ELF there are no ordinals and the four names are the
+ *     contract; nothing else is exported.
+ *
+ *     ordinal  1  CreateFeatureEngine
+ *     ordinal  2  ExtractFeature
+ *     ordinal  3  CompareFeatures
+ *     ordinal  4  DestroyFeatureEngine
+ *
+ *     The calling convention is C's on the platform (cdecl on 32-bit Windows).
+ *
+ * What may run together
+ *
+ *                              | Create/Destroy | Extract, same engine | Extract, other engine | Compare
+ *     CreateFeatureEngine      |      no        |         no           |          no           |   yes
+ *     DestroyFeatureEngine     |      no        |         no           |          no           |   yes
+ *     ExtractFeature           |      no        |         no           |          yes          |   yes
+ *     CompareFeatures          |      yes       |         yes          |          yes          |   yes
+ *
+ *     The library has no locks: the host keeps to this table. The calls need not come from one
+ *     thread. ExtractFeature uses as many threads as the OpenMP runtime starts by default
+ *     (OMP_NUM_THREADS, or the number of processors) and is back on the caller's when it returns.
+ *     The same input gives the same bits, whatever the number of threads.
+ *
+ * Forking
+ *     CreateFeatureEngine starts no threads, so a host may create an engine, fork, and extract in
+ *     its children. Fork before the process's first ExtractFeature, not after it.
+ *
+ * Failures
+ *     Nothing is logged and nothing sets errno. What there is: a null from CreateFeatureEngine, a
+ *     feature of NaNs from ExtractFeature, and two lines on standard output that are told below.
+ *     Exhausted memory leaves a function as the C++ exception std::bad_alloc.
+ */
+#ifndef FACEFEATURE_FACEFEATURE_H
+#define FACEFEATURE_FACEFEATURE_H
+
+#include <stddef.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* The ordinals, for GetProcAddress(module, MAKEINTRESOURCEA(ordinal)). */
+enum {
+  kOrdinalCreateFeatureEngine = 1,
+  kOrdinalExtractFeature = 2,
+  kOrdinalCompareFeatures = 3,
+  kOrdinalDestroyFeatureEngine = 4
+};
+
+/* Floats in a feature. */
+enum { kFeatureFloats = 502 };
+
+/* The engine. Made and freed by the library, never looked into by a host. */
+typedef struct FeatureEngine FeatureEngine;
+
+/*
+ * A feature: plain data without pointers, in the host's memory, to be stored and sent as the host
+ * likes. Elements 0 to 499 are multiplied between two faces by CompareFeatures; element 500 is a
+ * sum of squares and element 501 the Euclidean norm of elements 0 to 499.
+ */
+typedef struct FeatureVector {
+  float values[502];
+} FeatureVector;
+
+/*
+ * One landmark. x runs to the right and y down, in pixels of the photograph; the centre of its top
+ * left pixel is (0, 0), fractions are welcome, and points outside the picture are allowed.
+ */
+typedef struct Landmark {
+  int32_t id; /* 0 to 317 */
+  float x;
+  float y;
+} Landmark;
+
+/*
+ * The landmarks of one face: a count, a word that nothing reads, then count entries, in any order.
+ * A full record has the 29 ids 0 to 6, 9 to 13, 43, 44, 45, 200, 221 to 223, 225 to 227, 240, 241,
+ * 300, 302, 314, 315, 316. entries is declared with one element and holds as many as count says:
+ * allocate sizeof(LandmarkSet) + (count - 1) * sizeof(Landmark) bytes. The library reads the
+ * record during the call, does not write to it, and does not keep it.
+ */
+typedef struct LandmarkSet {
+  int32_t count;
+  uint32_t reserved;
+  Landmark entries[1];
+} LandmarkSet;
+
+/*
+ * Ordinal 1. Reads the model and builds an engine.
+ *
+ * Returns the engine, which belongs to the caller until DestroyFeatureEngine, or null when one of
+ * the files "0-1-0" to "0-25-0", "6-0", "6-1", "6-2" can't be opened. Nothing is printed then.
+ *
+ * A file of weights or biases that can't be opened prints "load PATH failed" and a line end on
+ * standard output, and the engine is built all the same. Without its biases a layer adds none;
+ * without its weights the first ExtractFeature ends the process. Files are not otherwise checked:
+ * what a file lacks at its end counts as zeros. `facefeature model check` checks a model folder.
+ *
+ * A net that can't be built (never so with the nets that the library carries) prints
+ * "Error creating ConvNet: " with the reason and a line end on standard output, and ends the
+ * process with exit status 1.
+ *
+ * Throws std::bad_alloc when memory runs out, also where a file's header asks for too much.
+ *
+ * Several engines may stand at once, one for each thread of the host, say. They share the
+ * projection, which is read anew by each creation, and each has nets of its own.
+ */
+FeatureEngine* CreateFeatureEngine(void);
+
+/*
+ * Ordinal 2. Makes the feature of one face.
+ *
+ * engine     from CreateFeatureEngine. Null: feature is left untouched.
+ * pixels     the photograph, 8 bits a channel, blue, green, red, first row first; read only.
+ *            Lent for the call.
+ * width,     of the photograph, at least 2 each.
+ * height
+ * stride     bytes from the start of one row to the start of the next; at least 3 * width. A
+ *            negative one walks a bottom-up picture, pixels then being its top row. Not judged.
+ * landmarks  the face; lent for the call. 25 entries with ids other than 240, 241, 315 and 316.
+ * feature    room for 502 floats in the caller's memory, any alignment that suits a float; every
+ *            one is written. Null: nothing is done.
+ *
+ * The feature is 502 quiet NaNs, and nothing else is touched, when pixels or landmarks is null,
+ * width or height is below 2, count is negative, an id lies outside 0 to 317, the entries besides
+ * 240, 241, 315 and 316 are not exactly 25, or the model was freed by DestroyFeatureEngine. Test
+ * values[501] with isnan(): a good feature has a number there.
+ *
+ * Coordinates are not judged. Landmarks that are NaN, infinite, all the same or of another
+ * picture give a feature that means nothing, without a sign.
+ *
+ * Throws std::bad_alloc when memory runs out before the nets run; after that the process ends.
+ */
+void ExtractFeature(FeatureEngine* engine, const uint8_t* pixels, int32_t width, int32_t height,
+                    int32_t stride, const LandmarkSet* landmarks, float* feature);
+
+/*
+ * Ordinal 3. The score of two features: (2 (a . b) - (a[500] + b[500])) / (a[501] b[501]) + 1,
+ * higher for faces more alike, the same bits in either order.
+ *
+ * It has no fixed range, is not clamped, and is NaN when a feature holds NaNs. Both pointers must
+ * be good and both features made with one and the same model; neither is checked. Reads its
+ * arguments and nothing else: any thread, any time, no engine needed. Cannot fail.
+ */
+float CompareFeatures(const FeatureVector* a, const FeatureVector* b);
+
+/*
+ * Ordinal 4. Frees an engine. Null is allowed and does nothing.
+ *
+ * The model's shared numbers go with the last engine, and so do the worker threads that the OpenMP
+ * runtime keeps for the calling thread: a host that unloads the library destroys its engines
+ * first, on the thread that extracted.
+ */
+void DestroyFeatureEngine(FeatureEngine* engine);
+
+#ifdef __cplusplus
+} /* extern "C" */
+#endif
+
+/* Hosts are built against these layouts, and features lie in their databases. */
+#if defined(__cplusplus)
+static_assert(sizeof(FeatureVector) == 2008, "a feature is 502 floats and nothing else");
+static_assert(sizeof(Landmark) == 12, "entries are packed");
+static_assert(offsetof(Landmark, id) == 0, "id comes first");
+static_assert(offsetof(Landmark, x) == 4, "x follows id");
+static_assert(offsetof(Landmark, y) == 8, "y follows x");
+static_assert(offsetof(LandmarkSet, count) == 0, "count comes first");
+static_assert(offsetof(LandmarkSet, reserved) == 4, "the reserved word follows count");
+static_assert(offsetof(LandmarkSet, entries) == 8, "entries follow the reserved word");
+#elif defined(__STDC_VERSION__) && __STDC_VERSION__ >= 201112L
+_Static_assert(sizeof(FeatureVector) == 2008, "a feature is 502 floats and nothing else");
+_Static_assert(sizeof(Landmark) == 12, "entries are packed");
+_Static_assert(offsetof(Landmark, id) == 0, "id comes first");
+_Static_assert(offsetof(Landmark, x) == 4, "x follows id");
+_Static_assert(offsetof(Landmark, y) == 8, "y follows x");
+_Static_assert(offsetof(LandmarkSet, count) == 0, "count comes first");
+_Static_assert(offsetof(LandmarkSet, reserved) == 4, "the reserved word follows count");
+_Static_assert(offsetof(LandmarkSet, entries) == 8, "entries follow the reserved word");
+#endif
+
+#endif /* FACEFEATURE_FACEFEATURE_H */

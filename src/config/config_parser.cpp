@@ -1,0 +1,212 @@
+#include "config/config_parser.h"
+
+#include <algorithm>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "config/config_order.h"
+
+namespace facefeature {
+namespace {
+
+constexpr uint32_t kFirstBytes = 64;     // of the assembly buffer and of a head's name
+constexpr uint32_t kFirstEntries = 8;    // of the entry list
+constexpr uint32_t kFirstSections = 16;  // of the section list
+
+// [STATE] Scratch of the parse that is going on, without storage between parses. One at a time.
+//
+// The entry being read: its key, a NUL, and its values.
+std::vector<char> assembly;
+// The entries of the section being read, in order; one list serves all sections in turn.
+std::vector<const char*> entryList;
+
+void makeScratch() {
+  assembly.reserve(kFirstBytes);
+  entryList.reserve(kFirstEntries);
+}
+
+void freeScratch() {
+  std::vector<char>().swap(assembly);
+  std::vector<const char*>().swap(entryList);
+}
+
+bool isWhite(char byte) { return byte == '\t' || byte == ' '; }
+bool endsLine(char byte) { return byte == '\r' || byte == '\n'; }
+
+// The five readers share one cursor. What each does with a byte:
+//
+//                | key reader      | value reader    | head test   | head reader | head scanner
+//   NUL          | drop key, stay  | value ends,stay | no head,stay| no head,stay| no head, stay
+//   tab, blank   | not stored      | not stored      | passed over | not stored  | passed over
+//   CR, LF, ;    | drop, skip line | ends, skip line | no head, skip line | no head, skip line
+//   =            | key ends        | stored          | passed over | stored      | passed over
+//   [            | head sighted    | stored          | passed over | stored      | to head reader
+//   ]            | stored          | stored          | it is a head| name ends   | passed over
+//   comma        | stored          | a new value     | passed over | stored      | passed over
+//   any other    | stored          | stored          | passed over | stored      | passed over
+//
+// White space is thus removed wherever it stands, a semicolon opens a comment anywhere on a line,
+// and there are no quotes, escapes or continued lines. Nothing is ever reported: what doesn't fit
+// costs its line.
+class Parser {
+ public:
+  explicit Parser(const char* text) : cursor_(text) {}
+
+  bool atEnd() const { return *cursor_ == '\0'; }
+
+  // Reads lines up to the next head or the end into the entries of a new section. The caller's.
+  ConfigSection* readSection(const std::string& name, ConfigPool& pool);
+
+  // Scans for a head and reads its name, from wherever the cursor stands: usually on the bracket
+  // that the head test has approved. Behind a head with an empty name it works line by line and so
+  // eats everything up to the next left bracket. Empty where there was no head on the line.
+  std::string readHead();
+
+ private:
+  enum class KeyResult { kKey, kHeadSighted, kNothing };
+
+  KeyResult readKey();
+  bool readValue();
+  bool testHead();
+  void skipLine();
+
+  // True, and the rest of the line is behind the cursor, at a byte that ends what a line says. On
+  // the NUL the cursor stays.
+  bool endLine();
+
+  const char* cursor_;
+};
+
+void Parser::skipLine() {
+  while (!atEnd() && !endsLine(*cursor_)) ++cursor_;
+  // A run of empty lines is passed in one step.
+  while (endsLine(*cursor_)) ++cursor_;
+}
+
+bool Parser::endLine() {
+  if (!atEnd() && !endsLine(*cursor_) && *cursor_ != ';') return false;
+  skipLine();
+  return true;
+}
+
+Parser::KeyResult Parser::readKey() {
+  while (!endLine()) {
+    if (*cursor_ == '[') return KeyResult::kHeadSighted;
+    if (*cursor_ == '=') {
+      if (assembly.empty()) {
+        skipLine();
+        return KeyResult::kNothing;
+      }
+      ++cursor_;
+      return KeyResult::kKey;
+    }
+    if (!isWhite(*cursor_)) assembly.push_back(*cursor_);
+    ++cursor_;
+  }
+  return KeyResult::kNothing;
+}
+
+bool Parser::readValue() {
+  const size_t start = assembly.size();
+  while (!endLine()) {
+    // A comma stores the NUL that starts a new value, so "a=," has a value and "a=" has none.
+    if (!isWhite(*cursor_)) assembly.push_back(*cursor_ == ',' ? '\0' : *cursor_);
+    ++cursor_;
+  }
+  return assembly.size() > start;
+}
+
+bool Parser::testHead() {
+  const char* bracket = cursor_;
+  ++cursor_;
+  while (!endLine()) {
+    if (*cursor_ == ']') {
+      cursor_ = bracket;
+      return true;
+    }
+    ++cursor_;
+  }
+  return false;
+}
+
+std::string Parser::readHead() {
+  while (*cursor_ != '[') {
+    if (endLine()) return std::string();
+    ++cursor_;
+  }
+  ++cursor_;
+  std::string name;
+  name.reserve(kFirstBytes);
+  while (!endLine()) {
+    if (*cursor_ == ']') {
+      skipLine();
+      return name;
+    }
+    if (!isWhite(*cursor_)) name.push_back(*cursor_);
+    ++cursor_;
+  }
+  return std::string();
+}
+
+const char* copyToPool(const char* bytes, size_t length, ConfigPool& pool) {
+  char* copy = pool.allocate(static_cast<uint32_t>(length));
+  std::memcpy(copy, bytes, length);
+  return copy;
+}
+
+ConfigSection* Parser::readSection(const std::string& name, ConfigPool& pool) {
+  std::unique_ptr<ConfigSection> section(new ConfigSection{nullptr, 0, nullptr, &pool, -1});
+  section->name = copyToPool(name.c_str(), name.size() + 1, pool);
+  entryList.clear();
+  while (!atEnd()) {
+    assembly.clear();
+    const KeyResult result = readKey();
+    if (result == KeyResult::kHeadSighted) {
+      if (testHead()) break;
+      continue;
+    }
+    if (result == KeyResult::kNothing) continue;
+    assembly.push_back('\0');
+    // No entry for an empty value; an earlier one of the same key stays as it is.
+    if (!readValue()) continue;
+    assembly.insert(assembly.end(), 2, '\0');
+    entryList.push_back(nullptr);
+    insertSorted(entryList.data(), section->entryCount,
+                 copyToPool(assembly.data(), assembly.size(), pool));
+    ++section->entryCount;
+  }
+  section->entries = new const char*[section->entryCount];
+  std::copy(entryList.begin(), entryList.end(), section->entries);
+  return section.release();
+}
+
+// One more section, in its place. A parse that runs out of memory loses what it has read.
+void addSection(std::vector<ConfigSection*>& list, ConfigSection* section) {
+  const uint32_t count = static_cast<uint32_t>(list.size());
+  list.push_back(nullptr);
+  insertSorted(list.data(), count, section);
+}
+
+}  // namespace
+
+void parseSections(const char* text, ConfigDocument& document) {
+  makeScratch();
+  std::vector<ConfigSection*> list;
+  list.reserve(kFirstSections);
+
+  // Entries ahead of the first head belong to a section that is always there.
+  Parser parser(text);
+  addSection(list, parser.readSection("[DEFAULT]", *document.pool));
+  while (!parser.atEnd()) {
+    const std::string name = parser.readHead();
+    if (!name.empty()) addSection(list, parser.readSection(name, *document.pool));
+  }
+  document.sections = new ConfigSection*[list.size()];
+  std::copy(list.begin(), list.end(), document.sections);
+  document.sectionCount = static_cast<uint32_t>(list.size());
+  freeScratch();
+}
+
+}  // namespace facefeature

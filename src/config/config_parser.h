@@ -1,0 +1,16 @@
+// Reading a text into sections: five small readers over one cursor.
+#ifndef FACEFEATURE_CONFIG_CONFIG_PARSER_H
+#define FACEFEATURE_CONFIG_CONFIG_PARSER_H
+
+#include "config/config_document.h"
+
+namespace facefeature {
+
+// Fills document, which must be cleared and have its pool, with the sections of text (ends at its
+// NUL). The assembly buffer and the entry list are one for the whole process: one parse at a time,
+// on any thread. Throws std::bad_alloc.
+void parseSections(const char* text, ConfigDocument& document);
+
+}  // namespace facefeature
+
+#endif

@@ -1,0 +1,15 @@
+// The texts of the 25 nets, which the library carries.
+#ifndef FACEFEATURE_CONFIG_NET_DEFINITIONS_H
+#define FACEFEATURE_CONFIG_NET_DEFINITIONS_H
+
+namespace facefeature {
+
+// A text ends with a NUL, is ASCII, and its lines end with LF.
+using NetDefinition = char;
+
+// Element i is the text of net i. Constants; no file overrides them.
+extern const NetDefinition* const netDefinitions[25];
+
+}  // namespace facefeature
+
+#endif

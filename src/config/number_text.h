@@ -1,0 +1,38 @@
+// From the text of a value to a number. Own routines, on no locale and no stream: they differ from
+// strtol and strtof in range, rounding and what they accept, and a net text means what they say.
+//
+// The digit buffers are shared by the whole process: one conversion at a time.
+#ifndef FACEFEATURE_CONFIG_NUMBER_TEXT_H
+#define FACEFEATURE_CONFIG_NUMBER_TEXT_H
+
+#include <cstdint>
+
+namespace facefeature {
+
+enum NumberTextResult : int32_t {
+  NumberTextOk = 0,            // a number was read
+  NumberTextClamped = 1,       // beyond the type's range; the target holds the limit
+  NumberTextZeroThenJunk = 2,  // zeros, then a byte that can't go on; from parseWholeDigits alone
+  NumberTextNotANumber = 3     // no digit to begin with; the target is as it was
+};
+
+// Optional sign, digits; whatever follows the digits is ignored, so "1.5" is 1 and "0x10" is 0.
+// More than ten digits behind leading zeros clamp, whatever they say. text ends with a NUL.
+NumberTextResult parseIntText(const char* text, int32_t& value);
+
+// Optional sign, digits, optionally a point and digits; whatever follows is ignored and there is no
+// exponent: "1e5" is 1. A whole part of up to 39 digits above the range of a float gives infinity
+// with NumberTextOk when no point follows, and the largest float with NumberTextClamped when one
+// does; 40 digits always clamp.
+NumberTextResult parseFloatText(const char* text, float& value);
+
+// The digits ahead of the point; moves cursor behind them. NumberTextClamped at a 40th digit, with
+// value unwritten and cursor on that digit.
+NumberTextResult parseWholeDigits(const char*& cursor, double& value);
+
+// Up to 38 digits behind the point; moves cursor behind them. Always NumberTextOk.
+NumberTextResult parseFractionDigits(const char*& cursor, double& value);
+
+}  // namespace facefeature
+
+#endif

@@ -1,0 +1,68 @@
+// ExtractFeature: the road of one request.
+#include <algorithm>
+#include <limits>
+#include <memory>
+
+#include "engine/feature_engine.h"
+#include "engine/model_state.h"
+#include "engine/net_features.h"
+#include "engine/project_feature.h"
+#include "geometry/gray_image.h"
+#include "geometry/landmark_set.h"
+#include "geometry/model_points.h"
+#include "geometry/patch_matrices.h"
+
+namespace facefeature {
+namespace {
+
+// Ids that the model knows, and as many entries for the alignment as it has slots.
+bool isGoodRecord(const LandmarkSet& landmarks) {
+  if (landmarks.count < 0) return false;
+  int32_t kept = 0;
+  for (int32_t i = 0; i < landmarks.count; ++i) {
+    const int32_t id = landmarks.entries[i].id;
+    if (id < 0 || id >= kLandmarkIds) return false;
+    if (!isDroppedFromAlignment(id)) ++kept;
+  }
+  return kept == kSlotCount;
+}
+
+bool isModelLoaded() {
+  return featureMean != nullptr && selfProjection != nullptr && crossProjection != nullptr;
+}
+
+// What is rejected here would be undefined below. Nothing else is judged.
+bool isGoodRequest(const uint8_t* pixels, int32_t width, int32_t height,
+                   const LandmarkSet* landmarks) {
+  return pixels != nullptr && landmarks != nullptr && width >= 2 && height >= 2 &&
+         isGoodRecord(*landmarks) && isModelLoaded();
+}
+
+void freePatchMatrices(std::vector<Matrix*>* matrices) {
+  for (Matrix* matrix : *matrices) delete matrix;
+  delete matrices;
+}
+
+}  // namespace
+
+void ExtractFeature(FeatureEngine* engine, const uint8_t* pixels, int32_t width, int32_t height,
+                    int32_t stride, const LandmarkSet* landmarks, float* feature) {
+  if (engine == nullptr || feature == nullptr) return;
+  if (!isGoodRequest(pixels, width, height, landmarks)) {
+    // A score with such a feature is a NaN too, which no threshold lets pass.
+    std::fill(feature, feature + kFeatureFloats, std::numeric_limits<float>::quiet_NaN());
+    return;
+  }
+  const std::unique_ptr<float[]> patchFeatures(new float[kPatchFeatureFloats]);
+  const std::unique_ptr<uint8_t[]> grayImage(
+      new uint8_t[static_cast<size_t>(width) * static_cast<size_t>(height)]);
+  ConvertToGray(pixels, width, height, stride, grayImage.get());
+
+  std::vector<Matrix*>* patchMatrices =
+      BuildPatchMatrices(engine, pixels, width, height, stride, grayImage.get(), landmarks);
+  runNets(engine->nets, *patchMatrices, patchFeatures.get());
+  ProjectFeature(patchFeatures.get(), feature);
+  freePatchMatrices(patchMatrices);
+}
+
+}  // namespace facefeature

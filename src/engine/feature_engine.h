@@ -1,0 +1,41 @@
+// The record behind the handle, and the four operations that the exports hand on to. The public
+// header (facefeature/facefeature.h) is their contract.
+#ifndef FACEFEATURE_ENGINE_FEATURE_ENGINE_H
+#define FACEFEATURE_ENGINE_FEATURE_ENGINE_H
+
+#include <cstddef>
+#include <cstdint>
+
+#include "facefeature/facefeature.h"
+#include "geometry/face_warp.h"
+#include "geometry/patch_table.h"
+
+namespace facefeature {
+class ConvNet;
+}
+
+// Allocated in one piece and not cleared: the faces hold what the allocator gave until the first
+// extraction writes them.
+struct FeatureEngine {
+  uint8_t grayFace[facefeature::kGrayFaceBytes];         // scratch: the frame of a gray patch
+  uint8_t colorFace[facefeature::kColorFaceBytes];       // scratch: the frame of a colour patch
+  facefeature::ConvNet* nets[facefeature::kPatchCount];  // owned; element p is the net of patch p
+};
+
+static_assert(offsetof(FeatureEngine, colorFace) == 25600, "the fields are contiguous");
+static_assert(offsetof(FeatureEngine, nets) == 102400, "the fields are contiguous");
+
+namespace facefeature {
+
+using ::FeatureEngine;
+using ::FeatureVector;
+
+FeatureEngine* CreateFeatureEngine();
+void ExtractFeature(FeatureEngine* engine, const uint8_t* pixels, int32_t width, int32_t height,
+                    int32_t stride, const LandmarkSet* landmarks, float* feature);
+float CompareFeatures(const FeatureVector* a, const FeatureVector* b);
+void DestroyFeatureEngine(FeatureEngine* engine);
+
+}  // namespace facefeature
+
+#endif

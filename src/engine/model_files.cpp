@@ -1,0 +1,38 @@
+#include "engine/model_files.h"
+
+#include <algorithm>
+
+#include "engine/model_directory.h"
+#include "engine/model_state.h"
+#include "platform/platform.h"
+
+namespace facefeature {
+
+std::string engineFilePath(const std::string& name) {
+  // ModelDirectory ends in a separator already. The file system takes two for one; the paths of the
+  // layers' files have a single one, and both show in what a host sees of them.
+  return ModelDirectory + kPathSeparator + name;
+}
+
+bool readPatchMean(std::ifstream& stream, int32_t n) {
+  if (!openSharedForReading(stream, engineFilePath("0-" + std::to_string(n) + "-0"))) return false;
+  int32_t count = 0;
+  stream.read(reinterpret_cast<char*>(&count), sizeof count);
+  if (stream.fail()) return true;
+  float* slot = patchMeans[n - 1];
+  const int64_t room = patchMeans[0] + kPatchCount * kLargestSample - slot;
+  const int64_t floats = std::clamp<int64_t>(count, 0, room);
+  stream.read(reinterpret_cast<char*>(slot),
+              static_cast<std::streamsize>(floats * static_cast<int64_t>(sizeof(float))));
+  return true;
+}
+
+bool readRawFloats(std::ifstream& stream, const std::string& name, float* buffer, int32_t count) {
+  if (!openSharedForReading(stream, engineFilePath(name))) return false;
+  std::fill(buffer, buffer + count, 0.0f);
+  stream.read(reinterpret_cast<char*>(buffer),
+              static_cast<std::streamsize>(count * static_cast<int64_t>(sizeof(float))));
+  return true;
+}
+
+}  // namespace facefeature

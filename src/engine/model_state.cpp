@@ -1,0 +1,22 @@
+#include "engine/model_state.h"
+
+#include <initializer_list>
+
+#include "kernels/matrix.h"
+
+namespace facefeature {
+
+float patchMeans[kPatchCount][kLargestSample];
+
+float* featureMean = nullptr;
+float* selfProjection = nullptr;
+float* crossProjection = nullptr;
+
+void freeModelBuffers() {
+  for (float** buffer : {&featureMean, &selfProjection, &crossProjection}) {
+    releaseFloats(*buffer);
+    *buffer = nullptr;
+  }
+}
+
+}  // namespace facefeature

@@ -1,0 +1,25 @@
+// Running the 25 nets side by side.
+#ifndef FACEFEATURE_ENGINE_NET_FEATURES_H
+#define FACEFEATURE_ENGINE_NET_FEATURES_H
+
+#include <cstdint>
+#include <vector>
+
+#include "kernels/matrix.h"
+#include "net/conv_net.h"
+
+namespace facefeature {
+
+// Runs the nets on the 25 patch matrices, the library's only parallel loop, and writes each net's
+// two output rows, brought to unit length, to patchFeatures (8000 floats): net 0's row of the
+// patch, net 0's row of the mirrored patch, net 1's, and so on, 160 floats a row. An exception in a
+// net ends the process.
+void runNets(ConvNet* const* nets, std::vector<Matrix*>& patchMatrices, float* patchFeatures);
+
+// Brings the two rows of 160 floats in output to unit length, each by its own norm, and writes them
+// to destination. A row of zeros gives NaNs.
+void normalizeRows(const float* output, float* destination);
+
+}  // namespace facefeature
+
+#endif

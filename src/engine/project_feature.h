@@ -1,0 +1,18 @@
+// From the outputs of the nets to a feature.
+#ifndef FACEFEATURE_ENGINE_PROJECT_FEATURE_H
+#define FACEFEATURE_ENGINE_PROJECT_FEATURE_H
+
+namespace facefeature {
+
+// Subtracts featureMean from patchFeatures (8000 floats, overwritten) and projects the result x:
+// elements 0 to 499 of feature become crossProjection x, element 500 the sum of squares of
+// selfProjection x, and element 501 the Euclidean norm of elements 0 to 499. That one has a square
+// root and the other has none: CompareFeatures is made for just that.
+//
+// Single precision; one accumulator for each sum, in rising index: the order fixes the bits.
+// REQUIRES: the model is loaded (engine/model_state.h).
+void ProjectFeature(float* patchFeatures, float* feature);
+
+}  // namespace facefeature
+
+#endif

@@ -1,0 +1,23 @@
+// Local response normalisation across channels.
+#ifndef FACEFEATURE_KERNELS_CROSS_MAP_NORM_H
+#define FACEFEATURE_KERNELS_CROSS_MAP_NORM_H
+
+#include <cstdint>
+
+#include "kernels/matrix.h"
+
+namespace facefeature {
+
+// target = input * (1 + scale / sizeX * s) ^ -pow, with s the sum of squares over sizeX channels
+// about the element's own at the same pixel (Krizhevsky, Sutskever and Hinton, 2012). An even sizeX
+// takes one channel more below than above. The window is clipped to the channels that there are;
+// the divisor stays sizeX. Sums in single precision with the channel rising, pow in double.
+//
+// Throws std::out_of_range when channels or the pixels of a plane are 0, and std::bad_alloc.
+// target must not be input: it is the scratch of the sums.
+void crossMapNormForward(const Matrix& input, Matrix& target, int32_t channels, int32_t sizeX,
+                         float scale, float pow);
+
+}  // namespace facefeature
+
+#endif

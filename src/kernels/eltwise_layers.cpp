@@ -1,0 +1,60 @@
+#include "kernels/eltwise_layers.h"
+
+#include <stdexcept>
+
+#include "config/layer_parameters.h"
+#include "kernels/blas.h"
+
+namespace facefeature {
+namespace {
+
+// Inputs have one shape; nothing but this compares them, and only so far that no element is read
+// from behind one.
+void requireShapeOf(const Matrix& wanted, const Matrix& other) {
+  if (wanted.size == 0) return;
+  const bool reaches = other.size >= wanted.size && other.rows > 0 && other.cols > 0 &&
+                       other.indexOf(wanted.rows - 1, wanted.cols - 1) < other.size;
+  if (!reaches) throw std::out_of_range("inputs of unlike shapes");
+}
+
+}  // namespace
+
+EltwiseSumLayer::EltwiseSumLayer(ConvNet* net, const char* layerName)
+    : Layer(net, layerName), coeffs(getFloatList(name)) {}
+
+void EltwiseSumLayer::applyInput(int32_t inputIndex, float scale) {
+  const size_t i = static_cast<size_t>(inputIndex);
+  if (i >= coeffs->size()) throw std::out_of_range("invalid vector<T> subscript");
+  const float coefficient = (*coeffs)[i];
+  const Matrix& in = *inputMatrices.at(i);
+  Matrix& out = *getActivations();
+  if (scale == 0.0f) {
+    if (&out != &in) {
+      out.resizeLike(in);
+      in.copyTo(out);
+    }
+    cblas_sscal(in.size, coefficient, out.buffer, 1);
+    return;
+  }
+  requireShapeOf(out, in);
+  out.addScaled(in, coefficient, out);
+}
+
+EltwiseMaxLayer::EltwiseMaxLayer(ConvNet* net, const char* layerName) : Layer(net, layerName) {}
+
+void EltwiseMaxLayer::applyInput(int32_t inputIndex, float /*scale*/) {
+  // Nothing for input 0: the first pair is formed when input 1 comes, with input 1 as the first
+  // operand, which loses ties and NaNs.
+  if (inputIndex <= 0) return;
+  Matrix& out = *getActivations();
+  const Matrix& in = *inputMatrices.at(static_cast<size_t>(inputIndex));
+  if (inputIndex == 1) {
+    requireShapeOf(in, *inputMatrices[0]);
+    in.maxElements(*inputMatrices[0], out);
+  } else {
+    requireShapeOf(out, in);
+    out.maxElements(in, out);
+  }
+}
+
+}  // namespace facefeature

@@ -1,0 +1,90 @@
+#include "kernels/filter_geometry.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <stdexcept>
+
+#include "kernels/unfold.h"
+
+namespace facefeature {
+namespace {
+
+void require(bool holds, const char* what) {
+  if (!holds) throw std::out_of_range(what);
+}
+
+bool fitsInt(int64_t value) {
+  return value >= std::numeric_limits<int32_t>::min() &&
+         value <= std::numeric_limits<int32_t>::max();
+}
+
+// Floats that the unfolding of one image writes.
+int64_t unfoldedFloats(const FilterShape& shape, int32_t width, int32_t filterSize) {
+  const int64_t height = unfoldedSide(shape.imgSize, filterSize, shape.padding, shape.stride);
+  const int64_t across = unfoldedSide(width, filterSize, shape.padding, shape.stride);
+  if (height < 1 || across < 1) return 0;
+  const int64_t patchRows = static_cast<int64_t>(shape.channels) * filterSize * filterSize;
+  require(patchRows <= std::numeric_limits<int64_t>::max() / height / across, "unfolded size");
+  return patchRows * height * across;
+}
+
+}  // namespace
+
+int32_t divideGeometry(int32_t numerator, int32_t divisor) {
+  require(divisor != 0, "division of a geometry by 0");
+  const int64_t quotient = static_cast<int64_t>(numerator) / divisor;
+  require(fitsInt(quotient), "quotient of a geometry");
+  return static_cast<int32_t>(quotient);
+}
+
+int32_t multiplyGeometry(int32_t a, int32_t b) {
+  const int64_t product = static_cast<int64_t>(a) * b;
+  require(fitsInt(product), "product of a geometry");
+  return static_cast<int32_t>(product);
+}
+
+int32_t truncatedSquareRoot(int32_t cells) {
+  if (cells < 0) return 0;
+  return static_cast<int32_t>(std::sqrt(static_cast<double>(cells)));
+}
+
+FilterGeometry filterGeometry(const FilterShape& shape, const Matrix& input, const Matrix& weights,
+                              int32_t weightsPerFilter) {
+  FilterGeometry geometry;
+  geometry.modules = multiplyGeometry(shape.modulesX, shape.modulesX);
+  geometry.width = divideGeometry(divideGeometry(input.cols, shape.channels), shape.imgSize);
+  const int32_t filterPixels = divideGeometry(weightsPerFilter, shape.channels);
+  geometry.filterSize = truncatedSquareRoot(filterPixels);
+  require(geometry.filterSize > 0, "a filter without weights");
+  require(shape.stride != 0, "a stride of 0");
+  geometry.patchRows = multiplyGeometry(filterPixels, shape.channels);
+  geometry.patchFloats = 0;
+  if (input.rows > 0) {
+    geometry.patchFloats = unfoldedFloats(shape, geometry.width, geometry.filterSize);
+  }
+  require(geometry.patchFloats <= static_cast<int64_t>(geometry.patchRows) * geometry.modules,
+          "more output positions than modules");
+  geometry.outputCols = multiplyGeometry(geometry.modules, weights.rows);
+  return geometry;
+}
+
+Matrix* newPatchMatrix(const FilterGeometry& geometry) {
+  Matrix* patches = new Matrix(geometry.patchRows, geometry.modules);
+  std::fill(patches->buffer + geometry.patchFloats, patches->buffer + patches->size, 0.0f);
+  return patches;
+}
+
+void prepareOutput(const FilterGeometry& geometry, const Matrix& input, bool overwrite,
+                   Matrix& output) {
+  require(&output != &input, "a filter bank that overwrites its input");
+  if (overwrite) {
+    output.resize(input.rows, geometry.outputCols);
+    return;
+  }
+  const int64_t lastRow = static_cast<int64_t>(input.rows) - 1;
+  require(lastRow < 0 || lastRow * output.cols + geometry.outputCols <= output.size,
+          "an output too small to add to");
+}
+
+}  // namespace facefeature

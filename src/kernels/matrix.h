@@ -1,0 +1,169 @@
+// Matrix, the one numeric container: every activation, weight set, bias set and scratch array.
+#ifndef FACEFEATURE_KERNELS_MATRIX_H
+#define FACEFEATURE_KERNELS_MATRIX_H
+
+#include <cstdint>
+#include <iosfwd>
+
+namespace facefeature {
+
+// Storage orders. The numbers are CblasNoTrans and CblasTrans, and order goes to cblas_sgemm as a
+// transpose argument without a translation.
+constexpr int32_t kRowMajor = 111;     // (r, c) at cols * r + c
+constexpr int32_t kColumnMajor = 112;  // (r, c) at rows * c + r
+
+// Codes of Matrix::applyFunction. Any other code leaves the values alone.
+namespace MatrixFunction {
+enum Code : int32_t {
+  Tanh = 0,
+  Reciprocal = 1,
+  Square = 2,
+  Abs = 3,  // clears the sign bit, of NaNs too
+  Exp = 4,
+  Log = 5,
+  Zero = 6,
+  One = 7,
+  LogisticByTanh = 8,  // (tanh(0.5 x) + 1) 0.5
+  LogisticByExp = 9,   // 1 / (exp(-x) + 1)
+  Sign = 10            // 1 above zero, else -1: also for 0 and NaN
+};
+}  // namespace MatrixFunction
+
+// Two floats to one, rounded to a float before the return.
+using ElementFunction = float (*)(float, float);
+
+float elementMultiply(float a, float b);
+float elementAdd(float a, float b);
+
+// a when it is greater, else b: b wins ties, so the sign of a zero is b's, and wins whenever either
+// is a NaN. Neither std::max nor fmax does this.
+float elementMax(float a, float b);
+
+// Allocates count floats, not cleared. Throws std::bad_alloc, also for a negative count and for one
+// whose bytes exceed 32 bits. Every Matrix buffer comes from here and goes to releaseFloats.
+float* allocateFloats(int64_t count);
+void releaseFloats(float* floats);  // null is fine
+
+// A dense 2-D array of floats that owns its storage or looks at somebody else's. Knows nothing
+// about layers.
+//
+// Shapes of operands are never compared; the operations state what they touch, and the caller
+// answers for it. All arithmetic is in single precision, rounded after each operation, in the order
+// of rising index, but for what cblas_saxpy and cblas_sscal do inside. target may be this, unless
+// an operation says otherwise.
+//
+// Every operation with a target first gives it the shape of this (or the shape it names) by the
+// rule of resize(). A matrix therefore keeps its buffer from run to run.
+//
+// A vector argument is a row vector exactly when its rows is 1, whatever its cols, and a column
+// vector otherwise; its order is ignored. So the column vector of a matrix of one row, 1 x 1, is
+// taken for a row vector and touches the first element of each row alone. Left so on purpose:
+// features do not depend on it, and softmax of a single row does.
+class Matrix {
+ public:
+  float* buffer;    // first element; null until first sized
+  bool ownsBuffer;  // false for a view: the destructor then leaves buffer alone
+  int32_t rows;
+  int32_t cols;
+  int32_t size;   // rows * cols, but for a bias matrix that localForward has reshaped
+  int32_t order;  // kRowMajor or kColumnMajor
+
+  // Empty: null buffer, 0 x 0, row-major, owning.
+  Matrix();
+
+  // Row-major and owning, contents undefined. A product of rows and cols below 1 allocates nothing.
+  Matrix(int32_t rows, int32_t cols);
+
+  ~Matrix();
+  Matrix(const Matrix&) = delete;
+  Matrix& operator=(const Matrix&) = delete;
+
+  // A window into storage of somebody else, which must outlive it.
+  static void makeView(Matrix& view, float* storage, int32_t rows, int32_t cols, int32_t order);
+
+  // Becomes the matrix of a file: 32-bit rows, 32-bit cols, then the floats row by row. A header
+  // that does not arrive gives 0 x 0, and floats that do not arrive are 0; the stream's state is
+  // not told on. Throws std::bad_alloc for counts that are negative or beyond 32 bits of bytes.
+  void readFrom(std::istream& stream);
+
+  // Nothing at all for the shape that it has, order included. Otherwise the buffer is replaced if
+  // the element count differs (contents lost, also with a count of 0), stays with its values if
+  // not, and order becomes row-major. ownsBuffer is not looked at: never resize a view to another
+  // element count. When memory runs out the matrix is unfit for further use.
+  void resize(int32_t wantedRows, int32_t wantedCols);
+  void resizeLike(const Matrix& other);
+
+  // Copies values and, where both are column-major or neither is, the order flag too.
+  void copyTo(Matrix& target) const;
+
+  // Copies element by element into a target of the same shape, each side by its own order.
+  void copyElementsTo(Matrix& target) const;
+
+  // A new row-major matrix on the heap with the same values. The caller's.
+  Matrix* clone() const;
+
+  // A new matrix on the heap, the caller's, cols x rows. A column-major matrix is not moved: the
+  // result is a row-major view of the same buffer, which must outlive it. Any other is copied.
+  Matrix* transposed() const;
+
+  // target = this + factor * other. Where all three are column-major or none is: one saxpy over the
+  // storage. Otherwise element by element, as a plain sum when factor is exactly 1.
+  void addScaled(const Matrix& other, float factor, Matrix& target) const;
+
+  // target = value + this, in storage order.
+  void addScalar(float value, Matrix& target) const;
+
+  // target = this where greater than value, else value, in storage order. So NaN gives value, and
+  // -0 against 0 gives 0.
+  void maxWithScalar(float value, Matrix& target) const;
+
+  // target = elementMax(this, other).
+  void maxElements(const Matrix& other, Matrix& target) const;
+
+  // target = this * other, in storage order where both are column-major or neither is.
+  void multiplyElements(const Matrix& other, Matrix& target) const;
+
+  // target(r, c) = function(this(r, c), other(r, c)), each by its own order. Does not resize.
+  void combineElements(const Matrix& other, ElementFunction function, Matrix& target) const;
+
+  // target(r, c) = other(r, c) * factor + this(r, c), each by its own order. Does not resize.
+  void mixElements(const Matrix& other, float factor, Matrix& target) const;
+
+  // target = this with factor * vector added to each row (row vector) or column. Each line gets
+  // vector.size elements, whatever its length.
+  void addBroadcast(const Matrix& vector, float factor, Matrix& target) const;
+
+  // target = this with each column (row vector) or row (column vector) scaled by its element.
+  void multiplyBroadcast(const Matrix& vector, Matrix& target) const;
+
+  // target = this divided by vector. Where the vector runs along the storage it is a division;
+  // elsewhere a product with the rounded reciprocal, which is another number in its last bits.
+  // Features of trained nets rest on both.
+  void divideBroadcast(const Matrix& vector, Matrix& target) const;
+
+  // One value for each column (axis 0: target becomes 1 x cols) or each row (any other axis:
+  // rows x 1): accumulator = function(element, accumulator) from initial, in rising index. An
+  // empty line gives initial. target must not be this.
+  void reduce(int32_t axis, Matrix& target, ElementFunction function, float initial) const;
+
+  // target = the function of each element, in storage order.
+  void applyFunction(int32_t code, Matrix& target) const;
+  void applyFunction(int32_t code);
+
+  // Where the element stands in buffer, by order.
+  int64_t indexOf(int32_t r, int32_t c) const {
+    return order == kColumnMajor ? static_cast<int64_t>(rows) * c + r
+                                 : static_cast<int64_t>(cols) * r + c;
+  }
+
+  // What cblas_sgemm, always called row-major, is told for this matrix.
+  int32_t leadingDimension() const { return order == kRowMajor ? cols : rows; }
+
+ private:
+  bool isColumnMajor() const { return order == kColumnMajor; }
+  void replaceBuffer(int32_t wantedRows, int32_t wantedCols);
+};
+
+}  // namespace facefeature
+
+#endif

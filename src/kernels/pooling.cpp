@@ -1,0 +1,92 @@
+#include "kernels/pooling.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "kernels/filter_geometry.h"
+
+namespace facefeature {
+namespace {
+
+// The windows along one plane.
+struct Windows {
+  int64_t sizeX;
+  int64_t start;
+  int64_t stride;
+  int32_t outputsX;
+  int64_t imgSize;
+};
+
+// A window, clipped to the image; empty or turned round where it lies outside.
+struct Window {
+  int64_t yLow, yHigh, xLow, xHigh;
+};
+
+Window windowAt(const Windows& windows, int32_t position) {
+  const int64_t y0 = position / windows.outputsX * windows.stride + windows.start;
+  const int64_t x0 = position % windows.outputsX * windows.stride + windows.start;
+  return {std::max<int64_t>(y0, 0), std::min(y0 + windows.sizeX, windows.imgSize),
+          std::max<int64_t>(x0, 0), std::min(x0 + windows.sizeX, windows.imgSize)};
+}
+
+using PoolWindow = float (*)(const float* plane, int64_t imgSize, const Window& window);
+
+float averageOf(const float* plane, int64_t imgSize, const Window& window) {
+  float sum = 0.0f;
+  for (int64_t y = window.yLow; y < window.yHigh; ++y) {
+    for (int64_t x = window.xLow; x < window.xHigh; ++x) sum += plane[y * imgSize + x];
+  }
+  // Divided by what was there, also when nothing was: 0 / 0 is a NaN, and a window that lies
+  // outside on both axes has two negative spans and so a positive count.
+  const int64_t count = (window.yHigh - window.yLow) * (window.xHigh - window.xLow);
+  return sum / static_cast<float>(count);
+}
+
+float maximumOf(const float* plane, int64_t imgSize, const Window& window) {
+  float maximum = kMaxPoolFill;
+  for (int64_t y = window.yLow; y < window.yHigh; ++y) {
+    for (int64_t x = window.xLow; x < window.xHigh; ++x) {
+      const float value = plane[y * imgSize + x];
+      maximum = value > maximum ? value : maximum;
+    }
+  }
+  return maximum;
+}
+
+void poolForward(const Matrix& input, Matrix& target, int32_t channels, const Windows& shape,
+                 PoolWindow pool) {
+  if (&target == &input) throw std::out_of_range("a pooling that overwrites its input");
+  if (shape.outputsX == 0) throw std::out_of_range("no outputs along a side");
+  // The side is the root of a plane's pixels, truncated; planes still start at multiples of the
+  // pixels, so of a plane that is no square the last ones are never read.
+  const int32_t imgPixels = divideGeometry(input.cols, channels);
+  Windows windows = shape;
+  windows.imgSize = truncatedSquareRoot(imgPixels);
+  const int32_t outPixels = multiplyGeometry(shape.outputsX, shape.outputsX);
+  target.resize(input.rows, multiplyGeometry(outPixels, channels));
+
+  for (int32_t r = 0; r < input.rows; ++r) {
+    const float* row = input.buffer + static_cast<int64_t>(input.cols) * r;
+    float* out = target.buffer + static_cast<int64_t>(target.cols) * r;
+    for (int32_t c = 0; c < channels; ++c) {
+      const float* plane = row + static_cast<int64_t>(imgPixels) * c;
+      for (int32_t q = 0; q < outPixels; ++q) {
+        *out++ = pool(plane, windows.imgSize, windowAt(windows, q));
+      }
+    }
+  }
+}
+
+}  // namespace
+
+void avgPoolForward(const Matrix& input, Matrix& target, int32_t channels, int32_t sizeX,
+                    int32_t start, int32_t stride, int32_t outputsX) {
+  poolForward(input, target, channels, {sizeX, start, stride, outputsX, 0}, averageOf);
+}
+
+void maxPoolForward(const Matrix& input, Matrix& target, int32_t channels, int32_t sizeX,
+                    int32_t start, int32_t stride, int32_t outputsX) {
+  poolForward(input, target, channels, {sizeX, start, stride, outputsX, 0}, maximumOf);
+}
+
+}  // namespace facefeature

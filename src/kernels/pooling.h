@@ -1,0 +1,32 @@
+// Subsampling every plane by a square window on a regular grid.
+#ifndef FACEFEATURE_KERNELS_POOLING_H
+#define FACEFEATURE_KERNELS_POOLING_H
+
+#include <cstdint>
+
+#include "kernels/matrix.h"
+
+namespace facefeature {
+
+// What max pooling starts from, bits 0xFF167699: the float next to -2e38. On purpose not the lowest
+// float: planes below it pool to it.
+constexpr float kMaxPoolFill = -1.9999999360571385e+38f;
+
+// Output (oy, ox) of a plane is pooled from sizeX x sizeX pixels from (oy, ox) * stride + start on,
+// clipped to the image, in raster order. The image is square; its side is the truncated root of
+// input.cols / channels. target becomes input.rows x (outputsX^2 * channels).
+//
+// Average: the sum in single precision over the number of pixels in the clipped window, also when
+// that is 0 (a NaN, or a zero where both spans are negative).
+// Max: NaNs are skipped; a window outside the image gives kMaxPoolFill.
+//
+// Throws std::out_of_range when channels or outputsX is 0 or the windows don't fit 32 bits, and
+// std::bad_alloc. target must not be input.
+void avgPoolForward(const Matrix& input, Matrix& target, int32_t channels, int32_t sizeX,
+                    int32_t start, int32_t stride, int32_t outputsX);
+void maxPoolForward(const Matrix& input, Matrix& target, int32_t channels, int32_t sizeX,
+                    int32_t start, int32_t stride, int32_t outputsX);
+
+}  // namespace facefeature
+
+#endif

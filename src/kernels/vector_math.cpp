@@ -1,0 +1,52 @@
+#include "kernels/vector_math.h"
+
+#include <cmath>
+
+namespace facefeature {
+namespace {
+
+// Taken in double and rounded once; see the header.
+float roundedExp(float x) { return static_cast<float>(std::exp(static_cast<double>(x))); }
+float roundedLog(float x) { return static_cast<float>(std::log(static_cast<double>(x))); }
+float roundedTanh(float x) { return static_cast<float>(std::tanh(static_cast<double>(x))); }
+
+bool computes(const float* a, const float* y) { return a != nullptr && y != nullptr; }
+
+}  // namespace
+
+void vsMul(int32_t n, const float* a, const float* b, float* y) {
+  if (!computes(a, y) || b == nullptr) return;
+  for (int32_t i = 0; i < n; ++i) y[i] = a[i] * b[i];
+}
+
+void vsDiv(int32_t n, const float* a, const float* b, float* y) {
+  if (!computes(a, y) || b == nullptr) return;
+  for (int32_t i = 0; i < n; ++i) y[i] = a[i] / b[i];
+}
+
+void vsInv(int32_t n, const float* a, float* y) {
+  if (!computes(a, y)) return;
+  for (int32_t i = 0; i < n; ++i) y[i] = 1.0f / a[i];
+}
+
+void vsSqr(int32_t n, const float* a, float* y) {
+  if (!computes(a, y)) return;
+  for (int32_t i = 0; i < n; ++i) y[i] = a[i] * a[i];
+}
+
+void vsExp(int32_t n, const float* a, float* y) {
+  if (!computes(a, y)) return;
+  for (int32_t i = 0; i < n; ++i) y[i] = roundedExp(a[i]);
+}
+
+void vsLn(int32_t n, const float* a, float* y) {
+  if (!computes(a, y)) return;
+  for (int32_t i = 0; i < n; ++i) y[i] = roundedLog(a[i]);
+}
+
+void vsTanh(int32_t n, const float* a, float* y) {
+  if (!computes(a, y)) return;
+  for (int32_t i = 0; i < n; ++i) y[i] = roundedTanh(a[i]);
+}
+
+}  // namespace facefeature

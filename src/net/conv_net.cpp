@@ -1,0 +1,70 @@
+#include "net/conv_net.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <memory>
+#include <set>
+
+#include "config/layer_parameters.h"
+#include "config/net_definitions.h"
+#include "config/net_documents.h"
+
+namespace facefeature {
+
+ConvNet::ConvNet(int32_t netIndex) : ConvNet(netIndex, netDefinitions[netIndex]) {}
+
+ConvNet::ConvNet(int32_t netIndex, const char* text) {
+  try {
+    build(netIndex, text);
+  } catch (const std::string& reason) {
+    // Ends the host's process, and is meant to: a net that can't be built is an error in the
+    // library itself, and an engine without it would make features that look like good ones.
+    std::cout << "Error creating ConvNet: " << reason << std::endl;
+    std::exit(1);
+  }
+}
+
+void ConvNet::build(int32_t netIndex, const char* text) {
+  currentNetIndex = static_cast<uint32_t>(netIndex);
+  currentDocument().parse(text, static_cast<uint32_t>(std::strlen(text)));
+  int32_t layerCount = 0;
+  currentSection("Net").getInt("LayerCount", layerCount);
+  const std::unique_ptr<std::vector<std::string>> names(getStringList("Net", "LayerNames"));
+  // The count decides and not the length of the list; the two must agree.
+  for (int32_t i = 0; i < layerCount; ++i) {
+    buildLayer(*names, names->at(static_cast<size_t>(i)));
+  }
+  // A second pass, so that outputs are notified by rising position in the net, whatever the order
+  // in which inputs are named. That decides which of two readers of a matrix comes first.
+  for (Layer* layer : layers) {
+    for (Layer* input : layer->inputLayers) input->outputLayers.push_back(layer);
+  }
+}
+
+void ConvNet::buildLayer(const std::vector<std::string>& names, const std::string& name) {
+  std::string type;
+  currentSection(name).getString("type", type);
+  Layer* layer = createLayer(type, name);
+  const std::unique_ptr<std::vector<std::string>> inputs(getStringList(name, "inputs"));
+  for (const std::string& input : *inputs) {
+    // Only what is built so far can be an input: a later layer's index lies behind the list's end,
+    // and that of no layer, -1, does as an unsigned number.
+    const int32_t index = findLayerName(names, input);
+    layer->inputLayers.push_back(layers.at(static_cast<size_t>(index)));
+  }
+}
+
+void ConvNet::forward(std::vector<Matrix*>& dataMatrices) {
+  for (Layer* layer : layers) layer->resetForward();
+  for (Layer* layer : dataLayers) layer->runForward(dataMatrices);
+}
+
+ConvNet::~ConvNet() {
+  // A data layer stands in both lists and dies once.
+  std::set<Layer*> all(layers.begin(), layers.end());
+  all.insert(dataLayers.begin(), dataLayers.end());
+  for (Layer* layer : all) delete layer;
+}
+
+}  // namespace facefeature

@@ -1,0 +1,49 @@
+// ConvNet, one of the 25 nets: a graph of layers, built from a text and run forward.
+#ifndef FACEFEATURE_NET_CONV_NET_H
+#define FACEFEATURE_NET_CONV_NET_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "net/layer.h"
+
+namespace facefeature {
+
+class ConvNet {
+ public:
+  // Parses text netIndex (0 to 24) into netDocuments[netIndex], sets currentNetIndex and builds the
+  // layers; their trained numbers come from the model folder. One net at a time in the process.
+  //
+  // A text that names an unknown type of layer, pooling or neuron prints
+  // "Error creating ConvNet: " with the reason and a line end on standard output, and ends the
+  // process with status 1. Throws std::out_of_range where the text's lists and counts don't fit
+  // each other, and std::bad_alloc; the layers built so far are then lost.
+  explicit ConvNet(int32_t netIndex);
+
+  // The same for another text in the place of the library's own.
+  ConvNet(int32_t netIndex, const char* text);
+  ~ConvNet();
+  ConvNet(const ConvNet&) = delete;
+  ConvNet& operator=(const ConvNet&) = delete;
+
+  // Runs the net. dataMatrices are the caller's, all data sources there are; a data layer picks its
+  // own. Results are read from the last layer's getActivations. One run at a time for a net;
+  // different nets run side by side. What a layer throws passes through.
+  void forward(std::vector<Matrix*>& dataMatrices);
+
+  // Builds the layer for a type, appends it to layers (and to dataLayers) and returns it. Throws
+  // the text "Unknown layer type " and the type. Only the constructor calls it.
+  Layer* createLayer(const std::string& typeName, const std::string& layerName);
+
+  std::vector<Layer*> layers;      // all layers in the order of LayerNames, owned
+  std::vector<Layer*> dataLayers;  // those of type data again, in the same order
+
+ private:
+  void build(int32_t netIndex, const char* text);
+  void buildLayer(const std::vector<std::string>& names, const std::string& name);
+};
+
+}  // namespace facefeature
+
+#endif

@@ -1,0 +1,61 @@
+#include "net/layer.h"
+
+#include "config/net_documents.h"
+
+namespace facefeature {
+
+// The counters need no value: resetForward comes before every run. They get one all the same, since
+// a read of memory that nobody wrote is never worth a saved store.
+Layer::Layer(ConvNet* net, const char* layerName)
+    : owner(net),
+      receivedInputs(0),
+      spareCounter(0),
+      activations(nullptr),
+      actsTarget(-1),
+      name(layerName) {
+  const ConfigSection& section = currentSection(name);
+  section.getString("type", type);
+  section.getInt("actsTarget", actsTarget);
+  if (actsTarget < 0) activations = new Matrix();
+}
+
+Layer::~Layer() {
+  if (actsTarget >= 0) return;
+  delete activations;
+  activations = nullptr;
+}
+
+void Layer::runForward(std::vector<Matrix*>& inputs) {
+  inputMatrices = inputs;
+  const bool inPlace = actsTarget >= 0;
+  if (inPlace) activations = inputMatrices.at(static_cast<size_t>(actsTarget));
+  const int32_t inputCount = static_cast<int32_t>(inputLayers.size());
+  receivedInputs = inputCount;
+  if (inPlace) applyInput(actsTarget, 0.0f);
+  for (int32_t i = 0; i < inputCount; ++i) {
+    if (i == actsTarget) continue;
+    applyInput(i, !inPlace && i == 0 ? 0.0f : 1.0f);
+  }
+  // The order matters: a layer that rewrites this one's output in place stands ahead of one that is
+  // to read the result.
+  for (Layer* output : outputLayers) output->notifyInputReady();
+}
+
+void Layer::notifyInputReady() {
+  ++receivedInputs;
+  if (receivedInputs != static_cast<int32_t>(inputLayers.size())) return;
+  // Asked for only now: an input's matrix may be another one in each run.
+  std::vector<Matrix*> inputs;
+  inputs.reserve(inputLayers.size());
+  for (Layer* input : inputLayers) inputs.push_back(input->getActivations());
+  runForward(inputs);
+}
+
+void Layer::resetForward() {
+  receivedInputs = 0;
+  spareCounter = 0;
+}
+
+Matrix* Layer::getActivations() { return activations; }
+
+}  // namespace facefeature

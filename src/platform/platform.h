@@ -1,0 +1,27 @@
+// Everything the operating system is asked for. One .cpp a system; no other file knows which it is.
+#ifndef FACEFEATURE_PLATFORM_PLATFORM_H
+#define FACEFEATURE_PLATFORM_PLATFORM_H
+
+#include <fstream>
+#include <string>
+
+namespace facefeature {
+
+// Between the parts of a path, as the system writes it.
+extern const char kPathSeparator;
+
+// The temporary folder with a separator at its end: GetTempPathA's answer on Windows, elsewhere
+// $TMPDIR, or /tmp where that is unset or empty.
+std::string temporaryFolder();
+
+// Opens a file for binary reading, shared with readers and writers, in place of whatever the stream
+// had open; its error state is cleared. False when it can't be opened; a folder can't.
+bool openSharedForReading(std::ifstream& stream, const std::string& path);
+
+// Keeps the OpenMP runtime in the process even when this library is unloaded: its worker threads
+// outlive a parallel loop and wait inside its code. Called with each creation of an engine.
+void keepOpenMpRuntimeLoaded();
+
+}  // namespace facefeature
+
+#endif
