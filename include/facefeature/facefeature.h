@@ -181,7 +181,7 @@ void DestroyFeatureEngine(FeatureEngine* engine);
 #endif
 
 /* Hosts are built against these layouts, and features lie in their databases. */
-#if defined(__cplusplus)
+#if defined(__cplusplus) && (__cplusplus >= 201103L || defined(_MSC_VER))
 static_assert(sizeof(FeatureVector) == 2008, "a feature is 502 floats and nothing else");
 static_assert(sizeof(Landmark) == 12, "entries are packed");
 static_assert(offsetof(Landmark, id) == 0, "id comes first");

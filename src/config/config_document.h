@@ -16,7 +16,7 @@ struct ConfigSection {
   const char* name;  // in the pool, without brackets; only "[DEFAULT]" has them in its name
   uint32_t entryCount;
   const char** entries;  // exactly entryCount pointers into the pool, rising by key; owned by the
-                         // document; never null, also with no entries
+                         // document; a parse leaves it not null, also with no entries
   ConfigPool* pool;      // the document's
   int32_t defaultEntry;  // what an empty key finds: always -1, nothing
 
@@ -51,7 +51,7 @@ class ConfigDocument {
 
   // Replaces the content by that of text, which ends at its NUL; length, without the NUL, only
   // sizes the pool. Always true. One parse at a time in the whole process: the parser's scratch is
-  // shared. Throws std::bad_alloc and then leaves the document unfit for anything but clear().
+  // shared. Throws std::bad_alloc; what was read is then lost, and the next parse starts anew.
   bool parse(const char* text, uint32_t length);
 
   // Frees everything and goes back to no sections. Does nothing unless there are sections, their

@@ -1,6 +1,7 @@
 #include "config/config_pool.h"
 
 #include <algorithm>
+#include <functional>
 #include <memory>
 
 namespace facefeature {
@@ -46,7 +47,8 @@ char* ConfigPool::allocate(uint32_t size) {
   while (currentBlock >= blockCount || freeBytes(*blocks[currentBlock]) < size) {
     if (currentBlock < blockCount) ++currentBlock;
     blockSize = std::max(blockSize, size);
-    if (currentBlock == blockCount) {
+    if (currentBlock >= blockCount) {
+      // Releases may have taken away blocks ahead of the one being filled.
       appendBlock();
     } else if (freeBytes(*blocks[currentBlock]) < size) {
       replaceMemory(*blocks[currentBlock], blockSize);
@@ -62,7 +64,10 @@ char* ConfigPool::allocate(uint32_t size) {
 void ConfigPool::release(const char* pointer) {
   for (uint32_t i = 0; i < blockCount; ++i) {
     ConfigPoolBlock& block = *blocks[i];
-    if (pointer < block.memory || pointer >= block.memory + block.capacity) continue;
+    const std::less<const char*> isBefore;
+    if (isBefore(pointer, block.memory) || !isBefore(pointer, block.memory + block.capacity)) {
+      continue;
+    }
     ++block.releases;
     if (block.releases == block.allocations && i != currentBlock) {
       removeBlock(i);

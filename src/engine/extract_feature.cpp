@@ -38,11 +38,6 @@ bool isGoodRequest(const uint8_t* pixels, int32_t width, int32_t height,
          isGoodRecord(*landmarks) && isModelLoaded();
 }
 
-void freePatchMatrices(std::vector<Matrix*>* matrices) {
-  for (Matrix* matrix : *matrices) delete matrix;
-  delete matrices;
-}
-
 }  // namespace
 
 void ExtractFeature(FeatureEngine* engine, const uint8_t* pixels, int32_t width, int32_t height,

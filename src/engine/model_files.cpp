@@ -7,6 +7,21 @@
 #include "platform/platform.h"
 
 namespace facefeature {
+namespace {
+
+// Reads the count and so many floats. A count that does not arrive is none.
+void readCountedFloats(std::ifstream& stream, int32_t n) {
+  int32_t count = 0;
+  stream.read(reinterpret_cast<char*>(&count), sizeof count);
+  if (stream.fail()) return;
+  float* slot = patchMeans[n - 1];
+  const int64_t room = patchMeans[0] + kPatchCount * kLargestSample - slot;
+  const int64_t floats = std::clamp<int64_t>(count, 0, room);
+  stream.read(reinterpret_cast<char*>(slot),
+              static_cast<std::streamsize>(floats * static_cast<int64_t>(sizeof(float))));
+}
+
+}  // namespace
 
 std::string engineFilePath(const std::string& name) {
   // ModelDirectory ends in a separator already. The file system takes two for one; the paths of the
@@ -16,14 +31,8 @@ std::string engineFilePath(const std::string& name) {
 
 bool readPatchMean(std::ifstream& stream, int32_t n) {
   if (!openSharedForReading(stream, engineFilePath("0-" + std::to_string(n) + "-0"))) return false;
-  int32_t count = 0;
-  stream.read(reinterpret_cast<char*>(&count), sizeof count);
-  if (stream.fail()) return true;
-  float* slot = patchMeans[n - 1];
-  const int64_t room = patchMeans[0] + kPatchCount * kLargestSample - slot;
-  const int64_t floats = std::clamp<int64_t>(count, 0, room);
-  stream.read(reinterpret_cast<char*>(slot),
-              static_cast<std::streamsize>(floats * static_cast<int64_t>(sizeof(float))));
+  readCountedFloats(stream, n);
+  stream.close();
   return true;
 }
 
@@ -32,6 +41,7 @@ bool readRawFloats(std::ifstream& stream, const std::string& name, float* buffer
   std::fill(buffer, buffer + count, 0.0f);
   stream.read(reinterpret_cast<char*>(buffer),
               static_cast<std::streamsize>(count * static_cast<int64_t>(sizeof(float))));
+  stream.close();
   return true;
 }
 

@@ -66,7 +66,7 @@ FaceSimilarity fitToCanonical(const FaceAnchors& p, float h) {
 
 FaceSimilarity fitToImage(const FaceAnchors& p, float h) {
   const Sums s = sumsOf(p, h);
-  // Squares of the anchors in the frame: 80 + 60 + 80 + h.
+  // The squares of the anchors in the frame, added: of 80, 60, 80 and h.
   const float T = (h * h + 6400.0f) + 10000.0f;
   const float B2 = (p.y8 * kUpperX - p.x8 * h) + (p.y6 * kUpperX - p.x6 * kUpperY);
   const float D2 = (T * 2.0f - kSumU * kSumU) - s.Sv * s.Sv;

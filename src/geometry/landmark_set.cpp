@@ -1,13 +1,11 @@
 #include "geometry/landmark_set.h"
 
-#include <cstdlib>
+#include <algorithm>
 
 namespace facefeature {
 namespace {
 
-int compareForSort(const void* a, const void* b) {
-  return compareLandmarks(static_cast<const Landmark*>(a), static_cast<const Landmark*>(b));
-}
+bool standsAhead(const Landmark& a, const Landmark& b) { return compareLandmarks(&a, &b) < 0; }
 
 }  // namespace
 
@@ -21,7 +19,8 @@ void sortLandmarks(const LandmarkSet* landmarks, Landmark slots[kSlotCount]) {
     const Landmark& entry = landmarks->entries[i];
     if (!isDroppedFromAlignment(entry.id)) *slot++ = entry;
   }
-  std::qsort(slots, kSlotCount, sizeof(Landmark), compareForSort);
+  // Stable, though nothing is promised for equal ids: every platform then gives the same feature.
+  std::stable_sort(slots, slots + kSlotCount, standsAhead);
 }
 
 }  // namespace facefeature

@@ -46,7 +46,9 @@ std::vector<Matrix*>* BuildPatchMatrices(FeatureEngine* engine, const uint8_t* p
                                          int32_t width, int32_t height, int32_t stride,
                                          const uint8_t* grayImage, const LandmarkSet* landmarks) {
   const Photograph photo = {pixels, width, height, stride, grayImage};
-  auto matrices = std::make_unique<std::vector<Matrix*>>();
+  // Freed here only if memory runs out on the way.
+  std::unique_ptr<std::vector<Matrix*>, void (*)(std::vector<Matrix*>*)> matrices(
+      new std::vector<Matrix*>, freePatchMatrices);
   matrices->reserve(kPatchCount);
 
   float angleZ, angleY, angleX;  // of use to nobody here
@@ -65,6 +67,11 @@ std::vector<Matrix*>* BuildPatchMatrices(FeatureEngine* engine, const uint8_t* p
     fillPatchMatrix(engine, photo, fitToImage(anchors, h), aligned, patch, *matrix);
   }
   return matrices.release();
+}
+
+void freePatchMatrices(std::vector<Matrix*>* matrices) {
+  for (Matrix* matrix : *matrices) delete matrix;
+  delete matrices;
 }
 
 }  // namespace facefeature

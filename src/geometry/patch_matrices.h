@@ -22,6 +22,9 @@ std::vector<Matrix*>* BuildPatchMatrices(FeatureEngine* engine, const uint8_t* p
                                          int32_t width, int32_t height, int32_t stride,
                                          const uint8_t* grayImage, const LandmarkSet* landmarks);
 
+// Frees such an array with its matrices.
+void freePatchMatrices(std::vector<Matrix*>* matrices);
+
 }  // namespace facefeature
 
 #endif

@@ -83,10 +83,10 @@ void Matrix::resizeLike(const Matrix& other) { resize(other.rows, other.cols); }
 void Matrix::replaceBuffer(int32_t wantedRows, int32_t wantedCols) {
   const int64_t count = elementCount(wantedRows, wantedCols);
   if (size != count) {
+    // Released last: when memory runs out the matrix is as it was, with a buffer to release.
+    float* const replacement = allocateFloats(count);
     releaseFloats(buffer);
-    // Without this a matrix whose allocation fails would release its old buffer once more.
-    buffer = nullptr;
-    buffer = allocateFloats(count);
+    buffer = replacement;
   }
   size = static_cast<int32_t>(count);
   rows = wantedRows;

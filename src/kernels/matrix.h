@@ -89,7 +89,7 @@ class Matrix {
   // Nothing at all for the shape that it has, order included. Otherwise the buffer is replaced if
   // the element count differs (contents lost, also with a count of 0), stays with its values if
   // not, and order becomes row-major. ownsBuffer is not looked at: never resize a view to another
-  // element count. When memory runs out the matrix is unfit for further use.
+  // element count. When memory runs out the matrix stays as it is.
   void resize(int32_t wantedRows, int32_t wantedCols);
   void resizeLike(const Matrix& other);
 

@@ -24,6 +24,7 @@ bool openLayerFile(const std::string& fileName, std::ifstream& stream) {
 Matrix* readMatrix(std::ifstream& stream, bool transpose) {
   std::unique_ptr<Matrix> matrix(new Matrix());
   matrix->readFrom(stream);
+  stream.close();
   return transpose ? matrix->transposed() : matrix.release();
 }
 
