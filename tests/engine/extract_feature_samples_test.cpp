@@ -1,0 +1,75 @@
+// The whole road on photographs, where a checkout has the folder of samples beside it.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <map>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "support/bits.h"
+#include "support/oracle_extraction.h"
+#include "support/reference_extract.h"
+#include "support/reference_projection.h"
+#include "support/sample_faces.h"
+#include "support/test_engine.h"
+
+// The reader of photographs comes with the host program, which a build may leave out.
+#if __has_include("photo.h")
+#include "photo.h"
+#define FACEFEATURE_HAS_PHOTOS 1
+#else
+#define FACEFEATURE_HAS_PHOTOS 0
+#endif
+
+namespace facefeature_test {
+namespace {
+
+Picture readPicture(const std::string& path) {
+#if FACEFEATURE_HAS_PHOTOS
+  const facefeature_tools::Photo photo = facefeature_tools::readPhoto(path);
+  Picture picture = blankPicture(photo.width, photo.height);
+  picture.storage = photo.pixels;
+  return picture;
+#else
+  throw std::runtime_error("no reader of photographs for " + path);
+#endif
+}
+
+class ExtractFeatureSamples : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (samplesFolder().empty()) GTEST_SKIP() << "there is no folder of samples";
+    if (!FACEFEATURE_HAS_PHOTOS) GTEST_SKIP() << "this build has no reader of photographs";
+    haveModel();
+  }
+};
+
+TEST_F(ExtractFeatureSamples, EveryPhotographHasTheFeatureOfTheOracle) {
+  const OwnEngine engine;
+  ASSERT_NE(nullptr, engine.get());
+  std::map<std::string, FeatureVector> features;
+  for (SampleFace& sample : sampleFaces(samplesFolder())) {
+    SCOPED_TRACE(sample.name);
+    const Picture picture = readPicture(samplesFolder() + "/" + sample.imageFile);
+    ASSERT_EQ(sample.width, picture.width);
+    ASSERT_EQ(sample.height, picture.height);
+    const reference::Extraction wanted =
+        extractedByOracle(modelNumbers(), picture.view(), *sample.face.set());
+    const std::vector<float> got = extracted(engine.get(), picture, sample.face);
+    EXPECT_TRUE(sameFloats(wanted.feature.data(), got.data(), kFeatureFloats));
+    EXPECT_EQ(0, std::memcmp(wanted.patches.grayFace.data(), engine->grayFace, 25600));
+    EXPECT_EQ(0, std::memcmp(wanted.patches.colorFace.data(), engine->colorFace, 76800));
+    std::memcpy(features[sample.name].values, got.data(), sizeof(FeatureVector));
+  }
+  ASSERT_FALSE(features.empty());
+  for (const auto& a : features) {
+    for (const auto& b : features) {
+      EXPECT_SAME_FLOAT(reference::compare(a.second.values, b.second.values),
+                        facefeature::CompareFeatures(&a.second, &b.second));
+    }
+  }
+}
+
+}  // namespace
+}  // namespace facefeature_test

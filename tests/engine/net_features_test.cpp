@@ -1,0 +1,152 @@
+#include "engine/net_features.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <functional>
+#include <limits>
+#include <vector>
+
+#include "support/bits.h"
+#include "support/random.h"
+#include "support/reference_extract.h"
+
+namespace facefeature_test {
+namespace {
+
+using facefeature::normalizeRows;
+
+constexpr float kInfinity = std::numeric_limits<float>::infinity();
+
+std::vector<float> normalized(const std::vector<float>& output) {
+  // Between marks, so that a write beside the 320 floats shows.
+  std::vector<float> destination(322, -7.0f);
+  normalizeRows(output.data(), destination.data() + 1);
+  EXPECT_EQ(-7.0f, destination.front());
+  EXPECT_EQ(-7.0f, destination.back());
+  return std::vector<float>(destination.begin() + 1, destination.end() - 1);
+}
+
+std::vector<float> rows(float first, float second) {
+  std::vector<float> output(320, first);
+  std::fill(output.begin() + 160, output.end(), second);
+  return output;
+}
+
+TEST(NormalizeRows, HasTheBitsOfTheMixedSteps) {
+  Random random = seededRandom();
+  SCOPED_TRACE(random.trace());
+  for (int round = 0; round < 500; ++round) {
+    std::vector<float> output(320);
+    for (float& value : output) value = std::ldexp(random.normal(), random.integer(-10, 10));
+    ASSERT_TRUE(
+        sameFloats(reference::unitRows(output.data()).data(), normalized(output).data(), 320));
+  }
+}
+
+TEST(NormalizeRows, TroublesomeNumbersTravelOn) {
+  Random random = seededRandom();
+  SCOPED_TRACE(random.trace());
+  for (int round = 0; round < 500; ++round) {
+    std::vector<float> output = random.normals(320);
+    for (int32_t spot = random.integer(1, 3); spot > 0; --spot) {
+      output[static_cast<size_t>(random.integer(0, 319))] = random.awkward();
+    }
+    ASSERT_TRUE(
+        sameFloats(reference::unitRows(output.data()).data(), normalized(output).data(), 320));
+  }
+}
+
+TEST(NormalizeRows, EachRowHasANormOfItsOwn) {
+  const std::vector<float> unit = normalized(rows(1.0f, -1000.0f));
+  const float wanted = std::sqrt(1.0f / 160.0f);
+  for (size_t k = 0; k < 160; ++k) {
+    EXPECT_FLOAT_EQ(wanted, unit[k]);
+    EXPECT_FLOAT_EQ(-wanted, unit[160 + k]);
+  }
+}
+
+TEST(NormalizeRows, ARowOfZerosGivesNotANumberInThatRowAlone) {
+  const std::vector<float> first = normalized(rows(0.0f, 3.0f));
+  const std::vector<float> second = normalized(rows(3.0f, -0.0f));
+  for (size_t k = 0; k < 160; ++k) {
+    EXPECT_TRUE(std::isnan(first[k]));
+    EXPECT_FALSE(std::isnan(first[160 + k]));
+    EXPECT_FALSE(std::isnan(second[k]));
+    EXPECT_TRUE(std::isnan(second[160 + k]));
+  }
+}
+
+// The other way to compute one of the steps, and a row where it shows.
+struct WrongStep {
+  const char* name;
+  std::function<float(const std::vector<float>& row)> norm;
+};
+
+TEST(NormalizeRows, EveryRoundingOfTheStepsCounts) {
+  // Each of these norms is what a plausible slip would compute. The rows of the differential test
+  // would not tell if the right steps never differed from them.
+  const auto square = [](float x) { return static_cast<double>(x * x); };
+  const auto exactSquare = [](float x) { return static_cast<double>(x) * static_cast<double>(x); };
+  const WrongStep slips[] = {
+      {"sum in float",
+       [](const std::vector<float>& row) {
+         float sum = 0.0f;
+         for (const float x : row) sum += x * x;
+         return std::sqrt(sum);
+       }},
+      {"squares in double",
+       [&](const std::vector<float>& row) {
+         double sum = 0.0;
+         for (const float x : row) sum += exactSquare(x);
+         return static_cast<float>(std::sqrt(static_cast<double>(static_cast<float>(sum))));
+       }},
+      {"sum not rounded",
+       [&](const std::vector<float>& row) {
+         double sum = 0.0;
+         for (const float x : row) sum += square(x);
+         return static_cast<float>(std::sqrt(sum));
+       }},
+  };
+  for (const WrongStep& slip : slips) {
+    Random random = seededRandom();
+    SCOPED_TRACE(random.trace());
+    bool differed = false;
+    for (int round = 0; round < 200 && !differed; ++round) {
+      std::vector<float> row = random.normals(160);
+      const float wrong = slip.norm(row);
+      std::vector<float> output(row);
+      output.insert(output.end(), row.begin(), row.end());
+      const std::vector<float> unit = normalized(output);
+      for (size_t k = 0; k < 160; ++k) differed = differed || !sameBits(row[k] / wrong, unit[k]);
+    }
+    EXPECT_TRUE(differed) << slip.name;
+  }
+}
+
+TEST(NormalizeRows, SquaresBeyondTheFloatsMakeTheRowZero) {
+  // 1e20 squared is infinite in a float, though not in a double.
+  std::vector<float> output = rows(1.0f, 1.0f);
+  output[3] = 1e20f;
+  const std::vector<float> unit = normalized(output);
+  EXPECT_SAME_FLOAT(0.0f, unit[0]);
+  EXPECT_SAME_FLOAT(0.0f, unit[3]);
+  EXPECT_FLOAT_EQ(std::sqrt(1.0f / 160.0f), unit[160]);
+}
+
+TEST(NormalizeRows, ASumBeyondTheFloatsMakesTheRowZero) {
+  const std::vector<float> unit = normalized(rows(1e19f, 1e18f));
+  EXPECT_SAME_FLOAT(0.0f, unit[0]);
+  EXPECT_FLOAT_EQ(std::sqrt(1.0f / 160.0f), unit[160]);
+}
+
+TEST(NormalizeRows, SquaresBelowTheFloatsMakeTheRowInfinite) {
+  const std::vector<float> unit = normalized(rows(1e-30f, -1e-30f));
+  EXPECT_SAME_FLOAT(kInfinity, unit[0]);
+  EXPECT_SAME_FLOAT(-kInfinity, unit[319]);
+}
+
+}  // namespace
+}  // namespace facefeature_test

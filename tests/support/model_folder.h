@@ -1,0 +1,78 @@
+// Writing model files for the code under test, below the test program's own temporary folder.
+//
+// The numbers of a model file are little-endian, as are all machines that the tests run on, so that
+// they are written as they stand in memory.
+#ifndef FACEFEATURE_TESTS_SUPPORT_MODEL_FOLDER_H
+#define FACEFEATURE_TESTS_SUPPORT_MODEL_FOLDER_H
+
+#include <cstdint>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "support/private_temp_folder.h"
+
+namespace facefeature_test {
+
+// The folder in which the code looks for its model files, without a separator at its end.
+inline std::string modelFolder() { return privateTempFolder() + "/~kwplugintmp~"; }
+
+// Leaves an existing and empty model folder.
+inline void clearModelFolder() {
+  std::filesystem::remove_all(modelFolder());
+  std::filesystem::create_directories(modelFolder());
+}
+
+inline void removeModelFile(const std::string& name) {
+  std::filesystem::remove(modelFolder() + "/" + name);
+}
+
+// Writes, or overwrites, one file with these bytes.
+inline void writeRawFile(const std::string& name, const std::string& bytes) {
+  std::filesystem::create_directories(modelFolder());
+  std::ofstream file(modelFolder() + "/" + name, std::ios::binary | std::ios::trunc);
+  file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  file.close();
+  if (!file) throw std::runtime_error("can't write the model file " + name);
+}
+
+inline void appendNumber(std::string& bytes, int32_t number) {
+  char text[sizeof number];
+  std::memcpy(text, &number, sizeof number);
+  bytes.append(text, sizeof text);
+}
+
+inline void appendFloats(std::string& bytes, const std::vector<float>& values) {
+  for (const float value : values) {
+    char text[sizeof value];
+    std::memcpy(text, &value, sizeof value);
+    bytes.append(text, sizeof text);
+  }
+}
+
+// The header and then the values, however many they are: a test of a short or a long file gives
+// another number of them than the header promises.
+inline void writeMatrixFile(const std::string& name, int32_t rows, int32_t cols,
+                            const std::vector<float>& values) {
+  std::string bytes;
+  appendNumber(bytes, rows);
+  appendNumber(bytes, cols);
+  appendFloats(bytes, values);
+  writeRawFile(name, bytes);
+}
+
+// A file of `count` and then these values: the form of the mean samples.
+inline void writeMeanFile(const std::string& name, int32_t count,
+                          const std::vector<float>& values) {
+  std::string bytes;
+  appendNumber(bytes, count);
+  appendFloats(bytes, values);
+  writeRawFile(name, bytes);
+}
+
+}  // namespace facefeature_test
+
+#endif
