@@ -1,0 +1,118 @@
+// The host program: its verbs, and nothing else. What a verb does stands in verb_<name>.cpp.
+#include <CLI/CLI.hpp>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "failure.h"
+#include "verb_compare.h"
+#include "verb_extract.h"
+#include "verb_model_check.h"
+#include "verb_model_synth.h"
+
+namespace {
+
+using namespace facefeature_tools;
+
+// A minus sign would be taken for a number near the upper end.
+std::string notNegative(const std::string& text) {
+  return text.empty() || text.front() != '-' ? "" : text + " is not a whole number from 0";
+}
+
+struct Verbs {
+  CLI::App app{
+      "Makes features of faces and compares them.\n"
+      "Data goes to standard output, words to standard error. Exit codes: 0 done, 1 failed\n"
+      "otherwise, 2 wrong usage, 3 an input could not be read or is malformed, 4 the model\n"
+      "is missing or incomplete.",
+      "facefeature"};
+  CLI::App* model = nullptr;
+  CLI::App* modelSynth = nullptr;
+  CLI::App* modelCheck = nullptr;
+  CLI::App* extract = nullptr;
+  CLI::App* compare = nullptr;
+
+  ModelSynthRequest modelSynthRequest;
+  ModelCheckRequest modelCheckRequest;
+  ExtractRequest extractRequest;
+  CompareRequest compareRequest;
+
+  Verbs() {
+    app.set_version_flag("--version", "facefeature " FACEFEATURE_VERSION);
+    app.require_subcommand(1);
+
+    model = app.add_subcommand("model", "Make or check a folder of model files");
+    model->require_subcommand(1);
+    modelSynth = model->add_subcommand(
+        "synth", "Write a model of random numbers, NOT trained, for trying the library");
+    modelSynth->add_option("DIR", modelSynthRequest.folder, "Folder for the 303 files")->required();
+    modelSynth->add_option("--seed", modelSynthRequest.seed, "Same seed, same bytes")
+        ->check(notNegative)
+        ->capture_default_str();
+    modelCheck = model->add_subcommand("check", "Name every model file that is missing or wrong");
+    modelCheck->add_option("DIR", modelCheckRequest.folder, "Folder with the 303 files")
+        ->required();
+
+    extract = app.add_subcommand("extract", "Make the feature of a face");
+    extract->add_option("PHOTO", extractRequest.photo, "JPEG, PNG or PPM file")->required();
+    extract->add_option("LANDMARKS", extractRequest.landmarks, "JSON file with its landmarks")
+        ->required();
+    extract->add_option("-o,--output", extractRequest.feature, "Feature file to write, 2008 bytes")
+        ->required()
+        ->option_text("FEATURE");
+    extract
+        ->add_option("--model", extractRequest.model,
+                     "Folder with the 303 files; without it, ~kwplugintmp~ in the temporary folder")
+        ->option_text("DIR");
+
+    compare = app.add_subcommand("compare", "Print the score of two features");
+    compare->add_option("A", compareRequest.first, "Feature file")->required();
+    compare->add_option("B", compareRequest.second, "Feature file")->required();
+  }
+
+  // The words of the verb that the command line names, as far as it names one.
+  std::string named() const {
+    if (modelSynth->parsed()) return kModelSynthVerb;
+    if (modelCheck->parsed()) return kModelCheckVerb;
+    if (extract->parsed()) return kExtractVerb;
+    if (compare->parsed()) return kCompareVerb;
+    return model->parsed() ? "model" : "";
+  }
+
+  ExitCode run() const {
+    if (modelSynth->parsed()) return runModelSynth(modelSynthRequest);
+    if (modelCheck->parsed()) return runModelCheck(modelCheckRequest);
+    if (extract->parsed()) return runExtract(extractRequest);
+    return runCompare(compareRequest);
+  }
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Verbs verbs;
+  try {
+    verbs.app.parse(argc, argv);
+  } catch (const CLI::Success& helpOrVersion) {
+    return verbs.app.exit(helpOrVersion);
+  } catch (const CLI::ParseError& error) {
+    const std::string verb = verbs.named();
+    const std::vector<std::string> unknown = verbs.app.remaining(true);
+    const std::string wrong = unknown.empty() ? error.what() : "unknown: " + unknown.front();
+    say(verb, wrong + ". Run \"facefeature " + verb +
+                  (verb.empty() ? "--help\" for its usage." : " --help\" for its usage."));
+    return kWrongUsage;
+  }
+  try {
+    return verbs.run();
+  } catch (const Failure& failure) {
+    say(verbs.named(), failure.what());
+    return failure.code();
+  } catch (const std::bad_alloc&) {
+    say(verbs.named(), "out of memory. Give it a smaller picture or more memory.");
+    return kFailed;
+  } catch (const std::exception& error) {
+    say(verbs.named(), error.what());
+    return kFailed;
+  }
+}

@@ -1,0 +1,29 @@
+#include "verb_model_check.h"
+
+#include <filesystem>
+#include <vector>
+
+#include "model_check.h"
+#include "model_files.h"
+
+namespace facefeature_tools {
+
+ExitCode runModelCheck(const ModelCheckRequest& request) {
+  const std::vector<ModelFault> faults =
+      checkModel(request.folder, CheckDepth::kNumbers, kBadInput,
+                 "Name the folder with the 303 files of a model");
+  for (const ModelFault& fault : faults) {
+    const std::filesystem::path path = std::filesystem::path(request.folder) / fault.file;
+    say(kModelCheckVerb, path.string() + ": " + fault.wrong);
+  }
+  const std::string all = std::to_string(modelFiles().size());
+  if (faults.empty()) {
+    say(kModelCheckVerb, request.folder + ": all " + all + " files are as they should be");
+    return kDone;
+  }
+  say(kModelCheckVerb, request.folder + ": " + std::to_string(faults.size()) + " of " + all +
+                           " files are wrong. Copy the model anew from where it came from.");
+  return kBadModel;
+}
+
+}  // namespace facefeature_tools

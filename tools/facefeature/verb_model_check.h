@@ -1,0 +1,21 @@
+#ifndef FACEFEATURE_TOOLS_VERB_MODEL_CHECK_H
+#define FACEFEATURE_TOOLS_VERB_MODEL_CHECK_H
+
+#include <string>
+
+#include "failure.h"
+
+namespace facefeature_tools {
+
+constexpr char kModelCheckVerb[] = "model check";
+
+struct ModelCheckRequest {
+  std::string folder;
+};
+
+// "facefeature model check": names every file of a model folder that is wrong, one a line.
+ExitCode runModelCheck(const ModelCheckRequest& request);
+
+}  // namespace facefeature_tools
+
+#endif
