@@ -1,0 +1,197 @@
+// A host process in small: loads the shared library as a stranger's program does, and does what its
+// arguments say, one step after the other.
+//
+//     host_probe LIBRARY STEP...
+//
+//     load | unload | mapped          binds the four functions; lets go of them; "mapped yes|no"
+//     create NAME                     "NAME made", "NAME null" or "NAME out of memory"
+//     extract NAME VARIANT            "NAME feature 3f800000 ...", "NAME nan" or "NAME untouched"
+//     extract-together NAME NAME      both with the variant "face", at once, on threads of their
+//     own on-a-thread STEP                the one step, on a thread that then ends destroy NAME
+//     null when no engine bears the name read-feature NAME FILE          502 floats score NAME NAME
+//     "score 3f800000", of the features last read or extracted threads | memory "threads N";
+//     "memory N" (resident, in KiB) setenv NAME VALUE | unsetenv NAME remove PATH | move FROM TO
+//     folders with all that is in them fork STEP... join               a child does the steps and
+//     leaves by exit(0) at the join, the
+//                                     parent waits for it there: "child 0" or "child died"
+//     sleep MILLISECONDS
+//
+// Standard output is flushed after each step, so that it has all lines, in order, also where a step
+// ends the process. Exit status 2: a step that can't be done, told on standard error.
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <new>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "host/probe_library.h"
+#include "host/probe_request.h"
+
+namespace facefeature_test {
+namespace {
+
+constexpr unsigned kSecondsToLive =
+    300;  // a step that hangs ends in a signal, not in a stalled run
+
+class Probe {
+ public:
+  Probe(const std::string& library, std::vector<std::string> words)
+      : library_(library), words_(std::move(words)) {}
+
+  void run() {
+    while (next_ < words_.size()) {
+      step(word());
+      std::fflush(stdout);
+    }
+  }
+
+ private:
+  const std::string& word() {
+    if (next_ == words_.size()) throw std::runtime_error("a step lacks its arguments");
+    return words_[next_++];
+  }
+
+  void step(const std::string& verb) {
+    if (verb == "load") return library_.load();
+    if (verb == "unload") return library_.unload();
+    if (verb == "mapped") return say("mapped", library_.mapped() ? "yes" : "no");
+    if (verb == "create") return create(word());
+    if (verb == "extract") return extract(word());
+    if (verb == "extract-together") return extractTogether(word());
+    if (verb == "on-a-thread") return onAThread();
+    if (verb == "destroy") return library_.destroy(engines_[word()]);
+    if (verb == "read-feature") return readFeature(word());
+    if (verb == "score") return score(word());
+    if (verb == "threads") return say("threads", ownStatus("Threads:"));
+    if (verb == "memory") return say("memory", ownStatus("VmRSS:"));
+    if (verb == "setenv") return setVariable(word());
+    if (verb == "unsetenv") return static_cast<void>(unsetenv(word().c_str()));
+    if (verb == "remove") return static_cast<void>(std::filesystem::remove_all(word()));
+    if (verb == "move") return move(word());
+    if (verb == "fork") return forkHere();
+    if (verb == "join") return std::exit(0);
+    if (verb == "sleep") return sleep(word());
+    throw std::runtime_error("no such step: " + verb);
+  }
+
+  static void say(const std::string& name, const std::string& what) {
+    std::printf("%s %s\n", name.c_str(), what.c_str());
+  }
+
+  void create(const std::string& name) {
+    try {
+      engines_[name] = library_.create();
+      say(name, engines_[name] == nullptr ? "null" : "made");
+    } catch (const std::bad_alloc&) {
+      say(name, "out of memory");
+    }
+  }
+
+  void extract(const std::string& name) {
+    say(name, extractVariant(library_, engines_.at(name), word(), features_[name]));
+  }
+
+  void extractTogether(const std::string& first) {
+    const std::string& second = word();
+    std::string firstText, secondText;
+    FeatureVector firstFeature, secondFeature;
+    FeatureEngine* const firstEngine = engines_.at(first);
+    FeatureEngine* const secondEngine = engines_.at(second);
+    std::thread one(
+        [&] { firstText = extractVariant(library_, firstEngine, "face", firstFeature); });
+    std::thread two(
+        [&] { secondText = extractVariant(library_, secondEngine, "face", secondFeature); });
+    one.join();
+    two.join();
+    say(first, firstText);
+    say(second, secondText);
+  }
+
+  void onAThread() {
+    std::thread thread([this] { step(word()); });
+    thread.join();
+  }
+
+  void readFeature(const std::string& name) {
+    FeatureVector& feature = features_[name];
+    std::ifstream file(word(), std::ios::binary);
+    if (!file.read(reinterpret_cast<char*>(&feature), sizeof feature)) {
+      throw std::runtime_error("can't read the feature " + name);
+    }
+  }
+
+  void score(const std::string& first) {
+    const float value = library_.compare(&features_.at(first), &features_.at(word()));
+    uint32_t bits;
+    std::memcpy(&bits, &value, sizeof bits);
+    std::printf("score %08x\n", bits);
+  }
+
+  // The number behind this word in the system's account of the process.
+  static std::string ownStatus(const std::string& key) {
+    std::ifstream status("/proc/self/status");
+    for (std::string line; std::getline(status, line);) {
+      if (line.compare(0, key.size(), key) == 0) {
+        return std::to_string(std::strtol(line.c_str() + key.size(), nullptr, 10));
+      }
+    }
+    throw std::runtime_error("the system doesn't tell " + key);
+  }
+
+  void setVariable(const std::string& name) { setenv(name.c_str(), word().c_str(), 1); }
+  void move(const std::string& from) { std::filesystem::rename(from, word()); }
+
+  static void sleep(const std::string& milliseconds) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(std::stoi(milliseconds)));
+  }
+
+  void forkHere() {
+    std::fflush(stdout);
+    const pid_t child = fork();
+    if (child < 0) throw std::runtime_error("can't fork");
+    if (child == 0) return static_cast<void>(alarm(kSecondsToLive));
+    int status = 0;
+    if (waitpid(child, &status, 0) != child) throw std::runtime_error("can't wait for the child");
+    say("child", WIFEXITED(status) ? std::to_string(WEXITSTATUS(status)) : "died");
+    while (word() != "join") {
+    }
+  }
+
+  ProbeLibrary library_;
+  std::vector<std::string> words_;
+  size_t next_ = 0;
+  std::map<std::string, FeatureEngine*> engines_;
+  std::map<std::string, FeatureVector> features_;
+};
+
+}  // namespace
+}  // namespace facefeature_test
+
+int main(int argc, char** argv) {
+  const rlimit none = {0, 0};
+  setrlimit(RLIMIT_CORE, &none);
+  alarm(facefeature_test::kSecondsToLive);
+  if (argc < 2) {
+    std::fprintf(stderr, "host_probe LIBRARY STEP...\n");
+    return 2;
+  }
+  try {
+    facefeature_test::Probe(argv[1], {argv + 2, argv + argc}).run();
+  } catch (const std::runtime_error& error) {
+    std::fprintf(stderr, "host_probe: %s\n", error.what());
+    return 2;
+  }
+  return 0;
+}

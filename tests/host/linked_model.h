@@ -1,0 +1,39 @@
+// A model folder of a test's own, ready at once: its files are links to one master folder, and what
+// a test takes away or writes anew leaves the master as it is.
+#ifndef FACEFEATURE_TESTS_HOST_LINKED_MODEL_H
+#define FACEFEATURE_TESTS_HOST_LINKED_MODEL_H
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace facefeature_test {
+
+class LinkedModel {
+ public:
+  LinkedModel();  // all 303 files
+  ~LinkedModel();
+  LinkedModel(const LinkedModel&) = delete;
+  LinkedModel& operator=(const LinkedModel&) = delete;
+
+  // The temporary folder that a host is to be given, without a separator at its end.
+  const std::string& temporaryFolder() const { return temporaryFolder_; }
+  std::string folder() const { return temporaryFolder_ + "/~kwplugintmp~"; }
+  std::string path(const std::string& name) const { return folder() + "/" + name; }
+
+  void remove(const std::string& name) const;
+  std::string read(const std::string& name) const;
+  void write(const std::string& name, const std::string& bytes) const;
+
+ private:
+  std::string temporaryFolder_;
+};
+
+// The names of the files in the order in which a creation opens them: the engine's own 28, then
+// those of the layers, net by net.
+std::vector<std::string> engineFileNames();
+std::vector<std::string> layerFileNames();
+
+}  // namespace facefeature_test
+
+#endif

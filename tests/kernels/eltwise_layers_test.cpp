@@ -1,0 +1,275 @@
+#include "kernels/eltwise_layers.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "kernels/layer_fixture.h"
+#include "support/bits.h"
+#include "support/random.h"
+#include "support/reference_arithmetic.h"
+#include "support/reference_layers.h"
+
+namespace facefeature_test {
+namespace {
+
+using facefeature::EltwiseMaxLayer;
+using facefeature::EltwiseSumLayer;
+using reference::Floats;
+
+constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
+
+::testing::AssertionResult isOneOf(const std::vector<Floats>& allowed, const float* got) {
+  for (size_t i = 0; i < allowed.size(); ++i) {
+    const auto same = [&](float value) { return sameBits(value, got[i]); };
+    if (std::any_of(allowed[i].begin(), allowed[i].end(), same)) continue;
+    return ::testing::AssertionFailure()
+           << "element " << i << " is " << ::testing::PrintToString(got[i]) << ", wanted "
+           << ::testing::PrintToString(allowed[i]);
+  }
+  return ::testing::AssertionSuccess();
+}
+
+// The layer leaves its coefficients to the end of the process; a run that looks for leaks would
+// report them.
+class FreedSumLayer : public EltwiseSumLayer {
+ public:
+  FreedSumLayer() : EltwiseSumLayer(nullptr, "sum") {}
+  ~FreedSumLayer() override { delete coeffs; }
+};
+
+class EltwiseSumLayerTest : public LayerTest {
+ protected:
+  void useCoefficients(const std::string& coefficients, const std::string& rest = "") {
+    useText("[sum]\ntype=eltsum\ncoeffs=" + coefficients + "\n" + rest);
+  }
+};
+
+class EltwiseMaxLayerTest : public LayerTest {
+ protected:
+  void SetUp() override {
+    LayerTest::SetUp();
+    useText("[max]\ntype=eltmax\n");
+  }
+};
+
+TEST_F(EltwiseSumLayerTest, ReadsItsCoefficients) {
+  useCoefficients("0.5_-2_1");
+  const FreedSumLayer layer;
+  EXPECT_EQ((Floats{0.5f, -2.0f, 1.0f}), *layer.coeffs);
+}
+
+TEST_F(EltwiseSumLayerTest, MissingCoefficientsAreAnEmptyList) {
+  useText("[sum]\ntype=eltsum\n");
+  const FreedSumLayer layer;
+  ASSERT_NE(nullptr, layer.coeffs);
+  EXPECT_TRUE(layer.coeffs->empty());
+}
+
+TEST_F(EltwiseSumLayerTest, ScalesTheFirstInputAndAddsTheOthersInTurn) {
+  Random random = seededRandom();
+  SCOPED_TRACE(random.trace());
+  for (const Floats& coefficients :
+       {Floats{0.5f, 2.0f}, Floats{0.3f, -1.7f, 0.9f}, Floats{1.1f}, Floats{0.7f, 1.0f, -1.0f}}) {
+    std::string text;
+    std::vector<Floats> inputs;
+    clearInputs();
+    for (const float coefficient : coefficients) {
+      text += (text.empty() ? "" : "_") + std::to_string(coefficient);
+      inputs.push_back(random.normals(3 * 37));
+      addInput(3, 37, inputs.back());
+    }
+    useCoefficients(text);
+    FreedSumLayer layer;
+    const Matrix& output = run(layer);
+    ASSERT_TRUE(hasShape(output, 3, 37, 111));
+    EXPECT_TRUE(isOneOf(reference::weightedSum(inputs, *layer.coeffs), output.buffer)) << text;
+  }
+}
+
+TEST_F(EltwiseSumLayerTest, HalfOfOneAndTwiceTheOtherAreExactScalings) {
+  Random random = seededRandom();
+  SCOPED_TRACE(random.trace());
+  const Floats a = random.normals(40), b = random.normals(40);
+  Floats wanted;
+  for (size_t i = 0; i < a.size(); ++i) {
+    wanted.push_back(
+        reference::sum(reference::product(0.5f, a[i]), reference::product(2.0f, b[i])));
+  }
+  useCoefficients("0.5_2");
+  FreedSumLayer layer;
+  addInput(2, 20, a);
+  addInput(2, 20, b);
+  EXPECT_TRUE(holdsValues(run(layer), wanted));
+}
+
+TEST_F(EltwiseSumLayerTest, InputBeyondTheCoefficientsIsABadIndexBeforeAnyChange) {
+  useCoefficients("0.5_2");
+  FreedSumLayer layer;
+  addInput(1, 2, {1, 2});
+  addInput(1, 2, {3, 4});
+  Matrix& output = run(layer);
+  addInput(1, 2, {5, 6});
+  for (const float scale : {0.0f, 1.0f}) {
+    for (const int32_t index : {2, 3, -1}) {
+      EXPECT_TRUE(throwsOutOfRange(kBadIndex, [&] { layer.applyInput(index, scale); }))
+          << index << ", scale " << scale;
+    }
+  }
+  EXPECT_TRUE(holdsValues(output, {6.5f, 9}));
+  EXPECT_TRUE(throwsOutOfRange(kBadIndex, [&] { run(layer); }));
+}
+
+TEST_F(EltwiseSumLayerTest, WithATargetTheInputItselfIsScaled) {
+  useCoefficients("0.5_2", "actsTarget=0\n");
+  FreedSumLayer layer;
+  Matrix& first = addInput(1, 2, {1, 2});
+  Matrix& second = addInput(1, 2, {10, 20});
+  EXPECT_EQ(&first, &run(layer));
+  EXPECT_TRUE(holdsValues(first, {20.5f, 41}));
+  EXPECT_TRUE(holdsValues(second, {10, 20}));
+}
+
+TEST_F(EltwiseSumLayerTest, WithTheSecondInputAsTargetThatOneIsScaledFirst) {
+  useCoefficients("0.5_2", "actsTarget=1\n");
+  FreedSumLayer layer;
+  addInput(1, 2, {1, 2});
+  Matrix& second = addInput(1, 2, {10, 20});
+  EXPECT_EQ(&second, &run(layer));
+  EXPECT_TRUE(holdsValues(second, {20.5f, 41}));
+}
+
+TEST_F(EltwiseSumLayerTest, NextRunOverwritesTheSameMatrix) {
+  useCoefficients("1_1");
+  FreedSumLayer layer;
+  addInput(1, 2, {1, 2});
+  addInput(1, 2, {3, 4});
+  Matrix& output = run(layer);
+  output.buffer[0] = kNaN;
+  EXPECT_EQ(&output, &run(layer));
+  EXPECT_TRUE(holdsValues(output, {4, 6}));
+}
+
+TEST_F(EltwiseSumLayerTest, InputsOfUnlikeOrderAreAddedElementByElement) {
+  useCoefficients("1_2");
+  FreedSumLayer layer;
+  addInput(2, 2, {1, 2, 3, 4});
+  Matrix& second = addInput(2, 2, {10, 20, 30, 40});
+  second.order = 112;
+  EXPECT_TRUE(holdsValues(run(layer), {21, 62, 43, 84}));
+}
+
+TEST_F(EltwiseSumLayerTest, LargerLaterInputIsReadAsFarAsTheOutputGoes) {
+  useCoefficients("1_2");
+  FreedSumLayer layer;
+  addInput(1, 2, {1, 2});
+  addInput(2, 2, {10, 20, 30, 40});
+  EXPECT_TRUE(holdsValues(run(layer), {21, 42}));
+}
+
+TEST_F(EltwiseSumLayerTest, SmallerLaterInputIsOutOfRange) {
+  useCoefficients("1_2");
+  FreedSumLayer layer;
+  addInput(2, 2, {1, 2, 3, 4});
+  addInput(1, 3, {10, 20, 30});
+  EXPECT_THROW(run(layer), std::out_of_range);
+}
+
+TEST_F(EltwiseMaxLayerTest, RandomInputsAgreeInBits) {
+  Random random = seededRandom();
+  SCOPED_TRACE(random.trace());
+  EltwiseMaxLayer layer(nullptr, "max");
+  for (int round = 0; round < 60; ++round) {
+    const int32_t count = random.integer(2, 4);
+    const int32_t rows = random.integer(1, 4), cols = random.integer(1, 20);
+    std::vector<Floats> inputs;
+    clearInputs();
+    for (int32_t i = 0; i < count; ++i) {
+      inputs.push_back(troubledValues(random, rows * cols, 40));
+      addInput(rows, cols, inputs.back());
+    }
+    const Matrix& output = run(layer);
+    ASSERT_TRUE(hasShape(output, rows, cols, 111));
+    const Floats wanted = reference::elementwiseMaximum(inputs);
+    ASSERT_TRUE(sameFloats(wanted.data(), output.buffer, wanted.size())) << round;
+  }
+}
+
+TEST_F(EltwiseMaxLayerTest, NaNInTheFirstNamedOperandLoses) {
+  EltwiseMaxLayer layer(nullptr, "max");
+  // Columns: a NaN in input 1 loses to input 0; one in input 0 stays, and then loses to input 2;
+  // one in input 2 stays.
+  addInput(1, 3, {1, kNaN, 1});
+  addInput(1, 3, {kNaN, 1, 2});
+  addInput(1, 3, {0, 5, kNaN});
+  EXPECT_TRUE(holdsValues(run(layer), {1, 5, kNaN}));
+}
+
+TEST_F(EltwiseMaxLayerTest, OfTwoZerosTheSecondOperandStays) {
+  EltwiseMaxLayer layer(nullptr, "max");
+  addInput(1, 2, {0.0f, -0.0f});
+  addInput(1, 2, {-0.0f, 0.0f});
+  const Matrix& output = run(layer);
+  EXPECT_BITS(0x00000000u, output.buffer[0]);
+  EXPECT_BITS(0x80000000u, output.buffer[1]);
+}
+
+TEST_F(EltwiseMaxLayerTest, OneInputLeavesTheActivationsEmpty) {
+  EltwiseMaxLayer layer(nullptr, "max");
+  addInput(1, 3, {1, 2, 3});
+  const Matrix& output = run(layer);
+  EXPECT_EQ(nullptr, output.buffer);
+  EXPECT_TRUE(hasShape(output, 0, 0, 111));
+}
+
+TEST_F(EltwiseMaxLayerTest, InputZeroAndNegativeIndicesDoNothing) {
+  EltwiseMaxLayer layer(nullptr, "max");
+  addInput(1, 2, {1, 2});
+  addInput(1, 2, {3, 0});
+  Matrix& output = run(layer);
+  output.buffer[0] = -7.0f;
+  layer.applyInput(0, 0.0f);
+  layer.applyInput(-1, 1.0f);
+  layer.applyInput(std::numeric_limits<int32_t>::min(), 1.0f);
+  EXPECT_TRUE(holdsValues(output, {-7, 2}));
+}
+
+TEST_F(EltwiseMaxLayerTest, PairIsFormedAtInputOneWhateverTheScale) {
+  EltwiseMaxLayer layer(nullptr, "max");
+  addInput(1, 2, {1, 2});
+  addInput(1, 2, {3, 0});
+  Matrix& output = run(layer);
+  output.buffer[0] = 100.0f;
+  layer.applyInput(1, 0.0f);
+  EXPECT_TRUE(holdsValues(output, {3, 2}));
+}
+
+TEST_F(EltwiseMaxLayerTest, WithATargetTheInputItselfIsOverwritten) {
+  useText("[max]\ntype=eltmax\nactsTarget=0\n");
+  EltwiseMaxLayer layer(nullptr, "max");
+  Matrix& first = addInput(1, 3, {1, 5, 3});
+  addInput(1, 3, {4, 2, 3});
+  EXPECT_EQ(&first, &run(layer));
+  EXPECT_TRUE(holdsValues(first, {4, 5, 3}));
+}
+
+TEST_F(EltwiseMaxLayerTest, SmallerOtherInputIsOutOfRange) {
+  EltwiseMaxLayer layer(nullptr, "max");
+  addInput(1, 3, {10, 20, 30});
+  addInput(2, 2, {1, 2, 3, 4});
+  EXPECT_THROW(run(layer), std::out_of_range);
+}
+
+TEST_F(EltwiseMaxLayerTest, InputThatIsNotThereIsOutOfRange) {
+  EltwiseMaxLayer layer(nullptr, "max");
+  addInput(1, 2, {1, 2});
+  run(layer);
+  EXPECT_THROW(layer.applyInput(1, 1.0f), std::out_of_range);
+  EXPECT_THROW(layer.applyInput(2, 1.0f), std::out_of_range);
+}
+
+}  // namespace
+}  // namespace facefeature_test

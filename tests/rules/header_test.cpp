@@ -1,0 +1,88 @@
+// The public header, seen by hosts in other dialects than the library's own.
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "facefeature/facefeature.h"
+#include "rules/command.h"
+#include "rules/repository.h"
+#include "support/private_temp_folder.h"
+
+namespace facefeature_test {
+namespace {
+
+// What the compiler says to a file that includes the header, twice, and nothing else.
+std::string complaints(const std::string& compiler, const std::string& language,
+                       const std::string& standard) {
+  const std::string source = privateTempFolder() + "/host." + language;
+  std::ofstream(source) << "#include <facefeature/facefeature.h>\n"
+                           "#include <facefeature/facefeature.h>\n"
+                           "int host(void);\n"
+                           "int host(void) { return (int)sizeof(LandmarkSet); }\n";
+  const CommandResult result =
+      runCommand(quoted(compiler) + " -std=" + standard +
+                 " -pedantic -Wall -Wextra -Wconversion -Wshadow -Werror -fsyntax-only -I " +
+                 quoted((repositoryRoot() / "include").string()) + " " + quoted(source));
+  return result.exitStatus == 0 && result.output.empty()
+             ? ""
+             : "-std=" + standard + ": " + result.output;
+}
+
+// The compiler of the build, and the other one where the machine has it.
+std::vector<std::string> compilers(const char* ofTheBuild, const char* other) {
+  std::vector<std::string> found = {ofTheBuild};
+  if (runCommand(std::string("command -v ") + other).exitStatus == 0) found.push_back(other);
+  return found;
+}
+
+TEST(PublicHeader, CompilesAloneInEveryC) {
+  for (const std::string& compiler : compilers(FACEFEATURE_C_COMPILER, "clang")) {
+    SCOPED_TRACE(compiler);
+    for (const char* standard : {"c99", "c11", "c17", "gnu99", "gnu17"}) {
+      EXPECT_EQ("", complaints(compiler, "c", standard));
+    }
+  }
+}
+
+TEST(PublicHeader, CompilesAloneInEveryCpp) {
+  for (const std::string& compiler : compilers(FACEFEATURE_CXX_COMPILER, "clang++")) {
+    SCOPED_TRACE(compiler);
+    for (const char* standard : {"c++98", "c++11", "c++14", "c++17", "c++20", "gnu++17"}) {
+      EXPECT_EQ("", complaints(compiler, "cpp", standard));
+    }
+  }
+}
+
+TEST(PublicHeader, LaysRecordsOutWithoutGaps) {
+  EXPECT_EQ(2008u, sizeof(FeatureVector));
+  EXPECT_EQ(0u, offsetof(FeatureVector, values));
+  EXPECT_EQ(12u, sizeof(Landmark));
+  EXPECT_EQ(0u, offsetof(Landmark, id));
+  EXPECT_EQ(4u, offsetof(Landmark, x));
+  EXPECT_EQ(8u, offsetof(Landmark, y));
+  EXPECT_EQ(0u, offsetof(LandmarkSet, count));
+  EXPECT_EQ(4u, offsetof(LandmarkSet, reserved));
+  EXPECT_EQ(8u, offsetof(LandmarkSet, entries));
+  EXPECT_EQ(sizeof(Landmark), offsetof(LandmarkSet, entries[1]) - offsetof(LandmarkSet, entries));
+}
+
+TEST(PublicHeader, NumbersTheFunctions) {
+  EXPECT_EQ(1, kOrdinalCreateFeatureEngine);
+  EXPECT_EQ(2, kOrdinalExtractFeature);
+  EXPECT_EQ(3, kOrdinalCompareFeatures);
+  EXPECT_EQ(4, kOrdinalDestroyFeatureEngine);
+  EXPECT_EQ(502, kFeatureFloats);
+}
+
+// A program in C99 that was linked with the library runs and calls all four functions.
+TEST(PublicHeader, ServesAHostInC) {
+  const CommandResult result = runCommand(quoted(FACEFEATURE_C_HOST));
+  EXPECT_EQ(0, result.exitStatus);
+  EXPECT_EQ("null engine\nfeature untouched\nscore 1\n", result.output);
+}
+
+}  // namespace
+}  // namespace facefeature_test
