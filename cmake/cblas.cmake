@@ -18,3 +18,21 @@ add_library(facefeature_cblas INTERFACE)
 target_include_directories(facefeature_cblas SYSTEM INTERFACE ${FACEFEATURE_CBLAS_INCLUDE})
 target_link_libraries(facefeature_cblas INTERFACE ${FACEFEATURE_CBLAS_LIBRARY} OpenMP::OpenMP_CXX
                       m ${CMAKE_DL_LIBS})
+
+# The folder of one flavour is looked at first, but another flavour may lie where this one is not.
+# Asking it is the only way to tell, and a wrong one gives wrong features now and then.
+if(NOT CMAKE_CROSSCOMPILING)
+  include(CheckCXXSourceRuns)
+  set(CMAKE_REQUIRED_INCLUDES ${FACEFEATURE_CBLAS_INCLUDE})
+  set(CMAKE_REQUIRED_LIBRARIES ${FACEFEATURE_CBLAS_LIBRARY} OpenMP::OpenMP_CXX m)
+  check_cxx_source_runs("
+    #include <cblas.h>
+    int main() { return openblas_get_parallel() == OPENBLAS_OPENMP ? 0 : 1; }"
+    FACEFEATURE_CBLAS_IS_OPENMP_FLAVOUR)
+  unset(CMAKE_REQUIRED_INCLUDES)
+  unset(CMAKE_REQUIRED_LIBRARIES)
+  if(NOT FACEFEATURE_CBLAS_IS_OPENMP_FLAVOUR)
+    message(FATAL_ERROR "${FACEFEATURE_CBLAS_LIBRARY} is not OpenBLAS in its OpenMP flavour. "
+                        "On Debian: apt-get install libopenblas-openmp-dev")
+  endif()
+endif()

@@ -5,7 +5,7 @@
 # every target, tests included, so that an oracle and the code round alike. Nothing here may ever
 # add -ffast-math, -march=native or anything that flushes denormals.
 if(MSVC)
-  add_compile_options(/fp:precise)
+  add_compile_options(/fp:strict)
 else()
   add_compile_options(-ffp-contract=off)
   if(CMAKE_SIZEOF_VOID_P EQUAL 4 AND CMAKE_SYSTEM_PROCESSOR MATCHES "86")

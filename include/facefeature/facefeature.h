@@ -32,25 +32,34 @@
  *
  * What may run together
  *
- *                              | Create/Destroy | Extract, same engine | Extract, other engine | Compare
- *     CreateFeatureEngine      |      no        |         no           |          no           |   yes
- *     DestroyFeatureEngine     |      no        |         no           |          no           |   yes
- *     ExtractFeature           |      no        |         no           |          yes          |   yes
- *     CompareFeatures          |      yes       |         yes          |          yes          |   yes
+ *                           Create,  Extract,     Extract,
+ *                           Destroy  same engine  other engine  Compare
+ *     CreateFeatureEngine     no        no           no           yes
+ *     DestroyFeatureEngine    no        no           no           yes
+ *     ExtractFeature          no        no           yes          yes
+ *     CompareFeatures         yes       yes          yes          yes
  *
  *     The library has no locks: the host keeps to this table. The calls need not come from one
  *     thread. ExtractFeature uses as many threads as the OpenMP runtime starts by default
  *     (OMP_NUM_THREADS, or the number of processors) and is back on the caller's when it returns.
- *     The same input gives the same bits, whatever the number of threads.
+ *
+ * The same bits
+ *     The same input gives the same bits on one kind of processor, whatever the number of threads,
+ *     in the floating point environment that a process starts with (round to nearest, denormals
+ *     kept; a host linked with -ffast-math may have changed it). Processors with other vector
+ *     instructions sum matrix products in another order and differ in the last digits.
  *
  * Forking
- *     CreateFeatureEngine starts no threads, so a host may create an engine, fork, and extract in
- *     its children. Fork before the process's first ExtractFeature, not after it.
+ *     CreateFeatureEngine starts no threads, so a host may create an engine, fork, and extract and
+ *     destroy in its children. Fork before the first ExtractFeature and before any OpenMP loop of
+ *     the host's own: the runtime's threads don't follow into a child, and an extraction there
+ *     would wait for them for ever.
  *
  * Failures
- *     Nothing is logged and nothing sets errno. What there is: a null from CreateFeatureEngine, a
- *     feature of NaNs from ExtractFeature, and two lines on standard output that are told below.
- *     Exhausted memory leaves a function as the C++ exception std::bad_alloc.
+ *     Nothing is logged, and errno means nothing afterwards. What there is: a null from
+ * CreateFeatureEngine, a feature of NaNs from ExtractFeature, and two lines on standard output that
+ * are told below. Exhausted memory leaves a function as the C++ exception std::bad_alloc:
+ * CreateFeatureEngine then keeps what it had allocated, ExtractFeature has not touched the feature.
  */
 #ifndef FACEFEATURE_FACEFEATURE_H
 #define FACEFEATURE_FACEFEATURE_H
@@ -77,12 +86,12 @@ enum { kFeatureFloats = 502 };
 typedef struct FeatureEngine FeatureEngine;
 
 /*
- * A feature: plain data without pointers, in the host's memory, to be stored and sent as the host
- * likes. Elements 0 to 499 are multiplied between two faces by CompareFeatures; element 500 is a
- * sum of squares and element 501 the Euclidean norm of elements 0 to 499.
+ * A feature: plain data without pointers, in the host's memory and byte order, to be stored and
+ * sent as the host likes. Elements 0 to 499 are multiplied between two faces by CompareFeatures;
+ * element 500 is a sum of squares and element 501 the Euclidean norm of elements 0 to 499.
  */
 typedef struct FeatureVector {
-  float values[502];
+  float values[kFeatureFloats];
 } FeatureVector;
 
 /*
@@ -98,9 +107,12 @@ typedef struct Landmark {
 /*
  * The landmarks of one face: a count, a word that nothing reads, then count entries, in any order.
  * A full record has the 29 ids 0 to 6, 9 to 13, 43, 44, 45, 200, 221 to 223, 225 to 227, 240, 241,
- * 300, 302, 314, 315, 316. entries is declared with one element and holds as many as count says:
- * allocate sizeof(LandmarkSet) + (count - 1) * sizeof(Landmark) bytes. The library reads the
- * record during the call, does not write to it, and does not keep it.
+ * 300, 302, 314, 315, 316; docs/landmarks.md says where each lies on a face. Ids are not checked
+ * against that list: another one from 0 to 317 counts as one more point at the place of id 0, and
+ * in the place of a missing one it moves the frame without a sign. entries is declared with one
+ * element and holds as many as count says: allocate sizeof(LandmarkSet) + (count - 1) *
+ * sizeof(Landmark) bytes. The library reads the record during the call, does not write to it, and
+ * does not keep it.
  */
 typedef struct LandmarkSet {
   int32_t count;
@@ -125,8 +137,11 @@ typedef struct LandmarkSet {
  *
  * Throws std::bad_alloc when memory runs out, also where a file's header asks for too much.
  *
- * Several engines may stand at once, one for each thread of the host, say. They share the
- * projection, which is read anew by each creation, and each has nets of its own.
+ * Several engines may stand at once, one for each thread of the host, say. Each has nets of its
+ * own; they share the patch means and the projection, which each creation reads anew. So all of
+ * them are created from one and the same folder. A creation that fails at "6-0", "6-1" or "6-2"
+ * takes the projection from the engines that stand: their features are NaNs until a creation
+ * succeeds.
  */
 FeatureEngine* CreateFeatureEngine(void);
 
@@ -146,8 +161,9 @@ FeatureEngine* CreateFeatureEngine(void);
  *
  * The feature is 502 quiet NaNs, and nothing else is touched, when pixels or landmarks is null,
  * width or height is below 2, count is negative, an id lies outside 0 to 317, the entries besides
- * 240, 241, 315 and 316 are not exactly 25, or the model was freed by DestroyFeatureEngine. Test
- * values[501] with isnan(): a good feature has a number there.
+ * 240, 241, 315 and 316 are not exactly 25, or there is no projection (see CreateFeatureEngine).
+ * Test values[501] with isnan(): a good feature has a number there. An engine that was destroyed
+ * must not be used.
  *
  * Coordinates are not judged. Landmarks that are NaN, infinite, all the same or of another
  * picture give a feature that means nothing, without a sign.
@@ -171,8 +187,9 @@ float CompareFeatures(const FeatureVector* a, const FeatureVector* b);
  * Ordinal 4. Frees an engine. Null is allowed and does nothing.
  *
  * The model's shared numbers go with the last engine, and so do the worker threads that the OpenMP
- * runtime keeps for the calling thread: a host that unloads the library destroys its engines
- * first, on the thread that extracted.
+ * runtime keeps for the calling thread, those of the host's own OpenMP loops on this thread
+ * included. A host that unloads the library destroys its engines first, on the thread that
+ * extracted.
  */
 void DestroyFeatureEngine(FeatureEngine* engine);
 

@@ -21,7 +21,7 @@ struct ConfigSection {
   int32_t defaultEntry;  // what an empty key finds: always -1, nothing
 
   // Index into entries, or -1. Of several entries with the key, the one that the halving meets
-  // first: neither the first nor the last of the text.
+  // first: which one that is depends on how many entries there are and where the equal ones lie.
   int32_t findEntryIndex(const char* key) const;
 
   // The entry's first value. Good until the document is parsed again or dies.

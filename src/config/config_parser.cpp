@@ -41,11 +41,13 @@ bool endsLine(char byte) { return byte == '\r' || byte == '\n'; }
 //   NUL          | drop key, stay  | value ends,stay | no head,stay| no head,stay| no head, stay
 //   tab, blank   | not stored      | not stored      | passed over | not stored  | passed over
 //   CR, LF, ;    | drop, skip line | ends, skip line | no head, skip line | no head, skip line
-//   =            | key ends        | stored          | passed over | stored      | passed over
+//   =            | key ends (1)    | stored          | passed over | stored      | passed over
 //   [            | head sighted    | stored          | passed over | stored      | to head reader
 //   ]            | stored          | stored          | it is a head| name ends   | passed over
 //   comma        | stored          | a new value     | passed over | stored      | passed over
 //   any other    | stored          | stored          | passed over | stored      | passed over
+//
+// (1) An empty key costs the line. A head that is sighted costs the key ahead of it.
 //
 // White space is thus removed wherever it stands, a semicolon opens a comment anywhere on a line,
 // and there are no quotes, escapes or continued lines. Nothing is ever reported: what doesn't fit

@@ -43,12 +43,12 @@ ConfigPool::~ConfigPool() {
 }
 
 char* ConfigPool::allocate(uint32_t size) {
-  // What is left in a block that is passed over stays unused for good.
+  // What is left in a block that is passed over stays unused for good. currentBlock may point past
+  // the end: a release that takes away a block ahead of it leaves it as it is.
   while (currentBlock >= blockCount || freeBytes(*blocks[currentBlock]) < size) {
     if (currentBlock < blockCount) ++currentBlock;
     blockSize = std::max(blockSize, size);
     if (currentBlock >= blockCount) {
-      // Releases may have taken away blocks ahead of the one being filled.
       appendBlock();
     } else if (freeBytes(*blocks[currentBlock]) < size) {
       replaceMemory(*blocks[currentBlock], blockSize);

@@ -6,7 +6,7 @@ namespace facefeature {
 
 // Index, number, channels. Channels and width agree with the patch that the net reads
 // (geometry/patch_table.cpp).
-const NetDefinition* const netDefinitions[25] = {
+const NetDefinition* const netDefinitions[kNetCount] = {
     NET_55("0", "1", "3"),   NET_55("1", "2", "3"),   NET_47("2", "3", "3"),
     NET_47("3", "4", "1"),   NET_47("4", "5", "3"),   NET_47("5", "6", "1"),
     NET_47("6", "7", "1"),   NET_47("7", "8", "3"),   NET_47("8", "9", "1"),

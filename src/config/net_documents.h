@@ -3,16 +3,16 @@
 #define FACEFEATURE_CONFIG_NET_DOCUMENTS_H
 
 #include <cstdint>
+#include <string>
 
 #include "config/config_document.h"
+#include "config/net_definitions.h"
 
 namespace facefeature {
 
-constexpr int32_t kNetCount = 25;
-
-// Element i is the text of net i. Empty from load on; filled by the construction of net i, on the
-// thread that creates the engine; kept after the net is gone, until net i is built again or the
-// library is unloaded.
+// Element i is the parsed text of net i. Empty from load on; filled by the construction of net i,
+// on the thread that creates the engine; kept after the net is gone, until net i is built again or
+// the library is unloaded.
 extern ConfigDocument netDocuments[kNetCount];
 
 // The net being built: the constructors of layers take no document and find their parameters in

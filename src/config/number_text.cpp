@@ -51,15 +51,16 @@ NumberTextResult parseIntText(const char* text, int32_t& value) {
   constexpr int32_t kHighest = std::numeric_limits<int32_t>::max();
   constexpr int32_t kLowest = std::numeric_limits<int32_t>::min();
 
-  const int32_t sign = readSign(text);
-  const bool zeroSeen = skipZeros(text);
-  if (!isDigit(*text)) {
+  const char* cursor = text;
+  const int32_t sign = readSign(cursor);
+  const bool zeroSeen = skipZeros(cursor);
+  if (!isDigit(*cursor)) {
     if (!zeroSeen) return NumberTextNotANumber;
     value = 0;
     return NumberTextOk;
   }
-  const int32_t count = copyDigits(text, intDigits, kIntDigits);
-  if (isDigit(*text)) {
+  const int32_t count = copyDigits(cursor, intDigits, kIntDigits);
+  if (isDigit(*cursor)) {
     // Eleven digits clamp by their count alone.
     value = sign > 0 ? kHighest : kLowest;
     return NumberTextClamped;
@@ -80,8 +81,8 @@ NumberTextResult parseIntText(const char* text, int32_t& value) {
 }
 
 NumberTextResult parseFloatText(const char* text, float& value) {
-  const double sign = readSign(text);
   const char* cursor = text;
+  const double sign = readSign(cursor);
   double number = 0.0;
   const NumberTextResult whole = parseWholeDigits(cursor, number);
   if (whole == NumberTextNotANumber) return NumberTextNotANumber;
@@ -95,7 +96,7 @@ NumberTextResult parseFloatText(const char* text, float& value) {
     parseFractionDigits(cursor, fraction);
     number = fraction + number;
     // The range is looked at on this path alone. Without a point 39 digits may give infinity, and
-    // that counts as read: texts have meant it so.
+    // that counts as read.
     if (number > kLargestFloat) {
       value = static_cast<float>(sign * kLargestFloat);
       return NumberTextClamped;

@@ -27,7 +27,9 @@ NumberTextResult parseIntText(const char* text, int32_t& value);
 NumberTextResult parseFloatText(const char* text, float& value);
 
 // The digits ahead of the point; moves cursor behind them. NumberTextClamped at a 40th digit, with
-// value unwritten and cursor on that digit.
+// value unwritten and cursor on that digit; NumberTextZeroThenJunk and 0 for zeros ahead of
+// anything but a point or the end; NumberTextNotANumber, value unwritten, without a digit or a
+// point.
 NumberTextResult parseWholeDigits(const char*& cursor, double& value);
 
 // Up to 38 digits behind the point; moves cursor behind them. Always NumberTextOk.

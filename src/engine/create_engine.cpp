@@ -1,6 +1,4 @@
 // CreateFeatureEngine and DestroyFeatureEngine: what is loaded and freed, and in what order.
-#include <omp.h>
-
 #include "engine/engine_count.h"
 #include "engine/feature_engine.h"
 #include "engine/model_files.h"
@@ -65,9 +63,7 @@ void DestroyFeatureEngine(FeatureEngine* engine) {
   --engineCount;
   if (engineCount > 0) return;
   freeModelBuffers();
-  // The runtime's worker threads wait for the next parallel loop; they must not when the host
-  // unloads the library that it came with.
-  omp_pause_resource_all(omp_pause_hard);
+  releaseOpenMpWorkers();
 }
 
 }  // namespace facefeature

@@ -1,7 +1,10 @@
 // ExtractFeature: the road of one request.
 #include <algorithm>
+#include <cstddef>
 #include <limits>
 #include <memory>
+#include <new>
+#include <vector>
 
 #include "engine/feature_engine.h"
 #include "engine/model_state.h"
@@ -11,6 +14,7 @@
 #include "geometry/landmark_set.h"
 #include "geometry/model_points.h"
 #include "geometry/patch_matrices.h"
+#include "kernels/matrix.h"
 
 namespace facefeature {
 namespace {
@@ -38,6 +42,13 @@ bool isGoodRequest(const uint8_t* pixels, int32_t width, int32_t height,
          isGoodRecord(*landmarks) && isModelLoaded();
 }
 
+// Room for width times height bytes, counted in 64 bits also where an address has 32.
+uint8_t* newBytes(int32_t width, int32_t height) {
+  const uint64_t count = static_cast<uint64_t>(width) * static_cast<uint64_t>(height);
+  if (count > std::numeric_limits<size_t>::max()) throw std::bad_alloc();
+  return new uint8_t[static_cast<size_t>(count)];
+}
+
 }  // namespace
 
 void ExtractFeature(FeatureEngine* engine, const uint8_t* pixels, int32_t width, int32_t height,
@@ -49,8 +60,7 @@ void ExtractFeature(FeatureEngine* engine, const uint8_t* pixels, int32_t width,
     return;
   }
   const std::unique_ptr<float[]> patchFeatures(new float[kPatchFeatureFloats]);
-  const std::unique_ptr<uint8_t[]> grayImage(
-      new uint8_t[static_cast<size_t>(width) * static_cast<size_t>(height)]);
+  const std::unique_ptr<uint8_t[]> grayImage(newBytes(width, height));
   ConvertToGray(pixels, width, height, stride, grayImage.get());
 
   std::vector<Matrix*>* patchMatrices =

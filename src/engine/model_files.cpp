@@ -14,11 +14,12 @@ void readCountedFloats(std::ifstream& stream, int32_t n) {
   int32_t count = 0;
   stream.read(reinterpret_cast<char*>(&count), sizeof count);
   if (stream.fail()) return;
-  float* slot = patchMeans[n - 1];
-  const int64_t room = patchMeans[0] + kPatchCount * kLargestSample - slot;
+  const int64_t room = static_cast<int64_t>(kPatchCount - (n - 1)) * kLargestSample;
   const int64_t floats = std::clamp<int64_t>(count, 0, room);
-  stream.read(reinterpret_cast<char*>(slot),
-              static_cast<std::streamsize>(floats * static_cast<int64_t>(sizeof(float))));
+  // Counted from the start of all slots, since a large count runs on into the next ones.
+  stream.read(
+      reinterpret_cast<char*>(patchMeans) + static_cast<size_t>(n - 1) * sizeof patchMeans[0],
+      static_cast<std::streamsize>(floats * static_cast<int64_t>(sizeof(float))));
 }
 
 }  // namespace

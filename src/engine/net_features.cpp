@@ -1,9 +1,13 @@
 #include "engine/net_features.h"
 
-#include <cmath>
-#include <initializer_list>
+#include <omp.h>
 
+#include <initializer_list>
+#include <stdexcept>
+
+#include "engine/model_state.h"
 #include "geometry/patch_table.h"
+#include "kernels/rounded_math.h"
 
 namespace facefeature {
 namespace {
@@ -17,14 +21,27 @@ double normOf(const float* row) {
     const float square = row[k] * row[k];
     sum += static_cast<double>(square);
   }
-  const float rounded = static_cast<float>(sum);
-  return static_cast<float>(std::sqrt(static_cast<double>(rounded)));
+  return roundedSqrt(static_cast<float>(sum));
 }
 
 void divideRow(const float* row, double norm, float* destination) {
   for (int32_t k = 0; k < kRowFloats; ++k) {
     destination[k] = static_cast<float>(static_cast<double>(row[k]) / norm);
   }
+}
+
+const Matrix& outputOf(const ConvNet& net) {
+  return *net.layers.at(net.layers.size() - 1)->getActivations();
+}
+
+// Where the rows of iteration i go: its index times the size of its output, 320 in all nets whose
+// files fit them. Files of another width would be read and written past the ends.
+float* destinationOf(int32_t i, const Matrix& output, float* patchFeatures) {
+  const int64_t place = static_cast<int64_t>(i) * output.size;
+  if (output.size < 2 * kRowFloats || place + 2 * kRowFloats > kPatchFeatureFloats) {
+    throw std::out_of_range("a net with an output of another width");
+  }
+  return patchFeatures + place;
 }
 
 }  // namespace
@@ -36,15 +53,19 @@ void normalizeRows(const float* output, float* destination) {
 }
 
 void runNets(ConvNet* const* nets, std::vector<Matrix*>& patchMatrices, float* patchFeatures) {
-  // Which net an iteration runs. The results go to the place of the iteration.
+  // Which net an iteration runs; results go to the place of the iteration. Another order here would
+  // spread the work over the threads in another way and leave the feature as it is.
   static const int32_t kNetOrder[kPatchCount] = {0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12,
                                                  13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24};
 #pragma omp parallel for schedule(static)
   for (int32_t i = 0; i < kPatchCount; ++i) {
+    // Holds for this thread's task and is gone with the region: neither the size of the team nor
+    // the host's setting changes. In a team of one the runtime does not report a parallel region,
+    // and the BLAS would wait for threads that are never started (OMP_THREAD_LIMIT=1 and its like).
+    omp_set_num_threads(1);
     ConvNet* net = nets[kNetOrder[i]];
     net->forward(patchMatrices);
-    const Matrix* output = net->layers.back()->getActivations();
-    normalizeRows(output->buffer, patchFeatures + static_cast<int64_t>(i) * output->size);
+    normalizeRows(outputOf(*net).buffer, destinationOf(i, outputOf(*net), patchFeatures));
   }
 }
 

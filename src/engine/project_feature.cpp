@@ -1,9 +1,9 @@
 #include "engine/project_feature.h"
 
-#include <cmath>
 #include <cstdint>
 
 #include "engine/model_state.h"
+#include "kernels/rounded_math.h"
 
 namespace facefeature {
 
@@ -30,7 +30,7 @@ void ProjectFeature(float* patchFeatures, float* feature) {
   }
   // No root here and a root there: a score subtracts the one and divides by the other.
   feature[500] = selfSquares;
-  feature[501] = static_cast<float>(std::sqrt(static_cast<double>(crossSquares)));
+  feature[501] = roundedSqrt(crossSquares);
 }
 
 }  // namespace facefeature

@@ -1,19 +1,19 @@
 #include "geometry/cholesky8.h"
 
-#include <cmath>
 #include <limits>
+
+#include "kernels/rounded_math.h"
 
 namespace facefeature {
 namespace {
 
 constexpr int32_t kSize = 8;
 
-float roundedSqrt(float value) { return static_cast<float>(std::sqrt(static_cast<double>(value))); }
-
 }  // namespace
 
 int32_t SolveCholesky8(float* matrix, float* rightSide) {
-  float(*A)[kSize] = reinterpret_cast<float(*)[kSize]>(matrix);
+  float* A[kSize];  // the rows
+  for (int32_t i = 0; i < kSize; ++i) A[i] = matrix + i * kSize;
   float* b = rightSide;
   for (int32_t i = 0; i < kSize; ++i) {
     for (int32_t j = 0; j < i; ++j) {

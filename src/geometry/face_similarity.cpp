@@ -1,6 +1,6 @@
 #include "geometry/face_similarity.h"
 
-#include <cmath>
+#include "kernels/rounded_math.h"
 
 namespace facefeature {
 namespace {
@@ -44,7 +44,7 @@ FaceAnchors anchorsOf(const Landmark slots[kSlotCount]) {
   FaceAnchors anchors = {upper.x, upper.y, lower.x, lower.y, 0.0f};
   const float dx = upper.x - lower.x;
   const float dy = upper.y - lower.y;
-  anchors.distance = static_cast<float>(std::sqrt(static_cast<double>(dx * dx + dy * dy)));
+  anchors.distance = roundedSqrt(dx * dx + dy * dy);
   return anchors;
 }
 

@@ -40,7 +40,8 @@ Place placeAt(float sx, float sy, int32_t width, int32_t height) {
 }
 
 // One byte from the four that lie at p, right of it, below it and right below it. Not clamped to 0
-// to 255: an extrapolated value wraps, so that 256 becomes 0 and -1 becomes 255.
+// to 255: an extrapolated value wraps, so that 256 becomes 0 and -1 becomes 255. NaN, infinite and
+// huge values truncate to -2147483648, whose low byte is 0: a frame that can't be placed is zero.
 uint8_t blend(const Place& place, const uint8_t* p, int32_t pixelBytes, int64_t stride) {
   const float p00 = p[0];
   const float p10 = p[pixelBytes];

@@ -2,11 +2,10 @@
 #include <cmath>
 
 #include "geometry/head_pose.h"
+#include "kernels/rounded_math.h"
 
 namespace facefeature {
 namespace {
-
-float roundedSqrt(float value) { return static_cast<float>(std::sqrt(static_cast<double>(value))); }
 
 // A quarter turn, rounded: bits 0x3FC90FDB.
 constexpr float kRightAngle = 1.57079637f;
@@ -22,7 +21,8 @@ void RotationToQuaternion(const float* rotation, float* quaternion) {
   const float m10 = rotation[3], m11 = rotation[4], m12 = rotation[5];
   const float m20 = rotation[6], m21 = rotation[7], m22 = rotation[8];
   float x, y, z, w;
-  // Divides by the largest of the four components, which is never near zero (Shepperd, 1978).
+  // Divides by w wherever t is positive, however small, and else by the component that belongs to
+  // the largest element of the diagonal.
   const float t = ((m11 + m00) + m22) + 1.0f;
   if (t > 0.0f) {
     const float c = 2.0f * roundedSqrt(t);

@@ -5,14 +5,13 @@
 
 #include "geometry/cholesky8.h"
 #include "geometry/model_points.h"
+#include "kernels/rounded_math.h"
 
 namespace facefeature {
 namespace {
 
 // What the distance between the eyes is taken to be in model units.
 constexpr float kReferenceUnits = 6.2773f;
-
-float roundedSqrt(float value) { return static_cast<float>(std::sqrt(static_cast<double>(value))); }
 
 // Room for count times width floats. The array's own check makes a request that can't be counted
 // fail as exhausted memory.
@@ -98,7 +97,7 @@ void FitProjection(const float* points, const float* model, int32_t count, float
   float M[3];  // mean of the model points
   const std::unique_ptr<float[]> centredPoints = centred(points, count, 2, m);
   const std::unique_ptr<float[]> centredModel = centred(model, count, 3, M);
-  // A failed factorisation is not noticed: the fit then goes on with what it finds.
+  // A failed factorisation is not noticed: the fit then goes on with the unsolved sums.
   float p[8];
   SolveProjectionRows(centredPoints.get(), centredModel.get(), count, p);
 

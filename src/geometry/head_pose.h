@@ -21,7 +21,7 @@ namespace facefeature {
 // of the head in degrees, in this order: about Z, about Y, about X.
 //
 // All entries take part, in their order, those that the alignment drops included.
-// REQUIRES: every id is from 0 to 317. Throws std::bad_alloc.
+// REQUIRES: every id is from 0 to 317. Throws std::bad_alloc, also for a negative count.
 float EstimateHeadPose(const LandmarkSet* landmarks, float* angleZ, float* angleY, float* angleX);
 
 // points: count pairs (x, y) in pixels. model: count triples (X, Y, Z). rotation: nine floats, row

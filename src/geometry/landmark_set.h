@@ -21,7 +21,7 @@ inline bool isDroppedFromAlignment(int32_t id) {
 }
 
 // Copies the entries that the alignment keeps into slots and sorts them by id. Entries with the
-// same id keep no particular order.
+// same id keep their order, which is no promise to hosts.
 // REQUIRES: exactly 25 entries are kept. Not checked here; ExtractFeature rejects other records.
 void sortLandmarks(const LandmarkSet* landmarks, Landmark slots[kSlotCount]);
 

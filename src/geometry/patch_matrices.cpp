@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "geometry/face_similarity.h"
+#include "geometry/face_warp.h"
 #include "geometry/head_pose.h"
 #include "geometry/patch_sampling.h"
 #include "geometry/patch_table.h"

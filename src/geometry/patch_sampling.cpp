@@ -21,7 +21,7 @@ int32_t framePosition(float position) {
 void blankMargins(int32_t patch, float* plane) {
   const int32_t side = patchSpec.patchSize[patch];
   const int32_t columns = patchSpec.columnMargin[patch];
-  const int32_t rows = columns > 0 ? 0 : patchSpec.rowMargin[patch];
+  const int32_t rows = patchSpec.rowMargin[patch];
   if (columns > 0) {
     for (int32_t y = 0; y < side; ++y) {
       float* row = plane + y * side;

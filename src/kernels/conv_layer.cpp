@@ -6,7 +6,6 @@
 #include "config/layer_parameters.h"
 #include "config/net_documents.h"
 #include "kernels/convolve.h"
-#include "kernels/filter_geometry.h"
 #include "kernels/local.h"
 
 namespace facefeature {
@@ -23,7 +22,8 @@ LocalLayer::LocalLayer(ConvNet* net, const char* layerName)
   imgSize = getIntList(name, "imgSize");
   imgPixels = getIntList(name, "imgPixels");
   section.getInt("modulesX", modulesX);
-  modules = multiplyGeometry(modulesX, modulesX);
+  // Held only: the kernels square it for themselves, and check what comes out.
+  modules = static_cast<int32_t>(static_cast<uint32_t>(modulesX) * static_cast<uint32_t>(modulesX));
 }
 
 LocalLayer::~LocalLayer() {

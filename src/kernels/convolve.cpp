@@ -15,6 +15,7 @@ void convolveForward(const Matrix& input, const Matrix& weights, const Matrix& b
                      int32_t padding, int32_t stride, int32_t channels, float scale, float alpha) {
   const FilterShape shape = {imgSize, modulesX, padding, stride, channels};
   const FilterGeometry geometry = filterGeometry(shape, input, weights, weights.cols);
+  // cblas_sgemm reads weights.cols rows of the patch matrix.
   if (weights.cols > geometry.patchRows) {
     throw std::out_of_range("weights that are no multiple of the channels");
   }
@@ -26,10 +27,11 @@ void convolveForward(const Matrix& input, const Matrix& weights, const Matrix& b
     UnfoldPatches(input.buffer + static_cast<int64_t>(input.cols) * s, channels, imgSize,
                   geometry.width, geometry.filterSize, padding, stride, patches->buffer);
     const int64_t start = static_cast<int64_t>(output.cols) * s;
-    Matrix planes;
-    Matrix::makeView(planes, output.buffer + start, weights.rows, geometry.modules, kRowMajor);
+    Matrix planes = Matrix::view(output.buffer + start, weights.rows, geometry.modules, kRowMajor);
     multiply(weights, *patches, weights.rows, geometry.modules, weights.cols, alpha, scale,
              planes.buffer, geometry.modules);
+    // Biases of another shape than the layer's may run over into the next sample's planes, whose
+    // product then overwrites them.
     if (overwrite) addBiases(biases, output.size - start, planes);
   }
 }

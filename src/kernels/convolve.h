@@ -16,6 +16,7 @@ namespace facefeature {
 // input: a row a sample, channels planes of imgSize rows each; the width follows from the row
 // length. weights: filters x (channels * filterSize^2). biases: filters x 1. The filter size is
 // derived from weights.cols. alpha scales the product; layers pass 1.
+// output may be input where that keeps its shape.
 // Throws std::out_of_range for geometry that would leave the matrices, and std::bad_alloc.
 void convolveForward(const Matrix& input, const Matrix& weights, const Matrix& biases,
                      Matrix& output, int32_t imgSize, int32_t modulesY, int32_t modulesX,

@@ -4,23 +4,24 @@
 #include <cmath>
 #include <stdexcept>
 
-#include "kernels/filter_geometry.h"
+#include "kernels/checked_geometry.h"
 
 namespace facefeature {
 namespace {
 
-// The sum of squares over the window of channels about the one that element k belongs to.
-float localEnergy(const float* row, int32_t k, int32_t pixels, int32_t channels, int32_t sizeX) {
+// The sum of squares over the window of channels about the one that element k belongs to. It is
+// gathered in the target itself: in place, an element has lost its value before it is read.
+void gatherEnergy(const float* row, int32_t k, int32_t pixels, int32_t channels, int32_t sizeX,
+                  float* target) {
   const int64_t pixel = k % pixels;
   const int64_t first = static_cast<int64_t>(k / pixels) - sizeX / 2;
   const int64_t low = std::max<int64_t>(first, 0);
   const int64_t high = std::min<int64_t>(first + sizeX, channels);
-  float energy = 0.0f;
+  target[k] = 0.0f;
   for (int64_t j = low; j < high; ++j) {
     const float value = row[j * pixels + pixel];
-    energy = value * value + energy;
+    target[k] = value * value + target[k];
   }
-  return energy;
 }
 
 float normFactor(float energy, float alpha, float pow) {
@@ -40,7 +41,9 @@ void crossMapNormForward(const Matrix& input, Matrix& target, int32_t channels, 
   for (int32_t r = 0; r < input.rows; ++r) {
     const float* in = input.buffer + static_cast<int64_t>(input.cols) * r;
     float* out = target.buffer + static_cast<int64_t>(target.cols) * r;
-    for (int32_t k = 0; k < input.cols; ++k) out[k] = localEnergy(in, k, pixels, channels, sizeX);
+    for (int32_t k = 0; k < input.cols; ++k) {
+      gatherEnergy(in, k, pixels, channels, sizeX, out);
+    }
   }
   for (int32_t i = 0; i < input.size; ++i) {
     target.buffer[i] = normFactor(target.buffer[i], alpha, pow) * input.buffer[i];

@@ -8,13 +8,29 @@
 namespace facefeature {
 namespace {
 
-// Inputs have one shape; nothing but this compares them, and only so far that no element is read
-// from behind one.
-void requireShapeOf(const Matrix& wanted, const Matrix& other) {
-  if (wanted.size == 0) return;
-  const bool reaches = other.size >= wanted.size && other.rows > 0 && other.cols > 0 &&
+// Inputs are meant to have one shape, and nothing but these two compares them: only so far that no
+// element is read from behind one. The first is for walks along the storage, the second for walks
+// by row and column.
+void requireStorageOf(const Matrix& wanted, const Matrix& other) {
+  if (other.size < wanted.size) throw std::out_of_range("inputs of unlike shapes");
+}
+
+void requireElementsOf(const Matrix& wanted, const Matrix& other) {
+  if (wanted.rows < 1 || wanted.cols < 1) return;
+  const bool reaches = other.rows > 0 && other.cols > 0 &&
                        other.indexOf(wanted.rows - 1, wanted.cols - 1) < other.size;
   if (!reaches) throw std::out_of_range("inputs of unlike shapes");
+}
+
+bool isColumnMajor(const Matrix& matrix) { return matrix.order == kColumnMajor; }
+
+// The maximum of two, where the target may be the second and then keeps its shape.
+void maximum(const Matrix& first, const Matrix& second, Matrix& target) {
+  requireElementsOf(first, second);
+  if (&target == &second && (target.rows != first.rows || target.cols != first.cols)) {
+    throw std::out_of_range("a maximum that reshapes its input");
+  }
+  first.maxElements(second, target);
 }
 
 }  // namespace
@@ -36,7 +52,11 @@ void EltwiseSumLayer::applyInput(int32_t inputIndex, float scale) {
     cblas_sscal(in.size, coefficient, out.buffer, 1);
     return;
   }
-  requireShapeOf(out, in);
+  if (isColumnMajor(in) == isColumnMajor(out)) {
+    requireStorageOf(out, in);
+  } else {
+    requireElementsOf(out, in);
+  }
   out.addScaled(in, coefficient, out);
 }
 
@@ -49,11 +69,9 @@ void EltwiseMaxLayer::applyInput(int32_t inputIndex, float /*scale*/) {
   Matrix& out = *getActivations();
   const Matrix& in = *inputMatrices.at(static_cast<size_t>(inputIndex));
   if (inputIndex == 1) {
-    requireShapeOf(in, *inputMatrices[0]);
-    in.maxElements(*inputMatrices[0], out);
+    maximum(in, *inputMatrices[0], out);
   } else {
-    requireShapeOf(out, in);
-    out.maxElements(in, out);
+    maximum(out, in, out);
   }
 }
 

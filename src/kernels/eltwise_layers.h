@@ -14,7 +14,8 @@ class EltwiseSumLayer : public Layer {
   EltwiseSumLayer(ConvNet* owner, const char* name);
 
   // Throws std::out_of_range with the text "invalid vector<T> subscript" when there is no
-  // coefficient for the input, before anything is changed.
+  // coefficient for the input, before anything is changed; and for an input that is smaller than
+  // the ones before it.
   void applyInput(int32_t inputIndex, float scale) override;
 
   std::vector<float>* coeffs;  // one an input; lives until the process ends
@@ -25,6 +26,9 @@ class EltwiseSumLayer : public Layer {
 class EltwiseMaxLayer : public Layer {
  public:
   EltwiseMaxLayer(ConvNet* owner, const char* name);
+
+  // Throws std::out_of_range for an index beyond the inputs, and for inputs that are smaller than
+  // the result or would have to reshape each other.
   void applyInput(int32_t inputIndex, float scale) override;
 };
 

@@ -1,10 +1,10 @@
 #include "kernels/filter_geometry.h"
 
 #include <algorithm>
-#include <cmath>
 #include <limits>
 #include <stdexcept>
 
+#include "kernels/checked_geometry.h"
 #include "kernels/unfold.h"
 
 namespace facefeature {
@@ -12,11 +12,6 @@ namespace {
 
 void require(bool holds, const char* what) {
   if (!holds) throw std::out_of_range(what);
-}
-
-bool fitsInt(int64_t value) {
-  return value >= std::numeric_limits<int32_t>::min() &&
-         value <= std::numeric_limits<int32_t>::max();
 }
 
 // Floats that the unfolding of one image writes.
@@ -31,29 +26,12 @@ int64_t unfoldedFloats(const FilterShape& shape, int32_t width, int32_t filterSi
 
 }  // namespace
 
-int32_t divideGeometry(int32_t numerator, int32_t divisor) {
-  require(divisor != 0, "division of a geometry by 0");
-  const int64_t quotient = static_cast<int64_t>(numerator) / divisor;
-  require(fitsInt(quotient), "quotient of a geometry");
-  return static_cast<int32_t>(quotient);
-}
-
-int32_t multiplyGeometry(int32_t a, int32_t b) {
-  const int64_t product = static_cast<int64_t>(a) * b;
-  require(fitsInt(product), "product of a geometry");
-  return static_cast<int32_t>(product);
-}
-
-int32_t truncatedSquareRoot(int32_t cells) {
-  if (cells < 0) return 0;
-  return static_cast<int32_t>(std::sqrt(static_cast<double>(cells)));
-}
-
 FilterGeometry filterGeometry(const FilterShape& shape, const Matrix& input, const Matrix& weights,
                               int32_t weightsPerFilter) {
   FilterGeometry geometry;
   geometry.modules = multiplyGeometry(shape.modulesX, shape.modulesX);
   geometry.width = divideGeometry(divideGeometry(input.cols, shape.channels), shape.imgSize);
+  require(shape.channels > 0, "channels below 1");
   const int32_t filterPixels = divideGeometry(weightsPerFilter, shape.channels);
   geometry.filterSize = truncatedSquareRoot(filterPixels);
   require(geometry.filterSize > 0, "a filter without weights");
@@ -77,7 +55,9 @@ Matrix* newPatchMatrix(const FilterGeometry& geometry) {
 
 void prepareOutput(const FilterGeometry& geometry, const Matrix& input, bool overwrite,
                    Matrix& output) {
-  require(&output != &input, "a filter bank that overwrites its input");
+  // In place is fine where nothing moves: a sample is unfolded before its row is written.
+  require(&output != &input || output.cols == geometry.outputCols,
+          "a filter bank that reshapes its input");
   if (overwrite) {
     output.resize(input.rows, geometry.outputCols);
     return;

@@ -11,17 +11,6 @@
 
 namespace facefeature {
 
-// numerator / divisor, truncating. Throws std::out_of_range for a divisor of 0 and for the one
-// quotient that an int32_t can't hold.
-int32_t divideGeometry(int32_t numerator, int32_t divisor);
-
-// a * b. Throws std::out_of_range where an int32_t can't hold it.
-int32_t multiplyGeometry(int32_t a, int32_t b);
-
-// The square root in double, truncated: the side of a square of so many cells. 0 for a negative
-// count.
-int32_t truncatedSquareRoot(int32_t cells);
-
 // The numbers of a layer's text that the kernels work with.
 struct FilterShape {
   int32_t imgSize;   // height of the input image

@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "kernels/blas.h"
+#include "kernels/checked_geometry.h"
 #include "kernels/filter_geometry.h"
 #include "kernels/unfold.h"
 
@@ -56,15 +57,13 @@ void localForward(const Matrix& input, const Matrix& weights, Matrix& biases, Ma
   for (int32_t s = 0; s < input.rows; ++s) {
     UnfoldPatches(input.buffer + static_cast<int64_t>(input.cols) * s, channels, imgSize,
                   geometry.width, geometry.filterSize, padding, stride, patches->buffer);
-    Matrix planes;
-    Matrix::makeView(planes, output.buffer + static_cast<int64_t>(output.cols) * s, weights.rows,
-                     modules, kRowMajor);
+    Matrix planes = Matrix::view(output.buffer + static_cast<int64_t>(output.cols) * s,
+                                 weights.rows, modules, kRowMajor);
     for (int32_t f = 0; f < weights.rows; ++f) {
       // A row of the weights holds module after module, which read column by column is the shape of
       // the patch matrix. Whatever order the weights have, their rows are taken as they lie.
-      Matrix filter;
-      Matrix::makeView(filter, weights.buffer + static_cast<int64_t>(weights.cols) * f,
-                       geometry.patchRows, modules, kColumnMajor);
+      const Matrix filter = Matrix::view(weights.buffer + static_cast<int64_t>(weights.cols) * f,
+                                         geometry.patchRows, modules, kColumnMajor);
       // The sums replace the output whatever scale is. Adding for later inputs, as a convolution
       // does, would change every net with such a layer.
       applyFilter(*patches, filter, products, planes.buffer + static_cast<int64_t>(modules) * f);

@@ -41,13 +41,16 @@ Matrix::~Matrix() {
   if (ownsBuffer) releaseFloats(buffer);
 }
 
-void Matrix::makeView(Matrix& view, float* storage, int32_t rows, int32_t cols, int32_t order) {
-  view.buffer = storage;
-  view.ownsBuffer = false;
-  view.rows = rows;
-  view.cols = cols;
-  view.size = rows * cols;
-  view.order = order;
+Matrix::Matrix(float* storage, int32_t viewRows, int32_t viewCols, int32_t viewOrder)
+    : buffer(storage),
+      ownsBuffer(false),
+      rows(viewRows),
+      cols(viewCols),
+      size(viewRows * viewCols),
+      order(viewOrder) {}
+
+Matrix Matrix::view(float* storage, int32_t rows, int32_t cols, int32_t order) {
+  return Matrix(storage, rows, cols, order);
 }
 
 void Matrix::readFrom(std::istream& stream) {
@@ -130,9 +133,7 @@ Matrix* Matrix::clone() const {
 
 Matrix* Matrix::transposed() const {
   if (isColumnMajor()) {
-    std::unique_ptr<Matrix> view(new Matrix());
-    makeView(*view, buffer, cols, rows, kRowMajor);
-    return view.release();
+    return new Matrix(buffer, cols, rows, kRowMajor);
   }
   std::unique_ptr<Matrix> moved(new Matrix(cols, rows));
   for (int32_t r = 0; r < rows; ++r) {

@@ -49,11 +49,13 @@ void releaseFloats(float* floats);  // null is fine
 //
 // Shapes of operands are never compared; the operations state what they touch, and the caller
 // answers for it. All arithmetic is in single precision, rounded after each operation, in the order
-// of rising index, but for what cblas_saxpy and cblas_sscal do inside. target may be this, unless
+// of rising index, but for exp, log and tanh (kernels/vector_math.h) and for what cblas_saxpy and
+// cblas_sscal do inside. target may be this, unless
 // an operation says otherwise.
 //
-// Every operation with a target first gives it the shape of this (or the shape it names) by the
-// rule of resize(). A matrix therefore keeps its buffer from run to run.
+// What allocates throws std::bad_alloc. Every operation with a target first gives it the shape of
+// this (or the shape it names) by the rule of resize(). A matrix therefore keeps its buffer from
+// run to run.
 //
 // A vector argument is a row vector exactly when its rows is 1, whatever its cols, and a column
 // vector otherwise; its order is ignored. So the column vector of a matrix of one row, 1 x 1, is
@@ -79,7 +81,7 @@ class Matrix {
   Matrix& operator=(const Matrix&) = delete;
 
   // A window into storage of somebody else, which must outlive it.
-  static void makeView(Matrix& view, float* storage, int32_t rows, int32_t cols, int32_t order);
+  static Matrix view(float* storage, int32_t rows, int32_t cols, int32_t order);
 
   // Becomes the matrix of a file: 32-bit rows, 32-bit cols, then the floats row by row. A header
   // that does not arrive gives 0 x 0, and floats that do not arrive are 0; the stream's state is
@@ -137,8 +139,8 @@ class Matrix {
   void multiplyBroadcast(const Matrix& vector, Matrix& target) const;
 
   // target = this divided by vector. Where the vector runs along the storage it is a division;
-  // elsewhere a product with the rounded reciprocal, which is another number in its last bits.
-  // Features of trained nets rest on both.
+  // elsewhere a product with the rounded reciprocal. The two differ in their last bits, and each
+  // stays where it is.
   void divideBroadcast(const Matrix& vector, Matrix& target) const;
 
   // One value for each column (axis 0: target becomes 1 x cols) or each row (any other axis:
@@ -160,6 +162,9 @@ class Matrix {
   int32_t leadingDimension() const { return order == kRowMajor ? cols : rows; }
 
  private:
+  // Made by view(), whose result is the variable that it initialises: nothing is copied.
+  Matrix(float* storage, int32_t viewRows, int32_t viewCols, int32_t viewOrder);
+
   bool isColumnMajor() const { return order == kColumnMajor; }
   void replaceBuffer(int32_t wantedRows, int32_t wantedCols);
 };

@@ -81,23 +81,24 @@ void clearSigns(const Matrix& source, Matrix& target) {
 }
 
 void takeSigns(const Matrix& source, Matrix& target) {
-  for (int32_t i = 0; i < source.size; ++i)
+  for (int32_t i = 0; i < source.size; ++i) {
     target.buffer[i] = source.buffer[i] > 0.0f ? 1.0f : -1.0f;
+  }
 }
 
-void scale(Matrix& target, float factor) { cblas_sscal(target.size, factor, target.buffer, 1); }
+void scaleAll(Matrix& target, float factor) { cblas_sscal(target.size, factor, target.buffer, 1); }
 
 void logisticByTanh(const Matrix& source, Matrix& target) {
   if (&target != &source) source.copyTo(target);
-  scale(target, 0.5f);
+  scaleAll(target, 0.5f);
   target.applyFunction(MatrixFunction::Tanh, target);
   target.addScalar(1.0f, target);
-  scale(target, 0.5f);
+  scaleAll(target, 0.5f);
 }
 
 void logisticByExp(const Matrix& source, Matrix& target) {
   if (&target != &source) source.copyTo(target);
-  scale(target, -1.0f);
+  scaleAll(target, -1.0f);
   target.applyFunction(MatrixFunction::Exp, target);
   target.addScalar(1.0f, target);
   target.applyFunction(MatrixFunction::Reciprocal, target);

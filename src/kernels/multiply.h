@@ -17,6 +17,7 @@ void multiply(const Matrix& a, const Matrix& b, int32_t m, int32_t n, int32_t k,
 // target.addBroadcast(biases, 1, target), but for elements that lie room floats or more behind
 // target.buffer: those are left out. A bias file of another shape than the layer's adds what it
 // adds, to rows or columns as Matrix takes it, and does not reach memory behind the output.
+// REQUIRES: target is row-major.
 void addBiases(const Matrix& biases, int64_t room, Matrix& target);
 
 }  // namespace facefeature

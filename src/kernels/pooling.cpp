@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "kernels/filter_geometry.h"
+#include "kernels/checked_geometry.h"
 
 namespace facefeature {
 namespace {
@@ -37,9 +37,11 @@ float averageOf(const float* plane, int64_t imgSize, const Window& window) {
     for (int64_t x = window.xLow; x < window.xHigh; ++x) sum += plane[y * imgSize + x];
   }
   // Divided by what was there, also when nothing was: 0 / 0 is a NaN, and a window that lies
-  // outside on both axes has two negative spans and so a positive count.
-  const int64_t count = (window.yHigh - window.yLow) * (window.xHigh - window.xLow);
-  return sum / static_cast<float>(count);
+  // outside on both axes has two negative spans and so a positive count. 32 bits wide, as the count
+  // has always been; what does not fit them wraps.
+  const uint32_t count = static_cast<uint32_t>(window.yHigh - window.yLow) *
+                         static_cast<uint32_t>(window.xHigh - window.xLow);
+  return sum / static_cast<float>(static_cast<int32_t>(count));
 }
 
 float maximumOf(const float* plane, int64_t imgSize, const Window& window) {
@@ -54,8 +56,7 @@ float maximumOf(const float* plane, int64_t imgSize, const Window& window) {
 }
 
 void poolForward(const Matrix& input, Matrix& target, int32_t channels, const Windows& shape,
-                 PoolWindow pool) {
-  if (&target == &input) throw std::out_of_range("a pooling that overwrites its input");
+                 PoolWindow pool, float fill) {
   if (shape.outputsX == 0) throw std::out_of_range("no outputs along a side");
   // The side is the root of a plane's pixels, truncated; planes still start at multiples of the
   // pixels, so of a plane that is no square the last ones are never read.
@@ -63,7 +64,14 @@ void poolForward(const Matrix& input, Matrix& target, int32_t channels, const Wi
   Windows windows = shape;
   windows.imgSize = truncatedSquareRoot(imgPixels);
   const int32_t outPixels = multiplyGeometry(shape.outputsX, shape.outputsX);
-  target.resize(input.rows, multiplyGeometry(outPixels, channels));
+  const int32_t outputCols = multiplyGeometry(outPixels, channels);
+  if (&target == &input) {
+    if (target.cols != outputCols) throw std::out_of_range("a pooling that reshapes its input");
+    // The target is filled before the first window is read, so in place nothing of the input is
+    // left to pool.
+    std::fill(target.buffer, target.buffer + target.size, fill);
+  }
+  target.resize(input.rows, outputCols);
 
   for (int32_t r = 0; r < input.rows; ++r) {
     const float* row = input.buffer + static_cast<int64_t>(input.cols) * r;
@@ -81,12 +89,13 @@ void poolForward(const Matrix& input, Matrix& target, int32_t channels, const Wi
 
 void avgPoolForward(const Matrix& input, Matrix& target, int32_t channels, int32_t sizeX,
                     int32_t start, int32_t stride, int32_t outputsX) {
-  poolForward(input, target, channels, {sizeX, start, stride, outputsX, 0}, averageOf);
+  poolForward(input, target, channels, {sizeX, start, stride, outputsX, 0}, averageOf, 0.0f);
 }
 
 void maxPoolForward(const Matrix& input, Matrix& target, int32_t channels, int32_t sizeX,
                     int32_t start, int32_t stride, int32_t outputsX) {
-  poolForward(input, target, channels, {sizeX, start, stride, outputsX, 0}, maximumOf);
+  poolForward(input, target, channels, {sizeX, start, stride, outputsX, 0}, maximumOf,
+              kMaxPoolFill);
 }
 
 }  // namespace facefeature

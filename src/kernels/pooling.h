@@ -17,11 +17,11 @@ constexpr float kMaxPoolFill = -1.9999999360571385e+38f;
 // input.cols / channels. target becomes input.rows x (outputsX^2 * channels).
 //
 // Average: the sum in single precision over the number of pixels in the clipped window, also when
-// that is 0 (a NaN, or a zero where both spans are negative).
+// that is 0 (a NaN), and -0 or 0 where one span or both are negative.
 // Max: NaNs are skipped; a window outside the image gives kMaxPoolFill.
 //
-// Throws std::out_of_range when channels or outputsX is 0 or the windows don't fit 32 bits, and
-// std::bad_alloc. target must not be input.
+// Throws std::out_of_range when channels or outputsX is 0, when the shape of the target does not
+// fit 32 bits, and for a target that is the input and would change its shape; and std::bad_alloc.
 void avgPoolForward(const Matrix& input, Matrix& target, int32_t channels, int32_t sizeX,
                     int32_t start, int32_t stride, int32_t outputsX);
 void maxPoolForward(const Matrix& input, Matrix& target, int32_t channels, int32_t sizeX,

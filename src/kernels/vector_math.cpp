@@ -1,14 +1,9 @@
 #include "kernels/vector_math.h"
 
-#include <cmath>
+#include "kernels/rounded_math.h"
 
 namespace facefeature {
 namespace {
-
-// Taken in double and rounded once; see the header.
-float roundedExp(float x) { return static_cast<float>(std::exp(static_cast<double>(x))); }
-float roundedLog(float x) { return static_cast<float>(std::log(static_cast<double>(x))); }
-float roundedTanh(float x) { return static_cast<float>(std::tanh(static_cast<double>(x))); }
 
 bool computes(const float* a, const float* y) { return a != nullptr && y != nullptr; }
 

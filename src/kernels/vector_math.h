@@ -2,8 +2,8 @@
 //
 // n elements; a length below 1 or a null pointer computes nothing. The output may be an input.
 // Exponential, logarithm and hyperbolic tangent are taken in double and rounded once: the float
-// forms of the C libraries differ between platforms in the last bit, the double ones do not after
-// rounding (every value tried agreed).
+// forms of the C libraries differ between platforms in the last bit, and the double ones, rounded,
+// agreed wherever they were compared.
 #ifndef FACEFEATURE_KERNELS_VECTOR_MATH_H
 #define FACEFEATURE_KERNELS_VECTOR_MATH_H
 

@@ -18,7 +18,7 @@ class ConvNet {
   // A text that names an unknown type of layer, pooling or neuron prints
   // "Error creating ConvNet: " with the reason and a line end on standard output, and ends the
   // process with status 1. Throws std::out_of_range where the text's lists and counts don't fit
-  // each other, and std::bad_alloc; the layers built so far are then lost.
+  // each other or the layers, and std::bad_alloc; the layers built so far are then lost.
   explicit ConvNet(int32_t netIndex);
 
   // The same for another text in the place of the library's own.

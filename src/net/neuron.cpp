@@ -4,16 +4,11 @@
 
 #include "config/net_documents.h"
 #include "kernels/blas.h"
+#include "kernels/rounded_math.h"
 #include "kernels/vector_math.h"
 
 namespace facefeature {
 namespace {
-
-// The standard functions in double, rounded once.
-float roundedExp(float x) { return static_cast<float>(std::exp(static_cast<double>(x))); }
-float roundedLog(float x) { return static_cast<float>(std::log(static_cast<double>(x))); }
-float roundedTanh(float x) { return static_cast<float>(std::tanh(static_cast<double>(x))); }
-float roundedSqrt(float x) { return static_cast<float>(std::sqrt(static_cast<double>(x))); }
 
 float parameter(const std::string& layerName, const char* key) {
   float value = 0.0f;

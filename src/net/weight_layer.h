@@ -21,7 +21,8 @@ class WeightLayer : public Layer {
   // weightSourceLayerIndices, weights come from those layers instead, matrix numbers from
   // weightSourceMatrixIndices; the layer's own position in the net means the layer itself. What was
   // read from files is then in no record and stays allocated for good.
-  // Throws std::out_of_range for an index of no layer, of no WeightLayer or of no matrix.
+  // Throws std::out_of_range for an index of no layer, of no WeightLayer or of no matrix, and for
+  // fewer matrix numbers than layers.
   WeightLayer(ConvNet* owner, const char* name, bool transposeOnLoad);
   ~WeightLayer() override;
 

@@ -1,4 +1,5 @@
-// Everything the operating system is asked for. One .cpp a system; no other file knows which it is.
+// Everything the operating system is asked for. One .cpp a system; but for the way in which
+// engine/exports.cpp marks its functions, no other file knows which it is.
 #ifndef FACEFEATURE_PLATFORM_PLATFORM_H
 #define FACEFEATURE_PLATFORM_PLATFORM_H
 
@@ -21,6 +22,11 @@ bool openSharedForReading(std::ifstream& stream, const std::string& path);
 // Keeps the OpenMP runtime in the process even when this library is unloaded: its worker threads
 // outlive a parallel loop and wait inside its code. Called with each creation of an engine.
 void keepOpenMpRuntimeLoaded();
+
+// Ends the worker threads that the runtime keeps for the calling thread, so that a host that
+// unloads the library has none left. Does nothing in a child that was forked after the latest
+// creation: it has no such threads, and the runtime would wait for them for ever.
+void releaseOpenMpWorkers();
 
 }  // namespace facefeature
 

@@ -1,12 +1,22 @@
 #include <dlfcn.h>
 #include <omp.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdlib>
+#include <fstream>
+#include <string>
 
 #include "platform/platform.h"
 
 namespace facefeature {
+
+namespace {
+
+// [STATE] The process that created the latest engine.
+pid_t creatingProcess = 0;
+
+}  // namespace
 
 const char kPathSeparator = '/';
 
@@ -28,10 +38,15 @@ bool openSharedForReading(std::ifstream& stream, const std::string& path) {
 }
 
 void keepOpenMpRuntimeLoaded() {
+  creatingProcess = getpid();
   Dl_info runtime;
   if (dladdr(reinterpret_cast<void*>(&omp_get_max_threads), &runtime) == 0) return;
   void* handle = dlopen(runtime.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
   if (handle != nullptr) dlclose(handle);
+}
+
+void releaseOpenMpWorkers() {
+  if (creatingProcess == getpid()) omp_pause_resource_all(omp_pause_hard);
 }
 
 }  // namespace facefeature

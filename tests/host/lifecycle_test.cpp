@@ -266,5 +266,38 @@ TEST(Threads, TheCallsNeedNotComeFromOne) {
                               withThreads(4))));
 }
 
+// In a team of one the runtime does not report a parallel region, and a BLAS that takes that for
+// leave to start threads waits for ever.
+TEST(Threads, ATeamOfOneUnderAnySettingGivesTheSameFeature) {
+  const LinkedModel model;
+  const std::string wanted = "a made\na " + goodFeature() + "\n";
+  const std::vector<Environment> settings = {{{"OMP_THREAD_LIMIT", "1"}},
+                                             {{"OMP_MAX_ACTIVE_LEVELS", "0"}},
+                                             {{"OMP_DYNAMIC", "true"}},
+                                             {{"OMP_NUM_THREADS", "1"}}};
+  for (const Environment& setting : settings) {
+    SCOPED_TRACE(setting.begin()->first);
+    EXPECT_EQ(wanted, outputOf(runProbe(model, oneExtraction(), setting)));
+  }
+}
+
+// The runtime would wait for the parent's worker threads, which a child does not have.
+TEST(Fork, AfterAnExtractionAChildCanStillDestroyTheEngine) {
+  const LinkedModel model;
+  const std::string feature = goodFeature();
+  EXPECT_EQ("a made\na " + feature + "\nchild 0\na " + feature + "\n",
+            outputOf(runProbe(model,
+                              joined({{"load"},
+                                      kCreate,
+                                      kExtract,
+                                      {"fork"},
+                                      kDestroy,
+                                      {"join"},
+                                      kExtract,
+                                      kDestroy,
+                                      {"unload"}}),
+                              withThreads(2))));
+}
+
 }  // namespace
 }  // namespace facefeature_test

@@ -384,7 +384,11 @@ TEST_F(LayerDestruction, FreesAMatrixThatLooksAtOthersStorageWithoutTheStorage) 
   float storage[] = {1.0f, 2.0f};
   {
     const auto layer = make("plain");
-    Matrix::makeView(*layer->activations, storage, 1, 2, facefeature::kRowMajor);
+    Matrix& view = *layer->activations;
+    view.buffer = storage;
+    view.ownsBuffer = false;
+    view.rows = 1;
+    view.cols = view.size = 2;
   }
   EXPECT_SAME_FLOAT(2.0f, storage[1]);
 }
