@@ -5,7 +5,6 @@
 #include <initializer_list>
 #include <stdexcept>
 
-#include "engine/model_state.h"
 #include "geometry/patch_table.h"
 #include "kernels/rounded_math.h"
 
@@ -34,14 +33,13 @@ const Matrix& outputOf(const ConvNet& net) {
   return *net.layers.at(net.layers.size() - 1)->getActivations();
 }
 
-// Where the rows of iteration i go: its index times the size of its output, 320 in all nets whose
-// files fit them. Files of another width would be read and written past the ends.
+// Where the rows of iteration i go: its index times the size of its output. Files of another width
+// than the nets' would be read past their end, or written into the places of another thread.
 float* destinationOf(int32_t i, const Matrix& output, float* patchFeatures) {
-  const int64_t place = static_cast<int64_t>(i) * output.size;
-  if (output.size < 2 * kRowFloats || place + 2 * kRowFloats > kPatchFeatureFloats) {
+  if (output.size != 2 * kRowFloats) {
     throw std::out_of_range("a net with an output of another width");
   }
-  return patchFeatures + place;
+  return patchFeatures + static_cast<int64_t>(i) * output.size;
 }
 
 }  // namespace

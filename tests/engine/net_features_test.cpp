@@ -4,11 +4,18 @@
 
 #include <algorithm>
 #include <cmath>
+#include <csignal>
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <limits>
+#include <memory>
+#include <string>
 #include <vector>
 
+#include "kernels/matrix.h"
+#include "net/conv_net.h"
+#include "net/made_net.h"
 #include "support/bits.h"
 #include "support/random.h"
 #include "support/reference_extract.h"
@@ -146,6 +153,75 @@ TEST(NormalizeRows, SquaresBelowTheFloatsMakeTheRowInfinite) {
   const std::vector<float> unit = normalized(rows(1e-30f, -1e-30f));
   EXPECT_SAME_FLOAT(kInfinity, unit[0]);
   EXPECT_SAME_FLOAT(-kInfinity, unit[319]);
+}
+
+// 25 nets of one data layer each, so that the output of net i is matrix i.
+class PassingNets {
+ public:
+  PassingNets() {
+    for (int32_t i = 0; i < 25; ++i) {
+      const std::string text = madeText({madeDataLayer("data", i)});
+      nets_.push_back(std::make_unique<facefeature::ConvNet>(i, text.c_str()));
+      netPointers_.push_back(nets_.back().get());
+      matrices_.push_back(std::make_unique<facefeature::Matrix>(2, 160));
+      setValues(*matrices_.back());
+    }
+  }
+
+  void reshapeOutput(size_t net, int32_t rows, int32_t cols) {
+    matrices_[net] = std::make_unique<facefeature::Matrix>(rows, cols);
+    setValues(*matrices_[net]);
+  }
+
+  const facefeature::Matrix& output(size_t net) const { return *matrices_[net]; }
+
+  std::vector<float> run() const {
+    std::vector<facefeature::Matrix*> inputs;
+    for (const auto& matrix : matrices_) inputs.push_back(matrix.get());
+    std::vector<float> features(8000, -7.0f);
+    facefeature::runNets(netPointers_.data(), inputs, features.data());
+    return features;
+  }
+
+ private:
+  static void setValues(facefeature::Matrix& matrix) {
+    for (int32_t k = 0; k < matrix.size; ++k) {
+      matrix.buffer[k] = static_cast<float>(k % 7) - 2.5f;
+    }
+  }
+
+  std::vector<std::unique_ptr<facefeature::ConvNet>> nets_;
+  std::vector<facefeature::ConvNet*> netPointers_;
+  std::vector<std::unique_ptr<facefeature::Matrix>> matrices_;
+};
+
+TEST(RunNets, EachNetsRowsStandAtUnitLengthInTheNetsOwnPlace) {
+  PassingNets nets;
+  for (size_t i = 0; i < 25; ++i) nets.output(i).buffer[i] = 100.0f;
+  const std::vector<float> features = nets.run();
+  for (size_t i = 0; i < 25; ++i) {
+    const std::vector<float> wanted = reference::unitRows(nets.output(i).buffer);
+    EXPECT_TRUE(sameFloats(wanted.data(), features.data() + 320 * i, 320)) << "net " << i;
+  }
+}
+
+struct Width {
+  size_t net;
+  int32_t rows;
+  int32_t cols;
+};
+
+TEST(RunNetsDeathTest, AnOutputThatLeavesItsOwnOrTheSharedFloatsEndsTheProcess) {
+  for (const Width& width : {Width{0, 2, 159}, Width{11, 1, 160}, Width{24, 0, 160},
+                             Width{24, 2, 161}, Width{24, 3, 160}}) {
+    const auto runWith = [&] {
+      PassingNets nets;
+      nets.reshapeOutput(width.net, width.rows, width.cols);
+      nets.run();
+    };
+    EXPECT_EXIT(runWith(), ::testing::KilledBySignal(SIGABRT), "output of another width")
+        << "net " << width.net << ": " << width.rows << " x " << width.cols;
+  }
 }
 
 }  // namespace

@@ -68,6 +68,29 @@ class FilterBankLayer : public LayerTest {
     }
   }
 
+  // Two samples of 3 channels of 4 x 4 for a bank of 3 filters of 3 x 3 with 4 x 4 positions, whose
+  // output has the shape of its input.
+  FilterInput makeInputThatKeepsItsShape(Random& random, int32_t weightSetsPerFilter) {
+    FilterInput input;
+    input.channels = 3;
+    input.imgSize = 4;
+    input.padding = 1;
+    input.sampleLength = 48;
+    input.samples = random.normals(2 * 48);
+    input.weightLength = weightSetsPerFilter * 27;
+    input.weights = random.normals(static_cast<size_t>(3 * input.weightLength));
+    writeWeights("weights0", 3, input);
+    biases = random.normals(weightSetsPerFilter == 1 ? 3 : 48);
+    writeMatrixFile("biases", static_cast<int32_t>(biases.size()), 1, biases);
+    return input;
+  }
+
+  static std::string inPlaceText(const std::string& name) {
+    return "[" + name +
+           "]\ntype=conv\nactsTarget=0\nweights=weights0\nbiases=biases\npadding=1\nstride=1\n"
+           "channels=3\nimgSize=4\nmodulesX=4\n";
+  }
+
   static std::string sectionText(const std::string& name) {
     return "[" + name +
            "]\ntype=conv\nweights=weights0_weights1\nbiases=biases\npadding=0_1\nstride=1_2\n"
@@ -167,6 +190,32 @@ TEST_F(ConvLayerTest, SecondRunOverwritesTheSameMatrix) {
   EXPECT_TRUE(holdsValues(output, first));
 }
 
+TEST_F(ConvLayerTest, WithATargetOfTheShapeTheInputItselfIsConvolved) {
+  Random random = seededRandom();
+  SCOPED_TRACE(random.trace());
+  const FilterInput input = makeInputThatKeepsItsShape(random, 1);
+  useText(inPlaceText("conv"));
+  ConvLayer layer(nullptr, "conv");
+  Matrix& matrix = addInput(2, input.sampleLength, input.samples);
+  const float* const buffer = matrix.buffer;
+  EXPECT_EQ(&matrix, &run(layer));
+  EXPECT_EQ(buffer, matrix.buffer);
+  ASSERT_TRUE(hasShape(matrix, 2, 48, 111));
+  EXPECT_TRUE(reference::convolution({input}, 2, 3, 4, biases).allow(matrix.buffer, 96));
+}
+
+TEST_F(ConvLayerTest, WithATargetOfAnotherShapeItIsOutOfRange) {
+  Random random = seededRandom();
+  SCOPED_TRACE(random.trace());
+  makeInputs(random, 1);
+  useText(sectionText("conv") + "actsTarget=0\n");
+  ConvLayer layer(nullptr, "conv");
+  addInputs(1);
+  EXPECT_THROW(run(layer), std::out_of_range);
+  EXPECT_TRUE(hasShape(*layer.activations, 2, inputs[0].sampleLength, 111));
+  EXPECT_TRUE(holdsValues(*layer.activations, inputs[0].samples));
+}
+
 TEST_F(ConvLayerTest, EachListTooShortIsABadIndexBeforeAnyWork) {
   Random random = seededRandom();
   SCOPED_TRACE(random.trace());
@@ -259,6 +308,33 @@ TEST_F(LocalUnsharedLayerTest, OneInputAgreesInBits) {
   ASSERT_TRUE(hasShape(output, 2, 12, 111));
   const Floats wanted = reference::localUnshared(inputs[0], 2, 3, 2, biases, true);
   EXPECT_TRUE(sameFloats(wanted.data(), output.buffer, wanted.size()));
+}
+
+TEST_F(LocalUnsharedLayerTest, WithATargetOfTheShapeTheInputItselfIsFiltered) {
+  Random random = seededRandom();
+  SCOPED_TRACE(random.trace());
+  const FilterInput input = makeInputThatKeepsItsShape(random, 16);
+  useText(inPlaceText("local"));
+  LocalUnsharedLayer layer(nullptr, "local");
+  Matrix& matrix = addInput(2, input.sampleLength, input.samples);
+  const float* const buffer = matrix.buffer;
+  EXPECT_EQ(&matrix, &run(layer));
+  EXPECT_EQ(buffer, matrix.buffer);
+  ASSERT_TRUE(hasShape(matrix, 2, 48, 111));
+  const Floats wanted = reference::localUnshared(input, 2, 3, 4, biases, true);
+  EXPECT_TRUE(sameFloats(wanted.data(), matrix.buffer, wanted.size()));
+}
+
+TEST_F(LocalUnsharedLayerTest, WithATargetOfAnotherShapeItIsOutOfRange) {
+  Random random = seededRandom();
+  SCOPED_TRACE(random.trace());
+  makeInputs(random, 4);
+  useText(sectionText("local") + "actsTarget=0\n");
+  LocalUnsharedLayer layer(nullptr, "local");
+  addInputs(1);
+  EXPECT_THROW(run(layer), std::out_of_range);
+  EXPECT_TRUE(hasShape(*layer.activations, 2, inputs[0].sampleLength, 111));
+  EXPECT_TRUE(holdsValues(*layer.activations, inputs[0].samples));
 }
 
 TEST_F(LocalUnsharedLayerTest, OfTwoInputsTheSecondAloneIsLeftWithoutBiases) {

@@ -137,6 +137,70 @@ TEST(ConvolveForward, FirstLayerOfABuiltInNet) {
       reference::convolution(bank.inputs, 2, 16, 52, bank.biases).allow(output.buffer, 2 * 43264));
 }
 
+// A bank whose output has the shape of its input: as many filters as channels, and positions as
+// many as pixels.
+FilterBank bankThatKeepsItsShape(Random& random) {
+  FilterBank bank;
+  FilterInput input;
+  input.channels = random.integer(1, 4);
+  input.padding = random.integer(0, 2);
+  input.imgSize = random.integer(1, 7);
+  input.sampleLength = input.channels * input.imgSize * input.imgSize;
+  const int32_t filterSize = 2 * input.padding + 1;
+  input.weightLength = input.channels * filterSize * filterSize;
+  bank.samples = random.integer(1, 3);
+  bank.filters = input.channels;
+  bank.modulesX = input.imgSize;
+  input.samples = smallIntegers(random, bank.samples * input.sampleLength);
+  input.weights = smallIntegers(random, bank.filters * input.weightLength);
+  bank.biases = smallIntegers(random, bank.filters);
+  bank.inputs = {input};
+  return bank;
+}
+
+void runInPlace(const FilterBank& bank, Matrix& matrix, float scale) {
+  const FilterInput& input = bank.inputs[0];
+  Matrix weights, biases;
+  fillMatrix(matrix, bank.samples, input.sampleLength, 111, input.samples);
+  fillMatrix(weights, bank.filters, input.weightLength, 111, input.weights);
+  fillMatrix(biases, bank.filters, 1, 111, bank.biases);
+  convolveForward(matrix, weights, biases, matrix, input.imgSize, bank.modulesX, bank.modulesX,
+                  input.padding, input.stride, input.channels, scale, 1.0f);
+}
+
+TEST(ConvolveForward, IntoItsInputGivesTheNumbersOfAnotherOutput) {
+  Random random = seededRandom();
+  SCOPED_TRACE(random.trace());
+  for (int round = 0; round < 60; ++round) {
+    const FilterBank bank = bankThatKeepsItsShape(random);
+    Matrix output, matrix;
+    run(bank, output);
+    runInPlace(bank, matrix, 0.0f);
+    ASSERT_TRUE(hasShape(matrix, output.rows, output.cols, 111));
+    ASSERT_TRUE(sameFloats(output.buffer, matrix.buffer, static_cast<size_t>(output.size)));
+    const reference::BoundedSums wanted =
+        reference::convolution(bank.inputs, bank.samples, bank.filters, bank.modulesX, bank.biases);
+    ASSERT_TRUE(wanted.allow(matrix.buffer, static_cast<size_t>(matrix.size))) << round;
+  }
+}
+
+TEST(ConvolveForward, IntoItsInputWithAnotherScaleAddsToTheInput) {
+  Random random = seededRandom();
+  SCOPED_TRACE(random.trace());
+  for (int round = 0; round < 30; ++round) {
+    const FilterBank bank = bankThatKeepsItsShape(random);
+    Matrix matrix;
+    runInPlace(bank, matrix, 1.0f);
+    const reference::BoundedSums products =
+        reference::convolution(bank.inputs, bank.samples, bank.filters, bank.modulesX,
+                               Floats(static_cast<size_t>(bank.filters), 0.0f));
+    for (size_t i = 0; i < products.values.size(); ++i) {
+      const double before = static_cast<double>(bank.inputs[0].samples[i]);
+      ASSERT_EQ(before + products.values[i], static_cast<double>(matrix.buffer[i])) << i;
+    }
+  }
+}
+
 TEST(ConvolveForward, WhatTheOutputHeldBeforeIsNeverRead) {
   Random random = seededRandom();
   SCOPED_TRACE(random.trace());
@@ -261,6 +325,20 @@ TEST(ConvolveForward, ZeroDivisorsAreOutOfRange) {
   EXPECT_THROW(convolve(0, 1, 1), std::out_of_range);
   EXPECT_THROW(convolve(2, 0, 1), std::out_of_range);
   EXPECT_THROW(convolve(2, 1, 0), std::out_of_range);
+}
+
+TEST(ConvolveForward, ChannelsBelowOneAreOutOfRangeForAnyWeights) {
+  Matrix input, weights, biases, output;
+  const Matrix none(0, -5);
+  fillMatrix(input, 1, 4, 111, {1, 2, 3, 4});
+  fillMatrix(weights, 2, 1, 111, {1, 1});
+  for (const Matrix* const some : {static_cast<const Matrix*>(&weights), &none}) {
+    for (const int32_t channels : {0, -1, -5}) {
+      EXPECT_THROW(convolveForward(input, *some, biases, output, 2, 2, 2, 4, 1, channels, 0, 1),
+                   std::out_of_range)
+          << some->rows << " filters, " << channels << " channels";
+    }
+  }
 }
 
 TEST(ConvolveForward, FilterSizeOfZeroIsOutOfRange) {

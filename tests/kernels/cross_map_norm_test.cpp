@@ -111,6 +111,62 @@ TEST(CrossMapNormForward, SumsSquaresInSinglePrecisionWithTheChannelRising) {
   EXPECT_TRUE(holdsValues(target, {reference::product(factor, 4096.0f), factor, factor}));
 }
 
+// The two passes over one matrix that is input and target, element by element.
+void normaliseInPlace(Floats& values, int32_t rows, int32_t channels, int32_t sizeX, float scale,
+                      float power) {
+  const int32_t cols = rows == 0 ? 0 : static_cast<int32_t>(values.size()) / rows;
+  const int32_t pixels = cols / channels;
+  const auto at = [&](int32_t r, int32_t k) -> float& {
+    return values[static_cast<size_t>(r * cols + k)];
+  };
+  for (int32_t r = 0; r < rows; ++r) {
+    for (int32_t k = 0; k < cols; ++k) {
+      at(r, k) = 0.0f;
+      for (int32_t j = 0; j < channels; ++j) {
+        const int32_t above = j - (k / pixels - sizeX / 2);
+        if (above < 0 || above >= sizeX) continue;
+        const float v = at(r, j * pixels + k % pixels);
+        at(r, k) = reference::sum(reference::product(v, v), at(r, k));
+      }
+    }
+  }
+  const float alpha = reference::quotient(scale, static_cast<float>(sizeX));
+  for (float& value : values) {
+    const float base = reference::sum(reference::product(alpha, value), 1.0f);
+    const double raised = std::pow(static_cast<double>(base), -static_cast<double>(power));
+    value = reference::product(reference::rounded(raised), value);
+  }
+}
+
+TEST(CrossMapNormForward, InPlaceAnElementHasLostItsValueBeforeItIsRead) {
+  Random random = seededRandom();
+  SCOPED_TRACE(random.trace());
+  for (int round = 0; round < 300; ++round) {
+    const int32_t rows = random.integer(0, 3), channels = random.integer(1, 6);
+    const int32_t pixels = random.integer(1, 8), sizeX = random.integer(1, 8);
+    const int32_t cols = channels * pixels + random.integer(0, channels - 1);
+    const float scale = random.unit() * 3.0f, power = random.normal();
+    Floats wanted = troubledValues(random, rows * cols, random.chance(30) ? 5 : 0);
+    for (float& value : wanted) value *= 0.25f;
+    Matrix matrix;
+    fillMatrix(matrix, rows, cols, 111, wanted);
+    const float* const buffer = matrix.buffer;
+    crossMapNormForward(matrix, matrix, channels, sizeX, scale, power);
+    EXPECT_EQ(buffer, matrix.buffer);
+    normaliseInPlace(wanted, rows, channels, sizeX, scale, power);
+    ASSERT_TRUE(sameFloats(wanted.data(), matrix.buffer, wanted.size()))
+        << "round " << round << ": " << channels << " channels, " << cols << " columns, sizeX "
+        << sizeX << ", scale " << scale << ", pow " << power;
+  }
+}
+
+TEST(CrossMapNormForward, InPlaceASingleChannelBecomesZero) {
+  Matrix matrix;
+  fillMatrix(matrix, 1, 3, 111, {1, -2, 3});
+  crossMapNormForward(matrix, matrix, 1, 1, 0.5f, 0.75f);
+  for (int i = 0; i < 3; ++i) EXPECT_BITS(0u, matrix.buffer[i]);
+}
+
 TEST(CrossMapNormForward, ChannelsOrPixelsOfZeroAreOutOfRange) {
   Matrix input, target;
   fillMatrix(input, 1, 4, 111, {1, 2, 3, 4});

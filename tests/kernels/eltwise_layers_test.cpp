@@ -4,7 +4,10 @@
 
 #include <algorithm>
 #include <limits>
+#include <optional>
+#include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "kernels/layer_fixture.h"
@@ -178,6 +181,99 @@ TEST_F(EltwiseSumLayerTest, SmallerLaterInputIsOutOfRange) {
   EXPECT_THROW(run(layer), std::out_of_range);
 }
 
+TEST_F(EltwiseSumLayerTest, LaterInputOfAnotherShapeAndOfTheSameSizeIsSummedAlongTheStorage) {
+  useCoefficients("1_2");
+  for (const int32_t order : {111, 112}) {
+    FreedSumLayer layer;
+    clearInputs();
+    Matrix& first = addInput(2, 3, {1, 2, 3, 4, 5, 6});
+    Matrix& second = addInput(3, 2, {10, 20, 30, 40, 50, 60});
+    run(layer);
+    first.order = second.order = layer.activations->order = order;
+    const Matrix& output = run(layer);
+    ASSERT_TRUE(hasShape(output, 2, 3, order));
+    const Floats wanted = {21, 42, 63, 84, 105, 126};
+    EXPECT_TRUE(sameFloats(wanted.data(), output.buffer, wanted.size())) << order;
+  }
+}
+
+// What the first of two matrices becomes when the second is added, where no element is read from
+// behind the second; nothing otherwise.
+std::optional<Floats> addedWithinReach(const Matrix& first, const Matrix& second, float factor) {
+  const auto place = [](const Matrix& matrix, int32_t r, int32_t c) {
+    return static_cast<size_t>(matrix.order == 112 ? matrix.rows * c + r : matrix.cols * r + c);
+  };
+  Floats sums(first.buffer, first.buffer + first.size);
+  for (int32_t r = 0; r < first.rows; ++r) {
+    for (int32_t c = 0; c < first.cols; ++c) {
+      const size_t own = place(first, r, c);
+      const size_t other = first.order == second.order ? own : place(second, r, c);
+      if (other >= static_cast<size_t>(second.size)) return std::nullopt;
+      sums[own] = reference::sum(reference::product(second.buffer[other], factor), sums[own]);
+    }
+  }
+  return sums;
+}
+
+TEST_F(EltwiseSumLayerTest, LaterInputOfAnyShapeIsReadWithinItsBoundsOrIsOutOfRange) {
+  Random random = seededRandom();
+  SCOPED_TRACE(random.trace());
+  int summed = 0, thrown = 0;
+  for (int round = 0; round < 600; ++round) {
+    // Whole numbers: a fused sum is the same.
+    const int32_t coefficient = random.integer(1, 3);
+    useCoefficients("1_" + std::to_string(coefficient), "actsTarget=0\n");
+    FreedSumLayer layer;
+    clearInputs();
+    const auto addRandomInput = [&]() -> Matrix& {
+      const int32_t rows = random.integer(1, 4), cols = random.integer(1, 4);
+      Floats values(static_cast<size_t>(rows * cols));
+      for (float& value : values) value = static_cast<float>(random.integer(-99, 99));
+      Matrix& input = addInput(rows, cols, values);
+      input.order = randomOrder(random);
+      return input;
+    };
+    Matrix& first = addRandomInput();
+    const Matrix& second = addRandomInput();
+    const std::string shapes = std::to_string(first.rows) + " x " + std::to_string(first.cols) +
+                               " of order " + std::to_string(first.order) + ", " +
+                               std::to_string(second.rows) + " x " + std::to_string(second.cols) +
+                               " of order " + std::to_string(second.order);
+    const std::optional<Floats> wanted =
+        addedWithinReach(first, second, static_cast<float>(coefficient));
+    ++(wanted ? summed : thrown);
+    if (wanted) {
+      run(layer);
+      ASSERT_TRUE(sameFloats(wanted->data(), first.buffer, wanted->size())) << shapes;
+    } else {
+      const Floats before(first.buffer, first.buffer + first.size);
+      ASSERT_THROW(run(layer), std::out_of_range) << shapes;
+      ASSERT_TRUE(sameFloats(before.data(), first.buffer, before.size())) << shapes;
+    }
+  }
+  EXPECT_LT(50, summed);
+  EXPECT_LT(50, thrown);
+}
+
+TEST_F(EltwiseSumLayerTest, OfUnlikeOrderALaterInputMayBeSmallerAsLongAsItsElementsReach) {
+  useCoefficients("1_2");
+  FreedSumLayer layer;
+  addInput(2, 2, {1, 2, 3, 4});
+  // By columns, row 1 of a matrix of one row starts at its second element.
+  Matrix& second = addInput(1, 3, {10, 20, 30});
+  second.order = 112;
+  EXPECT_TRUE(holdsValues(run(layer), {21, 42, 43, 64}));
+}
+
+TEST_F(EltwiseSumLayerTest, OfUnlikeOrderALaterInputOfTheSameSizeMayNotReach) {
+  useCoefficients("1_2");
+  FreedSumLayer layer;
+  addInput(2, 2, {1, 2, 3, 4});
+  Matrix& second = addInput(4, 1, {10, 20, 30, 40});
+  second.order = 112;
+  EXPECT_THROW(run(layer), std::out_of_range);
+}
+
 TEST_F(EltwiseMaxLayerTest, RandomInputsAgreeInBits) {
   Random random = seededRandom();
   SCOPED_TRACE(random.trace());
@@ -254,6 +350,34 @@ TEST_F(EltwiseMaxLayerTest, WithATargetTheInputItselfIsOverwritten) {
   addInput(1, 3, {4, 2, 3});
   EXPECT_EQ(&first, &run(layer));
   EXPECT_TRUE(holdsValues(first, {4, 5, 3}));
+}
+
+TEST_F(EltwiseMaxLayerTest, WithATargetOfAnotherShapeItIsOutOfRangeAndChangesNothing) {
+  useText("[max]\ntype=eltmax\nactsTarget=0\n");
+  const std::pair<int32_t, int32_t> shapes[] = {{1, 1}, {1, 6}, {2, 2}, {2, 3},
+                                                {3, 2}, {6, 1}, {4, 4}, {2, 6}};
+  for (const auto& [rows, cols] : shapes) {
+    for (const auto& [otherRows, otherCols] : shapes) {
+      EltwiseMaxLayer layer(nullptr, "max");
+      clearInputs();
+      const Floats values(static_cast<size_t>(rows * cols), 1.0f);
+      const Floats others(static_cast<size_t>(otherRows * otherCols), 2.0f);
+      Matrix& first = addInput(rows, cols, values);
+      const Matrix& second = addInput(otherRows, otherCols, others);
+      const float* const buffer = first.buffer;
+      if (rows == otherRows && cols == otherCols) {
+        run(layer);
+        EXPECT_TRUE(holdsValues(first, others));
+        continue;
+      }
+      EXPECT_THROW(run(layer), std::out_of_range)
+          << rows << " x " << cols << " and " << otherRows << " x " << otherCols;
+      EXPECT_EQ(buffer, first.buffer);
+      ASSERT_TRUE(hasShape(first, rows, cols, 111));
+      EXPECT_TRUE(holdsValues(first, values));
+      EXPECT_TRUE(holdsValues(second, others));
+    }
+  }
 }
 
 TEST_F(EltwiseMaxLayerTest, SmallerOtherInputIsOutOfRange) {

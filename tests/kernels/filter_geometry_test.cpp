@@ -8,19 +8,15 @@
 
 #include "kernels/matrix_twin.h"
 #include "support/bits.h"
-#include "support/reference_layers.h"
 
 namespace facefeature_test {
 namespace {
 
-using facefeature::divideGeometry;
 using facefeature::FilterGeometry;
 using facefeature::filterGeometry;
 using facefeature::FilterShape;
-using facefeature::multiplyGeometry;
 using facefeature::newPatchMatrix;
 using facefeature::prepareOutput;
-using facefeature::truncatedSquareRoot;
 
 FilterGeometry geometryOf(const FilterShape& shape, int32_t inputCols, int32_t weightCols,
                           int32_t weightsPerFilter) {
@@ -31,32 +27,6 @@ FilterGeometry geometryOf(const FilterShape& shape, int32_t inputCols, int32_t w
 // Filters that all output positions share.
 FilterGeometry sharedGeometry(int32_t inputCols, int32_t weightCols, const FilterShape& shape) {
   return geometryOf(shape, inputCols, weightCols, weightCols);
-}
-
-TEST(DivideGeometry, Truncates) {
-  EXPECT_EQ(3, divideGeometry(10, 3));
-  EXPECT_EQ(0, divideGeometry(-1, 2));
-  EXPECT_EQ(-2, divideGeometry(5, -2));
-}
-
-TEST(DivideGeometry, ZeroDivisorIsOutOfRange) {
-  EXPECT_THROW(divideGeometry(10, 0), std::out_of_range);
-  EXPECT_THROW(divideGeometry(std::numeric_limits<int32_t>::min(), -1), std::out_of_range);
-}
-
-TEST(TruncatedSquareRoot, IsTheLargestSideThatFits) {
-  for (int32_t cells = 0; cells < 3000; ++cells) {
-    ASSERT_EQ(reference::wholeSide(cells), truncatedSquareRoot(cells)) << cells;
-  }
-  EXPECT_EQ(46340, truncatedSquareRoot(std::numeric_limits<int32_t>::max()));
-  EXPECT_EQ(46339, truncatedSquareRoot(46340 * 46340 - 1));
-}
-
-TEST(MultiplyGeometry, ProductsBeyond32BitsAreOutOfRange) {
-  EXPECT_EQ(-12, multiplyGeometry(-3, 4));
-  EXPECT_EQ(std::numeric_limits<int32_t>::min(), multiplyGeometry(-65536, 32768));
-  EXPECT_THROW(multiplyGeometry(65536, 32768), std::out_of_range);
-  EXPECT_THROW(multiplyGeometry(65536, 65536), std::out_of_range);
 }
 
 TEST(FilterGeometry, FirstLayerOfABuiltInNet) {
@@ -102,9 +72,39 @@ TEST(FilterGeometry, ZeroDivisorsAreOutOfRange) {
   EXPECT_THROW(sharedGeometry(16, 0, {4, 3, 0, 1, 1}), std::out_of_range);
 }
 
+TEST(FilterGeometry, ChannelsBelowOneAreOutOfRangeForAnyWeights) {
+  const Matrix input(1, 16);
+  // No filters of fewer than no weights: a shape that a file can have.
+  const Matrix none(0, -5), weights(2, 4);
+  for (const int32_t channels : {0, -1, -2, -5, std::numeric_limits<int32_t>::min()}) {
+    // With a wide border a negative width still has positions, and the patch matrix fewer than no
+    // rows.
+    for (const int32_t padding : {0, 4}) {
+      const FilterShape shape = {4, 3, padding, 1, channels};
+      EXPECT_THROW(filterGeometry(shape, input, none, none.cols), std::out_of_range) << channels;
+      EXPECT_THROW(filterGeometry(shape, input, weights, weights.cols), std::out_of_range)
+          << channels;
+    }
+  }
+}
+
 TEST(FilterGeometry, MorePositionsThanThePatchMatrixHoldsAreOutOfRange) {
   EXPECT_THROW(sharedGeometry(16, 4, {4, 2, 0, 1, 1}), std::out_of_range);
   EXPECT_THROW(sharedGeometry(16, 4, {4, 3, 1, 1, 1}), std::out_of_range);
+}
+
+TEST(PrepareOutput, InPlaceTheShapeHasToStay) {
+  const FilterGeometry geometry = sharedGeometry(16, 4, {4, 3, 0, 1, 1});
+  for (const bool overwrite : {false, true}) {
+    Matrix same(2, 18), other(2, 16);
+    const float* const sameBuffer = same.buffer;
+    const float* const otherBuffer = other.buffer;
+    EXPECT_NO_THROW(prepareOutput(geometry, same, overwrite, same));
+    EXPECT_EQ(sameBuffer, same.buffer);
+    EXPECT_THROW(prepareOutput(geometry, other, overwrite, other), std::out_of_range);
+    EXPECT_EQ(otherBuffer, other.buffer);
+    EXPECT_TRUE(hasShape(other, 2, 16, 111));
+  }
 }
 
 TEST(PrepareOutput, OverwritingResizesAndAddingNeedsTheRoom) {

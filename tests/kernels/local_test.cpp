@@ -76,6 +76,37 @@ TEST(LocalForward, RandomBanksAgreeInBits) {
   }
 }
 
+TEST(LocalForward, IntoItsInputGivesTheBitsOfAnotherOutput) {
+  Random random = seededRandom();
+  SCOPED_TRACE(random.trace());
+  for (int round = 0; round < 100; ++round) {
+    LocalBank bank;
+    FilterInput& input = bank.input;
+    bank.samples = random.integer(1, 3);
+    bank.filters = input.channels = random.integer(1, 3);
+    bank.modulesX = input.imgSize = random.integer(1, 5);
+    input.padding = random.integer(0, 1);
+    const int32_t filterPixels = input.padding == 0 ? 1 : 9;
+    const int32_t modules = bank.modulesX * bank.modulesX;
+    input.sampleLength = input.channels * modules;
+    input.weightLength = modules * input.channels * filterPixels;
+    input.samples = troubledValues(random, bank.samples * input.sampleLength, 1);
+    input.weights = troubledValues(random, bank.filters * input.weightLength, 1);
+    bank.biases = random.normals(static_cast<size_t>(bank.filters * modules));
+    for (const bool first : {true, false}) {
+      Matrix weights, biases, matrix;
+      fillMatrix(weights, bank.filters, input.weightLength, 111, input.weights);
+      fillMatrix(biases, 1, bank.filters * modules, 111, bank.biases);
+      fillMatrix(matrix, bank.samples, input.sampleLength, 111, input.samples);
+      localForward(matrix, weights, biases, matrix, input.imgSize, bank.modulesX, bank.modulesX,
+                   input.padding, 1, input.channels, first ? 0.0f : 1.0f);
+      const Floats wanted = reference::localUnshared(input, bank.samples, bank.filters,
+                                                     bank.modulesX, bank.biases, first);
+      ASSERT_TRUE(sameFloats(wanted.data(), matrix.buffer, wanted.size())) << round;
+    }
+  }
+}
+
 TEST(LocalForward, ProductsAreRoundedBeforeTheyAreSummed) {
   const float a = 1.1f;
   ASSERT_NE(std::fma(a, a, -1.0f), reference::sum(reference::product(a, a), -1.0f));
@@ -172,6 +203,23 @@ TEST(LocalForward, InputWithoutSamplesGivesAnOutputWithoutRows) {
   fillMatrix(weights, 2, 4, 111, Floats(8, 1.0f));
   localForward(input, weights, biases, output, 2, 2, 2, 0, 1, 1, 0.0f);
   EXPECT_TRUE(hasShape(output, 0, 8, 111));
+}
+
+TEST(LocalForward, ChannelsBelowOneAreOutOfRangeForAnyWeights) {
+  Matrix input, weights, biases, output;
+  const Matrix none(0, -5);
+  fillMatrix(input, 1, 4, 111, {1, 2, 3, 4});
+  fillMatrix(weights, 2, 4, 111, Floats(8, 1.0f));
+  for (const Matrix* const some : {static_cast<const Matrix*>(&weights), &none}) {
+    for (const int32_t modulesX : {1, 2}) {
+      for (const int32_t channels : {0, -1, -5}) {
+        EXPECT_THROW(
+            localForward(input, *some, biases, output, 2, modulesX, modulesX, 4, 1, channels, 0.0f),
+            std::out_of_range)
+            << some->rows << " filters, " << channels << " channels";
+      }
+    }
+  }
 }
 
 TEST(LocalForward, ZeroDivisorsAreOutOfRange) {

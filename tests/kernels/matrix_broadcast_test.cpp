@@ -132,9 +132,9 @@ TEST(AddBroadcast, VectorWithoutElementsChangesNothing) {
 
 TEST(AddBroadcast, RowVectorLongerThanTheLineRunsOnIntoTheNext) {
   // Two rows of a larger storage, so that the surplus of the last row stays inside it.
-  Matrix storage, view, vector;
+  Matrix storage, vector;
   fillMatrix(storage, 1, 8, 111, std::vector<float>(8));
-  Matrix::makeView(view, storage.buffer, 2, 3, 111);
+  Matrix view = Matrix::view(storage.buffer, 2, 3, 111);
   fillMatrix(vector, 1, 4, 111, {1, 10, 100, 1000});
   view.addBroadcast(vector, 1.0f, view);
   EXPECT_TRUE(holdsValues(storage, {1, 10, 100, 1001, 10, 100, 1000, 0}));

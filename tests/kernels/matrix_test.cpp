@@ -84,8 +84,7 @@ TEST(MatrixOwnership, DestroyedViewLeavesTheStorageAlone) {
   const std::vector<float> values = counted(6);
   fillMatrix(owner, 2, 3, 111, values);
   {
-    Matrix view;
-    Matrix::makeView(view, owner.buffer + 3, 1, 3, 111);
+    const Matrix view = Matrix::view(owner.buffer + 3, 1, 3, 111);
     EXPECT_FALSE(view.ownsBuffer);
     EXPECT_TRUE(hasShape(view, 1, 3, 111));
     EXPECT_TRUE(holdsValues(view, {4, 5, 6}));
@@ -247,8 +246,7 @@ TEST(MatrixClone, IsByRowsAndOwnsItsStorage) {
 TEST(MatrixClone, OfAViewOwnsItsStorage) {
   Matrix source;
   fillMatrix(source, 2, 3, 111, counted(6));
-  Matrix view;
-  Matrix::makeView(view, source.buffer, 2, 3, 111);
+  const Matrix view = Matrix::view(source.buffer, 2, 3, 111);
   const std::unique_ptr<Matrix> copy(view.clone());
   EXPECT_TRUE(copy->ownsBuffer);
   EXPECT_NE(source.buffer, copy->buffer);

@@ -102,8 +102,8 @@ TEST(AddBiases, VectorsThatAreTooLongStayWithinTheRoom) {
         if (place < room) wanted[static_cast<size_t>(place)] += added[static_cast<size_t>(k)];
       }
     }
-    Matrix target, biases;
-    Matrix::makeView(target, storage.data(), rows, cols, 111);
+    Matrix target = Matrix::view(storage.data(), rows, cols, 111);
+    Matrix biases;
     fillMatrix(biases, isRow || length == 1 ? 1 : length, isRow ? length : 1, 111, added);
     if (!isRow && length == 1) continue;
     facefeature::addBiases(biases, room, target);

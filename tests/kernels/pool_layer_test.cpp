@@ -134,6 +134,30 @@ TEST_F(PoolLayerTest, EveryCallPoolsTheFirstInputAndOverwrites) {
   }
 }
 
+TEST_F(PoolLayerTest, WithATargetThatKeepsItsShapeNothingOfTheInputIsLeft) {
+  for (const std::string pool : {"max", "avg"}) {
+    useText("[pool1]\ntype=pool\nactsTarget=0\npool=" + pool +
+            "\nchannels=2\nsizeX=3\nstart=-1\nstride=1\noutputsX=3\n");
+    const std::unique_ptr<Layer> layer(createPoolLayer(nullptr, "pool1"));
+    clearInputs();
+    Matrix& input = addInput(1, 18, Floats(18, 5.0f));
+    EXPECT_EQ(&input, &run(*layer));
+    for (int i = 0; i < 18; ++i) EXPECT_BITS(pool == "max" ? 0xFF167699u : 0u, input.buffer[i]);
+  }
+}
+
+TEST_F(PoolLayerTest, WithATargetOfAnotherShapeItIsOutOfRange) {
+  for (const std::string pool : {"max", "avg"}) {
+    useText("[pool1]\ntype=pool\nactsTarget=0\npool=" + pool +
+            "\nchannels=2\nsizeX=2\nstride=2\noutputsX=2\n");
+    const std::unique_ptr<Layer> layer(createPoolLayer(nullptr, "pool1"));
+    clearInputs();
+    Matrix& input = addInput(1, 18, Floats(18, 5.0f));
+    EXPECT_THROW(run(*layer), std::out_of_range) << pool;
+    EXPECT_TRUE(holdsValues(input, Floats(18, 5.0f)));
+  }
+}
+
 TEST_F(PoolLayerTest, ZeroDivisorsInTheTextAreOutOfRange) {
   for (const std::string pool : {"max", "avg"}) {
     for (const std::string key : {"channels", "outputsX"}) {

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <limits>
 #include <stdexcept>
 #include <vector>
@@ -9,6 +10,7 @@
 #include "kernels/matrix_twin.h"
 #include "support/bits.h"
 #include "support/random.h"
+#include "support/reference_arithmetic.h"
 #include "support/reference_layers.h"
 
 namespace facefeature_test {
@@ -178,6 +180,16 @@ TEST(AvgPoolForward, WindowWithOneNegativeSpanGivesNegativeZero) {
   EXPECT_BITS(0x00000000u, target.buffer[3]);
 }
 
+TEST(AvgPoolForward, CountOfAWindowFarOutsideWrapsAt32Bits) {
+  Matrix input, target;
+  fillMatrix(input, 1, 4, 111, {1, 2, 3, 4});
+  avgPoolForward(input, target, 1, 2, 0, std::numeric_limits<int32_t>::max(), 3);
+  // Spans of 2, of 3 - 2^31 and of 4 - 2^32: in 32 bits all their products but the first are small
+  // and positive, so no quotient of 0 is negative. In 64 bits that of a single span would be.
+  EXPECT_SAME_FLOAT(2.5f, target.buffer[0]);
+  for (int i = 1; i < 9; ++i) EXPECT_BITS(0x00000000u, target.buffer[i]);
+}
+
 TEST(MaxPoolForward, PlanesOfTenPixelsAreThreeWideAndTenApart) {
   Floats pixels(20);
   for (size_t i = 0; i < 20; ++i) pixels[i] = static_cast<float>(i);
@@ -195,6 +207,78 @@ TEST(MaxPoolForward, TargetOfTheShapeKeepsItsStorage) {
   maxPoolForward(input, target, 1, 2, 0, 2, 1);
   EXPECT_EQ(buffer, target.buffer);
   EXPECT_TRUE(holdsValues(target, {4}));
+}
+
+// The pooling of a matrix into itself, step by step: every output is the fill value before the
+// first window is read, and a window reads what stands there by then.
+void poolInPlace(Floats& values, int32_t rows, const PoolGeometry& geometry, bool average) {
+  const int32_t side = geometry.outputsX, plane = side * side;
+  std::fill(values.begin(), values.end(), average ? 0.0f : facefeature::kMaxPoolFill);
+  for (int32_t k = 0; k < rows * geometry.channels * plane; ++k) {
+    float& target = values[static_cast<size_t>(k)];
+    const int32_t y0 = k % plane / side * geometry.stride + geometry.start;
+    const int32_t x0 = k % side * geometry.stride + geometry.start;
+    for (int32_t y = std::max(y0, 0); y < std::min(y0 + geometry.sizeX, side); ++y) {
+      for (int32_t x = std::max(x0, 0); x < std::min(x0 + geometry.sizeX, side); ++x) {
+        const float value = values[static_cast<size_t>(k / plane * plane + y * side + x)];
+        target = average ? reference::sum(target, value) : reference::greater(value, target);
+      }
+    }
+    const int32_t height = std::min(y0 + geometry.sizeX, side) - std::max(y0, 0);
+    const int32_t width = std::min(x0 + geometry.sizeX, side) - std::max(x0, 0);
+    if (average) target = reference::quotient(target, static_cast<float>(height * width));
+  }
+}
+
+TEST(PoolForward, IntoItsInputLeavesTheFillValueEverywhere) {
+  for (const bool average : {true, false}) {
+    for (const int32_t stride : {1, 2}) {
+      // All windows have pixels.
+      const PoolGeometry geometry = {2, 6, stride == 1 ? 0 : -3, stride, 4};
+      Matrix matrix;
+      fillMatrix(matrix, 3, 32, 111, Floats(96, 5.0f));
+      const float* const buffer = matrix.buffer;
+      pool(average ? avgPoolForward : maxPoolForward, matrix, matrix, geometry);
+      ASSERT_TRUE(hasShape(matrix, 3, 32, 111));
+      EXPECT_EQ(buffer, matrix.buffer);
+      for (int i = 0; i < 96; ++i) EXPECT_BITS(average ? 0u : kFillBits, matrix.buffer[i]);
+    }
+  }
+}
+
+TEST(PoolForward, IntoItsInputReadsWhatItHasWritten) {
+  Random random = seededRandom();
+  SCOPED_TRACE(random.trace());
+  for (int round = 0; round < 300; ++round) {
+    const bool average = random.chance(50);
+    const PoolGeometry geometry = {random.integer(1, 3), random.integer(1, 4),
+                                   random.integer(-5, 3), random.integer(0, 3),
+                                   random.integer(1, 5)};
+    const int32_t rows = random.integer(0, 3);
+    const int32_t cols = geometry.channels * geometry.outputsX * geometry.outputsX;
+    Floats wanted = troubledValues(random, rows * cols, 10);
+    Matrix matrix;
+    fillMatrix(matrix, rows, cols, 111, wanted);
+    pool(average ? avgPoolForward : maxPoolForward, matrix, matrix, geometry);
+    poolInPlace(wanted, rows, geometry, average);
+    ASSERT_TRUE(sameFloats(wanted.data(), matrix.buffer, wanted.size()))
+        << "round " << round << (average ? ": average, " : ": maximum, ") << geometry.channels
+        << " channels, sizeX " << geometry.sizeX << ", start " << geometry.start << ", stride "
+        << geometry.stride << ", outputsX " << geometry.outputsX;
+  }
+}
+
+TEST(PoolForward, IntoItsInputIsOutOfRangeWhereTheShapeWouldChange) {
+  for (const PoolForward forward : {avgPoolForward, maxPoolForward}) {
+    for (const int32_t outputsX : {1, 3, 5}) {
+      Matrix matrix;
+      fillMatrix(matrix, 1, 16, 111, Floats(16, 5.0f));
+      const float* const buffer = matrix.buffer;
+      EXPECT_THROW(forward(matrix, matrix, 1, 2, 0, 1, outputsX), std::out_of_range);
+      EXPECT_EQ(buffer, matrix.buffer);
+      EXPECT_TRUE(holdsValues(matrix, Floats(16, 5.0f)));
+    }
+  }
 }
 
 TEST(PoolForward, ZeroDivisorsAreOutOfRange) {
