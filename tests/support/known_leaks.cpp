@@ -3,7 +3,9 @@
 // The coefficients of a weighted sum live until the process ends. Matrices that a layer has read
 // from files and then takes from another layer are in no record. A net that can't be built is lost
 // with its layers, in a process that ends or whose creation of an engine has failed.
-extern "C" const char* __lsan_default_suppressions() {
+//
+// Visible, since the checker is a library of its own.
+extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions() {
   return "leak:facefeature::EltwiseSumLayer::EltwiseSumLayer\n"
          "leak:facefeature::WeightLayer::WeightLayer\n"
          "leak:facefeature::loadWeightMatrices\n"
