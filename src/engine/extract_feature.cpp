@@ -14,6 +14,7 @@
 #include "geometry/landmark_set.h"
 #include "geometry/model_points.h"
 #include "geometry/patch_matrices.h"
+#include "kernels/kernel_set.h"
 #include "kernels/matrix.h"
 
 namespace facefeature {
@@ -42,11 +43,18 @@ bool isGoodRequest(const uint8_t* pixels, int32_t width, int32_t height,
          isGoodRecord(*landmarks) && isModelLoaded();
 }
 
-// Room for width times height bytes, counted in 64 bits also where an address has 32.
-uint8_t* newBytes(int32_t width, int32_t height) {
+// The gray copy of the photograph, or null where its values are made as they are read: a face reads
+// a few ten thousand pixels, and a photograph may have as many millions. Its size is counted in 64
+// bits also where an address has 32.
+std::unique_ptr<uint8_t[]> grayImageOf(const uint8_t* pixels, int32_t width, int32_t height,
+                                       int32_t stride) {
+  std::unique_ptr<uint8_t[]> gray;
+  if (activeKernels->sharesFrames) return gray;
   const uint64_t count = static_cast<uint64_t>(width) * static_cast<uint64_t>(height);
   if (count > std::numeric_limits<size_t>::max()) throw std::bad_alloc();
-  return new uint8_t[static_cast<size_t>(count)];
+  gray.reset(new uint8_t[static_cast<size_t>(count)]);
+  ConvertToGray(pixels, width, height, stride, gray.get());
+  return gray;
 }
 
 }  // namespace
@@ -60,9 +68,7 @@ void ExtractFeature(FeatureEngine* engine, const uint8_t* pixels, int32_t width,
     return;
   }
   const std::unique_ptr<float[]> patchFeatures(new float[kPatchFeatureFloats]);
-  const std::unique_ptr<uint8_t[]> grayImage(newBytes(width, height));
-  ConvertToGray(pixels, width, height, stride, grayImage.get());
-
+  const std::unique_ptr<uint8_t[]> grayImage = grayImageOf(pixels, width, height, stride);
   std::vector<Matrix*>* patchMatrices =
       BuildPatchMatrices(engine, pixels, width, height, stride, grayImage.get(), landmarks);
   runNets(engine->nets, *patchMatrices, patchFeatures.get());

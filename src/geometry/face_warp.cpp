@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "geometry/gray_image.h"
 #include "geometry/truncate.h"
 
 namespace facefeature {
@@ -39,47 +40,115 @@ Place placeAt(float sx, float sy, int32_t width, int32_t height) {
   return place;
 }
 
-// One byte from the four that lie at p, right of it, below it and right below it. Not clamped to 0
-// to 255: an extrapolated value wraps, so that 256 becomes 0 and -1 becomes 255. NaN, infinite and
-// huge values truncate to -2147483648, whose low byte is 0: a frame that can't be placed is zero.
-uint8_t blend(const Place& place, const uint8_t* p, int32_t pixelBytes, int64_t stride) {
-  const float p00 = p[0];
-  const float p10 = p[pixelBytes];
-  const float p01 = p[stride];
-  const float p11 = p[stride + pixelBytes];
+// One byte from the four pixels. Not clamped to 0 to 255: an extrapolated value wraps, so that 256
+// becomes 0 and -1 becomes 255. NaN, infinite and huge values truncate to -2147483648, whose low
+// byte is 0: a frame that can't be placed is zero.
+uint8_t blend(const Place& place, uint8_t b00, uint8_t b10, uint8_t b01, uint8_t b11) {
+  const float p00 = b00;
+  const float p10 = b10;
+  const float p01 = b01;
+  const float p11 = b11;
   const float v =
       (((place.w10 * p10 + place.w00 * p00) + place.w01 * p01) + place.w11 * p11) + 0.5f;
   return static_cast<uint8_t>(static_cast<uint32_t>(truncateToInt(v)) & 0xFFu);
 }
 
-void warp(const uint8_t* image, int32_t width, int32_t height, int32_t stride, int32_t pixelBytes,
-          uint8_t* face, float a, float b, float tx, float ty) {
-  for (int32_t i = 0; i < kCanonicalSide; ++i) {
+// What one pixel of the frame is made of, from the four pixels of the image that start at p.
+using BlendPixel = void (*)(const Place& place, const uint8_t* p, int64_t stride, uint8_t* out);
+
+inline void blendGray(const Place& place, const uint8_t* p, int64_t stride, uint8_t* out) {
+  out[0] = blend(place, p[0], p[1], p[stride], p[stride + 1]);
+}
+
+inline void blendColor(const Place& place, const uint8_t* p, int64_t stride, uint8_t* out) {
+  for (int32_t c = 0; c < 3; ++c) {
+    out[c] = blend(place, p[c], p[c + 3], p[stride + c], p[stride + c + 3]);
+  }
+}
+
+inline void blendGrayOfColor(const Place& place, const uint8_t* p, int64_t stride, uint8_t* out) {
+  uint8_t gray[4];
+  ConvertToGray(p, 2, 2, static_cast<int32_t>(stride), gray);
+  out[0] = blend(place, gray[0], gray[1], gray[2], gray[3]);
+}
+
+// An image and how many bytes its pixels and those of the frame have.
+struct Source {
+  const uint8_t* image;
+  int32_t width;
+  int32_t height;
+  int32_t stride;
+  int32_t pixelBytes;
+  int32_t faceBytes;
+};
+
+const uint8_t* pixelAt(const Source& source, const Place& place) {
+  return source.image + static_cast<int64_t>(place.y) * source.stride +
+         static_cast<int64_t>(place.x) * source.pixelBytes;
+}
+
+// Asks for memory that is going to be read; says nothing to a compiler that can't.
+void prefetch(const uint8_t* p) {
+#if defined(__GNUC__)
+  __builtin_prefetch(p);
+#else
+  static_cast<void>(p);
+#endif
+}
+
+// Inlined into its three callers, so that blendPixel is known in each. A row is walked twice: first
+// the places of its pixels are found and their memory asked for, then it is read. Walked once, each
+// read of a large photograph would wait for the one before it.
+inline void warp(const Source& source, BlendPixel blendPixel, uint8_t* face, const FrameRect& rect,
+                 float a, float b, float tx, float ty) {
+  Place places[kCanonicalSide];
+  for (int32_t i = rect.top; i < rect.bottom; ++i) {
     const float ia = static_cast<float>(i) * a;
     const float ib = static_cast<float>(i) * b;
-    for (int32_t j = 0; j < kCanonicalSide; ++j) {
+    for (int32_t j = rect.left; j < rect.right; ++j) {
       const float sx = (static_cast<float>(j) * a - ib) + tx;
       const float sy = (static_cast<float>(j) * b + ia) + ty;
-      const Place place = placeAt(sx, sy, width, height);
-      const uint8_t* p = image + static_cast<int64_t>(place.y) * stride +
-                         static_cast<int64_t>(place.x) * pixelBytes;
-      for (int32_t channel = 0; channel < pixelBytes; ++channel) {
-        *face++ = blend(place, p + channel, pixelBytes, stride);
-      }
+      places[j] = placeAt(sx, sy, source.width, source.height);
+      const uint8_t* p = pixelAt(source, places[j]);
+      prefetch(p);
+      prefetch(p + source.stride);
+    }
+    uint8_t* out = face + (i * kCanonicalSide + rect.left) * source.faceBytes;
+    for (int32_t j = rect.left; j < rect.right; ++j) {
+      const Place& place = places[j];
+      blendPixel(place, pixelAt(source, place), source.stride, out);
+      out += source.faceBytes;
     }
   }
 }
 
 }  // namespace
 
+void WarpGrayRect(const uint8_t* image, int32_t width, int32_t height, int32_t stride,
+                  uint8_t* grayFace, const FrameRect& rect, float a, float b, float tx, float ty) {
+  warp({image, width, height, stride, 1, 1}, blendGray, grayFace, rect, a, b, tx, ty);
+}
+
+void WarpColorRect(const uint8_t* image, int32_t width, int32_t height, int32_t stride,
+                   uint8_t* colorFace, const FrameRect& rect, float a, float b, float tx,
+                   float ty) {
+  warp({image, width, height, stride, 3, 3}, blendColor, colorFace, rect, a, b, tx, ty);
+}
+
+void WarpGrayRectFromColor(const uint8_t* pixels, int32_t width, int32_t height, int32_t stride,
+                           uint8_t* grayFace, const FrameRect& rect, float a, float b, float tx,
+                           float ty) {
+  warp({pixels, width, height, stride, 3, 1}, blendGrayOfColor, grayFace, rect, a, b, tx, ty);
+}
+
 void WarpGrayFace(const uint8_t* image, int32_t width, int32_t height, int32_t stride,
                   uint8_t* grayFace, float a, float b, float tx, float ty) {
-  warp(image, width, height, stride, 1, grayFace, a, b, tx, ty);
+  WarpGrayRect(image, width, height, stride, grayFace, kWholeFrame, a, b, tx, ty);
 }
 
 void WarpColorFace(const uint8_t* image, int32_t width, int32_t height, int32_t stride,
                    uint8_t* colorFace, float a, float b, float tx, float ty) {
-  warp(image, width, height, stride, 3, colorFace, a, b, tx, ty);
+  WarpColorRect(image, width, height, stride, colorFace, kWholeFrame, a, b, tx, ty);
 }
 
 }  // namespace facefeature

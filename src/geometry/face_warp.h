@@ -24,6 +24,28 @@ void WarpGrayFace(const uint8_t* image, int32_t width, int32_t height, int32_t s
 void WarpColorFace(const uint8_t* image, int32_t width, int32_t height, int32_t stride,
                    uint8_t* colorFace, float a, float b, float tx, float ty);
 
+// A part of the frame: columns left to right - 1 of rows top to bottom - 1.
+struct FrameRect {
+  int32_t left;
+  int32_t top;
+  int32_t right;
+  int32_t bottom;
+};
+
+constexpr FrameRect kWholeFrame = {0, 0, kCanonicalSide, kCanonicalSide};
+
+// The same for a part of the frame; the rest of it is left as it is.
+void WarpGrayRect(const uint8_t* image, int32_t width, int32_t height, int32_t stride,
+                  uint8_t* grayFace, const FrameRect& rect, float a, float b, float tx, float ty);
+void WarpColorRect(const uint8_t* image, int32_t width, int32_t height, int32_t stride,
+                   uint8_t* colorFace, const FrameRect& rect, float a, float b, float tx, float ty);
+
+// WarpGrayRect from a colour image, of which only the pixels that are read are taken to gray: the
+// bytes are those of a warp of the whole gray image.
+void WarpGrayRectFromColor(const uint8_t* pixels, int32_t width, int32_t height, int32_t stride,
+                           uint8_t* grayFace, const FrameRect& rect, float a, float b, float tx,
+                           float ty);
+
 }  // namespace facefeature
 
 #endif

@@ -5,13 +5,15 @@
 #include "geometry/face_similarity.h"
 #include "geometry/face_warp.h"
 #include "geometry/head_pose.h"
+#include "geometry/patch_frames.h"
 #include "geometry/patch_sampling.h"
 #include "geometry/patch_table.h"
+#include "kernels/kernel_set.h"
 
 namespace facefeature {
 namespace {
 
-// The photograph in its two forms.
+// The photograph in its two forms; gray may be null, and is then made where it is read.
 struct Photograph {
   const uint8_t* pixels;
   int32_t width;
@@ -20,24 +22,110 @@ struct Photograph {
   const uint8_t* gray;
 };
 
-// Warps the frame of the patch into the engine's face of its kind and samples it twice.
-void fillPatchMatrix(FeatureEngine* engine, const Photograph& photo, const FaceSimilarity& toImage,
-                     const float* aligned, int32_t patch, Matrix& matrix) {
-  const float* center = aligned + 2 * patchSpec.centerPoint[patch];
-  const float* mirror = aligned + 2 * patchSpec.mirrorPoint[patch];
+// One face: its slots, and what all frames of it are derived from.
+struct Face {
+  Landmark slots[kSlotCount];
+  FaceAnchors anchors;
+  float referenceLength;
+};
+
+// The frame that a patch hangs in: the way back to the photograph, and the slots in the frame.
+struct Frame {
+  FaceSimilarity toImage;
+  float aligned[2 * kSlotCount];
+};
+
+Face faceOf(const LandmarkSet* landmarks) {
+  Face face;
+  float angleZ, angleY, angleX;  // of use to nobody here
+  face.referenceLength = EstimateHeadPose(landmarks, &angleZ, &angleY, &angleX);
+  sortLandmarks(landmarks, face.slots);
+  face.anchors = anchorsOf(face.slots);
+  return face;
+}
+
+// Each patch asks for its own size of face, and so has a frame of its own.
+Frame frameOf(const Face& face, int32_t patch) {
+  const float h =
+      lowerAnchorHeight(patchSpec.referenceSpan[patch], face.anchors, face.referenceLength);
+  Frame frame;
+  alignSlots(fitToCanonical(face.anchors, h), face.slots, frame.aligned);
+  frame.toImage = fitToImage(face.anchors, h);
+  return frame;
+}
+
+const float* centerOf(const Frame& frame, int32_t patch) {
+  return frame.aligned + 2 * patchSpec.centerPoint[patch];
+}
+
+const float* mirrorOf(const Frame& frame, int32_t patch) {
+  return frame.aligned + 2 * patchSpec.mirrorPoint[patch];
+}
+
+// Warps a part of the patch's frame into the engine's face of its kind.
+void warpPart(FeatureEngine* engine, const Photograph& photo, const FaceSimilarity& t,
+              int32_t patch, const FrameRect& part) {
+  if (patchSpec.isColor[patch] == 1) {
+    WarpColorRect(photo.pixels, photo.width, photo.height, photo.stride, engine->colorFace, part,
+                  t.a, t.b, t.tx, t.ty);
+  } else if (photo.gray != nullptr) {
+    WarpGrayRect(photo.gray, photo.width, photo.height, photo.width, engine->grayFace, part, t.a,
+                 t.b, t.tx, t.ty);
+  } else {
+    WarpGrayRectFromColor(photo.pixels, photo.width, photo.height, photo.stride, engine->grayFace,
+                          part, t.a, t.b, t.tx, t.ty);
+  }
+}
+
+// Fills both rows of the patch's matrix from the engine's face.
+void samplePatch(const FeatureEngine* engine, const Frame& frame, int32_t patch, Matrix& matrix) {
   float* direct = matrix.buffer;
   float* mirrored = matrix.buffer + matrix.cols;
-  const FaceSimilarity& t = toImage;
   if (patchSpec.isColor[patch] == 1) {
-    WarpColorFace(photo.pixels, photo.width, photo.height, photo.stride, engine->colorFace, t.a,
-                  t.b, t.tx, t.ty);
-    SampleColorPatch(engine->colorFace, center, patch, direct);
-    SampleColorPatchMirrored(engine->colorFace, mirror, patch, mirrored);
+    SampleColorPatch(engine->colorFace, centerOf(frame, patch), patch, direct);
+    SampleColorPatchMirrored(engine->colorFace, mirrorOf(frame, patch), patch, mirrored);
   } else {
-    WarpGrayFace(photo.gray, photo.width, photo.height, photo.width, engine->grayFace, t.a, t.b,
-                 t.tx, t.ty);
-    SampleGrayPatch(engine->grayFace, center, patch, direct);
-    SampleGrayPatchMirrored(engine->grayFace, mirror, patch, mirrored);
+    SampleGrayPatch(engine->grayFace, centerOf(frame, patch), patch, direct);
+    SampleGrayPatchMirrored(engine->grayFace, mirrorOf(frame, patch), patch, mirrored);
+  }
+}
+
+// Patch by patch, each with the whole of its frame.
+void fillOneByOne(FeatureEngine* engine, const Photograph& photo, const Face& face,
+                  std::vector<Matrix*>& matrices) {
+  for (int32_t patch = 0; patch < kPatchCount; ++patch) {
+    const Frame frame = frameOf(face, patch);
+    warpPart(engine, photo, frame.toImage, patch, kWholeFrame);
+    samplePatch(engine, frame, patch, *matrices[static_cast<size_t>(patch)]);
+  }
+}
+
+// What the patches that share this patch's frame read of it. Of the last frame of either kind all
+// of it is wanted: it stays in the engine's face.
+std::vector<FrameRect> neededParts(const Frame& frame, int32_t patch) {
+  std::vector<FrameRect> parts;
+  if (isLastOfItsKind(patch)) return {kWholeFrame};
+  for (int32_t other = 0; other <= patch; ++other) {
+    if (!shareFrame(patch, other)) continue;
+    addFramePart(parts, sampledRect(centerOf(frame, other), other, 1));
+    addFramePart(parts, sampledRect(mirrorOf(frame, other), other, -1));
+  }
+  return parts;
+}
+
+// Frame by frame, in the order of their last patches, so that the faces end with the same frames.
+void fillByFrames(FeatureEngine* engine, const Photograph& photo, const Face& face,
+                  std::vector<Matrix*>& matrices) {
+  for (int32_t patch = 0; patch < kPatchCount; ++patch) {
+    if (!isLastOfItsFrame(patch)) continue;
+    const Frame frame = frameOf(face, patch);
+    for (const FrameRect& part : neededParts(frame, patch)) {
+      warpPart(engine, photo, frame.toImage, patch, part);
+    }
+    for (int32_t other = 0; other <= patch; ++other) {
+      if (!shareFrame(patch, other)) continue;
+      samplePatch(engine, frame, other, *matrices[static_cast<size_t>(other)]);
+    }
   }
 }
 
@@ -46,26 +134,19 @@ void fillPatchMatrix(FeatureEngine* engine, const Photograph& photo, const FaceS
 std::vector<Matrix*>* BuildPatchMatrices(FeatureEngine* engine, const uint8_t* pixels,
                                          int32_t width, int32_t height, int32_t stride,
                                          const uint8_t* grayImage, const LandmarkSet* landmarks) {
-  const Photograph photo = {pixels, width, height, stride, grayImage};
   // Freed here only if memory runs out on the way.
   std::unique_ptr<std::vector<Matrix*>, void (*)(std::vector<Matrix*>*)> matrices(
       new std::vector<Matrix*>, freePatchMatrices);
   matrices->reserve(kPatchCount);
-
-  float angleZ, angleY, angleX;  // of use to nobody here
-  const float referenceLength = EstimateHeadPose(landmarks, &angleZ, &angleY, &angleX);
-  Landmark slots[kSlotCount];
-  sortLandmarks(landmarks, slots);
-  const FaceAnchors anchors = anchorsOf(slots);
-
   for (int32_t patch = 0; patch < kPatchCount; ++patch) {
-    // Each patch asks for its own size of face, and so has a frame of its own.
-    const float h = lowerAnchorHeight(patchSpec.referenceSpan[patch], anchors, referenceLength);
-    float aligned[2 * kSlotCount];
-    alignSlots(fitToCanonical(anchors, h), slots, aligned);
-    Matrix* matrix = new Matrix(2, sampleLength(patch));
-    matrices->push_back(matrix);
-    fillPatchMatrix(engine, photo, fitToImage(anchors, h), aligned, patch, *matrix);
+    matrices->push_back(new Matrix(2, sampleLength(patch)));
+  }
+  const Photograph photo = {pixels, width, height, stride, grayImage};
+  const Face face = faceOf(landmarks);
+  if (activeKernels->sharesFrames) {
+    fillByFrames(engine, photo, face, *matrices);
+  } else {
+    fillOneByOne(engine, photo, face, *matrices);
   }
   return matrices.release();
 }

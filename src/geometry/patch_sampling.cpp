@@ -10,6 +10,8 @@
 namespace facefeature {
 namespace {
 
+constexpr int32_t kLargestSide = 55;
+
 // Rounds to the nearest pixel of the frame; beyond the border it is the border. 0.5 is added in
 // single precision: 0.49999997 becomes 1 and not 0.
 int32_t framePosition(float position) {
@@ -34,53 +36,76 @@ void blankMargins(int32_t patch, float* plane) {
   }
 }
 
-// One sample; step is 1 for a direct and -1 for a mirrored one. The mean is subtracted unmirrored
-// from either: the nets are trained so.
-void sample(const uint8_t* face, int32_t planes, const float* center, int32_t patch, float step,
-            float* out) {
+// Where the side rows and columns of a sample lie in the frame, by row and by column.
+struct SamplePlaces {
+  int32_t y[kLargestSide];
+  int32_t x[kLargestSide];
+};
+
+SamplePlaces placesOf(const float* center, int32_t patch, int32_t step) {
   const int32_t side = patchSpec.patchSize[patch];
-  const int32_t pixels = side * side;
   const int32_t half = side / 2;
   const float offY =
       static_cast<float>(patchSpec.referenceSpan[patch]) * patchSpec.offsetFactor[patch];
-  const float* mean = patchMeans[patch];
+  SamplePlaces places;
   for (int32_t i = 0; i < side; ++i) {
-    const float dy = static_cast<float>(i - half);
-    const int32_t y = framePosition((dy + center[1]) + offY);
-    for (int32_t j = 0; j < side; ++j) {
-      // Adding -dx rounds as subtracting dx does.
-      const float dx = static_cast<float>(j - half);
-      const int32_t x = framePosition(step * dx + center[0]);
-      const uint8_t* pixel = face + (y * kCanonicalSide + x) * planes;
-      const int32_t index = side * i + j;
-      // Bytes come blue first, planes red first.
-      for (int32_t channel = 0; channel < planes; ++channel) {
-        const int32_t at = (planes - 1 - channel) * pixels + index;
-        out[at] = static_cast<float>(pixel[channel]) - mean[at];
+    const float d = static_cast<float>(i - half);
+    places.y[i] = framePosition((d + center[1]) + offY);
+    // Adding -d rounds as subtracting d does.
+    places.x[i] = framePosition(static_cast<float>(step) * d + center[0]);
+  }
+  return places;
+}
+
+// One sample; step is 1 for a direct and -1 for a mirrored one. The mean is subtracted unmirrored
+// from either: the nets are trained so.
+void sample(const uint8_t* face, int32_t planes, const float* center, int32_t patch, int32_t step,
+            float* out) {
+  const int32_t side = patchSpec.patchSize[patch];
+  const int32_t pixels = side * side;
+  const SamplePlaces places = placesOf(center, patch, step);
+  // Bytes come blue first, planes red first.
+  for (int32_t plane = 0; plane < planes; ++plane) {
+    const float* mean = patchMeans[patch] + plane * pixels;
+    float* target = out + plane * pixels;
+    for (int32_t i = 0; i < side; ++i) {
+      const uint8_t* row = face + places.y[i] * kCanonicalSide * planes + (planes - 1 - plane);
+      for (int32_t j = 0; j < side; ++j) {
+        target[side * i + j] = static_cast<float>(row[places.x[j] * planes]) - mean[side * i + j];
       }
     }
+    blankMargins(patch, target);
   }
-  for (int32_t plane = 0; plane < planes; ++plane) blankMargins(patch, out + plane * pixels);
 }
 
 }  // namespace
 
 void SampleGrayPatch(const uint8_t* grayFace, const float* center, int32_t patch, float* out) {
-  sample(grayFace, 1, center, patch, 1.0f, out);
+  sample(grayFace, 1, center, patch, 1, out);
 }
 
 void SampleGrayPatchMirrored(const uint8_t* grayFace, const float* center, int32_t patch,
                              float* out) {
-  sample(grayFace, 1, center, patch, -1.0f, out);
+  sample(grayFace, 1, center, patch, -1, out);
 }
 
 void SampleColorPatch(const uint8_t* colorFace, const float* center, int32_t patch, float* out) {
-  sample(colorFace, 3, center, patch, 1.0f, out);
+  sample(colorFace, 3, center, patch, 1, out);
 }
 
 void SampleColorPatchMirrored(const uint8_t* colorFace, const float* center, int32_t patch,
                               float* out) {
-  sample(colorFace, 3, center, patch, -1.0f, out);
+  sample(colorFace, 3, center, patch, -1, out);
+}
+
+FrameRect sampledRect(const float* center, int32_t patch, int32_t step) {
+  const int32_t side = patchSpec.patchSize[patch];
+  const SamplePlaces places = placesOf(center, patch, step);
+  // Places rise or fall along a sample, but for a centre at the edge of what an integer holds,
+  // where the last of them fall back to 0.
+  const auto columns = std::minmax_element(places.x, places.x + side);
+  const auto rows = std::minmax_element(places.y, places.y + side);
+  return {*columns.first, *rows.first, *columns.second + 1, *rows.second + 1};
 }
 
 }  // namespace facefeature

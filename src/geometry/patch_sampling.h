@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#include "geometry/face_warp.h"
+
 namespace facefeature {
 
 // Each takes a frame (160 x 160 pixels, geometry/face_warp.h), the sample's centre in it (x, then
@@ -19,6 +21,10 @@ void SampleGrayPatchMirrored(const uint8_t* grayFace, const float* center, int32
 void SampleColorPatch(const uint8_t* colorFace, const float* center, int32_t patch, float* out);
 void SampleColorPatchMirrored(const uint8_t* colorFace, const float* center, int32_t patch,
                               float* out);
+
+// The part of the frame that a sample of the patch with this centre reads, direct or mirrored: step
+// is 1 or -1.
+FrameRect sampledRect(const float* center, int32_t patch, int32_t step);
 
 }  // namespace facefeature
 

@@ -32,12 +32,12 @@ enum Code : int32_t {
 // Two floats to one, rounded to a float before the return.
 using ElementFunction = float (*)(float, float);
 
-float elementMultiply(float a, float b);
-float elementAdd(float a, float b);
+inline float elementMultiply(float a, float b) { return a * b; }
+inline float elementAdd(float a, float b) { return a + b; }
 
 // a when it is greater, else b: b wins ties, so the sign of a zero is b's, and wins whenever either
 // is a NaN. Neither std::max nor fmax does this.
-float elementMax(float a, float b);
+inline float elementMax(float a, float b) { return a > b ? a : b; }
 
 // Allocates count floats, not cleared. Throws std::bad_alloc, also for a negative count and for one
 // whose bytes exceed 32 bits. Every Matrix buffer comes from here and goes to releaseFloats.

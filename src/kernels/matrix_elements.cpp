@@ -7,12 +7,6 @@
 
 namespace facefeature {
 
-float elementMultiply(float a, float b) { return a * b; }
-
-float elementAdd(float a, float b) { return a + b; }
-
-float elementMax(float a, float b) { return a > b ? a : b; }
-
 void Matrix::addScaled(const Matrix& other, float factor, Matrix& target) const {
   if (isColumnMajor() == other.isColumnMajor() && isColumnMajor() == target.isColumnMajor()) {
     if (&target != this) copyTo(target);

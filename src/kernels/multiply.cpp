@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "kernels/blas.h"
+#include "kernels/kernel_set.h"
 
 namespace facefeature {
 namespace {
@@ -30,6 +31,10 @@ void addBiases(const Matrix& biases, int64_t room, Matrix& target) {
   const int64_t step = isRow ? target.cols : 1;
   const int64_t increment = isRow ? 1 : target.cols;
   if (biases.size < 1 || lines < 1) return;
+  if (!isRow && biases.size == target.rows) {
+    activeKernels->addPlaneBiases(biases.buffer, target.rows, target.cols, target.buffer);
+    return;
+  }
   if ((lines - 1) * step + (biases.size - 1) * increment < room) {
     target.addBroadcast(biases, 1.0f, target);
     return;
@@ -38,6 +43,20 @@ void addBiases(const Matrix& biases, int64_t room, Matrix& target) {
     const int64_t fitting = (room - i * step - 1) / increment + 1;
     cblas_saxpy(static_cast<int32_t>(std::min<int64_t>(biases.size, fitting)), 1.0f, biases.buffer,
                 1, target.buffer + i * step, static_cast<int32_t>(increment));
+  }
+}
+
+void addPlaneBiasesPlain(const float* biases, int32_t planes, int32_t count, float* out) {
+  for (int32_t place = 0; place < count; ++place) {
+    cblas_saxpy(planes, 1.0f, biases, 1, out + place, count);
+  }
+}
+
+// With a factor of 1 the product is exact, so a saxpy adds in one rounding, fused or not.
+void addPlaneBiasesFast(const float* biases, int32_t planes, int32_t count, float* out) {
+  for (int32_t f = 0; f < planes; ++f) {
+    float* plane = out + static_cast<int64_t>(f) * count;
+    for (int32_t place = 0; place < count; ++place) plane[place] += biases[f];
   }
 }
 

@@ -20,6 +20,11 @@ void multiply(const Matrix& a, const Matrix& b, int32_t m, int32_t n, int32_t k,
 // REQUIRES: target is row-major.
 void addBiases(const Matrix& biases, int64_t room, Matrix& target);
 
+// Adds bias f to the count floats of plane f: the one case that the nets have. The plain form walks
+// down the planes for each place, one saxpy a place; the fast one along each plane.
+void addPlaneBiasesPlain(const float* biases, int32_t planes, int32_t count, float* out);
+void addPlaneBiasesFast(const float* biases, int32_t planes, int32_t count, float* out);
+
 }  // namespace facefeature
 
 #endif

@@ -4,6 +4,7 @@
 #include <stdexcept>
 
 #include "kernels/checked_geometry.h"
+#include "kernels/kernel_set.h"
 
 namespace facefeature {
 namespace {
@@ -14,7 +15,7 @@ struct Windows {
   int64_t start;
   int64_t stride;
   int32_t outputsX;
-  int64_t imgSize;
+  int32_t imgSize;
 };
 
 // A window, clipped to the image; empty or turned round where it lies outside.
@@ -25,8 +26,8 @@ struct Window {
 Window windowAt(const Windows& windows, int32_t position) {
   const int64_t y0 = position / windows.outputsX * windows.stride + windows.start;
   const int64_t x0 = position % windows.outputsX * windows.stride + windows.start;
-  return {std::max<int64_t>(y0, 0), std::min(y0 + windows.sizeX, windows.imgSize),
-          std::max<int64_t>(x0, 0), std::min(x0 + windows.sizeX, windows.imgSize)};
+  return {std::max<int64_t>(y0, 0), std::min<int64_t>(y0 + windows.sizeX, windows.imgSize),
+          std::max<int64_t>(x0, 0), std::min<int64_t>(x0 + windows.sizeX, windows.imgSize)};
 }
 
 using PoolWindow = float (*)(const float* plane, int64_t imgSize, const Window& window);
@@ -55,6 +56,12 @@ float maximumOf(const float* plane, int64_t imgSize, const Window& window) {
   return maximum;
 }
 
+// The windows of the nets: 2 x 2 pixels, side by side from the corner on, all inside the image.
+bool isPairs(const Windows& windows) {
+  return windows.sizeX == 2 && windows.start == 0 && windows.stride == 2 && windows.outputsX > 0 &&
+         2 * static_cast<int64_t>(windows.outputsX) <= windows.imgSize;
+}
+
 void poolForward(const Matrix& input, Matrix& target, int32_t channels, const Windows& shape,
                  PoolWindow pool, float fill) {
   if (shape.outputsX == 0) throw std::out_of_range("no outputs along a side");
@@ -73,11 +80,17 @@ void poolForward(const Matrix& input, Matrix& target, int32_t channels, const Wi
   }
   target.resize(input.rows, outputCols);
 
+  const bool pairs = pool == maximumOf && isPairs(windows) && &target != &input;
   for (int32_t r = 0; r < input.rows; ++r) {
     const float* row = input.buffer + static_cast<int64_t>(input.cols) * r;
     float* out = target.buffer + static_cast<int64_t>(target.cols) * r;
     for (int32_t c = 0; c < channels; ++c) {
       const float* plane = row + static_cast<int64_t>(imgPixels) * c;
+      if (pairs) {
+        activeKernels->maxPoolPairs(plane, windows.imgSize, shape.outputsX, out);
+        out += outPixels;
+        continue;
+      }
       for (int32_t q = 0; q < outPixels; ++q) {
         *out++ = pool(plane, windows.imgSize, windowAt(windows, q));
       }
@@ -96,6 +109,30 @@ void maxPoolForward(const Matrix& input, Matrix& target, int32_t channels, int32
                     int32_t start, int32_t stride, int32_t outputsX) {
   poolForward(input, target, channels, {sizeX, start, stride, outputsX, 0}, maximumOf,
               kMaxPoolFill);
+}
+
+void maxPoolPairsPlain(const float* plane, int32_t imgSize, int32_t outputsX, float* out) {
+  const Windows windows = {2, 0, 2, outputsX, imgSize};
+  for (int32_t q = 0; q < outputsX * outputsX; ++q) {
+    out[q] = maximumOf(plane, imgSize, windowAt(windows, q));
+  }
+}
+
+void maxPoolPairsFast(const float* plane, int32_t imgSize, int32_t outputsX, float* out) {
+  for (int64_t oy = 0; oy < outputsX; ++oy) {
+    const float* upper = plane + 2 * oy * imgSize;
+    const float* lower = upper + imgSize;
+    float* row = out + oy * outputsX;
+    for (int64_t ox = 0; ox < outputsX; ++ox) {
+      // In raster order, the running maximum second: it wins ties and against NaNs.
+      float maximum = kMaxPoolFill;
+      maximum = elementMax(upper[2 * ox], maximum);
+      maximum = elementMax(upper[2 * ox + 1], maximum);
+      maximum = elementMax(lower[2 * ox], maximum);
+      maximum = elementMax(lower[2 * ox + 1], maximum);
+      row[ox] = maximum;
+    }
+  }
 }
 
 }  // namespace facefeature

@@ -27,6 +27,12 @@ void avgPoolForward(const Matrix& input, Matrix& target, int32_t channels, int32
 void maxPoolForward(const Matrix& input, Matrix& target, int32_t channels, int32_t sizeX,
                     int32_t start, int32_t stride, int32_t outputsX);
 
+// Maxima of 2 x 2 windows without gap or overlap in one plane of imgSize x imgSize, outputsX along
+// a side, all inside: the one case that the nets have. The forms (kernels/kernel_set.h) compare in
+// the same order; the fast one is written so that a compiler takes several windows side by side.
+void maxPoolPairsPlain(const float* plane, int32_t imgSize, int32_t outputsX, float* out);
+void maxPoolPairsFast(const float* plane, int32_t imgSize, int32_t outputsX, float* out);
+
 }  // namespace facefeature
 
 #endif

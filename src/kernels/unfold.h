@@ -19,6 +19,12 @@ int32_t unfoldedSide(int32_t side, int32_t filterSize, int32_t padding, int32_t 
 void UnfoldPatches(const float* image, int32_t channels, int32_t height, int32_t width,
                    int32_t filterSize, int32_t padding, int32_t stride, float* patches);
 
+// Its two forms (kernels/kernel_set.h). The fast one copies whole runs of a row where stride is 1.
+void unfoldPlain(const float* image, int32_t channels, int32_t height, int32_t width,
+                 int32_t filterSize, int32_t padding, int32_t stride, float* patches);
+void unfoldFast(const float* image, int32_t channels, int32_t height, int32_t width,
+                int32_t filterSize, int32_t padding, int32_t stride, float* patches);
+
 }  // namespace facefeature
 
 #endif

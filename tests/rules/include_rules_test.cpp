@@ -39,6 +39,10 @@ const LevelRule kLevels[] = {
     {5, R"(kernels/.*_layers?\..*)"},
     // Numbers alone: not a word about layers or texts.
     {2, R"(kernels/.*)"},
+    // Pixels and rows by plain pointers, wherever they are used. The set of kernels names the forms
+    // of the projection and so must see them.
+    {2, R"(engine/project_rows\..*)"},
+    {2, R"(geometry/(gray_image|face_warp|patch_frames)\..*)"},
     // Net texts, and where the trained numbers come from.
     {3, R"(config/.*)"},
     {3, R"(engine/model_(directory|files|state)\..*)"},
@@ -153,14 +157,63 @@ TEST(Includes, OnlyThePlatformFolderKnowsTheOperatingSystem) {
   }
 }
 
-// Code for an instruction set that not every machine has stays in files that say so.
-TEST(Includes, OnlyFilesOfAnInstructionSetKnowIntrinsics) {
-  for (const auto& [path, text] : sources()) {
-    if (endsWith(path, "_avx2.cpp")) continue;
-    for (const std::string& included : systemIncludes(text)) {
-      EXPECT_FALSE(endsWith(included, "intrin.h")) << path << " includes " << included;
+// The headers of intrinsics that a file includes. A guarded one stands within a condition on the
+// instruction set that it needs, so that other machines compile the file without it.
+struct IntrinsicsInclude {
+  std::string header;
+  bool isGuarded;
+};
+
+std::vector<IntrinsicsInclude> intrinsicsIncludes(const std::string& text) {
+  const std::regex feature(R"(.*\b(__SSE2__|_M_X64|__AVX2__|__ARM_NEON)\b.*)");
+  const std::regex opening(R"(^\s*#\s*if.*)"), otherwise(R"(^\s*#\s*el.*)"),
+      closing(R"(^\s*#\s*endif.*)");
+  std::vector<IntrinsicsInclude> found;
+  std::vector<bool> conditions;  // the open ones, and whether each names an instruction set
+  for (const std::string& line : linesOfText(text)) {
+    if (std::regex_match(line, opening)) conditions.push_back(std::regex_match(line, feature));
+    if (std::regex_match(line, otherwise) && !conditions.empty()) conditions.back() = false;
+    if (std::regex_match(line, closing) && !conditions.empty()) conditions.pop_back();
+    for (const std::string& header : systemIncludes(line)) {
+      if (!endsWith(header, "intrin.h") && header != "arm_neon.h") continue;
+      const bool guarded = std::count(conditions.begin(), conditions.end(), true) > 0;
+      found.push_back({header, guarded});
     }
   }
+  return found;
+}
+
+// SSE2 belongs to every x86-64 machine: a source file may use it beside its plain form, behind a
+// guard. Code for an instruction set that not every such machine has stays in files that say so.
+bool mayInclude(const std::string& path, const IntrinsicsInclude& included) {
+  if (endsWith(path, "_avx2.cpp")) return true;
+  const bool isBaseline = included.header == "emmintrin.h" || included.header == "xmmintrin.h";
+  return endsWith(path, ".cpp") && isBaseline && included.isGuarded;
+}
+
+TEST(Includes, OfIntrinsicsAreGuardedBaselineOnesOrInFilesOfAnInstructionSet) {
+  for (const auto& [path, text] : sources()) {
+    for (const IntrinsicsInclude& included : intrinsicsIncludes(text)) {
+      EXPECT_TRUE(mayInclude(path, included)) << path << " includes " << included.header;
+    }
+  }
+}
+
+TEST(Includes, ARuleForIntrinsicsCatchesAnUnguardedOne) {
+  const std::string bare = "#if defined(_WIN32)\n#include <emmintrin.h>\n#endif\n";
+  const std::string behind = "#if defined(__SSE2__)\n#endif\n#include <emmintrin.h>\n";
+  const std::string otherwise = "#ifdef __SSE2__\n#else\n#include <emmintrin.h>\n#endif\n";
+  for (const std::string& text : {bare, behind, otherwise}) {
+    ASSERT_EQ(1u, intrinsicsIncludes(text).size());
+    EXPECT_FALSE(mayInclude("engine/project_rows.cpp", intrinsicsIncludes(text)[0])) << text;
+  }
+  const std::string guarded = "#if defined(__SSE2__)\n# include <emmintrin.h>\n#endif\n";
+  ASSERT_EQ(1u, intrinsicsIncludes(guarded).size());
+  EXPECT_TRUE(mayInclude("engine/project_rows.cpp", intrinsicsIncludes(guarded)[0]));
+  EXPECT_FALSE(mayInclude("engine/project_rows.h", intrinsicsIncludes(guarded)[0]));
+  const std::string wide = "#if defined(__AVX2__)\n#include <immintrin.h>\n#endif\n";
+  EXPECT_FALSE(mayInclude("kernels/unfold.cpp", intrinsicsIncludes(wide)[0]));
+  EXPECT_TRUE(mayInclude("kernels/unfold_avx2.cpp", intrinsicsIncludes(wide)[0]));
 }
 
 TEST(Includes, ATableOfLevelsCatchesAnUpwardEdge) {
@@ -169,6 +222,8 @@ TEST(Includes, ATableOfLevelsCatchesAnUpwardEdge) {
   EXPECT_LT(levelOf("kernels/softmax_layer.h"), levelOf("net/layer_factory.cpp"));
   EXPECT_LT(levelOf("geometry/patch_table.h"), levelOf("engine/model_state.h"));
   EXPECT_LT(levelOf("geometry/patch_sampling.h"), levelOf("engine/extract_feature.cpp"));
+  EXPECT_LT(levelOf("geometry/truncate.h"), levelOf("geometry/face_warp.cpp"));
+  EXPECT_LT(levelOf("engine/project_rows.h"), levelOf("engine/model_state.h"));
   EXPECT_EQ(-1, levelOf("elsewhere/file.h"));
 }
 

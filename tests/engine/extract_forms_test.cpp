@@ -1,0 +1,109 @@
+// Whole extractions with every set of kernels against the plain one: the bits of the feature and
+// what the engine's faces hold afterwards.
+#include <gtest/gtest.h>
+#include <omp.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "support/bits.h"
+#include "support/sample_faces.h"
+#include "support/sample_pictures.h"
+#include "support/scoped_kernels.h"
+#include "support/test_engine.h"
+
+namespace facefeature_test {
+namespace {
+
+using facefeature::KernelSet;
+using facefeature::kFastKernels;
+using facefeature::kPlainKernels;
+
+// The number of threads of the loop over the nets, for as long as this stands.
+class ScopedThreads {
+ public:
+  explicit ScopedThreads(int count) : before_(omp_get_max_threads()) { omp_set_num_threads(count); }
+  ~ScopedThreads() { omp_set_num_threads(before_); }
+  ScopedThreads(const ScopedThreads&) = delete;
+  ScopedThreads& operator=(const ScopedThreads&) = delete;
+
+ private:
+  int before_;
+};
+
+struct Outcome {
+  std::vector<float> feature;
+  std::vector<uint8_t> faces;
+};
+
+class ExtractForms : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    haveModel();
+    engine = std::make_unique<OwnEngine>();
+    ASSERT_NE(nullptr, engine->get());
+  }
+
+  Outcome outcomeOf(const KernelSet& set, int threads, const Picture& picture, FaceRecord& face) {
+    const ScopedKernels active(set);
+    const ScopedThreads team(threads);
+    Outcome outcome;
+    const FeatureEngine& record = *engine->get();
+    outcome.feature = extracted(engine->get(), picture, face);
+    outcome.faces.assign(record.grayFace, record.grayFace + sizeof record.grayFace);
+    outcome.faces.insert(outcome.faces.end(), record.colorFace,
+                         record.colorFace + sizeof record.colorFace);
+    return outcome;
+  }
+
+  void expectForms(const Picture& picture, FaceRecord& face) {
+    const Outcome wanted = outcomeOf(kPlainKernels, 1, picture, face);
+    ASSERT_NE(kUnwritten, wanted.feature[501]);
+    for (const KernelSet* set : kKernelSets) {
+      for (const int threads : {1, 2}) {
+        if (set == &kPlainKernels && threads == 1) continue;
+        const Outcome got = outcomeOf(*set, threads, picture, face);
+        EXPECT_TRUE(sameFloats(wanted.feature.data(), got.feature.data(), kFeatureFloats))
+            << set->name << ", threads: " << threads;
+        EXPECT_TRUE(wanted.faces == got.faces) << set->name << ", threads: " << threads;
+      }
+    }
+  }
+
+  // One for all faces of a test: what it keeps goes from face to face.
+  std::unique_ptr<OwnEngine> engine;
+  Random random = seededRandom();
+  ::testing::ScopedTrace trace{__FILE__, __LINE__, random.trace()};
+};
+
+TEST_F(ExtractForms, EndOnTheSameFeatureForFacesOfAllKinds) {
+  for (int32_t round = 0; round < kFaceKinds && !HasFailure(); ++round) {
+    const FaceKind kind = static_cast<FaceKind>(round);
+    SCOPED_TRACE(nameOf(kind));
+    Request request = randomRequest(random, kind);
+    expectForms(request.picture, request.face);
+  }
+}
+
+TEST_F(ExtractForms, EndOnTheSameFeatureForSmallAndLargePictures) {
+  const int32_t sides[][2] = {{2, 2}, {2, 300}, {300, 3}, {640, 480}};
+  for (const auto& side : sides) {
+    SCOPED_TRACE(::testing::Message() << side[0] << " x " << side[1]);
+    const Picture picture = randomPicture(random, side[0], side[1]);
+    FaceRecord face = faceOfKind(random, FaceKind::kNoisy, side[0], side[1]);
+    expectForms(picture, face);
+  }
+}
+
+TEST_F(ExtractForms, EndOnTheSameFeatureForPhotographs) {
+  if (samplesFolder().empty()) GTEST_SKIP() << "there is no folder of samples";
+  if (!kReadsPhotographs) GTEST_SKIP() << "this build has no reader of photographs";
+  for (SampleFace& sample : sampleFaces(samplesFolder())) {
+    SCOPED_TRACE(sample.name);
+    expectForms(samplePicture(samplesFolder() + "/" + sample.imageFile), sample.face);
+  }
+}
+
+}  // namespace
+}  // namespace facefeature_test
