@@ -1,0 +1,46 @@
+// facefeature_bench: times of the library, plain against fast forms, and the machine's limits.
+#include <benchmark/benchmark.h>
+#include <omp.h>
+
+#include <vector>
+
+#include "bench_common.h"
+#include "bench_model.h"
+#include "kernels/blas.h"
+
+namespace {
+
+// What goes ahead of the arguments given, which may say otherwise. Repetitions of all benchmarks
+// are taken in turns: what else the machine does then falls on all of them alike.
+char kRepetitions[] = "--benchmark_repetitions=5";
+char kInTurns[] = "--benchmark_enable_random_interleaving=true";
+char kMinTime[] = "--benchmark_min_time=0.01";
+char kAggregates[] = "--benchmark_display_aggregates_only=true";
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::vector<char*> arguments = {argv[0], kRepetitions, kInTurns, kMinTime, kAggregates};
+  arguments.insert(arguments.end(), argv + 1, argv + argc);
+  int count = static_cast<int>(arguments.size());
+  arguments.push_back(nullptr);
+  benchmark::Initialize(&count, arguments.data());
+  if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 2;
+
+  benchmark::AddCustomContext("openblas_core", openblas_get_corename());
+  benchmark::AddCustomContext("compiler", FACEFEATURE_BENCH_COMPILER);
+  benchmark::AddCustomContext("flags", FACEFEATURE_BENCH_FLAGS);
+
+  // A matrix product outside of the loop over the nets is to run on one thread as it does inside.
+  // Benchmarks that want more say so for themselves.
+  omp_set_num_threads(1);
+  facefeature_bench::registerKernels();
+  facefeature_bench::registerStages();
+  facefeature_bench::registerExtract();
+  facefeature_bench::registerLimits();
+  facefeature_bench::registerMemory();
+  const size_t run = benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  facefeature_bench::destroySharedEngine();
+  return run > 0 ? 0 : 1;
+}

@@ -1,0 +1,92 @@
+// Reading sizes, choices and floats out of the bytes of a fuzzing engine.
+#ifndef FACEFEATURE_FUZZ_FUZZ_INPUT_H
+#define FACEFEATURE_FUZZ_FUZZ_INPUT_H
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <limits>
+#include <vector>
+
+namespace facefeature_fuzz {
+
+// Any bytes are an input. Where they end, made-up ones follow, so that a few bytes fill a large
+// array; they depend on what was read alone, so that an input repeats.
+class Input {
+ public:
+  Input(const uint8_t* data, size_t size) : data_(data), left_(size) {}
+
+  uint8_t byte() {
+    uint8_t next;
+    if (left_ > 0) {
+      next = *data_++;
+      --left_;
+    } else {
+      state_ = state_ * 6364136223846793005ull + 1442695040888963407ull;
+      next = static_cast<uint8_t>(state_ >> 56);
+    }
+    state_ = (state_ ^ next) * 0x100000001B3ull;
+    return next;
+  }
+
+  // From low to high, both included; the spans asked for are below 65536.
+  int32_t integer(int32_t low, int32_t high) {
+    const int32_t span = high - low + 1;
+    int32_t number = byte();
+    if (span > 256) number = number * 256 + byte();
+    return low + number % span;
+  }
+
+  bool flag() { return byte() % 2 == 1; }
+
+  // Any bits.
+  float anyFloat() {
+    uint32_t bits = 0;
+    for (int32_t i = 0; i < 4; ++i) bits = bits << 8 | byte();
+    float value;
+    std::memcpy(&value, &bits, sizeof value);
+    return value;
+  }
+
+  // Ordinary, awkward, or any bits: one sort for an array, so that sums are not all NaN.
+  std::vector<float> floats(size_t count) {
+    const uint8_t sort = byte();
+    std::vector<float> values(count);
+    for (float& value : values) value = floatOfSort(sort);
+    return values;
+  }
+
+ private:
+  float floatOfSort(uint8_t sort) {
+    using Limits = std::numeric_limits<float>;
+    static const float kAwkward[] = {0.0f,
+                                     -0.0f,
+                                     1.0f,
+                                     -1.0f,
+                                     Limits::infinity(),
+                                     -Limits::infinity(),
+                                     Limits::quiet_NaN(),
+                                     Limits::denorm_min(),
+                                     -Limits::min(),
+                                     Limits::max(),
+                                     Limits::lowest(),
+                                     0.49999997f,
+                                     -2e38f,
+                                     0x1p24f,
+                                     2147483648.0f,
+                                     -2147483648.0f};
+    if (sort % 4 == 0) return anyFloat();
+    if (sort % 4 == 1) return kAwkward[byte() % 16];
+    if (sort % 4 == 2) return static_cast<float>(byte() - 128) * (1.0f / 3.0f);
+    const uint8_t next = byte();
+    return next % 16 == 0 ? kAwkward[next / 16] : static_cast<float>(next) * 0.01f - 1.0f;
+  }
+
+  const uint8_t* data_;
+  size_t left_;
+  uint64_t state_ = 0xCBF29CE484222325ull;
+};
+
+}  // namespace facefeature_fuzz
+
+#endif

@@ -1,0 +1,38 @@
+// Ending the program where two forms of a result differ.
+#ifndef FACEFEATURE_FUZZ_SAME_RESULTS_H
+#define FACEFEATURE_FUZZ_SAME_RESULTS_H
+
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+namespace facefeature_fuzz {
+
+[[noreturn]] inline void fail(const char* what, size_t place) {
+  std::fprintf(stderr, "%s differs at %zu\n", what, place);
+  std::abort();
+}
+
+inline void requireSameBytes(const char* what, const uint8_t* wanted, const uint8_t* got,
+                             size_t count) {
+  for (size_t i = 0; i < count; ++i) {
+    if (wanted[i] != got[i]) fail(what, i);
+  }
+}
+
+// Equal bits, but that any NaN equals any other: its payload is the processor's.
+inline void requireSameFloats(const char* what, const float* wanted, const float* got,
+                              size_t count) {
+  for (size_t i = 0; i < count; ++i) {
+    if (std::memcmp(wanted + i, got + i, sizeof(float)) == 0) continue;
+    if (std::isnan(wanted[i]) && std::isnan(got[i])) continue;
+    fail(what, i);
+  }
+}
+
+}  // namespace facefeature_fuzz
+
+#endif
