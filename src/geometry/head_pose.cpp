@@ -22,12 +22,13 @@ std::unique_ptr<float[]> newFloats(int32_t count, size_t width) {
 // Subtracts the mean of each of the width coordinates; means receives them.
 std::unique_ptr<float[]> centred(const float* points, int32_t count, int32_t width, float* means) {
   std::unique_ptr<float[]> result = newFloats(count, static_cast<size_t>(width));
+  float* const centre = result.get();
   for (int32_t j = 0; j < width; ++j) {
     float sum = 0.0f;
     for (int32_t i = 0; i < count; ++i) sum += points[int64_t{i} * width + j];
     means[j] = sum / static_cast<float>(count);
     for (int32_t i = 0; i < count; ++i) {
-      result[int64_t{i} * width + j] = points[int64_t{i} * width + j] - means[j];
+      centre[int64_t{i} * width + j] = points[int64_t{i} * width + j] - means[j];
     }
   }
   return result;
@@ -70,8 +71,10 @@ float EstimateHeadPose(const LandmarkSet* landmarks, float* angleZ, float* angle
   float translation[3];
   float scale;
   {
-    const std::unique_ptr<float[]> imagePoints = newFloats(count, 2);
-    const std::unique_ptr<float[]> modelPoints = newFloats(count, 3);
+    const std::unique_ptr<float[]> imageStorage = newFloats(count, 2);
+    const std::unique_ptr<float[]> modelStorage = newFloats(count, 3);
+    float* const imagePoints = imageStorage.get();
+    float* const modelPoints = modelStorage.get();
     for (int32_t i = 0; i < count; ++i) {
       const Landmark& entry = landmarks->entries[i];
       const float* point = ModelPoints[ModelPointIndex[entry.id]];
@@ -79,7 +82,7 @@ float EstimateHeadPose(const LandmarkSet* landmarks, float* angleZ, float* angle
       imagePoints[int64_t{i} * 2 + 1] = entry.y;
       for (int32_t j = 0; j < 3; ++j) modelPoints[int64_t{i} * 3 + j] = point[j];
     }
-    FitProjection(imagePoints.get(), modelPoints.get(), count, rotation, translation, &scale);
+    FitProjection(imagePoints, modelPoints, count, rotation, translation, &scale);
   }
   float quaternion[4];
   RotationToQuaternion(rotation, quaternion);

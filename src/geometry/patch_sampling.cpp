@@ -101,8 +101,7 @@ void SampleColorPatchMirrored(const uint8_t* colorFace, const float* center, int
 FrameRect sampledRect(const float* center, int32_t patch, int32_t step) {
   const int32_t side = patchSpec.patchSize[patch];
   const SamplePlaces places = placesOf(center, patch, step);
-  // Places rise or fall along a sample, but for a centre at the edge of what an integer holds,
-  // where the last of them fall back to 0.
+  // Looked for and not taken from the ends: nothing then rests on the order of the places.
   const auto columns = std::minmax_element(places.x, places.x + side);
   const auto rows = std::minmax_element(places.y, places.y + side);
   return {*columns.first, *rows.first, *columns.second + 1, *rows.second + 1};

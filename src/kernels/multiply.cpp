@@ -31,12 +31,12 @@ void addBiases(const Matrix& biases, int64_t room, Matrix& target) {
   const int64_t step = isRow ? target.cols : 1;
   const int64_t increment = isRow ? 1 : target.cols;
   if (biases.size < 1 || lines < 1) return;
-  if (!isRow && biases.size == target.rows) {
-    activeKernels->addPlaneBiases(biases.buffer, target.rows, target.cols, target.buffer);
-    return;
-  }
   if ((lines - 1) * step + (biases.size - 1) * increment < room) {
-    target.addBroadcast(biases, 1.0f, target);
+    if (!isRow && biases.size == target.rows) {
+      activeKernels->addPlaneBiases(biases.buffer, target.rows, target.cols, target.buffer);
+    } else {
+      target.addBroadcast(biases, 1.0f, target);
+    }
     return;
   }
   for (int64_t i = 0; i < lines && i * step < room; ++i) {

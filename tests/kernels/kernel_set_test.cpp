@@ -123,7 +123,7 @@ void expectBiases(const KernelSet& set, Random& random, int32_t planes, int32_t 
   SCOPED_TRACE(::testing::Message() << planes << " planes of " << count);
   const std::vector<float> biases = floatsOfAnySort(random, static_cast<size_t>(planes));
   const std::vector<float> before = floatsOfAnySort(random, static_cast<size_t>(planes * count));
-  std::vector<float> wanted = before;
+  PlacedFloats wanted(before, 0);
   kPlainKernels.addPlaneBiases(biases.data(), planes, count, wanted.data());
 
   PlacedFloats input(biases, randomPlace(random));

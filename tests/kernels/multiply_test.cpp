@@ -111,5 +111,15 @@ TEST(AddBiases, VectorsThatAreTooLongStayWithinTheRoom) {
   }
 }
 
+TEST(AddBiases, OfTheNetsShapeStopAtTheRoomToo) {
+  std::vector<float> storage(8);
+  Matrix target = Matrix::view(storage.data(), 2, 4, 111);
+  Matrix biases;
+  fillMatrix(biases, 2, 1, 111, {1, 2});
+  facefeature::addBiases(biases, 3, target);
+  const std::vector<float> wanted = {1, 1, 1, 0, 0, 0, 0, 0};
+  EXPECT_TRUE(sameFloats(wanted.data(), storage.data(), storage.size()));
+}
+
 }  // namespace
 }  // namespace facefeature_test
