@@ -3,7 +3,6 @@
 
 #include <cstring>
 #include <map>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -12,35 +11,17 @@
 #include "support/reference_extract.h"
 #include "support/reference_projection.h"
 #include "support/sample_faces.h"
+#include "support/sample_pictures.h"
 #include "support/test_engine.h"
-
-// The reader of photographs comes with the host program, which a build may leave out.
-#if __has_include("photo.h")
-#include "photo.h"
-#define FACEFEATURE_HAS_PHOTOS 1
-#else
-#define FACEFEATURE_HAS_PHOTOS 0
-#endif
 
 namespace facefeature_test {
 namespace {
-
-Picture readPicture(const std::string& path) {
-#if FACEFEATURE_HAS_PHOTOS
-  const facefeature_tools::Photo photo = facefeature_tools::readPhoto(path);
-  Picture picture = blankPicture(photo.width, photo.height);
-  picture.storage = photo.pixels;
-  return picture;
-#else
-  throw std::runtime_error("no reader of photographs for " + path);
-#endif
-}
 
 class ExtractFeatureSamples : public ::testing::Test {
  protected:
   void SetUp() override {
     if (samplesFolder().empty()) GTEST_SKIP() << "there is no folder of samples";
-    if (!FACEFEATURE_HAS_PHOTOS) GTEST_SKIP() << "this build has no reader of photographs";
+    if (!kReadsPhotographs) GTEST_SKIP() << "this build has no reader of photographs";
     haveModel();
   }
 };
@@ -51,7 +32,7 @@ TEST_F(ExtractFeatureSamples, EveryPhotographHasTheFeatureOfTheOracle) {
   std::map<std::string, FeatureVector> features;
   for (SampleFace& sample : sampleFaces(samplesFolder())) {
     SCOPED_TRACE(sample.name);
-    const Picture picture = readPicture(samplesFolder() + "/" + sample.imageFile);
+    const Picture picture = samplePicture(samplesFolder() + "/" + sample.imageFile);
     ASSERT_EQ(sample.width, picture.width);
     ASSERT_EQ(sample.height, picture.height);
     const reference::Extraction wanted =
