@@ -109,6 +109,11 @@ std::string described(const uint32_t* bits) {
 
 }  // namespace
 
+ProbeRequest probeRequest() {
+  const Request request = requestOf("face");
+  return {request.pixels, request.width, request.height, kStride, packed(request)};
+}
+
 std::string extractVariant(const ProbeLibrary& library, FeatureEngine* engine,
                            const std::string& variant, FeatureVector& feature) {
   const Request request = requestOf(variant);

@@ -3,12 +3,28 @@
 #ifndef FACEFEATURE_TESTS_HOST_PROBE_REQUEST_H
 #define FACEFEATURE_TESTS_HOST_PROBE_REQUEST_H
 
+#include <cstdint>
 #include <string>
+#include <vector>
 
 #include "facefeature/facefeature.h"
 #include "host/probe_library.h"
 
 namespace facefeature_test {
+
+// The good request "face", for a host that makes the call itself.
+struct ProbeRequest {
+  std::vector<uint8_t> pixels;
+  int32_t width;
+  int32_t height;
+  int32_t stride;
+  std::vector<uint8_t> record;  // a LandmarkSet
+
+  const LandmarkSet* landmarks() const {
+    return reinterpret_cast<const LandmarkSet*>(record.data());
+  }
+};
+ProbeRequest probeRequest();
 
 // Extracts with this variant of the request:
 //

@@ -1,0 +1,110 @@
+// Memory that runs out while a feature is made. Up to the parallel loop the exception leaves the
+// call. No exception may leave the loop: there, and in the runtime that starts it, the process
+// ends.
+#include <csignal>
+#include <cstdint>
+#include <cstring>
+#include <string>
+
+#include "exhaustion/exhausted_host.h"
+
+namespace facefeature_test {
+namespace {
+
+class ExtractionWithoutMemory : public ExhaustedHost {
+ protected:
+  void SetUp() override {
+    ExhaustedHost::SetUp();
+    engine = library.create();
+    ASSERT_NE(nullptr, engine);
+  }
+  void TearDown() override {
+    library.destroy(engine);
+    ExhaustedHost::TearDown();
+  }
+
+  // One attempt in a child, behind so many good extractions. A std::bad_alloc has left the feature
+  // as it was, has lost nothing, and the engine is as good as before; "done" where nothing failed.
+  ChildEnd attempt(MemorySource source, int64_t place, FailingFor length = FailingFor::kOnce,
+                   int32_t goodOnes = 0) {
+    return inChild([&]() -> std::string {
+      for (int32_t i = 0; i < goodOnes; ++i) extract(engine);
+      const int64_t blocks = standingBlocks();
+      const Ending ending = extract(engine, source, place, length);
+      if (!FailingMemory::hasFailed()) return "done";
+      if (ending == Ending::kDone) return "no std::bad_alloc\n";
+      if (!featureIsClear()) return "the feature was written\n";
+      if (standingBlocks() != blocks) return "memory was lost\n";
+      return faultOfAnotherExtraction(engine);
+    });
+  }
+
+  // Lets each request ahead of the loop fail, then one in `step` of those in it. There are as many
+  // of either as is said, at least.
+  void expectBadAllocAndThenTheEnd(FailingFor length, int32_t goodOnes, int64_t step,
+                                   int64_t leastAhead, int64_t leastWithin) {
+    int64_t place = 1;
+    ChildEnd end = attempt(MemorySource::kNew, place, length, goodOnes);
+    while (end.signal == 0 && end.err != "done") {
+      ASSERT_NO_FATAL_FAILURE(expectGoodEnd(end)) << place;
+      end = attempt(MemorySource::kNew, ++place, length, goodOnes);
+    }
+    EXPECT_GT(place, leastAhead);
+    int64_t ends = 0;
+    while (end.err != "done") {
+      ASSERT_EQ(SIGABRT, end.signal) << place << " " << end.err;
+      // A second thread that fails as well may cut the first one's words short.
+      ASSERT_NE(std::string::npos, end.err.find("terminate called")) << place << " " << end.err;
+      place += ends++ < 30 ? 1 : step;
+      end = attempt(MemorySource::kNew, place, length, goodOnes);
+    }
+    EXPECT_GT(ends, leastWithin);
+  }
+
+  FeatureEngine* engine = nullptr;
+};
+
+TEST_F(ExtractionWithoutMemory, AheadOfTheNetsItIsBadAllocAndInThemTheProcessEnds) {
+  expectBadAllocAndThenTheEnd(FailingFor::kOnce, 0, 41, 50, 40);
+}
+
+TEST_F(ExtractionWithoutMemory, SoItIsInALaterExtractionWhenTheNetsHaveTheirStorage) {
+  expectBadAllocAndThenTheEnd(FailingFor::kOnce, 1, 41, 50, 40);
+}
+
+TEST_F(ExtractionWithoutMemory, SoItIsWhenTheFailureLasts) {
+  expectBadAllocAndThenTheEnd(FailingFor::kGood, 0, 97, 50, 35);
+}
+
+// Sorting asks for room that would help it, and does without.
+TEST_F(ExtractionWithoutMemory, WhatIsOnlyOfHelpIsNotMissed) {
+  expectGoodEnd(inChild([&]() -> std::string {
+    if (extract(engine, MemorySource::kQuietNew, 1, FailingFor::kGood) != Ending::kDone) {
+      return "it was missed\n";
+    }
+    if (!FailingMemory::hasFailed()) return "nobody asked\n";
+    return std::memcmp(&feature, &goodFeature, sizeof feature) == 0 ? "" : "another feature\n";
+  }));
+}
+
+// The runtime of the parallel loop says so and leaves by exit(1).
+TEST_F(ExtractionWithoutMemory, TheLoopThatCannotBeStartedEndsTheProcess) {
+  int64_t place = 1;
+  ChildEnd end = attempt(MemorySource::kMalloc, place);
+  while (end.err != "done") {
+    EXPECT_EQ(1, end.exitStatus) << place << " " << end.err;
+    EXPECT_NE(std::string::npos, end.err.find("libgomp: ")) << place << " " << end.err;
+    end = attempt(MemorySource::kMalloc, ++place);
+  }
+  EXPECT_GT(place, 1);
+}
+
+TEST_F(ExtractionWithoutMemory, AThreadThatCannotBeStartedEndsTheProcess) {
+  const ChildEnd end = attempt(MemorySource::kThread, 1);
+  if (end.err == "done") GTEST_SKIP() << "an extraction starts no threads here";
+  EXPECT_EQ(1, end.exitStatus);
+  EXPECT_NE(std::string::npos, end.err.find("libgomp: Thread creation failed")) << end.err;
+}
+
+}  // namespace
+}  // namespace facefeature_test
