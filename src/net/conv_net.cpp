@@ -1,16 +1,22 @@
 #include "net/conv_net.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <functional>
 #include <iostream>
 #include <memory>
-#include <set>
 
 #include "config/layer_parameters.h"
 #include "config/net_definitions.h"
 #include "config/net_documents.h"
 
 namespace facefeature {
+namespace {
+
+constexpr std::less<const Layer*> kByAddress;
+
+}  // namespace
 
 ConvNet::ConvNet(int32_t netIndex) : ConvNet(netIndex, netDefinitions[netIndex]) {}
 
@@ -60,11 +66,22 @@ void ConvNet::forward(std::vector<Matrix*>& dataMatrices) {
   for (Layer* layer : dataLayers) layer->runForward(dataMatrices);
 }
 
+// Layers die once, also those that stand in both lists, and by rising address. The lists are sorted
+// where they are, since a set of all would ask for memory: an engine is destroyed not least when
+// there is none left, and an exception from a destructor ends the process.
 ConvNet::~ConvNet() {
-  // A data layer stands in both lists and dies once.
-  std::set<Layer*> all(layers.begin(), layers.end());
-  all.insert(dataLayers.begin(), dataLayers.end());
-  for (Layer* layer : all) delete layer;
+  std::sort(layers.begin(), layers.end(), kByAddress);
+  std::sort(dataLayers.begin(), dataLayers.end(), kByAddress);
+  auto layer = layers.begin();
+  auto dataLayer = dataLayers.begin();
+  while (layer != layers.end() || dataLayer != dataLayers.end()) {
+    const bool isData =
+        layer == layers.end() || (dataLayer != dataLayers.end() && kByAddress(*dataLayer, *layer));
+    Layer* const next = isData ? *dataLayer : *layer;
+    while (layer != layers.end() && *layer == next) ++layer;
+    while (dataLayer != dataLayers.end() && *dataLayer == next) ++dataLayer;
+    delete next;
+  }
 }
 
 }  // namespace facefeature
