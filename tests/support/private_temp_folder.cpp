@@ -1,6 +1,7 @@
 #include "support/private_temp_folder.h"
 
 #include <stdlib.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -14,6 +15,8 @@ char folder[4096];
 pid_t creator = 0;
 
 __attribute__((constructor(101))) void makePrivateTempFolder() {
+  // Whatever the user's habit: what tests make is to be nobody else's to write.
+  umask(022);
   const char* inherited = getenv("FACEFEATURE_TEST_FOLDER");
   if (inherited != nullptr) {
     snprintf(folder, sizeof folder, "%s", inherited);

@@ -3,10 +3,25 @@
 #include <filesystem>
 #include <vector>
 
+#include "folder_ownership.h"
 #include "model_check.h"
 #include "model_files.h"
 
 namespace facefeature_tools {
+namespace {
+
+// No fault of the model, so that the exit code does not tell of it.
+void warnOfOwnership(const std::string& folder) {
+  for (const OwnershipDoubt& doubt : ownershipDoubts(folder, callingUser())) {
+    const std::string others =
+        doubt.others == 0 ? "" : " (and " + std::to_string(doubt.others) + " more)";
+    say(kModelCheckVerb, doubt.path + others + ": warning: " + doubt.doubt +
+                             ". Who can change a model decides which faces are alike: make it "
+                             "your own (chown) and close it to others (chmod go-w).");
+  }
+}
+
+}  // namespace
 
 ExitCode runModelCheck(const ModelCheckRequest& request) {
   const std::vector<ModelFault> faults =
@@ -16,6 +31,7 @@ ExitCode runModelCheck(const ModelCheckRequest& request) {
     const std::filesystem::path path = std::filesystem::path(request.folder) / fault.file;
     say(kModelCheckVerb, path.string() + ": " + fault.wrong);
   }
+  warnOfOwnership(request.folder);
   const std::string all = std::to_string(modelFiles().size());
   if (faults.empty()) {
     say(kModelCheckVerb, request.folder + ": all " + all + " files are as they should be");

@@ -13,7 +13,8 @@ struct ModelCheckRequest {
   std::string folder;
 };
 
-// "facefeature model check": names every file of a model folder that is wrong, one a line.
+// "facefeature model check": names every file of a model folder that is wrong, one a line, and
+// warns of what others could change.
 ExitCode runModelCheck(const ModelCheckRequest& request);
 
 }  // namespace facefeature_tools
