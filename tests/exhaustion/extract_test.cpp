@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstring>
 #include <string>
+#include <vector>
 
 #include "exhaustion/exhausted_host.h"
 
@@ -74,6 +75,37 @@ TEST_F(ExtractionWithoutMemory, SoItIsInALaterExtractionWhenTheNetsHaveTheirStor
 
 TEST_F(ExtractionWithoutMemory, SoItIsWhenTheFailureLasts) {
   expectBadAllocAndThenTheEnd(FailingFor::kGood, 0, 97, 50, 35);
+}
+
+// The photograph is read where it lies. All that is asked for is the work of the 25 patches, about
+// 1.2 MB for the nets' input and, for a start, the nets' storage.
+TEST_F(ExtractionWithoutMemory, WhatIsAskedForIsTheSameForEveryPicture) {
+  constexpr int32_t kWidth = 4000;
+  constexpr int32_t kHeight = 3000;
+  const std::vector<uint8_t> large(size_t{3} * kWidth * kHeight, uint8_t{90});
+  expectGoodEnd(inChild([&]() -> std::string {
+    std::vector<WatchedRequest> small(5000), big(5000);
+    extract(engine);
+    size_t smallCount = 0, bigCount = 0;
+    {
+      const RequestWatch watch(small.data(), 5000);
+      extract(engine);
+      smallCount = static_cast<size_t>(FailingMemory::requests());
+    }
+    {
+      const RequestWatch watch(big.data(), 5000);
+      const FailingMemory memory(MemorySource::kNew);
+      library.extract(engine, large.data(), kWidth, kHeight, 3 * kWidth, request.landmarks(),
+                      feature.values);
+      bigCount = static_cast<size_t>(FailingMemory::requests());
+    }
+    if (smallCount == 0 || smallCount != bigCount) return "another number of requests\n";
+    int64_t smallBytes = 0, bigBytes = 0;
+    for (const WatchedRequest& asked : small) smallBytes += asked.bytes;
+    for (const WatchedRequest& asked : big) bigBytes += asked.bytes;
+    if (smallBytes != bigBytes) return "another number of bytes\n";
+    return bigBytes < 40000000 ? "" : std::to_string(bigBytes) + " bytes\n";
+  }));
 }
 
 // Sorting asks for room that would help it, and does without.
