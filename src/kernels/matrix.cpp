@@ -108,6 +108,8 @@ void Matrix::copyTo(Matrix& target) const {
 }
 
 void Matrix::copyElementsTo(Matrix& target) const {
+  // Without columns there may be no buffer, and a block copy takes no null, not even for no bytes.
+  if (cols < 1) return;
   if (!isColumnMajor() && !target.isColumnMajor()) {
     for (int32_t r = 0; r < rows; ++r) {
       std::memmove(target.buffer + target.indexOf(r, 0), buffer + indexOf(r, 0), floatBytes(cols));

@@ -20,6 +20,8 @@ bool runsAlongStorage(const Matrix& vector, bool columnMajor) {
 
 void Matrix::addBroadcast(const Matrix& vector, float factor, Matrix& target) const {
   if (&target != this) copyTo(target);
+  // Lines without elements may have no buffer in which to walk from line to line.
+  if (vector.size < 1) return;
   // A line is what the vector is added to: a row of the target for a row vector, else a column.
   const bool along = runsAlongStorage(vector, target.isColumnMajor());
   const int32_t lines = isRowVector(vector) ? target.rows : target.cols;
@@ -37,6 +39,7 @@ void Matrix::multiplyBroadcast(const Matrix& vector, Matrix& target) const {
   // Element i scales column i of the target for a row vector, else row i.
   const bool along = runsAlongStorage(vector, target.isColumnMajor());
   const int32_t lineLength = isRowVector(vector) ? target.rows : target.cols;
+  if (lineLength < 1) return;
   const int32_t step = along ? 1 : lineLength;
   const int32_t increment = along ? vector.size : 1;
   for (int32_t i = 0; i < vector.size; ++i) {

@@ -130,6 +130,16 @@ TEST(AddBroadcast, VectorWithoutElementsChangesNothing) {
   EXPECT_TRUE(holdsValues(matrix, values));
 }
 
+// A matrix without elements has no storage to walk in.
+TEST(AddBroadcast, LinesWithoutElementsAreLeftAlone) {
+  Matrix matrix(5, 0);
+  matrix.order = 112;
+  const Matrix vector(1, 0);
+  matrix.addBroadcast(vector, 2.0f, matrix);
+  EXPECT_EQ(nullptr, matrix.buffer);
+  EXPECT_TRUE(hasShape(matrix, 5, 0, 112));
+}
+
 TEST(AddBroadcast, RowVectorLongerThanTheLineRunsOnIntoTheNext) {
   // Two rows of a larger storage, so that the surplus of the last row stays inside it.
   Matrix storage, vector;
@@ -171,6 +181,15 @@ TEST(MultiplyBroadcast, OneByOneVectorScalesTheFirstElementsOfTheStorage) {
   fillMatrix(vector, 1, 1, 111, {5});
   matrix.multiplyBroadcast(vector, matrix);
   EXPECT_TRUE(holdsValues(matrix, {5, 5, 5, 1, 1, 1, 1, 1, 1, 1, 1, 1}));
+}
+
+TEST(MultiplyBroadcast, MatrixWithoutLinesIsLeftAlone) {
+  Matrix matrix(0, 5);
+  Matrix vector;
+  fillMatrix(vector, 1, 5, 111, {1, 2, 3, 4, 5});
+  matrix.multiplyBroadcast(vector, matrix);
+  EXPECT_EQ(nullptr, matrix.buffer);
+  EXPECT_TRUE(hasShape(matrix, 0, 5, 111));
 }
 
 // What a NaN times a number is there is the package's to say: the one tried answers 0.

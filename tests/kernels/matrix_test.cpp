@@ -215,6 +215,15 @@ TEST(MatrixCopy, ElementsByRowsGoToEachSidesOwnRowStride) {
   EXPECT_TRUE(holdsValues(target, {1, 2, 3, -1, -1, 4, 5, 6, -1, -1}));
 }
 
+// Lines without elements have no storage: an address to copy from or to does not exist.
+TEST(MatrixCopy, LinesWithoutElementsAreNotCopied) {
+  const Matrix source(5, 0);
+  Matrix target(5, 0);
+  source.copyElementsTo(target);
+  EXPECT_EQ(nullptr, target.buffer);
+  EXPECT_TRUE(hasShape(target, 5, 0, 111));
+}
+
 TEST(MatrixCopy, RandomShapesAgreeWithTheModel) {
   Random random = seededRandom();
   SCOPED_TRACE(random.trace());
