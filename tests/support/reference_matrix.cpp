@@ -48,7 +48,7 @@ Cell sscalStep(const Cell& x, float factor) {
   Cell result;
   for (const float old : x) {
     addValue(result, product(old, factor));
-    if (factor == 0.0f) addValue(result, 0.0f);
+    if (factor == 0.0f || std::isnan(factor)) addValue(result, 0.0f);
   }
   return result;
 }

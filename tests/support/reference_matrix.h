@@ -1,10 +1,10 @@
 // A naive model of the matrix type: an array of cells and a rule for the place of (r, c) in it.
 //
 // A cell holds every value that the package behind saxpy and sscal may leave there, as it is free
-// to fuse the multiplication and the addition, and free in what it makes of a factor of zero. A
-// cell without a value is undefined: storage that was allocated and not written. A test compares a
-// matrix with its model after each operation and then lets the model adopt what it found, so that
-// doubts never add up.
+// to fuse the multiplication and the addition, and free in what it makes of a factor of zero or
+// NaN. A cell without a value is undefined: storage that was allocated and not written. A test
+// compares a matrix with its model after each operation and then lets the model adopt what it
+// found, so that doubts never add up.
 #ifndef FACEFEATURE_TESTS_SUPPORT_REFERENCE_MATRIX_H
 #define FACEFEATURE_TESTS_SUPPORT_REFERENCE_MATRIX_H
 
@@ -77,7 +77,7 @@ class Matrix {
 // factor of zero. For a factor of 1 or -1 the product is exact and one value remains.
 Cell saxpyStep(const Cell& y, float factor, const Cell& x);
 
-// x * factor; for a factor of zero also plain zero.
+// x * factor; for a factor of zero, and for one that is no number, also plain zero.
 Cell sscalStep(const Cell& x, float factor);
 
 }  // namespace reference
