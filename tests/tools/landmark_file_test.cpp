@@ -137,6 +137,15 @@ TEST(LandmarkFile, OtherDocumentsAreRefused) {
             errorOf(document(entriesFor(kIds), "\"width\": \"7\", ")));
 }
 
+TEST(LandmarkFile, SizeBeyond64BitsIsRefusedAndDoesNotTurnNegative) {
+  const auto sized = [](const std::string& width) {
+    return document(entriesFor(kIds), "\"width\": " + width + ", ");
+  };
+  EXPECT_EQ(9223372036854775807, parseLandmarks(sized("9223372036854775807")).width);
+  EXPECT_EQ("has a \"width\" out of range", errorOf(sized("9223372036854775808")));
+  EXPECT_EQ("has a \"width\" out of range", errorOf(sized("18446744073709551615")));
+}
+
 TEST(LandmarkFile, TextCutAnywhereIsRefused) {
   const std::string text = document(entriesFor(kIds));
   for (size_t length = 0; length < text.size(); ++length) {

@@ -56,6 +56,11 @@ std::optional<int64_t> optionalSize(const json& document, const char* key) {
   if (!value->is_number_integer()) {
     throw std::runtime_error("has a \"" + std::string(key) + "\" that is no whole number");
   }
+  // As with an id: what is stored unsigned may be too much for 64 bits with a sign.
+  constexpr uint64_t kMost = std::numeric_limits<int64_t>::max();
+  if (value->is_number_unsigned() && value->get<uint64_t>() > kMost) {
+    throw std::runtime_error("has a \"" + std::string(key) + "\" out of range");
+  }
   return value->get<int64_t>();
 }
 
