@@ -138,6 +138,8 @@ Matrix* Matrix::transposed() const {
     return new Matrix(buffer, cols, rows, kRowMajor);
   }
   std::unique_ptr<Matrix> moved(new Matrix(cols, rows));
+  // The header of a file may promise any number of empty rows.
+  if (size < 1) return moved.release();
   for (int32_t r = 0; r < rows; ++r) {
     for (int32_t c = 0; c < cols; ++c) moved->buffer[moved->indexOf(c, r)] = buffer[indexOf(r, c)];
   }
