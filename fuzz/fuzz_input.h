@@ -39,10 +39,15 @@ class Input {
 
   bool flag() { return byte() % 2 == 1; }
 
-  // Any bits.
-  float anyFloat() {
+  uint32_t anyBits() {
     uint32_t bits = 0;
     for (int32_t i = 0; i < 4; ++i) bits = bits << 8 | byte();
+    return bits;
+  }
+
+  // Any bits.
+  float anyFloat() {
+    const uint32_t bits = anyBits();
     float value;
     std::memcpy(&value, &bits, sizeof value);
     return value;
