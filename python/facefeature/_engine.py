@@ -1,0 +1,187 @@
+"""Engines: from a picture and landmarks to a feature."""
+
+from __future__ import annotations
+
+import os
+import threading
+import warnings
+from pathlib import Path
+from typing import Any, List, Optional, Tuple, Union
+
+import numpy as np
+from numpy.typing import NDArray
+
+from ._features import FEATURE_FLOATS
+from ._images import bgr_pixels
+from ._landmarks import read_landmarks
+from ._library import Library, load_library
+from ._model import default_model_folder, model_fingerprint
+from .errors import EngineError, ModelError
+
+
+class _Standing:
+    """The engines of this process. All of them share the model's large numbers, which each creation
+    reads anew, so that they must be of one model."""
+
+    def __init__(self) -> None:
+        self.count = 0
+        self.fingerprint = ""
+        self.folder = Path()
+        self.abandoned: List[int] = []  # handles of engines that were collected, not closed
+        self.extracted_in: Optional[int] = None  # the process that extracted first
+
+    def create(self, library: Library, folder: Path, fingerprint: str) -> int:
+        with library.order.alone():
+            self._destroy_abandoned(library)
+            if self.count > 0 and self.fingerprint != fingerprint:
+                raise ModelError(
+                    f"{folder}: an engine of another model, {self.folder}, is open in this "
+                    "process. Close it first, or use a process for each model."
+                )
+            with library.model_link(folder):
+                handle = library.create()
+            if handle is None:
+                raise ModelError(f"{folder}: the library could not open the model")
+            self.count += 1
+            self.fingerprint, self.folder = fingerprint, folder
+            return int(handle)
+
+    def destroy(self, library: Library, handle: int) -> None:
+        with library.order.alone():
+            self._destroy_abandoned(library)
+            library.destroy(handle)
+            self.count -= 1
+
+    def _destroy_abandoned(self, library: Library) -> None:
+        while self.abandoned:
+            library.destroy(self.abandoned.pop())
+            self.count -= 1
+
+
+_standing = _Standing()
+
+
+class Engine:
+    """An engine: the library with a model, ready to extract.
+
+        with Engine(model="my-model") as engine:
+            feature = engine.extract(picture, "picture.json", channels="RGB")
+
+    model    the folder with the 303 files; without it ~kwplugintmp~ in $TMPDIR, or in /tmp. It is
+             read here and may go afterwards.
+    library  the shared library's file; without it as ``library_path()`` tells.
+
+    Raises ModelError when the model is missing or incomplete, or while an engine of another model
+    is open: one model at a time in a process. Raises LibraryError.
+
+    Threads: any thread may call anything. One engine extracts one face at a time, and others wait;
+    several engines of one model extract side by side. An extraction uses as many threads as
+    OMP_NUM_THREADS says, or one a processor, and Python runs on meanwhile.
+
+    Fork (os.fork, multiprocessing's default on Linux) before the first extraction, while no other
+    thread is in this package; engines then work in the children. After an extraction the children
+    have lost the library's threads, and ``extract`` raises EngineError there. multiprocessing's
+    "spawn" and "forkserver" have no such bounds.
+
+    Memory that runs out inside the library ends the process.
+    """
+
+    def __init__(
+        self,
+        model: Union[str, "os.PathLike[str]", None] = None,
+        *,
+        library: Union[str, "os.PathLike[str]", None] = None,
+    ) -> None:
+        self._handle: Optional[int] = None
+        self._lock = threading.Lock()
+        self._model = default_model_folder() if model is None else Path(model)
+        self._fingerprint = model_fingerprint(self._model)
+        self._library = load_library(library)
+        self._handle = _standing.create(self._library, self._model, self._fingerprint)
+
+    @property
+    def model(self) -> Path:
+        """The folder that the model was read from."""
+        return self._model
+
+    @property
+    def fingerprint(self) -> str:
+        """Of the model: 64 digits. Features compare only where it is the same."""
+        return self._fingerprint
+
+    @property
+    def library_version(self) -> str:
+        """Such as "1.0.0", or empty where the library's file does not tell."""
+        return self._library.version
+
+    def extract(self, image: Any, landmarks: Any, *, channels: str) -> NDArray[np.float32]:
+        """The feature of one face.
+
+        image      (height, width, 3), uint8, at least 2 x 2 pixels. Slices, also upside-down ones,
+                   are read in place; other views are copied.
+        landmarks  the face, in pixels of the image: whatever ``read_landmarks`` takes.
+        channels   "BGR" (as OpenCV reads pictures) or "RGB" (as matplotlib and Pillow do): what
+                   image[..., 0] is. There is no default, since a wrong guess gives a feature too,
+                   and a bad one. "RGB" costs a copy of the image.
+
+        Returns (502,), float32, with numbers in all places. Warns (FaceFeatureWarning) when the
+        landmarks make no full record or are for a picture of another size. Raises ImageError,
+        LandmarkError, EngineError; ModelError when the model's numbers lead to no number.
+        """
+        pixels = bgr_pixels(image, channels)
+        face = read_landmarks(landmarks)
+        height, width = pixels.shape[:2]
+        face.warn(width, height)
+        record = face.record()
+        feature = np.full(FEATURE_FLOATS, np.nan, dtype=np.float32)
+        with self._lock:
+            handle = self._usable_handle()
+            with self._library.order.together():
+                self._library.extract(
+                    handle, pixels.ctypes.data, width, height, pixels.strides[0],
+                    record.ctypes.data, feature.ctypes.data,
+                )  # fmt: skip
+        if np.isnan(feature[-1]):
+            raise ModelError(
+                f"{self._model}: the feature is not a number. Check the numbers of the model with "
+                '"facefeature model check".'
+            )
+        return feature
+
+    def close(self) -> None:
+        """Frees the engine. A second call does nothing; waits for an extraction that runs."""
+        with self._lock:
+            handle, self._handle = self._handle, None
+        if handle is not None:
+            _standing.destroy(self._library, handle)
+
+    def _usable_handle(self) -> int:
+        if self._handle is None:
+            raise EngineError("the engine is closed")
+        process = os.getpid()
+        if _standing.extracted_in not in (None, process):
+            raise EngineError(
+                "this process was forked from one that had extracted, and the library's threads "
+                "did not follow. Fork before the first extraction, or start processes by spawning."
+            )
+        _standing.extracted_in = process
+        return self._handle
+
+    def __enter__(self) -> "Engine":
+        return self
+
+    def __exit__(self, *exception: Tuple[Any, ...]) -> None:
+        self.close()
+
+    def __del__(self) -> None:
+        handle = getattr(self, "_handle", None)
+        if handle is None:
+            return
+        # This may run in the midst of another call, on the thread that holds the library: the next
+        # creation or destruction does the work.
+        _standing.abandoned.append(handle)
+        warnings.warn(f"engine of {self._model} was not closed", ResourceWarning, source=self)
+
+    def __repr__(self) -> str:
+        state = "closed" if self._handle is None else "open"
+        return f"<facefeature.Engine of {self._model}, {state}>"

@@ -1,0 +1,51 @@
+"""From a numpy array to the pixels that the library walks."""
+
+from __future__ import annotations
+
+from typing import Any
+
+import numpy as np
+from numpy.typing import NDArray
+
+from .errors import ImageError
+
+_SMALLEST_SIDE = 2
+_LARGEST_INT = 2**31 - 1
+
+
+def bgr_pixels(image: Any, channels: str) -> NDArray[np.uint8]:
+    """A view of the image with blue, green, red in memory, or a copy where there is none.
+
+    image     (height, width, 3), uint8.
+    channels  "BGR" or "RGB": what image[..., 0] is.
+
+    The result has strides (s, 3, 1) with |s| >= 3 * width, which is what the library can walk: s
+    may be negative (a picture turned upside down by a slice) or large (a cut-out). An "RGB" array
+    whose memory is blue, green, red, as ``bgr[..., ::-1]`` is, is not copied either.
+
+    Raises ImageError.
+    """
+    if channels not in ("BGR", "RGB"):
+        raise ImageError(f'channels: "BGR" or "RGB" is wanted, not {channels!r}')
+    if not isinstance(image, np.ndarray):
+        raise ImageError(f"image: a numpy array is wanted, not {type(image).__name__}")
+    if image.ndim != 3 or image.shape[2] != 3:
+        raise ImageError(
+            f"image: the shape (height, width, 3) is wanted, not {image.shape}. "
+            "Repeat a gray plane three times; cut an alpha channel off."
+        )
+    if image.dtype != np.uint8:
+        raise ImageError(
+            f"image: the dtype uint8 is wanted, not {image.dtype}. Multiply a picture of floats "
+            "from 0 to 1 by 255 and round it."
+        )
+    height, width = image.shape[:2]
+    if height < _SMALLEST_SIDE or width < _SMALLEST_SIDE:
+        raise ImageError(f"image: has {width} x {height} pixels, at least 2 x 2 are wanted")
+    if max(3 * width, height) > _LARGEST_INT:
+        raise ImageError(f"image: {width} x {height} pixels are too many")
+
+    pixels = image if channels == "BGR" else image[..., ::-1]
+    row, column, channel = pixels.strides
+    walkable = column == 3 and channel == 1 and 3 * width <= abs(row) <= _LARGEST_INT
+    return pixels if walkable else np.ascontiguousarray(pixels)

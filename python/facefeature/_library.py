@@ -1,0 +1,206 @@
+"""The shared library: where it lies, how it is loaded, and who may call what when.
+
+The library asks for the temporary folder once, while it is loaded, and reads its model there, under
+a fixed name. So TMPDIR is set to a private folder around the loading, and a link of the fixed name
+stands there while an engine is made.
+"""
+
+from __future__ import annotations
+
+import atexit
+import contextlib
+import ctypes
+import fcntl
+import os
+import sys
+import sysconfig
+import tempfile
+import threading
+from pathlib import Path
+from typing import Iterator, List, Optional, Union
+
+from ._model import FOLDER_NAME
+from .errors import LibraryError
+
+_NAMES = ("libfacefeature.so.1", "libfacefeature.so")
+_VARIABLE = "FACEFEATURE_LIBRARY"
+
+
+class CallOrder:
+    """Extractions side by side, creations and destructions alone.
+
+    The library has no locks. An extraction reads what a creation of any other engine rewrites.
+    """
+
+    def __init__(self) -> None:
+        self.reset()
+        # The threads of the parent are not here: nobody would ever leave.
+        os.register_at_fork(after_in_child=self.reset)
+
+    def reset(self) -> None:
+        self._changed = threading.Condition()
+        self._extractions = 0
+        self._waiting = 0
+
+    @contextlib.contextmanager
+    def together(self) -> Iterator[None]:
+        """For an extraction."""
+        with self._changed:
+            # Whoever waits to be alone comes next, however many extractions follow each other.
+            self._changed.wait_for(lambda: self._waiting == 0)
+            self._extractions += 1
+        try:
+            yield
+        finally:
+            with self._changed:
+                self._extractions -= 1
+                self._changed.notify_all()
+
+    @contextlib.contextmanager
+    def alone(self) -> Iterator[None]:
+        """For a creation or a destruction."""
+        with self._changed:
+            self._waiting += 1
+            try:
+                self._changed.wait_for(lambda: self._extractions == 0)
+                yield
+            finally:
+                self._waiting -= 1
+                self._changed.notify_all()
+
+
+class Library:
+    """The loaded library and its four functions. One a process, and it stays."""
+
+    def __init__(self, path: str) -> None:
+        self.order = CallOrder()
+        self.requested = path
+        self._folder = tempfile.mkdtemp(prefix="facefeature-")
+        self._remove_folder_at_exit()
+        self._module = self._load(path)
+        self._bind()
+
+    @property
+    def version(self) -> str:
+        """As the name of the file tells it ("1.0.0"), or empty where it does not."""
+        return os.path.basename(os.path.realpath(self.requested)).partition(".so.")[2]
+
+    @contextlib.contextmanager
+    def model_link(self, model: Path) -> Iterator[None]:
+        """The library reads this model while the block runs."""
+        link = os.path.join(self._folder, FOLDER_NAME)
+        # Children of a fork have the same folder: one of them at a time.
+        descriptor = os.open(self._folder, os.O_RDONLY | os.O_DIRECTORY | os.O_CLOEXEC)
+        try:
+            fcntl.flock(descriptor, fcntl.LOCK_EX)
+            os.symlink(os.path.realpath(model), link)
+            try:
+                yield
+            finally:
+                os.unlink(link)
+        finally:
+            os.close(descriptor)
+
+    def _load(self, path: str) -> ctypes.CDLL:
+        with contextlib.suppress(OSError):
+            ctypes.CDLL(path, mode=os.RTLD_NOW | os.RTLD_NOLOAD)
+            raise LibraryError(
+                f"{path}: was loaded into this process by somebody else and reads another folder. "
+                "Import facefeature and call load_library() first."
+            )
+        before = os.environ.get("TMPDIR")
+        os.environ["TMPDIR"] = self._folder
+        try:
+            return ctypes.CDLL(path)
+        except OSError as error:
+            raise LibraryError(f"{path}: can't be loaded: {error}") from error
+        finally:
+            if before is None:
+                del os.environ["TMPDIR"]
+            else:
+                os.environ["TMPDIR"] = before
+
+    def _bind(self) -> None:
+        pointer, integer = ctypes.c_void_p, ctypes.c_int32
+        try:
+            self.create = self._module.CreateFeatureEngine
+            self.extract = self._module.ExtractFeature
+            self.compare = self._module.CompareFeatures
+            self.destroy = self._module.DestroyFeatureEngine
+        except AttributeError as error:
+            raise LibraryError(f"{self.requested}: lacks a function: {error}") from error
+        self.create.argtypes, self.create.restype = [], pointer
+        self.extract.argtypes = [pointer, pointer, integer, integer, integer, pointer, pointer]
+        self.extract.restype = None
+        self.compare.argtypes, self.compare.restype = [pointer, pointer], ctypes.c_float
+        self.destroy.argtypes, self.destroy.restype = [pointer], None
+
+    def _remove_folder_at_exit(self) -> None:
+        owner = os.getpid()
+
+        def remove() -> None:
+            # A child of a fork runs this too, when it ends as a script does.
+            if os.getpid() == owner:
+                with contextlib.suppress(OSError):
+                    os.rmdir(self._folder)
+
+        atexit.register(remove)
+        # A child of multiprocessing ends without atexit.
+        if "multiprocessing.util" in sys.modules:
+            sys.modules["multiprocessing.util"].Finalize(None, remove, exitpriority=0)
+
+
+_loading = threading.Lock()
+_loaded: Optional[Library] = None
+
+
+def _candidates() -> List[str]:
+    """Files beside this package: its checkout's build folders, or the prefix it is installed in."""
+    package = Path(__file__).resolve().parent
+    checkout = package.parent.parent
+    folders = []
+    if (checkout / "CMakeLists.txt").exists():
+        folders = [checkout / "build" / preset for preset in ("release", "dev")]
+    triplet = sysconfig.get_config_var("MULTIARCH") or ""
+    for prefix in package.parents:
+        folders += [prefix / "lib" / triplet, prefix / "lib", prefix / "lib64"]
+    paths = [folder / name for folder in folders for name in _NAMES]
+    return [str(path) for path in paths if path.exists()]
+
+
+def library_path() -> str:
+    """The library that is loaded, or would be loaded by ``load_library()`` now.
+
+    In this order: $FACEFEATURE_LIBRARY; build/release and build/dev of the checkout that the
+    package lies in; the lib folders of the prefix that it is installed in; the system's, by its
+    name.
+    """
+    if _loaded is not None:
+        return _loaded.requested
+    set_by_user = os.environ.get(_VARIABLE)
+    if set_by_user:
+        return set_by_user
+    return next(iter(_candidates()), _NAMES[0])
+
+
+def load_library(path: Union[str, "os.PathLike[str]", None] = None) -> Library:
+    """Loads the shared library, once a process; all else in this package calls it by itself.
+
+    path  the file; without it, what ``library_path()`` tells. A later call may name the same file
+          only: a library stays for the life of its process.
+
+    Sets TMPDIR while the library is loaded and puts it back: no other thread should read or set
+    environment variables just then. Raises LibraryError.
+    """
+    global _loaded
+    if path is None and _loaded is not None:
+        return _loaded
+    with _loading:
+        wanted = library_path() if path is None else os.fspath(path)
+        if _loaded is None:
+            _loaded = Library(wanted)
+        elif os.path.realpath(wanted) != os.path.realpath(_loaded.requested):
+            raise LibraryError(
+                f"{wanted}: {_loaded.requested} is loaded already. Use one library a process."
+            )
+        return _loaded

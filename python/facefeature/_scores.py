@@ -1,0 +1,89 @@
+"""Scores between features, to the bits of the library's CompareFeatures."""
+
+from __future__ import annotations
+
+from typing import Any, Union
+
+import numpy as np
+from numpy.typing import NDArray
+
+from ._features import FEATURE_FLOATS, feature_rows, one_feature
+from ._gallery import Gallery
+from ._library import load_library
+from .errors import GalleryError
+
+_PRODUCTS = 500
+_SQUARES = 500
+_NORM = 501
+
+# A block of sums and one of products stay in the cache of a core for all 500 passes.
+_BLOCK_ROWS = 64
+_BLOCK_COLUMNS = 512
+
+
+def compare(a: Any, b: Any) -> float:
+    """The score of two features, higher for faces more alike.
+
+    a, b  (502,), float32, from one and the same model; that can't be checked here.
+
+    The value is a float of 32 bits; ``"%.9g" % score`` tells it from its neighbours. It has no
+    fixed range and is the same in either order. NaN when a feature holds NaNs. May run in any
+    thread at any time. Raises FeatureError for another shape or dtype, LibraryError.
+    """
+    first = one_feature(a, "a")
+    second = one_feature(b, "b")
+    return load_library().compare(first.ctypes.data, second.ctypes.data)
+
+
+def score_matrix(
+    a: Union[Gallery, Any], b: Union[Gallery, Any, None] = None
+) -> NDArray[np.float32]:
+    """The score of each feature of a with each of b: element [i, j] has the bits of
+    ``compare(a[i], b[j])``.
+
+    a, b  (n, 502) and (m, 502), float32, or a Gallery each. Without b, each of a with each of a.
+
+    Returns (n, m), float32. A score that is NaN is NaN here too; the sign of a NaN is not kept.
+    Raises FeatureError for another shape or dtype, GalleryError when two galleries come from
+    different models.
+    """
+    if b is None:
+        b = a
+    if isinstance(a, Gallery) and isinstance(b, Gallery) and a.fingerprint != b.fingerprint:
+        raise GalleryError(
+            f"{a.path} and {b.path}: made with different models, {a.fingerprint} and "
+            f"{b.fingerprint}. Extract both with one model."
+        )
+    first = feature_rows(a.features if isinstance(a, Gallery) else a, "a")
+    second = feature_rows(b.features if isinstance(b, Gallery) else b, "b")
+
+    # Element k of all features side by side: the loop over k is the outer one.
+    columns_of_first = np.ascontiguousarray(first.T)
+    columns_of_second = np.ascontiguousarray(second.T)
+    scores = np.empty((len(first), len(second)), dtype=np.float32)
+    for top in range(0, len(first), _BLOCK_ROWS):
+        rows = slice(top, top + _BLOCK_ROWS)
+        for left in range(0, len(second), _BLOCK_COLUMNS):
+            columns = slice(left, left + _BLOCK_COLUMNS)
+            scores[rows, columns] = _block(columns_of_first[:, rows], columns_of_second[:, columns])
+    return scores
+
+
+def _block(a: NDArray[np.float32], b: NDArray[np.float32]) -> NDArray[np.float32]:
+    """The scores of (502, n) with (502, m).
+
+    The order of the operations is the contract: one product and one sum at a time, in rising order
+    of k, each rounded to 32 bits. ``a.T @ b`` would add in the order of the machine's BLAS, and
+    ``np.sum`` in pairs; both end on other bits.
+    """
+    assert a.shape[0] == b.shape[0] == FEATURE_FLOATS
+    sums = np.zeros((a.shape[1], b.shape[1]), dtype=np.float32)
+    products = np.empty_like(sums)
+    # Infinities and NaNs are scores like others.
+    with np.errstate(all="ignore"):
+        for k in range(_PRODUCTS):
+            np.multiply(a[k][:, np.newaxis], b[k], out=products)
+            np.add(sums, products, out=sums)
+        squares = np.add.outer(a[_SQUARES], b[_SQUARES])
+        norms = np.multiply.outer(a[_NORM], b[_NORM])
+        return (sums * np.float32(2) - squares) / norms + np.float32(1)
