@@ -1,0 +1,62 @@
+# What "cmake --install" puts where: the library, the header with what CMake and pkg-config need to
+# find them, the host program, the Python package, and the documents.
+if(WIN32)
+  # There a folder with everything in it is wanted, without pages and packages.
+  return()
+endif()
+include(GNUInstallDirs)
+include(CMakePackageConfigHelpers)
+
+# The library: one file for programs that run, and the name without a number for those that link.
+install(TARGETS facefeature EXPORT facefeatureTargets
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT dev
+        INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES ${PROJECT_SOURCE_DIR}/include/facefeature/facefeature.h
+        DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/facefeature COMPONENT dev)
+
+# find_package(facefeature) and its target facefeature::facefeature. The version is that of the
+# interface: a program that was made for 1.0 takes any 1.x.
+set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/facefeature)
+install(EXPORT facefeatureTargets NAMESPACE facefeature:: DESTINATION ${package_dir} COMPONENT dev)
+configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/facefeatureConfig.cmake.in
+                              ${PROJECT_BINARY_DIR}/install/facefeatureConfig.cmake
+                              INSTALL_DESTINATION ${package_dir}
+                              NO_SET_AND_CHECK_MACRO NO_CHECK_REQUIRED_COMPONENTS_MACRO)
+write_basic_package_version_file(${PROJECT_BINARY_DIR}/install/facefeatureConfigVersion.cmake
+                                 COMPATIBILITY SameMajorVersion)
+install(FILES ${PROJECT_BINARY_DIR}/install/facefeatureConfig.cmake
+              ${PROJECT_BINARY_DIR}/install/facefeatureConfigVersion.cmake
+        DESTINATION ${package_dir} COMPONENT dev)
+
+# pkg-config. The prefix is told from where the file lies, so that a moved tree still works.
+file(RELATIVE_PATH FACEFEATURE_PREFIX_FROM_PKGCONFIG
+     ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
+string(REGEX REPLACE "/$" "" FACEFEATURE_PREFIX_FROM_PKGCONFIG
+       "${FACEFEATURE_PREFIX_FROM_PKGCONFIG}")
+configure_file(${CMAKE_CURRENT_LIST_DIR}/facefeature.pc.in
+               ${PROJECT_BINARY_DIR}/install/facefeature.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/install/facefeature.pc
+        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
+
+if(TARGET facefeature_program)
+  install(TARGETS facefeature_program RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
+  install(FILES ${PROJECT_SOURCE_DIR}/tools/completion/facefeature
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
+endif()
+
+# Where Debian's Python looks below /usr. The version is in no path: the package is source alone.
+set(FACEFEATURE_PYTHON_DIR lib/python3/dist-packages CACHE STRING
+    "Folder for the Python package, below the prefix")
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/python/facefeature DESTINATION ${FACEFEATURE_PYTHON_DIR}
+        COMPONENT python3 FILES_MATCHING PATTERN "*.py" PATTERN "py.typed"
+        PATTERN "__pycache__" EXCLUDE)
+
+# The book, and the examples that it names.
+file(GLOB book ${PROJECT_SOURCE_DIR}/docs/*.md)
+install(FILES ${book} DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tools)
+install(FILES ${PROJECT_SOURCE_DIR}/examples/minimal_host.c
+              ${PROJECT_SOURCE_DIR}/examples/python/first_hour.py
+        DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT tools)
+install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT library)
+
+include(man_pages)
