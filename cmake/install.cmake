@@ -1,5 +1,6 @@
 # What "cmake --install" puts where: the library, the header with what CMake and pkg-config need to
-# find them, the host program, the Python package, and the documents.
+# find them, the host program, the Python package, and the documents. Each component is a package
+# of its own (packages.cmake); an install without a component takes all of them.
 if(WIN32)
   # There a folder with everything in it is wanted, without pages and packages.
   return()
@@ -51,12 +52,17 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/python/facefeature DESTINATION ${FACEFEA
         COMPONENT python3 FILES_MATCHING PATTERN "*.py" PATTERN "py.typed"
         PATTERN "__pycache__" EXCLUDE)
 
-# The book, and the examples that it names.
+# The book, and the examples that it names. Debian's packages have the licence in a file of another
+# name.
 file(GLOB book ${PROJECT_SOURCE_DIR}/docs/*.md)
 install(FILES ${book} DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tools)
 install(FILES ${PROJECT_SOURCE_DIR}/examples/minimal_host.c
               ${PROJECT_SOURCE_DIR}/examples/python/first_hour.py
         DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT tools)
-install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT library)
+if(NOT FACEFEATURE_DEBIAN_PACKAGES)
+  install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR}
+          COMPONENT library)
+endif()
 
 include(man_pages)
+include(packages)

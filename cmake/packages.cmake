@@ -1,0 +1,109 @@
+# The Debian packages, one a component. tools/packages makes them in a build folder of its own; other
+# builds have no use for these rules.
+option(FACEFEATURE_DEBIAN_PACKAGES "Let CPack make Debian packages (tools/packages does)" OFF)
+if(NOT FACEFEATURE_DEBIAN_PACKAGES)
+  return()
+endif()
+set(FACEFEATURE_MAINTAINER "facefeature maintainers <maintainers@facefeature.example>" CACHE STRING
+    "Whom the Debian packages name as their maintainer")
+
+set(library_package libfacefeature1)
+set(dev_package libfacefeature-dev)
+set(tools_package facefeature)
+set(python3_package python3-facefeature)
+set(components library dev tools python3)
+
+# The documents. What a package carries in machine code stands in its copyright file with the words
+# that its authors ask for: OpenBLAS in the library, headers in the program.
+set(compiled_in_library libopenblas-openmp-dev)
+set(compiled_in_tools libcli11-dev nlohmann-json3-dev)
+string(TIMESTAMP FACEFEATURE_DATE "%a, %d %b %Y %H:%M:%S +0000" UTC)
+set(documents ${PROJECT_BINARY_DIR}/debian)
+foreach(component ${components})
+  set(FACEFEATURE_PACKAGE ${${component}_package})
+  file(READ ${PROJECT_SOURCE_DIR}/LICENSE copyright)
+  foreach(part ${compiled_in_${component}})
+    set(notice /usr/share/doc/${part}/copyright)
+    if(NOT EXISTS ${notice})
+      message(FATAL_ERROR "${notice} is wanted: its words go into the package")
+    endif()
+    file(READ ${notice} text)
+    string(APPEND copyright "\nThis package holds machine code from ${part}, whose copyright file "
+                            "says:\n\n${text}")
+  endforeach()
+  set(folder ${documents}/${FACEFEATURE_PACKAGE})
+  file(WRITE ${folder}/copyright "${copyright}")
+  configure_file(${CMAKE_CURRENT_LIST_DIR}/debian/changelog.in ${folder}/changelog.Debian @ONLY)
+  configure_file(${PROJECT_SOURCE_DIR}/CHANGELOG.md ${folder}/changelog COPYONLY)
+  # Without a name and a time within, so that the same content gives the same bytes.
+  execute_process(COMMAND gzip -9nf ${folder}/changelog ${folder}/changelog.Debian
+                  COMMAND_ERROR_IS_FATAL ANY)
+  install(FILES ${folder}/copyright ${folder}/changelog.gz ${folder}/changelog.Debian.gz
+          DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${FACEFEATURE_PACKAGE} COMPONENT ${component})
+endforeach()
+
+# As Debian has its manual pages; elsewhere they may stay plain.
+foreach(section man1:tools man3:dev)
+  string(REPLACE ":" ";" section ${section})
+  list(POP_FRONT section folder)
+  set(pages "\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_MANDIR}/${folder}/*.[13]")
+  install(CODE "file(GLOB pages \"${pages}\")
+                execute_process(COMMAND gzip -9nf \${pages} COMMAND_ERROR_IS_FATAL ANY)"
+          COMPONENT ${section})
+endforeach()
+
+set(CPACK_GENERATOR DEB)
+set(CPACK_PACKAGE_NAME facefeature)
+set(CPACK_PACKAGE_CONTACT "${FACEFEATURE_MAINTAINER}")
+set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+set(CPACK_STRIP_FILES ON)
+set(CPACK_COMPONENTS_ALL ${components})
+set(CPACK_DEB_COMPONENT_INSTALL ON)
+set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+set(CPACK_DEBIAN_PACKAGE_RELEASE 1)
+set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ
+    GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+
+set(version ${PROJECT_VERSION}-${CPACK_DEBIAN_PACKAGE_RELEASE})
+set(same_library "${library_package} (= ${version})")
+
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME ${library_package})
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
+# CPack can write the first of these, and would then call ldconfig from scripts, where Debian wants
+# a trigger.
+file(WRITE ${documents}/shlibs "libfacefeature 1 ${library_package} (>= ${PROJECT_VERSION})\n")
+file(WRITE ${documents}/triggers "activate-noawait ldconfig\n")
+set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${documents}/shlibs ${documents}/triggers)
+set(CPACK_COMPONENT_LIBRARY_DESCRIPTION
+    "A photograph and the landmarks of a face in, 502 floats out; two such vectors
+in, a score out. The library runs on the processor inside its host's process
+and reads its model from a folder. It does not find faces.")
+
+set(CPACK_DEBIAN_DEV_PACKAGE_NAME ${dev_package})
+set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
+set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "${same_library}")
+set(CPACK_COMPONENT_DEV_DESCRIPTION
+    "The header of the library, with what CMake and pkg-config need to find it, and
+the manual pages of its four functions.")
+
+# The program loads the library by its name; no tool sees that.
+set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME ${tools_package})
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION graphics)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${same_library}")
+set(CPACK_COMPONENT_TOOLS_DESCRIPTION
+    "Extracts features from photographs, compares them, and makes and checks
+folders of model files.")
+
+set(CPACK_DEBIAN_PYTHON3_PACKAGE_NAME ${python3_package})
+set(CPACK_DEBIAN_PYTHON3_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON3_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_PYTHON3_PACKAGE_DEPENDS
+    "python3 (>= 3.11), python3-numpy, ${library_package} (>= ${PROJECT_VERSION})")
+set(CPACK_COMPONENT_PYTHON3_DESCRIPTION
+    "A module over the library, with numpy arrays in and out: extraction, scores of
+pairs and of whole sets, and files of many features.")
+
+include(CPack)
