@@ -4,6 +4,15 @@
 # buffers. The flavour without threads returns wrong numbers when several threads call it at once,
 # and the one with threads of its own would start them inside the loop. Static, because a host may
 # have another OpenBLAS loaded, with settings of its own.
+#
+# On Windows it is another flavour, which computes on the calling thread wherever it is called and
+# locks its buffers: tools/get-windows-packages builds it for MinGW. With MSVC, OpenBLAS is looked for
+# as a package of CMake's, under the name that it gives itself, and must have been built so too
+# (USE_THREAD=0 and USE_LOCKING=1).
+if(WIN32)
+  include(cblas_windows)
+  return()
+endif()
 find_package(OpenMP REQUIRED COMPONENTS CXX)
 
 find_path(FACEFEATURE_CBLAS_INCLUDE cblas.h PATH_SUFFIXES openblas-openmp

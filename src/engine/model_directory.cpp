@@ -9,7 +9,9 @@ const std::string tempBasePath = withoutLastComponent(temporaryFolder());
 const std::string ModelDirectory = tempBasePath + kPathSeparator + "~kwplugintmp~" + kPathSeparator;
 
 std::string withoutLastComponent(const std::string& folder) {
-  return folder.substr(0, folder.rfind(kPathSeparator));
+  const size_t separator = folder.rfind(kPathSeparator);
+  if (separator == std::string::npos) endByFailedCheck();
+  return folder.substr(0, separator);
 }
 
 }  // namespace facefeature

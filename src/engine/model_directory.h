@@ -14,7 +14,8 @@ extern const std::string tempBasePath;
 // tempBasePath and "/~kwplugintmp~/", with the separators of the platform. Ends in one.
 extern const std::string ModelDirectory;
 
-// The text before the last separator of a temporary folder.
+// The text before the last separator of a temporary folder; without one the process ends
+// (endByFailedCheck). That is the end of a temporary folder too long for the system's buffer.
 std::string withoutLastComponent(const std::string& folder);
 
 }  // namespace facefeature

@@ -27,7 +27,9 @@ void readCountedFloats(std::ifstream& stream, int32_t n) {
 std::string engineFilePath(const std::string& name) {
   // ModelDirectory ends in a separator already. The file system takes two for one; the paths of the
   // layers' files have a single one, and both show in what a host sees of them.
-  return ModelDirectory + kPathSeparator + name;
+  const std::string path = ModelDirectory + kPathSeparator + name;
+  if (path.size() > kLongestEngineFilePath) endByFailedCheck();
+  return path;
 }
 
 bool readPatchMean(std::ifstream& stream, int32_t n) {

@@ -9,7 +9,7 @@
 namespace facefeature {
 
 // ModelDirectory, a separator, and the name: the separator is doubled in these paths, unlike in
-// those of the layers' files.
+// those of the layers' files. A path longer than kLongestEngineFilePath ends the process.
 std::string engineFilePath(const std::string& name);
 
 // Reads file "0-n-0", n from 1 to 25, into slot n - 1 of patchMeans. The file's own count says how

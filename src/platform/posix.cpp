@@ -3,8 +3,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cstddef>
 #include <cstdlib>
 #include <fstream>
+#include <limits>
 #include <string>
 
 #include "platform/platform.h"
@@ -19,6 +21,9 @@ pid_t creatingProcess = 0;
 }  // namespace
 
 const char kPathSeparator = '/';
+
+// No buffer of a fixed size is in the way.
+const size_t kLongestEngineFilePath = std::numeric_limits<size_t>::max();
 
 std::string temporaryFolder() {
   const char* set = std::getenv("TMPDIR");
@@ -36,6 +41,8 @@ bool openSharedForReading(std::ifstream& stream, const std::string& path) {
   stream.open(path, std::ios::in | std::ios::binary);
   return stream.is_open();
 }
+
+void endByFailedCheck() { std::abort(); }
 
 void keepOpenMpRuntimeLoaded() {
   creatingProcess = getpid();

@@ -1,0 +1,72 @@
+#if !defined(NOMINMAX)
+#define NOMINMAX
+#endif
+#include <omp.h>
+#include <windows.h>
+
+#include <cstddef>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+
+#include "platform/platform.h"
+
+namespace facefeature {
+
+namespace {
+
+// GetTempPathA is told this length, and leaves the buffer alone where the path is longer.
+constexpr DWORD kTemporaryPathBytes = 256;
+
+// [STATE] This library as the loader counts it, held while worker threads of the OpenMP runtime may
+// be waiting in its code; null otherwise.
+HMODULE heldLibrary = nullptr;
+
+}  // namespace
+
+const char kPathSeparator = '\\';
+
+// The names are made in buffers of MAX_PATH bytes, the NUL at their end included.
+const size_t kLongestEngineFilePath = MAX_PATH - 1;
+
+std::string temporaryFolder() {
+  // Empty, so that a path that is too long is one without a separator and not what the stack held.
+  char buffer[kTemporaryPathBytes] = "";
+  GetTempPathA(kTemporaryPathBytes, buffer);
+  return buffer;
+}
+
+bool openSharedForReading(std::ifstream& stream, const std::string& path) {
+  stream.close();
+  stream.clear();
+  // The runtime's streams deny others nothing, and do not open a folder.
+  stream.open(path, std::ios::in | std::ios::binary);
+  return stream.is_open();
+}
+
+void endByFailedCheck() {
+  // The status of a process that a check of the runtime has ended.
+  TerminateProcess(GetCurrentProcess(), 0xC0000409u);
+  std::abort();
+}
+
+// The runtime is linked into this library and would go with it.
+void keepOpenMpRuntimeLoaded() {
+  if (heldLibrary != nullptr) return;
+  GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                     reinterpret_cast<const char*>(&heldLibrary), &heldLibrary);
+}
+
+void releaseOpenMpWorkers() {
+#if _OPENMP >= 201811
+  // Returns when the threads have ended.
+  omp_pause_resource_all(omp_pause_hard);
+#endif
+  if (heldLibrary == nullptr) return;
+  // The host's own hold keeps this code where it is.
+  const HMODULE held = heldLibrary;
+  heldLibrary = nullptr;
+  FreeLibrary(held);
+}
+
+}  // namespace facefeature
