@@ -2,9 +2,6 @@
 // same request gives the same bits under all circumstances.
 #include <gtest/gtest.h>
 #include <omp.h>
-#include <sys/mman.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <cstddef>
@@ -16,6 +13,7 @@
 #include "engine/feature_engine.h"
 #include "support/bits.h"
 #include "support/oracle_extraction.h"
+#include "support/page_memory.h"
 #include "support/reference_extract.h"
 #include "support/tasks.h"
 #include "support/test_engine.h"
@@ -215,10 +213,8 @@ TEST(ExtractFeature, RowLengthsDoNotMatterAndABottomUpPictureIsWalked) {
 TEST(ExtractFeature, RowsMayLieFartherApartThan31BitsCount) {
   // Address space alone: only the pages of the three rows are ever touched.
   constexpr int32_t kStride = 1 << 30;
-  constexpr size_t kBytes = 2 * static_cast<size_t>(kStride) + 4096;
-  void* space = mmap(nullptr, kBytes, PROT_READ | PROT_WRITE,
-                     MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-  if (space == MAP_FAILED) GTEST_SKIP() << "no address space of two gigabytes";
+  const PageMemory space(2 * static_cast<size_t>(kStride) + PageMemory::pageSize());
+  for (const size_t row : {0, 1, 2}) space.open(row * kStride, PageMemory::pageSize());
   haveModel();
   Random random = seededRandom();
   SCOPED_TRACE(random.trace());
@@ -226,7 +222,7 @@ TEST(ExtractFeature, RowsMayLieFartherApartThan31BitsCount) {
   const Picture dense = randomPicture(random, 4, 3, 12);
   FaceRecord face = faceOfKind(random, FaceKind::kUpright, 4, 3);
   const std::vector<float> wanted = extracted(engine.get(), dense, face);
-  uint8_t* bytes = static_cast<uint8_t*>(space);
+  uint8_t* const bytes = space.start();
   for (const int32_t stride : {kStride, -kStride}) {
     uint8_t* top = stride > 0 ? bytes : bytes + 2 * static_cast<std::ptrdiff_t>(kStride);
     for (std::ptrdiff_t y = 0; y < 3; ++y)
@@ -235,7 +231,6 @@ TEST(ExtractFeature, RowsMayLieFartherApartThan31BitsCount) {
     facefeature::ExtractFeature(engine.get(), top, 4, 3, stride, face.set(), got.data());
     EXPECT_TRUE(sameFeature(wanted, got)) << "stride " << stride;
   }
-  munmap(space, kBytes);
 }
 
 TEST(ExtractFeature, TheReservedWordOfTheRecordIsNotRead) {
@@ -324,27 +319,6 @@ TEST(ExtractFeatureDeathTest, ALayerWithoutItsWeightsFileEndsTheProcess) {
     };
     EXPECT_DEATH(extract(), "") << name;
   }
-}
-
-TEST(ExtractFeatureDeathTest, AHostMayForkBetweenCreationAndItsFirstExtraction) {
-  haveModel();
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
-  Request request = randomRequest(random);
-  const auto forkAndExtract = [&] {
-    const OwnEngine engine;
-    const pid_t child = fork();
-    if (child == 0) {
-      alarm(60);
-      _exit(std::isnan(extracted(engine.get(), request)[501]) ? 1 : 0);
-    }
-    int status = -1;
-    waitpid(child, &status, 0);
-    const bool good = WIFEXITED(status) && WEXITSTATUS(status) == 0 &&
-                      !std::isnan(extracted(engine.get(), request)[501]);
-    _exit(good ? 0 : 1);
-  };
-  EXPECT_EXIT(forkAndExtract(), ::testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <functional>
@@ -17,6 +16,7 @@
 #include "net/conv_net.h"
 #include "net/made_net.h"
 #include "support/bits.h"
+#include "support/process_ends.h"
 #include "support/random.h"
 #include "support/reference_extract.h"
 
@@ -219,7 +219,7 @@ TEST(RunNetsDeathTest, AnOutputThatLeavesItsOwnOrTheSharedFloatsEndsTheProcess) 
       nets.reshapeOutput(width.net, width.rows, width.cols);
       nets.run();
     };
-    EXPECT_EXIT(runWith(), ::testing::KilledBySignal(SIGABRT), "output of another width")
+    EXPECT_EXIT(runWith(), endedByAbort(), "output of another width")
         << "net " << width.net << ": " << width.rows << " x " << width.cols;
   }
 }

@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <fstream>
 #include <iterator>
 #include <stdexcept>
@@ -41,6 +42,8 @@ std::string taken(const std::string& path) {
 }
 
 }  // namespace
+
+bool ChildResult::wasAborted() const { return signal == SIGABRT; }
 
 ChildResult runChild(const std::string& program, const std::vector<std::string>& arguments,
                      const Environment& changes) {

@@ -11,9 +11,12 @@ namespace facefeature_test {
 
 struct ChildResult {
   int exitStatus = -1;  // -1 when a signal ended it
-  int signal = 0;       // 0 when it exited
-  std::string out;      // standard output, to the byte
+  int signal = 0;       // 0 when it exited, as it always does on Windows
+  std::string out;      // standard output, to the byte; on Windows with line ends as in C
   std::string err;
+
+  // Whether abort() ended it.
+  bool wasAborted() const;
 };
 
 // A variable without a value is taken out of the environment.

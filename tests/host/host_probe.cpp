@@ -18,10 +18,6 @@
 //
 // Standard output is flushed after each step, so that it has all lines, in order, also where a step
 // ends the process. Exit status 2: a step that can't be done, told on standard error.
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <chrono>
 #include <cstdint>
 #include <cstdio>
@@ -38,12 +34,11 @@
 
 #include "host/probe_library.h"
 #include "host/probe_request.h"
+#include "host/probe_system.h"
+#include "support/environment.h"
 
 namespace facefeature_test {
 namespace {
-
-constexpr unsigned kSecondsToLive =
-    300;  // a step that hangs ends in a signal, not in a stalled run
 
 class Probe {
  public:
@@ -74,10 +69,10 @@ class Probe {
     if (verb == "destroy") return library_.destroy(engines_[word()]);
     if (verb == "read-feature") return readFeature(word());
     if (verb == "score") return score(word());
-    if (verb == "threads") return say("threads", ownStatus("Threads:"));
-    if (verb == "memory") return say("memory", ownStatus("VmRSS:"));
-    if (verb == "setenv") return setVariable(word());
-    if (verb == "unsetenv") return static_cast<void>(unsetenv(word().c_str()));
+    if (verb == "threads") return say("threads", threadCount());
+    if (verb == "memory") return say("memory", residentKibibytes());
+    if (verb == "setenv") return set(word());
+    if (verb == "unsetenv") return unsetVariable(word());
     if (verb == "remove") return static_cast<void>(std::filesystem::remove_all(word()));
     if (verb == "move") return move(word());
     if (verb == "fork") return forkHere();
@@ -139,18 +134,7 @@ class Probe {
     std::printf("score %08x\n", bits);
   }
 
-  // The number behind this word in the system's account of the process.
-  static std::string ownStatus(const std::string& key) {
-    std::ifstream status("/proc/self/status");
-    for (std::string line; std::getline(status, line);) {
-      if (line.compare(0, key.size(), key) == 0) {
-        return std::to_string(std::strtol(line.c_str() + key.size(), nullptr, 10));
-      }
-    }
-    throw std::runtime_error("the system doesn't tell " + key);
-  }
-
-  void setVariable(const std::string& name) { setenv(name.c_str(), word().c_str(), 1); }
+  void set(const std::string& name) { setVariable(name, word()); }
   void move(const std::string& from) { std::filesystem::rename(from, word()); }
 
   static void sleep(const std::string& milliseconds) {
@@ -158,13 +142,9 @@ class Probe {
   }
 
   void forkHere() {
-    std::fflush(stdout);
-    const pid_t child = fork();
-    if (child < 0) throw std::runtime_error("can't fork");
-    if (child == 0) return static_cast<void>(alarm(kSecondsToLive));
-    int status = 0;
-    if (waitpid(child, &status, 0) != child) throw std::runtime_error("can't wait for the child");
-    say("child", WIFEXITED(status) ? std::to_string(WEXITSTATUS(status)) : "died");
+    const std::string child = forkAndWait();
+    if (child == "child") return;
+    say("child", child);
     while (word() != "join") {
     }
   }
@@ -180,9 +160,7 @@ class Probe {
 }  // namespace facefeature_test
 
 int main(int argc, char** argv) {
-  const rlimit none = {0, 0};
-  setrlimit(RLIMIT_CORE, &none);
-  alarm(facefeature_test::kSecondsToLive);
+  facefeature_test::prepareProcess();
   if (argc < 2) {
     std::fprintf(stderr, "host_probe LIBRARY STEP...\n");
     return 2;

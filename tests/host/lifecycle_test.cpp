@@ -1,5 +1,5 @@
-// Engines and the library itself coming and going: once, again, side by side, a hundred times, in
-// forked children and on threads of the host.
+// Engines and the library itself coming and going: once, again, side by side, a hundred times, and
+// on threads of the host.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -15,13 +15,6 @@ namespace {
 const Steps kCreate = {"create", "a"};
 const Steps kExtract = {"extract", "a", "face"};
 const Steps kDestroy = {"destroy", "a"};
-
-Environment withThreads(int32_t threads, Environment others = {}) {
-  others["OMP_NUM_THREADS"] = std::to_string(threads);
-  others["OMP_THREAD_LIMIT"] = std::nullopt;
-  others["OMP_DYNAMIC"] = std::nullopt;
-  return others;
-}
 
 TEST(Engine, ExtractsTheSameAgainAndAfterAnotherFace) {
   const LinkedModel model;
@@ -191,46 +184,6 @@ TEST(Unloading, WithoutACreationDoesNothing) {
             outputOf(runProbe(model, {"load", "mapped", "unload", "mapped"}, leaksAllowed())));
 }
 
-TEST(Forking, BeforeTheFirstExtractionBothSidesExtract) {
-  const LinkedModel model;
-  const std::string line = "a " + goodFeature() + "\n";
-  EXPECT_EQ("a made\nthreads 1\n" + line + line + "child 0\n" + line + line,
-            outputOf(runProbe(model,
-                              joined({{"load"},
-                                      kCreate,
-                                      {"threads", "fork"},
-                                      kExtract,
-                                      kExtract,
-                                      kDestroy,
-                                      {"unload", "join"},
-                                      kExtract,
-                                      kExtract,
-                                      kDestroy,
-                                      {"unload"}}),
-                              withThreads(4))));
-}
-
-TEST(Forking, EveryOneOfSeveralChildrenExtracts) {
-  const LinkedModel model;
-  const std::string line = "a " + goodFeature() + "\n";
-  const Steps child = joined({{"fork"}, kExtract, {"join"}});
-  EXPECT_EQ(
-      "a made\n" + line + "child 0\n" + line + "child 0\n" + line + "child 0\n" + line,
-      outputOf(runProbe(model, joined({{"load"}, kCreate, child, child, child, kExtract, kDestroy}),
-                        withThreads(4, leaksAllowed()))));
-}
-
-// The worker threads are gone with the destruction, so that a child finds nothing to wait for.
-TEST(Forking, AfterTheLastDestructionAChildBeginsAnew) {
-  const LinkedModel model;
-  const std::string once = "a made\na " + goodFeature() + "\n";
-  const Steps round = joined({kCreate, kExtract, kDestroy});
-  EXPECT_EQ(once + once + "child 0\n" + once,
-            outputOf(runProbe(
-                model, joined({{"load"}, round, {"fork"}, round, {"join"}, round, {"unload"}}),
-                withThreads(4))));
-}
-
 TEST(Threads, CreationStartsNoneAndTheLastDestructionEndsThoseOfTheExtraction) {
   const LinkedModel model;
   const std::string line = "a " + goodFeature() + "\n";
@@ -279,25 +232,6 @@ TEST(Threads, ATeamOfOneUnderAnySettingGivesTheSameFeature) {
     SCOPED_TRACE(setting.begin()->first);
     EXPECT_EQ(wanted, outputOf(runProbe(model, oneExtraction(), setting)));
   }
-}
-
-// The runtime would wait for the parent's worker threads, which a child does not have. A leak
-// checker in the child would miss them too.
-TEST(Fork, AfterAnExtractionAChildCanStillDestroyTheEngine) {
-  const LinkedModel model;
-  const std::string feature = goodFeature();
-  EXPECT_EQ("a made\na " + feature + "\nchild 0\na " + feature + "\n",
-            outputOf(runProbe(model,
-                              joined({{"load"},
-                                      kCreate,
-                                      kExtract,
-                                      {"fork"},
-                                      kDestroy,
-                                      {"join"},
-                                      kExtract,
-                                      kDestroy,
-                                      {"unload"}}),
-                              withThreads(2, leaksAllowed()))));
 }
 
 }  // namespace

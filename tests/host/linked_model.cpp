@@ -36,7 +36,7 @@ std::vector<std::string> namesWhere(bool ofEngine) {
 
 LinkedModel::LinkedModel() {
   static int32_t number = 0;
-  temporaryFolder_ = privateTempFolder() + "/model-" + std::to_string(number++);
+  temporaryFolder_ = privateTempFolder() + kSeparator + "model-" + std::to_string(number++);
   std::filesystem::create_directories(folder());
   for (const ModelFile& file : modelFiles()) {
     std::filesystem::create_hard_link(masterFolder() + "/" + file.name, path(file.name));

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "support/environment.h"
+
 namespace facefeature_test {
 
 class LinkedModel {
@@ -18,8 +20,8 @@ class LinkedModel {
 
   // The temporary folder that a host is to be given, without a separator at its end.
   const std::string& temporaryFolder() const { return temporaryFolder_; }
-  std::string folder() const { return temporaryFolder_ + "/~kwplugintmp~"; }
-  std::string path(const std::string& name) const { return folder() + "/" + name; }
+  std::string folder() const { return temporaryFolder_ + kSeparator + "~kwplugintmp~"; }
+  std::string path(const std::string& name) const { return folder() + kSeparator + name; }
 
   void remove(const std::string& name) const;
   std::string read(const std::string& name) const;
@@ -28,6 +30,11 @@ class LinkedModel {
  private:
   std::string temporaryFolder_;
 };
+
+// What the library prints when it can't open this file of a layer.
+inline std::string loadLine(const LinkedModel& model, const std::string& name) {
+  return "load " + model.path(name) + " failed\n";
+}
 
 // The names of the files in the order in which a creation opens them: the engine's own 28, then
 // those of the layers, net by net.

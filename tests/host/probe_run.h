@@ -11,6 +11,7 @@
 
 #include "host/child_process.h"
 #include "host/linked_model.h"
+#include "support/environment.h"
 
 namespace facefeature_test {
 
@@ -30,7 +31,7 @@ inline Steps joined(std::vector<Steps> parts) {
 // The probe with these steps; the library finds this temporary folder unless changes say otherwise.
 inline ChildResult runProbe(const std::string& temporaryFolder, const Steps& steps,
                             const Environment& changes = {}) {
-  Environment environment = {{"TMPDIR", temporaryFolder}};
+  Environment environment = {{kTemporaryFolderVariable, temporaryFolder}};
   for (const auto& [name, value] : changes) environment[name] = value;
   return runChild(FACEFEATURE_HOST_PROBE, joined({{FACEFEATURE_LIBRARY}, steps}), environment);
 }
@@ -38,6 +39,14 @@ inline ChildResult runProbe(const std::string& temporaryFolder, const Steps& ste
 inline ChildResult runProbe(const LinkedModel& model, const Steps& steps,
                             const Environment& changes = {}) {
   return runProbe(model.temporaryFolder(), steps, changes);
+}
+
+// So many threads in the OpenMP runtime's teams, whatever this process's environment says.
+inline Environment withThreads(int32_t threads, Environment others = {}) {
+  others["OMP_NUM_THREADS"] = std::to_string(threads);
+  others["OMP_THREAD_LIMIT"] = std::nullopt;
+  others["OMP_DYNAMIC"] = std::nullopt;
+  return others;
 }
 
 // For a host that leaves memory behind and is meant to: a leak checker would call it a failure.

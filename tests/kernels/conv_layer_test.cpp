@@ -261,8 +261,7 @@ TEST_F(ConvLayerTest, InputWithoutWeightsIsOutOfRange) {
   useText(sectionText("conv"));
   ::testing::internal::CaptureStdout();
   ConvLayer layer(nullptr, "conv");
-  EXPECT_EQ("load " + modelFolder() + "/weights1 failed\n",
-            ::testing::internal::GetCapturedStdout());
+  EXPECT_EQ(failedLine("weights1"), ::testing::internal::GetCapturedStdout());
   addInputs(2);
   EXPECT_THROW(run(layer), std::out_of_range);
 }
@@ -275,7 +274,7 @@ TEST_F(ConvLayerTest, WithoutABiasesFileTheProductsStandAlone) {
   useText(sectionText("conv"));
   ::testing::internal::CaptureStdout();
   ConvLayer layer(nullptr, "conv");
-  EXPECT_EQ("load " + modelFolder() + "/biases failed\n", ::testing::internal::GetCapturedStdout());
+  EXPECT_EQ(failedLine("biases"), ::testing::internal::GetCapturedStdout());
   EXPECT_EQ(0, layer.biases->matrix->size);
   addInputs(1);
   const Matrix& output = run(layer);

@@ -217,7 +217,7 @@ TEST_F(FCLayerTest, InputWithoutWeightsIsOutOfRange) {
   removeModelFile("w1");
   ::testing::internal::CaptureStdout();
   FCLayer layer(nullptr, "fc");
-  EXPECT_EQ("load " + modelFolder() + "/w1 failed\n", ::testing::internal::GetCapturedStdout());
+  EXPECT_EQ(failedLine("w1"), ::testing::internal::GetCapturedStdout());
   ASSERT_EQ(1u, layer.weights.size());
   addInputs(inputs, 2);
   EXPECT_THROW(run(layer), std::out_of_range);
@@ -231,7 +231,7 @@ TEST_F(FCLayerTest, WithoutABiasesFileTheProductsStandAlone) {
   removeModelFile("b");
   ::testing::internal::CaptureStdout();
   FCLayer layer(nullptr, "fc");
-  EXPECT_EQ("load " + modelFolder() + "/b failed\n", ::testing::internal::GetCapturedStdout());
+  EXPECT_EQ(failedLine("b"), ::testing::internal::GetCapturedStdout());
   addInputs(inputs, 2);
   const Matrix& output = run(layer);
   EXPECT_TRUE(reference::fullyConnected(inputs, 2, 5, Floats(5, 0.0f)).allow(output.buffer, 10));

@@ -96,11 +96,6 @@ std::string standardOutputOf(const Call& call) {
   return ::testing::internal::GetCapturedStdout();
 }
 
-// The line for a layer's file that can't be opened.
-inline std::string failedLine(const std::string& file) {
-  return "load " + modelFolder() + "/" + file + " failed\n";
-}
-
 using Log = std::vector<std::string>;
 
 // Logs each operation that the protocol calls on it, and answers a matrix of its own.

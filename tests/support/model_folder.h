@@ -13,12 +13,18 @@
 #include <string>
 #include <vector>
 
+#include "support/environment.h"
 #include "support/private_temp_folder.h"
 
 namespace facefeature_test {
 
 // The folder in which the code looks for its model files, without a separator at its end.
-inline std::string modelFolder() { return privateTempFolder() + "/~kwplugintmp~"; }
+inline std::string modelFolder() { return privateTempFolder() + kSeparator + "~kwplugintmp~"; }
+
+// The line for a layer's file that can't be opened.
+inline std::string failedLine(const std::string& file) {
+  return "load " + modelFolder() + kSeparator + file + " failed\n";
+}
 
 // Leaves an existing and empty model folder.
 inline void clearModelFolder() {

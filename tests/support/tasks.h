@@ -2,6 +2,15 @@
 #ifndef FACEFEATURE_TESTS_SUPPORT_TASKS_H
 #define FACEFEATURE_TESTS_SUPPORT_TASKS_H
 
+#if defined(_WIN32)
+#if !defined(NOMINMAX)
+#define NOMINMAX
+#endif
+#include <windows.h>
+// Needs the types of the header above.
+#include <tlhelp32.h>
+#endif
+
 #include <chrono>
 #include <cstddef>
 #include <filesystem>
@@ -10,10 +19,25 @@
 
 namespace facefeature_test {
 
+#if defined(_WIN32)
+inline size_t taskCount() {
+  const HANDLE threads = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);
+  size_t count = 0;
+  THREADENTRY32 entry = {};
+  entry.dwSize = sizeof entry;
+  for (BOOL more = Thread32First(threads, &entry); more != 0;
+       more = Thread32Next(threads, &entry)) {
+    if (entry.th32OwnerProcessID == GetCurrentProcessId()) ++count;
+  }
+  CloseHandle(threads);
+  return count;
+}
+#else
 inline size_t taskCount() {
   const std::filesystem::directory_iterator tasks("/proc/self/task");
   return static_cast<size_t>(std::distance(begin(tasks), end(tasks)));
 }
+#endif
 
 // Threads end on their own time: waits for a few seconds, and answers the count that is left.
 inline size_t taskCountOnceItFallsTo(size_t wanted) {

@@ -1,0 +1,76 @@
+// A host that forks, and the engines and threads of its children.
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "host/linked_model.h"
+#include "host/probe_run.h"
+
+namespace facefeature_test {
+namespace {
+
+const Steps kCreate = {"create", "a"};
+const Steps kExtract = {"extract", "a", "face"};
+const Steps kDestroy = {"destroy", "a"};
+
+TEST(Forking, BeforeTheFirstExtractionBothSidesExtract) {
+  const LinkedModel model;
+  const std::string line = "a " + goodFeature() + "\n";
+  EXPECT_EQ("a made\nthreads 1\n" + line + line + "child 0\n" + line + line,
+            outputOf(runProbe(model,
+                              joined({{"load"},
+                                      kCreate,
+                                      {"threads", "fork"},
+                                      kExtract,
+                                      kExtract,
+                                      kDestroy,
+                                      {"unload", "join"},
+                                      kExtract,
+                                      kExtract,
+                                      kDestroy,
+                                      {"unload"}}),
+                              withThreads(4))));
+}
+
+TEST(Forking, EveryOneOfSeveralChildrenExtracts) {
+  const LinkedModel model;
+  const std::string line = "a " + goodFeature() + "\n";
+  const Steps child = joined({{"fork"}, kExtract, {"join"}});
+  EXPECT_EQ(
+      "a made\n" + line + "child 0\n" + line + "child 0\n" + line + "child 0\n" + line,
+      outputOf(runProbe(model, joined({{"load"}, kCreate, child, child, child, kExtract, kDestroy}),
+                        withThreads(4, leaksAllowed()))));
+}
+
+// The worker threads are gone with the destruction, so that a child finds nothing to wait for.
+TEST(Forking, AfterTheLastDestructionAChildBeginsAnew) {
+  const LinkedModel model;
+  const std::string once = "a made\na " + goodFeature() + "\n";
+  const Steps round = joined({kCreate, kExtract, kDestroy});
+  EXPECT_EQ(once + once + "child 0\n" + once,
+            outputOf(runProbe(
+                model, joined({{"load"}, round, {"fork"}, round, {"join"}, round, {"unload"}}),
+                withThreads(4))));
+}
+
+// The runtime would wait for the parent's worker threads, which a child does not have. A leak
+// checker in the child would miss them too.
+TEST(Fork, AfterAnExtractionAChildCanStillDestroyTheEngine) {
+  const LinkedModel model;
+  const std::string feature = goodFeature();
+  EXPECT_EQ("a made\na " + feature + "\nchild 0\na " + feature + "\n",
+            outputOf(runProbe(model,
+                              joined({{"load"},
+                                      kCreate,
+                                      kExtract,
+                                      {"fork"},
+                                      kDestroy,
+                                      {"join"},
+                                      kExtract,
+                                      kDestroy,
+                                      {"unload"}}),
+                              withThreads(2, leaksAllowed()))));
+}
+
+}  // namespace
+}  // namespace facefeature_test

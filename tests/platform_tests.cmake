@@ -1,0 +1,56 @@
+# Which tests are built on which system.
+
+# Only on POSIX systems. What each rests on there, and what stands in for it on Windows:
+set(facefeature_posix_tests
+  # inotify tells of each opening and closing. The DLL's files are watched nowhere; what it reads and
+  # in which order it stops shows in the tests of missing files.
+  engine/opened_files_test.cpp
+  # fork(). Windows has nothing like it.
+  engine/forked_host_test.cpp
+  host/forking_test.cpp
+  # Functions of the C library that are put in front of the real ones, which PE files do not allow.
+  host/opened_files_test.cpp
+  # TMPDIR, slashes and paths of any length. host/temporary_folder_windows_test.cpp stands in.
+  engine/model_directory_test.cpp
+  host/temporary_folder_test.cpp
+  # Symbolic links and signals. tools/model_link_windows_test.cpp stands in.
+  tools/model_link_test.cpp
+  # The tools of the build machine look into sources and ELF files, and the same sources are looked
+  # at there. tools/windows-suite looks into the DLL.
+  rules/.*)
+
+# Only on Windows.
+set(facefeature_windows_tests
+  engine/model_directory_windows_test.cpp
+  host/temporary_folder_windows_test.cpp
+  host/ordinal_host_windows_test.cpp
+  kernels/blas_cores_windows_test.cpp
+  tools/model_link_windows_test.cpp)
+
+# facefeature_platform_tests(VARIABLE FOLDER): the tests in a folder that are for this system.
+function(facefeature_platform_tests variable folder)
+  file(GLOB sources CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}/tests
+       ${PROJECT_SOURCE_DIR}/tests/${folder}/*_test.cpp)
+  if(WIN32)
+    set(others ${facefeature_posix_tests})
+  else()
+    set(others ${facefeature_windows_tests})
+  endif()
+  foreach(other IN LISTS others)
+    list(FILTER sources EXCLUDE REGEX "^${other}$")
+  endforeach()
+  list(TRANSFORM sources PREPEND ${PROJECT_SOURCE_DIR}/tests/)
+  set(${variable} ${sources} PARENT_SCOPE)
+endfunction()
+
+# facefeature_add_tests(PROGRAM TIMEOUT SECONDS): each test of a program as one of CTest's. For
+# Windows the whole program is one, since Wine takes longer to start than most tests to run.
+function(facefeature_add_tests program)
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "TIMEOUT" "")
+  if(WIN32)
+    add_test(NAME ${program} COMMAND ${program})
+    set_tests_properties(${program} PROPERTIES TIMEOUT ${ARG_TIMEOUT})
+  else()
+    gtest_discover_tests(${program} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT ${ARG_TIMEOUT})
+  endif()
+endfunction()
