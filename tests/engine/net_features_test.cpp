@@ -173,6 +173,11 @@ class PassingNets {
     setValues(*matrices_[net]);
   }
 
+  void giveText(size_t net, const std::string& text) {
+    nets_[net] = std::make_unique<facefeature::ConvNet>(static_cast<int32_t>(net), text.c_str());
+    netPointers_[net] = nets_[net].get();
+  }
+
   const facefeature::Matrix& output(size_t net) const { return *matrices_[net]; }
 
   std::vector<float> run() const {
@@ -222,6 +227,26 @@ TEST(RunNetsDeathTest, AnOutputThatLeavesItsOwnOrTheSharedFloatsEndsTheProcess) 
     EXPECT_EXIT(runWith(), endedByAbort(), "output of another width")
         << "net " << width.net << ": " << width.rows << " x " << width.cols;
   }
+}
+
+TEST(RunNetsDeathTest, ANetWithoutLayersEndsTheProcess) {
+  const auto run = [] {
+    PassingNets nets;
+    nets.giveText(17, "");
+    nets.run();
+  };
+  EXPECT_EXIT(run(), ::testing::KilledBySignal(SIGABRT), "std::out_of_range");
+}
+
+// Whatever is thrown in the loop: nothing may leave it.
+TEST(RunNetsDeathTest, ATextThatIsThrownInARunEndsTheProcess) {
+  const auto run = [] {
+    PassingNets nets;
+    const MadeLayer output = {"output", "type=data\nactsTarget=0\ninputs=first"};
+    nets.giveText(3, madeText({madeDataLayer("first"), output}));
+    nets.run();
+  };
+  EXPECT_EXIT(run(), ::testing::KilledBySignal(SIGABRT), "terminate called");
 }
 
 }  // namespace
