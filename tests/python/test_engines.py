@@ -261,14 +261,15 @@ facefeature.Engine(model=model).close()
                     self.addCleanup(script.unlink, missing_ok=True)
                     script.write_text(FACE + f"""
 import multiprocessing
-def start():
-    global engine
-    engine = facefeature.Engine(model=model)
+engine = None
 def work(_):
+    # Not in an initializer: where that fails, a pool starts processes for ever.
+    global engine
+    engine = engine or facefeature.Engine(model=model)
     return extract(engine)
 if __name__ == "__main__":
     {load_first}
-    with multiprocessing.get_context({method!r}).Pool(2, start) as pool:
+    with multiprocessing.get_context({method!r}).Pool(2) as pool:
         features = pool.map(work, range(4), chunksize=1)
         pool.close()
         pool.join()

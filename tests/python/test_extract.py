@@ -10,6 +10,7 @@ from support import (
 )  # fmt: skip
 
 import facefeature
+from facefeature._images import bgr_pixels
 
 SAMPLES = ROOT.parent / "shared/samples"
 
@@ -113,6 +114,29 @@ class APicture(SeededTest):
         for image, channels, words in bad:
             with self.assertRaisesRegex(facefeature.ImageError, words):
                 self.extract(image, channels)
+
+
+class Pixels(SeededTest):
+    def test_of_any_view_are_as_the_library_walks_them(self):
+        for _ in range(200):
+            base = made_picture(self.numbers, 13, 11)
+            views = [base, base.transpose(1, 0, 2), np.broadcast_to(base[:1], base.shape)]
+            rows, columns = (
+                slice(None, None, self.random.choice([-2, -1, 1, 2, 3])) for _ in range(2)
+            )
+            view = self.random.choice(views)[rows, columns][..., :: self.random.choice([-1, 1])]
+            for channels, step in (("BGR", 1), ("RGB", -1)):
+                pixels = bgr_pixels(view, channels)
+                row, column, channel = pixels.strides
+                self.assertEqual((3, 1), (column, channel))
+                self.assertGreaterEqual(abs(row), 3 * pixels.shape[1])
+                self.assertEqual(view[..., ::step].tolist(), pixels.tolist())
+
+    def test_that_lie_right_are_not_copied(self):
+        base = made_picture(self.numbers, 13, 11)
+        for view in (base, base[::-1], base[2:9:3, 1:-2], base[::-2, 3:]):
+            self.assertTrue(np.shares_memory(view, bgr_pixels(view, "BGR")))
+            self.assertTrue(np.shares_memory(view, bgr_pixels(view[..., ::-1], "RGB")))
 
 
 class AFace(SeededTest):
