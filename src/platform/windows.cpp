@@ -58,8 +58,9 @@ void keepOpenMpRuntimeLoaded() {
 }
 
 void releaseOpenMpWorkers() {
-#if _OPENMP >= 201811
-  // Returns when the threads have ended.
+#if !defined(_MSC_VER)
+  // Returns when the threads have ended. The runtime of that compiler is a DLL of its own, which
+  // sees to its threads and has no such function.
   omp_pause_resource_all(omp_pause_hard);
 #endif
   if (heldLibrary == nullptr) return;
