@@ -43,14 +43,15 @@ function(facefeature_platform_tests variable folder)
   set(${variable} ${sources} PARENT_SCOPE)
 endfunction()
 
-# facefeature_add_tests(PROGRAM TIMEOUT SECONDS): each test of a program as one of CTest's. For
+# facefeature_add_tests(PROGRAM TIMEOUT SECONDS [PROPERTIES NAME VALUE...]): each test of a program as one of CTest's. For
 # Windows the whole program is one, since Wine takes longer to start than most tests to run.
 function(facefeature_add_tests program)
-  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "TIMEOUT" "")
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "TIMEOUT" "PROPERTIES")
   if(WIN32)
     add_test(NAME ${program} COMMAND ${program})
-    set_tests_properties(${program} PROPERTIES TIMEOUT ${ARG_TIMEOUT})
+    set_tests_properties(${program} PROPERTIES TIMEOUT ${ARG_TIMEOUT} ${ARG_PROPERTIES})
   else()
-    gtest_discover_tests(${program} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT ${ARG_TIMEOUT})
+    gtest_discover_tests(${program} DISCOVERY_TIMEOUT 60
+                         PROPERTIES TIMEOUT ${ARG_TIMEOUT} ${ARG_PROPERTIES})
   endif()
 endfunction()

@@ -1,0 +1,95 @@
+// The checker of races itself. That it reports nothing of the library means something only if it
+// sees what the OpenMP runtime orders and what it doesn't, and if the library is built for it.
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <vector>
+
+#include "engine/feature_engine.h"
+#include "geometry/patch_matrices.h"
+#include "geometry/patch_table.h"
+#include "net/conv_net.h"
+#include "support/test_engine.h"
+#include "threads/race_checker.h"
+#include "threads/together.h"
+
+namespace facefeature_test {
+namespace {
+
+// The checker ends a process at its first report with this.
+constexpr int kRaceFound = 66;
+
+constexpr char kNoChecker[] = "this build has no checker of races; the preset tsan has";
+
+// Ends the process with success.
+void writeFromAllIterations() {
+  int32_t last = 0;
+#pragma omp parallel for num_threads(2) schedule(static)
+  for (int32_t i = 0; i < 1000; ++i) last = i;
+  std::exit(last < 0 ? 1 : 0);
+}
+
+TEST(RaceCheckerDeathTest, SeesIterationsThatWriteToOneVariable) {
+  if (!kChecksRaces) GTEST_SKIP() << kNoChecker;
+  EXPECT_EXIT(writeFromAllIterations(), ::testing::ExitedWithCode(kRaceFound), "data race");
+}
+
+// As in the loop over the nets, where some million other accesses lie between two of these. A
+// checker that has forgotten where the first of them came from says nothing.
+void countTheNetsOfALoop() {
+  haveModel();
+  Random random = seededRandom();
+  Request request = randomRequest(random);
+  const OwnEngine engine;
+  std::vector<facefeature::Matrix*>* const patches = facefeature::BuildPatchMatrices(
+      engine.get(), request.picture.pixels(), request.picture.width, request.picture.height,
+      request.picture.stride, nullptr, request.face.set());
+  int32_t count = 0;
+#pragma omp parallel for num_threads(2) schedule(static)
+  for (int32_t i = 0; i < facefeature::kPatchCount; ++i) {
+    engine->nets[i]->forward(*patches);
+    ++count;
+  }
+  std::exit(count < 0 ? 1 : 0);
+}
+
+TEST(RaceCheckerDeathTest, RemembersAcrossAWholeNet) {
+  if (!kChecksRaces) GTEST_SKIP() << kNoChecker;
+  EXPECT_EXIT(countTheNetsOfALoop(), ::testing::ExitedWithCode(kRaceFound), "data race");
+}
+
+// What the end of a parallel loop orders is no race: a checker that is not told of it by the
+// runtime would say so of every loop.
+TEST(RaceChecker, KnowsThatALoopEndsBeforeWhatFollows) {
+  int32_t places[8] = {};
+  for (int32_t round = 0; round < 100; ++round) {
+#pragma omp parallel for num_threads(4) schedule(static)
+    for (int32_t i = 0; i < 8; ++i) places[i] += i;
+    for (int32_t& place : places) ++place;
+  }
+  EXPECT_EQ(100, places[0]);
+  EXPECT_EQ(800, places[7]);
+}
+
+void extractTwiceAtOnceWithOneEngine() {
+  haveModel();
+  Random random = seededRandom();
+  const Request request = randomRequest(random);
+  const OwnEngine engine;
+  runTogether(2, [&](size_t) {
+    Request own = request;
+    extracted(engine.get(), own);
+  });
+  std::exit(0);
+}
+
+// The table of the header forbids it.
+TEST(RaceCheckerDeathTest, SeesTwoExtractionsWithOneEngine) {
+  if (!kChecksRaces) GTEST_SKIP() << kNoChecker;
+  EXPECT_EXIT(extractTwiceAtOnceWithOneEngine(), ::testing::ExitedWithCode(kRaceFound),
+              "data race(.|\n)*facefeature::");
+}
+
+}  // namespace
+}  // namespace facefeature_test

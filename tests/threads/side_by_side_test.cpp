@@ -1,0 +1,189 @@
+// All that the public header lets run together, on threads of the host.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <mutex>
+#include <shared_mutex>
+#include <vector>
+
+#include "engine/feature_engine.h"
+#include "support/bits.h"
+#include "support/test_engine.h"
+#include "threads/race_checker.h"
+#include "threads/together.h"
+
+namespace facefeature_test {
+namespace {
+
+FeatureVector asFeature(const std::vector<float>& values) {
+  FeatureVector feature;
+  std::memcpy(feature.values, values.data(), sizeof feature.values);
+  return feature;
+}
+
+// Some faces, and what an engine that works alone makes of each.
+struct Faces {
+  explicit Faces(size_t count) {
+    haveModelForThreads();
+    Random random = seededRandom();
+    const OwnEngine alone;
+    for (size_t i = 0; i < count; ++i) {
+      requests.push_back(randomRequest(random));
+      wanted.push_back(extracted(alone.get(), requests.back()));
+      features.push_back(asFeature(wanted.back()));
+    }
+  }
+
+  // Whether this engine makes the same of face i. The request is copied: to pack a record writes
+  // to it, and threads share these.
+  bool isMadeBy(FeatureEngine* engine, size_t i) const {
+    Request own = requests[i];
+    return sameFloats(wanted[i].data(), extracted(engine, own).data(), 502);
+  }
+
+  std::vector<Request> requests;
+  std::vector<std::vector<float>> wanted;
+  std::vector<FeatureVector> features;
+};
+
+TEST(SideBySide, EnginesOfManyThreadsGiveTheBitsOfOneThatWorksAlone) {
+  const Faces faces(3);
+  constexpr size_t kThreads = 8, kRounds = 4;
+  const std::vector<OwnEngine> engines(kThreads);
+  std::atomic<int> wrong{0};
+  runTogether(kThreads, [&](size_t t) {
+    for (size_t round = 0; round < kRounds; ++round) {
+      if (!faces.isMadeBy(engines[t].get(), (t + round) % 3)) ++wrong;
+    }
+  });
+  EXPECT_EQ(0, wrong);
+}
+
+TEST(SideBySide, ComparisonsOfTheSameFeaturesNeedNothingOfEachOther) {
+  const Faces faces(2);
+  const float wanted = facefeature::CompareFeatures(&faces.features[0], &faces.features[1]);
+  std::atomic<int> wrong{0};
+  runTogether(16, [&](size_t t) {
+    const FeatureVector& a = faces.features[t % 2];
+    const FeatureVector& b = faces.features[1 - t % 2];
+    for (int round = 0; round < 200; ++round) {
+      if (!sameBits(wanted, facefeature::CompareFeatures(&a, &b))) ++wrong;
+    }
+  });
+  EXPECT_EQ(0, wrong);
+}
+
+// One thread makes and ends engines and extracts in between, the others compare all the while.
+TEST(SideBySide, ComparisonsRunBesideCreationsExtractionsAndDestructions) {
+  const Faces faces(2);
+  const float wanted = facefeature::CompareFeatures(&faces.features[0], &faces.features[1]);
+  std::atomic<bool> atWork{true};
+  std::atomic<int> wrong{0};
+  runTogether(5, [&](size_t t) {
+    if (t == 0) {
+      for (int round = 0; round < 3; ++round) {
+        const OwnEngine engine;
+        if (!faces.isMadeBy(engine.get(), 0)) ++wrong;
+      }
+      atWork = false;
+    }
+    do {
+      if (!sameBits(wanted, facefeature::CompareFeatures(&faces.features[0], &faces.features[1]))) {
+        ++wrong;
+      }
+    } while (atWork);
+  });
+  EXPECT_EQ(0, wrong);
+}
+
+TEST(SideBySide, AnEngineGoesThroughItsLifeOnAThreadForEachCall) {
+  const Faces faces(2);
+  std::unique_ptr<OwnEngine> engine;
+  bool good = true;
+  for (int life = 0; life < 2; ++life) {
+    runElsewhere([&] { engine = std::make_unique<OwnEngine>(); });
+    for (size_t i = 0; i < 2; ++i) {
+      runElsewhere([&] { good = good && faces.isMadeBy(engine->get(), i); });
+    }
+    runElsewhere([&] { engine.reset(); });
+  }
+  EXPECT_TRUE(good);
+}
+
+// The table of the header, kept by one lock: extractions share it, whatever makes or ends an engine
+// has it alone. Without a checker the last engine goes now and then, and with it the model.
+TEST(SideBySide, EnginesComeAndGoAmongThreadsThatKeepToTheTable) {
+  const Faces faces(3);
+  constexpr size_t kThreads = 6, kRounds = 3;
+  std::shared_mutex creation;
+  std::atomic<int> wrong{0};
+  runTogether(kThreads, [&](size_t t) {
+    for (size_t round = 0; round < kRounds; ++round) {
+      std::unique_ptr<OwnEngine> engine;
+      {
+        const std::unique_lock<std::shared_mutex> alone(creation);
+        engine = std::make_unique<OwnEngine>();
+      }
+      {
+        const std::shared_lock<std::shared_mutex> shared(creation);
+        if (!faces.isMadeBy(engine->get(), (t + round) % 3)) ++wrong;
+      }
+      const std::unique_lock<std::shared_mutex> alone(creation);
+      engine.reset();
+    }
+  });
+  EXPECT_EQ(0, wrong);
+}
+
+// One engine for all threads, lent by a lock of the host's.
+TEST(SideBySide, ThreadsTakeTurnsWithOneEngine) {
+  const Faces faces(3);
+  const OwnEngine engine;
+  std::mutex turn;
+  std::atomic<int> wrong{0};
+  runTogether(4, [&](size_t t) {
+    for (size_t round = 0; round < 3; ++round) {
+      const std::lock_guard<std::mutex> lock(turn);
+      if (!faces.isMadeBy(engine.get(), (t + round) % 3)) ++wrong;
+    }
+  });
+  EXPECT_EQ(0, wrong);
+}
+
+// Its workers are those of the thread that ends it: other threads keep theirs.
+TEST(SideBySide, TheLastDestructionOnAnotherThreadLeavesThisOneAbleToExtract) {
+  const Faces faces(2);
+  auto engine = std::make_unique<OwnEngine>();
+  EXPECT_TRUE(faces.isMadeBy(engine->get(), 0));
+  runElsewhere([&] { engine.reset(); });
+  engine = std::make_unique<OwnEngine>();
+  EXPECT_TRUE(faces.isMadeBy(engine->get(), 1));
+}
+
+// Ends the process with success.
+void extractOnManyThreadsAndDestroyOnOne() {
+  haveModel();
+  Random random = seededRandom();
+  const Request request = randomRequest(random);
+  constexpr size_t kThreads = 4;
+  std::vector<OwnEngine> engines(kThreads);
+  runTogether(kThreads, [&](size_t t) {
+    Request own = request;
+    extracted(engines[t].get(), own);
+  });
+  runElsewhere([&] {
+    for (OwnEngine& engine : engines) engine.destroy();
+  });
+  std::exit(0);
+}
+
+TEST(SideBySideDeathTest, TheLastDestructionMayComeFromAThreadThatNeverExtracted) {
+  EXPECT_EXIT(extractOnManyThreadsAndDestroyOnOne(), ::testing::ExitedWithCode(0), "");
+}
+
+}  // namespace
+}  // namespace facefeature_test
