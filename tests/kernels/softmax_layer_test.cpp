@@ -135,5 +135,14 @@ TEST_F(SoftmaxLayerTest, InputWithoutRowsGivesNoRows) {
   EXPECT_TRUE(hasShape(run(layer), 0, 4, 111));
 }
 
+TEST_F(SoftmaxLayerTest, InputWithoutColumnsGivesNoColumns) {
+  SoftmaxLayer layer(nullptr, "softmax");
+  for (const int32_t rows : {1, 2, 1}) {
+    clearInputs();
+    addInput(rows, 0, {});
+    EXPECT_TRUE(hasShape(run(layer), rows, 0, 111));
+  }
+}
+
 }  // namespace
 }  // namespace facefeature_test
