@@ -1,12 +1,15 @@
 // The host program: its verbs, and nothing else. What a verb does stands in verb_<name>.cpp.
 #include <CLI/CLI.hpp>
+#include <map>
 #include <new>
 #include <string>
 #include <vector>
 
+#include "face_finder.h"
 #include "failure.h"
 #include "verb_compare.h"
 #include "verb_extract.h"
+#include "verb_landmarks.h"
 #include "verb_model_check.h"
 #include "verb_model_synth.h"
 
@@ -17,6 +20,31 @@ using namespace facefeature_tools;
 // A minus sign would be taken for a number near the upper end.
 std::string notNegative(const std::string& text) {
   return text.empty() || text.front() != '-' ? "" : text + " is not a whole number from 0";
+}
+
+void addExif(CLI::App& verb, ExifRule& rule) {
+  const std::map<std::string, ExifRule> rules = {{"ignore", ExifRule::kIgnore},
+                                                 {"apply", ExifRule::kApply}};
+  verb.add_option("--exif", rule,
+                  "What to do about a turn told by the Exif data of a JPEG: ignore (landmarks are "
+                  "for the pixels as stored) or apply")
+      ->transform(CLI::CheckedTransformer(rules))
+      ->option_text("ignore|apply");
+}
+
+CLI::Option* addFace(CLI::App& verb, size_t& face) {
+  return verb
+      .add_option("--face", face, "Of several faces that are found, this one; 1 is the largest")
+      ->check(CLI::Range(1, 1000000))
+      ->option_text("N");
+}
+
+// Where no detector was built in, landmarks can only come from a file.
+void addLandmarks(CLI::App& verb, std::string& landmarks) {
+  verb.add_option("LANDMARKS", landmarks,
+                  facesCanBeFound() ? "JSON file with its landmarks; without it, they are found"
+                                    : "JSON file with its landmarks")
+      ->required(!facesCanBeFound());
 }
 
 struct Verbs {
@@ -31,11 +59,13 @@ struct Verbs {
   CLI::App* modelCheck = nullptr;
   CLI::App* extract = nullptr;
   CLI::App* compare = nullptr;
+  CLI::App* landmarks = nullptr;
 
   ModelSynthRequest modelSynthRequest;
   ModelCheckRequest modelCheckRequest;
   ExtractRequest extractRequest;
   CompareRequest compareRequest;
+  LandmarksRequest landmarksRequest;
 
   Verbs() {
     app.set_version_flag("--version", "facefeature " FACEFEATURE_VERSION);
@@ -55,8 +85,7 @@ struct Verbs {
 
     extract = app.add_subcommand("extract", "Make the feature of a face");
     extract->add_option("PHOTO", extractRequest.photo, "JPEG, PNG or PPM file")->required();
-    extract->add_option("LANDMARKS", extractRequest.landmarks, "JSON file with its landmarks")
-        ->required();
+    addLandmarks(*extract, extractRequest.landmarks);
     extract->add_option("-o,--output", extractRequest.feature, "Feature file to write, 2008 bytes")
         ->required()
         ->option_text("FEATURE");
@@ -64,10 +93,24 @@ struct Verbs {
         ->add_option("--model", extractRequest.model,
                      "Folder with the 303 files; without it, ~kwplugintmp~ in the temporary folder")
         ->option_text("DIR");
+    addExif(*extract, extractRequest.exif);
+    addFace(*extract, extractRequest.face);
 
     compare = app.add_subcommand("compare", "Print the score of two features");
     compare->add_option("A", compareRequest.first, "Feature file")->required();
     compare->add_option("B", compareRequest.second, "Feature file")->required();
+
+    landmarks = app.add_subcommand("landmarks", "Find the landmarks of a face in a photograph");
+    landmarks->add_option("PHOTO", landmarksRequest.photo, "JPEG, PNG or PPM file")->required();
+    landmarks
+        ->add_option("-o,--output", landmarksRequest.landmarks,
+                     "JSON file to write; without it, standard output")
+        ->option_text("FILE");
+    addExif(*landmarks, landmarksRequest.exif);
+    landmarks
+        ->add_flag("--all", landmarksRequest.all,
+                   "Every face that is found, by falling size: FILE_1.json, FILE_2.json, ...")
+        ->excludes(addFace(*landmarks, landmarksRequest.face));
   }
 
   // The words of the verb that the command line names, as far as it names one.
@@ -76,6 +119,7 @@ struct Verbs {
     if (modelCheck->parsed()) return kModelCheckVerb;
     if (extract->parsed()) return kExtractVerb;
     if (compare->parsed()) return kCompareVerb;
+    if (landmarks->parsed()) return kLandmarksVerb;
     return model->parsed() ? "model" : "";
   }
 
@@ -83,6 +127,7 @@ struct Verbs {
     if (modelSynth->parsed()) return runModelSynth(modelSynthRequest);
     if (modelCheck->parsed()) return runModelCheck(modelCheckRequest);
     if (extract->parsed()) return runExtract(extractRequest);
+    if (landmarks->parsed()) return runLandmarks(landmarksRequest);
     return runCompare(compareRequest);
   }
 };

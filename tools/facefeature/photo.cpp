@@ -9,6 +9,8 @@
 namespace facefeature_tools {
 namespace {
 
+constexpr char kRemedy[] = "Give a complete JPEG, PNG or PPM file of the photograph";
+
 bool startsWith(const std::vector<uint8_t>& bytes, std::initializer_list<uint8_t> start) {
   return bytes.size() >= start.size() && std::equal(start.begin(), start.end(), bytes.begin());
 }
@@ -37,15 +39,19 @@ Photo decodePhoto(const std::vector<uint8_t>& bytes) {
   throw PhotoError("is not a JPEG, PNG or binary PPM (P6) picture");
 }
 
-Photo readPhoto(const std::string& path) {
+std::vector<uint8_t> readPhotoBytes(const std::string& path) {
   constexpr size_t kMaxFileBytes = size_t{1} << 29;
-  const std::string remedy = "Give a complete JPEG, PNG or PPM file of the photograph";
-  const std::vector<uint8_t> bytes = readWholeFile(path, kMaxFileBytes, remedy);
+  return readWholeFile(path, kMaxFileBytes, kRemedy);
+}
+
+Photo decodePhotoFile(const std::string& path, const std::vector<uint8_t>& bytes) {
   try {
     return decodePhoto(bytes);
   } catch (const PhotoError& error) {
-    throw Failure(kBadInput, path, error.what(), remedy);
+    throw Failure(kBadInput, path, error.what(), kRemedy);
   }
 }
+
+Photo readPhoto(const std::string& path) { return decodePhotoFile(path, readPhotoBytes(path)); }
 
 }  // namespace facefeature_tools

@@ -33,6 +33,11 @@ Photo decodePhoto(const std::vector<uint8_t>& bytes);
 // The same from a file. Throws Failure (kBadInput).
 Photo readPhoto(const std::string& path);
 
+// The two steps of it, for those who want more of the bytes than the pixels. Both throw Failure
+// (kBadInput), with the path as its subject.
+std::vector<uint8_t> readPhotoBytes(const std::string& path);
+Photo decodePhotoFile(const std::string& path, const std::vector<uint8_t>& bytes);
+
 // More than any camera takes at once. A header that asks for more is refused before any memory is
 // taken.
 constexpr uint64_t kMaxPixels = uint64_t{1} << 28;

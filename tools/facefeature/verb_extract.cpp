@@ -14,7 +14,6 @@
 namespace facefeature_tools {
 namespace {
 
-constexpr int32_t kSmallestSide = 2;
 constexpr size_t kFaultsNamed = 10;
 
 class Engine {
@@ -31,33 +30,6 @@ class Engine {
   const LoadedLibrary& library_;
   FeatureEngine* engine_;
 };
-
-void warnOfAnotherPicture(const ExtractRequest& request, const LandmarkFile& file,
-                          const Photo& photo) {
-  const bool sameWidth = !file.width || *file.width == photo.width;
-  const bool sameHeight = !file.height || *file.height == photo.height;
-  if (sameWidth && sameHeight) return;
-  const auto text = [](const std::optional<int64_t>& side) {
-    return side ? std::to_string(*side) : std::string("?");
-  };
-  say(kExtractVerb, request.landmarks + ": warning: the landmarks are for a picture of " +
-                        text(file.width) + " x " + text(file.height) + " pixels, but " +
-                        request.photo + " has " + std::to_string(photo.width) + " x " +
-                        std::to_string(photo.height) +
-                        ". Use the landmarks of this very file; a turn told by its Exif data is "
-                        "not carried out.");
-}
-
-Photo readPhotoOfAFace(const ExtractRequest& request) {
-  Photo photo = readPhoto(request.photo);
-  if (photo.width < kSmallestSide || photo.height < kSmallestSide) {
-    throw Failure(kBadInput, request.photo,
-                  "has only " + std::to_string(photo.width) + " x " + std::to_string(photo.height) +
-                      " pixels",
-                  "Give a picture of at least 2 x 2 pixels");
-  }
-  return photo;
-}
 
 // Ahead of the library, which says nothing of a short file and ends the process where weights are
 // missing.
@@ -80,14 +52,9 @@ void requireModel(const std::string& folder) {
 }  // namespace
 
 ExitCode runExtract(const ExtractRequest& request) {
-  const LandmarkFile file = readLandmarkFile(request.landmarks);
-  const Photo photo = readPhotoOfAFace(request);
-  warnOfAnotherPicture(request, file, photo);
-  if (!file.doubt.empty()) {
-    say(kExtractVerb, request.landmarks +
-                          ": warning: no full record of 29 landmarks: " + file.doubt +
-                          ". The feature compares only with features of such records.");
-  }
+  const Photo photo = readFacePhoto(kExtractVerb, request.photo, request.exif);
+  const FaceLandmarks face =
+      readFaceLandmarks(kExtractVerb, request.photo, photo, request.landmarks, request.face);
 
   const std::string model = request.model.empty() ? defaultModelFolder() : request.model;
   requireModel(model);
@@ -103,7 +70,7 @@ ExitCode runExtract(const ExtractRequest& request) {
                   "Check it with \"facefeature model check\"");
   }
 
-  const LandmarkRecord record = makeRecord(file.landmarks);
+  const LandmarkRecord record = makeRecord(face.file.landmarks);
   FeatureVector feature;
   library.extractFeature(engine.get(), photo.pixels.data(), photo.width, photo.height,
                          photo.stride(), record.get(), feature.values);
