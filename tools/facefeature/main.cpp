@@ -8,6 +8,7 @@
 #include "face_finder.h"
 #include "failure.h"
 #include "verb_compare.h"
+#include "verb_draw.h"
 #include "verb_extract.h"
 #include "verb_landmarks.h"
 #include "verb_model_check.h"
@@ -60,12 +61,14 @@ struct Verbs {
   CLI::App* extract = nullptr;
   CLI::App* compare = nullptr;
   CLI::App* landmarks = nullptr;
+  CLI::App* draw = nullptr;
 
   ModelSynthRequest modelSynthRequest;
   ModelCheckRequest modelCheckRequest;
   ExtractRequest extractRequest;
   CompareRequest compareRequest;
   LandmarksRequest landmarksRequest;
+  DrawRequest drawRequest;
 
   Verbs() {
     app.set_version_flag("--version", "facefeature " FACEFEATURE_VERSION);
@@ -111,6 +114,17 @@ struct Verbs {
         ->add_flag("--all", landmarksRequest.all,
                    "Every face that is found, by falling size: FILE_1.json, FILE_2.json, ...")
         ->excludes(addFace(*landmarks, landmarksRequest.face));
+
+    draw = app.add_subcommand("draw", "Draw what the library sees of a face");
+    draw->add_option("PHOTO", drawRequest.photo, "JPEG, PNG or PPM file");
+    draw->add_option("LANDMARKS", drawRequest.landmarks, "JSON file with its landmarks");
+    draw->add_option("-o,--output", drawRequest.picture, "PNG file to write")
+        ->required()
+        ->option_text("FILE.png");
+    addExif(*draw, drawRequest.exif);
+    addFace(*draw, drawRequest.face);
+    draw->add_flag("--model-points", drawRequest.modelPoints,
+                   "Draw the 29 points of the rigid head with their ids instead of a photograph");
   }
 
   // The words of the verb that the command line names, as far as it names one.
@@ -120,6 +134,7 @@ struct Verbs {
     if (extract->parsed()) return kExtractVerb;
     if (compare->parsed()) return kCompareVerb;
     if (landmarks->parsed()) return kLandmarksVerb;
+    if (draw->parsed()) return kDrawVerb;
     return model->parsed() ? "model" : "";
   }
 
@@ -128,6 +143,7 @@ struct Verbs {
     if (modelCheck->parsed()) return runModelCheck(modelCheckRequest);
     if (extract->parsed()) return runExtract(extractRequest);
     if (landmarks->parsed()) return runLandmarks(landmarksRequest);
+    if (draw->parsed()) return runDraw(drawRequest);
     return runCompare(compareRequest);
   }
 };
