@@ -26,6 +26,9 @@ class Failure : public std::runtime_error {
           const std::string& remedy)
       : std::runtime_error(subject + ": " + wrong + ". " + remedy + "."), code_(code) {}
 
+  // The same words under another code.
+  Failure(ExitCode code, const Failure& other) : std::runtime_error(other), code_(code) {}
+
   ExitCode code() const { return code_; }
 
  private:

@@ -1,4 +1,4 @@
-// Numbers in files: 32 bits, least significant byte first, on every machine.
+// Numbers in files: 32 or 64 bits, least significant byte first, on every machine.
 #ifndef FACEFEATURE_TOOLS_LITTLE_ENDIAN_H
 #define FACEFEATURE_TOOLS_LITTLE_ENDIAN_H
 
@@ -17,6 +17,15 @@ inline void putWord(uint32_t word, uint8_t* bytes) {
 inline uint32_t getWord(const uint8_t* bytes) {
   return static_cast<uint32_t>(bytes[0]) | static_cast<uint32_t>(bytes[1]) << 8 |
          static_cast<uint32_t>(bytes[2]) << 16 | static_cast<uint32_t>(bytes[3]) << 24;
+}
+
+inline void putLongWord(uint64_t word, uint8_t* bytes) {
+  putWord(static_cast<uint32_t>(word), bytes);
+  putWord(static_cast<uint32_t>(word >> 32), bytes + 4);
+}
+
+inline uint64_t getLongWord(const uint8_t* bytes) {
+  return static_cast<uint64_t>(getWord(bytes)) | static_cast<uint64_t>(getWord(bytes + 4)) << 32;
 }
 
 inline void putFloat(float value, uint8_t* bytes) {

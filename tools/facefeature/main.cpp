@@ -2,9 +2,11 @@
 #include <CLI/CLI.hpp>
 #include <map>
 #include <new>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "command_gallery.h"
 #include "face_finder.h"
 #include "failure.h"
 #include "verb_compare.h"
@@ -69,6 +71,7 @@ struct Verbs {
   CompareRequest compareRequest;
   LandmarksRequest landmarksRequest;
   DrawRequest drawRequest;
+  std::optional<GalleryCommands> gallery;
 
   Verbs() {
     app.set_version_flag("--version", "facefeature " FACEFEATURE_VERSION);
@@ -125,6 +128,7 @@ struct Verbs {
     addFace(*draw, drawRequest.face);
     draw->add_flag("--model-points", drawRequest.modelPoints,
                    "Draw the 29 points of the rigid head with their ids instead of a photograph");
+    gallery.emplace(app, *model);
   }
 
   // The words of the verb that the command line names, as far as it names one.
@@ -135,6 +139,7 @@ struct Verbs {
     if (compare->parsed()) return kCompareVerb;
     if (landmarks->parsed()) return kLandmarksVerb;
     if (draw->parsed()) return kDrawVerb;
+    if (gallery->parsed()) return gallery->named();
     return model->parsed() ? "model" : "";
   }
 
@@ -144,6 +149,7 @@ struct Verbs {
     if (extract->parsed()) return runExtract(extractRequest);
     if (landmarks->parsed()) return runLandmarks(landmarksRequest);
     if (draw->parsed()) return runDraw(drawRequest);
+    if (gallery->parsed()) return gallery->run();
     return runCompare(compareRequest);
   }
 };
