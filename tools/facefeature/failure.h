@@ -7,6 +7,7 @@
 
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 namespace facefeature_tools {
 
@@ -26,8 +27,9 @@ class Failure : public std::runtime_error {
           const std::string& remedy)
       : std::runtime_error(subject + ": " + wrong + ". " + remedy + "."), code_(code) {}
 
-  // The same words under another code.
-  Failure(ExitCode code, const Failure& other) : std::runtime_error(other), code_(code) {}
+  // Words that were made elsewhere, under a code of their own.
+  Failure(ExitCode code, const std::runtime_error& words)
+      : std::runtime_error(words), code_(code) {}
 
   ExitCode code() const { return code_; }
 
@@ -37,6 +39,11 @@ class Failure : public std::runtime_error {
 
 // One line on standard error: "facefeature VERB: TEXT". An empty verb leaves its place out.
 void say(const std::string& verb, const std::string& text);
+
+// Texts of say() from here on go to the end of words, without the verb, and not to standard error;
+// with null they go there again. For a process whose words another one passes on. words outlives
+// its use.
+void keepWords(std::vector<std::string>* words);
 
 // The system's words for an errno value.
 std::string systemMessage(int errorNumber);

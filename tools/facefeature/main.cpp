@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "command_extract_list.h"
 #include "command_gallery.h"
 #include "face_finder.h"
 #include "failure.h"
@@ -71,6 +72,7 @@ struct Verbs {
   CompareRequest compareRequest;
   LandmarksRequest landmarksRequest;
   DrawRequest drawRequest;
+  std::optional<ExtractListCommand> extractList;
   std::optional<GalleryCommands> gallery;
 
   Verbs() {
@@ -128,6 +130,7 @@ struct Verbs {
     addFace(*draw, drawRequest.face);
     draw->add_flag("--model-points", drawRequest.modelPoints,
                    "Draw the 29 points of the rigid head with their ids instead of a photograph");
+    extractList.emplace(app, *extract);
     gallery.emplace(app, *model);
   }
 
@@ -146,6 +149,7 @@ struct Verbs {
   ExitCode run() const {
     if (modelSynth->parsed()) return runModelSynth(modelSynthRequest);
     if (modelCheck->parsed()) return runModelCheck(modelCheckRequest);
+    if (extractList->parsed()) return extractList->run(extractRequest);
     if (extract->parsed()) return runExtract(extractRequest);
     if (landmarks->parsed()) return runLandmarks(landmarksRequest);
     if (draw->parsed()) return runDraw(drawRequest);

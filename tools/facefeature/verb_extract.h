@@ -6,6 +6,10 @@
 
 #include "face_input.h"
 #include "failure.h"
+#include "landmark_file.h"
+#include "library_loader.h"
+#include "model_session.h"
+#include "photo.h"
 
 namespace facefeature_tools {
 
@@ -19,6 +23,19 @@ struct ExtractRequest {
   ExifRule exif = ExifRule::kIgnore;
   size_t face = 0;  // of several that the detector finds: 1 is the largest; 0: that one, with words
 };
+
+struct FaceInput {
+  Photo photo;
+  LandmarkFile landmarks;
+};
+
+// Reads what a request names, and says what is doubtful about it. Throws Failure (kBadInput).
+FaceInput readFaceInput(const ExtractRequest& request);
+
+// The feature of a face. model names where it comes from. Throws Failure (kBadModel) when it is not
+// a number.
+FeatureVector featureOf(const FaceInput& face, const LoadedLibrary& library, const Engine& engine,
+                        const std::string& model);
 
 // "facefeature extract": a photograph and its landmarks in, a feature file out.
 ExitCode runExtract(const ExtractRequest& request);

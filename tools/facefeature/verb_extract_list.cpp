@@ -1,0 +1,181 @@
+#include "verb_extract_list.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
+#include <system_error>
+#include <thread>
+
+#include "ending_signals.h"
+#include "extract_journal.h"
+#include "extract_report.h"
+#include "gallery_file.h"
+#include "model_fingerprint.h"
+#include "model_link.h"
+#include "model_session.h"
+#include "verb_extract.h"
+#include "verb_extract_worker.h"
+#include "worker_pool.h"
+
+namespace facefeature_tools {
+namespace {
+
+// Where the features of a gallery wait, and where those of an interrupted run are.
+std::string journalPath(const std::string& gallery) { return gallery + ".journal"; }
+std::string unfinishedPath(const std::string& gallery) { return gallery + ".unfinished"; }
+
+// The entries that are not done yet, as jobs.
+class ListBoard : public JobBoard {
+ public:
+  ListBoard(const std::vector<PhotoEntry>& entries, ExtractJournal& journal, ExtractReport& report,
+            ProgressForm form)
+      : entries_(entries),
+        journal_(journal),
+        report_(report),
+        progress_(form, kExtractVerb, entries.size(), doneBefore()) {}
+
+  size_t jobs() const override { return pending_.size(); }
+
+  WorkerRequest request(size_t job) const override {
+    const PhotoEntry& entry = entries_[pending_[job]];
+    return {entry.photo, entry.landmarks};
+  }
+
+  void answered(size_t job, const WorkerReply& reply) override {
+    const size_t place = pending_[job];
+    const PhotoEntry& entry = entries_[place];
+    for (const std::string& warning : reply.warnings) {
+      progress_.warned(entry.id, warning);
+      report_.add({place, "warning", warning});
+    }
+    if (reply.kind == WorkerReplyKind::kFeature) {
+      journal_.add(entry.id, reply.feature);
+      progress_.succeeded();
+    } else {
+      fail(place, reply.text);
+    }
+  }
+
+  void lost(size_t job, const std::string& how) override {
+    const size_t place = pending_[job];
+    fail(place, entries_[place].photo + ": " + how + " over this photograph.");
+  }
+
+  bool goOn() override {
+    progress_.tick();
+    return EndingSignals::caught() == 0;
+  }
+
+  Progress& progress() { return progress_; }
+
+ private:
+  // Finds the jobs, too.
+  size_t doneBefore() {
+    for (size_t place = 0; place < entries_.size(); ++place) {
+      if (!journal_.holds(entries_[place].id)) pending_.push_back(place);
+    }
+    return entries_.size() - pending_.size();
+  }
+
+  void fail(size_t place, const std::string& text) {
+    progress_.failed(entries_[place].id, text);
+    report_.add({place, "failed", text});
+  }
+
+  const std::vector<PhotoEntry>& entries_;
+  ExtractJournal& journal_;
+  ExtractReport& report_;
+  std::vector<size_t> pending_;  // ahead of progress_, which is told how many there are
+  Progress progress_;
+};
+
+// What an earlier run finished, without the photographs that failed in it or are new.
+void takeOver(const std::string& path, const std::vector<PhotoEntry>& entries,
+              ExtractJournal& journal) {
+  std::error_code ignored;
+  if (!std::filesystem::exists(path, ignored)) return;
+  const Gallery gallery(path);
+  if (gallery.origin().model != journal.origin().model) {
+    throw Failure(kBadModel, path,
+                  "is of the model " + hexText(gallery.origin().model) + ", not of " +
+                      hexText(journal.origin().model),
+                  "Take the model that it was made with, or another name for the gallery");
+  }
+  journal.joinOrigin(gallery.origin());
+  std::unordered_map<std::string_view, size_t> rows;
+  for (size_t row = 0; row < gallery.count(); ++row) rows[gallery.id(row)] = row;
+  for (const PhotoEntry& entry : entries) {
+    const auto place = rows.find(entry.id);
+    if (place == rows.end() || journal.holds(entry.id)) continue;
+    journal.add(entry.id, gallery.feature(place->second));
+  }
+}
+
+// The processors that this process may use, or fewer where the environment says so.
+unsigned threadsInAll() {
+  const char* text = std::getenv("OMP_NUM_THREADS");
+  const long told = text != nullptr ? std::strtol(text, nullptr, 10) : 0;
+  if (told > 0) return static_cast<unsigned>(std::min(told, 4096L));
+  return std::max(1u, std::thread::hardware_concurrency());
+}
+
+void extractPending(const ExtractListRequest& request, ListBoard& board) {
+  const unsigned threads = threadsInAll();
+  const size_t wanted = request.jobs > 0 ? request.jobs : threads;
+  const unsigned jobs = static_cast<unsigned>(std::max<size_t>(1, std::min(wanted, board.jobs())));
+  WorkerCommand command;
+  command.arguments = {kExtractWorkerVerb};
+  command.threads = std::max(1u, threads / jobs);
+  // Workers find the model in the environment. It stands until the last of them has been started.
+  std::optional<ModelLink> link;
+  if (!request.model.empty()) link.emplace(request.model);
+  const EndingSignals signals;
+  runJobs(command, jobs, board);
+}
+
+std::string summary(const ProgressCounts& counts, const std::string& gallery) {
+  const size_t features = counts.before + counts.done - counts.failed;
+  return gallery + ": " + std::to_string(features) + " features, " + std::to_string(counts.failed) +
+         " photographs failed.";
+}
+
+std::vector<std::string> idsOf(const std::vector<PhotoEntry>& entries) {
+  std::vector<std::string> ids;
+  for (const PhotoEntry& entry : entries) ids.push_back(entry.id);
+  return ids;
+}
+
+}  // namespace
+
+ExitCode runExtractList(const ExtractListRequest& request) {
+  const std::vector<PhotoEntry> entries = shardOf(readPhotoList(request.list), request.shard);
+  const std::string model = request.model.empty() ? defaultModelFolder() : request.model;
+  requireModel(model);
+  ExtractJournal journal(journalPath(request.gallery), ownOrigin(modelFingerprint(model)),
+                         request.resume);
+  if (request.resume) takeOver(request.gallery, entries, journal);
+
+  ExtractReport report(entries);
+  ListBoard board(entries, journal, report, request.progress);
+  extractPending(request, board);
+  if (!request.report.empty()) report.write(request.report);
+
+  const ProgressCounts& counts = board.progress().counts();
+  const int signalNumber = EndingSignals::caught();
+  if (signalNumber != 0 && counts.before + counts.done < entries.size()) {
+    const std::string unfinished = unfinishedPath(request.gallery);
+    journal.writeGallery(unfinished, idsOf(entries));
+    board.progress().end("interrupted. " + summary(counts, unfinished) +
+                         " The same command with --resume does the rest.");
+    endBySignal(signalNumber);
+  }
+  journal.writeGallery(request.gallery, idsOf(entries));
+  journal.remove();
+  std::error_code ignored;
+  std::filesystem::remove(unfinishedPath(request.gallery), ignored);
+  board.progress().end(summary(counts, request.gallery));
+  return counts.failed == 0 ? kDone : kBadInput;
+}
+
+}  // namespace facefeature_tools

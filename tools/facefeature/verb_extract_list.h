@@ -1,0 +1,32 @@
+#ifndef FACEFEATURE_TOOLS_VERB_EXTRACT_LIST_H
+#define FACEFEATURE_TOOLS_VERB_EXTRACT_LIST_H
+
+#include <string>
+
+#include "failure.h"
+#include "photo_list.h"
+#include "progress.h"
+
+namespace facefeature_tools {
+
+struct ExtractListRequest {
+  std::string list;
+  std::string gallery;
+  std::string model;  // empty: the folder that the library reads by itself
+  unsigned jobs = 0;  // worker processes; 0: as many as there are processors
+  ProgressForm progress = ProgressForm::kPlain;
+  bool resume = false;
+  Shard shard;
+  std::string report;  // empty: none is written
+};
+
+// "facefeature extract --list": the photographs of a list in, a gallery out. A photograph that has
+// no feature is one line on standard error and one in the report; the gallery is whole without it,
+// and the exit code kBadInput says that there are some. What a signal interrupts is kept beside the
+// gallery, as GALLERY.unfinished for people and GALLERY.journal for a run that resumes it; the
+// process then ends by that signal.
+ExitCode runExtractList(const ExtractListRequest& request);
+
+}  // namespace facefeature_tools
+
+#endif

@@ -1,0 +1,65 @@
+#include "verb_extract_worker.h"
+
+#include <new>
+#include <optional>
+
+#include "library_loader.h"
+#include "model_link.h"
+#include "model_session.h"
+#include "verb_extract.h"
+#include "worker_messages.h"
+#include "worker_process.h"
+
+namespace facefeature_tools {
+namespace {
+
+WorkerReply failedReply(int code, const std::string& text) {
+  WorkerReply reply;
+  reply.kind = WorkerReplyKind::kFailed;
+  reply.code = code;
+  reply.text = text;
+  return reply;
+}
+
+// What a photograph can do wrong ends that photograph only.
+WorkerReply replyTo(const LoadedLibrary& library, const Engine& engine,
+                    const WorkerRequest& request) {
+  WorkerReply reply;
+  std::vector<std::string> warnings;
+  keepWords(&warnings);
+  try {
+    ExtractRequest extract;
+    extract.photo = request.photo;
+    extract.landmarks = request.landmarks;
+    reply.feature = featureOf(readFaceInput(extract), library, engine, defaultModelFolder());
+    reply.kind = WorkerReplyKind::kFeature;
+  } catch (const Failure& failure) {
+    reply = failedReply(failure.code(), failure.what());
+  } catch (const std::bad_alloc&) {
+    reply = failedReply(kFailed, request.photo + ": out of memory. Give it fewer --jobs.");
+  } catch (const std::exception& error) {
+    reply = failedReply(kFailed, request.photo + ": " + error.what());
+  }
+  keepWords(nullptr);
+  reply.warnings = warnings;
+  return reply;
+}
+
+}  // namespace
+
+ExitCode runExtractWorker() {
+  WorkerChannel channel;
+  try {
+    const LoadedLibrary library;
+    const Engine engine(library, defaultModelFolder());
+    channel.send(encodeReply(WorkerReply()));
+    while (const auto message = channel.receive()) {
+      if (!channel.send(encodeReply(replyTo(library, engine, decodeRequest(*message))))) break;
+    }
+  } catch (const Failure& failure) {
+    channel.send(encodeReply(failedReply(failure.code(), failure.what())));
+  }
+  return kDone;
+}
+
+}  // namespace facefeature_tools
