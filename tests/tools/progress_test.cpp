@@ -81,7 +81,7 @@ TEST_F(Batch, ProgressInALogHasNoControlCharacters) {
   for (const char* form : {"auto", "plain"}) {
     const Outcome outcome = extract({"--progress", form, "--jobs", "1"});
     EXPECT_EQ(std::string::npos, outcome.err.find_first_of("\r\x1b")) << outcome.err;
-    EXPECT_TRUE(contains(outcome.err, gallery + ": 3 features, 1 photographs failed.\n"));
+    EXPECT_TRUE(contains(outcome.err, gallery + ": 3 features, 1 photograph failed.\n"));
   }
 }
 
@@ -129,7 +129,7 @@ TEST_F(BatchOnATerminal, OneLineChangesAndFailuresStandAboveIt) {
   EXPECT_TRUE(contains(text, "\r\x1b[Kfacefeature extract: 2 of 5, 1 failed, ")) << text;
   EXPECT_TRUE(contains(text, " a second, 0:0")) << text;
   EXPECT_TRUE(contains(text, "\r\x1b[Kfacefeature extract: p2: ")) << text;
-  EXPECT_TRUE(contains(text, gallery + ": 4 features, 1 photographs failed.\r\n")) << text;
+  EXPECT_TRUE(contains(text, gallery + ": 4 features, 1 photograph failed.\r\n")) << text;
 }
 
 TEST_F(BatchOnATerminal, CtrlCLeavesAGalleryOfWhatIsDone) {

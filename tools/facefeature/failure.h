@@ -17,7 +17,8 @@ enum ExitCode {
   kFailed = 1,      // none of the below: no library, an output that can't be written, no memory
   kWrongUsage = 2,  // the command line
   kBadInput = 3,    // an input could not be read or is malformed
-  kBadModel = 4     // the model is missing or incomplete
+  kBadModel = 4,    // the model is missing or incomplete, or another than that of other features
+  kNoAnswer = 5     // kFailed, where 1 is an answer
 };
 
 // what() is "SUBJECT: WRONG. REMEDY." The subject is nearly always a file.

@@ -56,7 +56,7 @@ struct Verbs {
       "Makes features of faces and compares them.\n"
       "Data goes to standard output, words to standard error. Exit codes: 0 done, 1 failed\n"
       "otherwise, 2 wrong usage, 3 an input could not be read or is malformed, 4 the model\n"
-      "is missing or incomplete.",
+      "is missing or incomplete, or features are of different models.",
       "facefeature"};
   CLI::App* model = nullptr;
   CLI::App* modelSynth = nullptr;
@@ -104,9 +104,17 @@ struct Verbs {
     addExif(*extract, extractRequest.exif);
     addFace(*extract, extractRequest.face);
 
-    compare = app.add_subcommand("compare", "Print the score of two features");
-    compare->add_option("A", compareRequest.first, "Feature file")->required();
-    compare->add_option("B", compareRequest.second, "Feature file")->required();
+    compare = app.add_subcommand(
+        "compare", "Print the score of two features, or a table id_a,id_b,score of galleries");
+    const char* const kinds = "Feature file, GALLERY for all of its rows, or GALLERY#ID for one";
+    compare->add_option("A", compareRequest.first, kinds)->required();
+    compare->add_option("B", compareRequest.second, kinds)->required();
+    compare
+        ->add_option("--threshold", compareRequest.threshold,
+                     "End with 0 if the score is T or more, and with 1 if not, NaN included, or "
+                     "with 5 if there is none. Of a table, print the rows that reach T alone")
+        ->check([](const std::string& text) { return thresholdFault(text); })
+        ->option_text("T");
 
     landmarks = app.add_subcommand("landmarks", "Find the landmarks of a face in a photograph");
     landmarks->add_option("PHOTO", landmarksRequest.photo, "JPEG, PNG or PPM file")->required();

@@ -1,34 +1,94 @@
 #include "verb_compare.h"
 
-#include <cerrno>
 #include <cmath>
-#include <cstdio>
+#include <cstdlib>
 
-#include "feature_file.h"
+#include "csv.h"
+#include "feature_source.h"
+#include "float_text.h"
 #include "library_loader.h"
+#include "standard_output.h"
 
 namespace facefeature_tools {
+namespace {
+
+// A score that is not a number reaches nothing.
+bool reaches(float score, const std::optional<float>& threshold) {
+  return !threshold || score >= *threshold;
+}
+
+void warnOfNoNumbers(const CompareRequest& request, size_t count) {
+  if (count == 0) return;
+  const std::string scores =
+      count == 1 ? "the score is" : std::to_string(count) + " of the scores are";
+  say(kCompareVerb, request.first + ", " + request.second + ": warning: " + scores +
+                        " not a number. One of the two is no feature of a face; extract it anew.");
+}
+
+// Prints the rows that reach the threshold. True if there are any.
+bool printTable(const CompareRequest& request, const FeatureSource& a, const FeatureSource& b,
+                const LoadedLibrary& library) {
+  printData("id_a,id_b,score\n");
+  size_t reached = 0;
+  size_t noNumbers = 0;
+  for (size_t i = 0; i < a.count(); ++i) {
+    const FeatureVector first = a.feature(i);
+    const std::string start = csvField(a.id(i)) + ",";
+    for (size_t k = 0; k < b.count(); ++k) {
+      const FeatureVector second = b.feature(k);
+      const float score = library.compareFeatures(&first, &second);
+      if (std::isnan(score)) ++noNumbers;
+      if (!reaches(score, request.threshold)) continue;
+      ++reached;
+      printData(start + csvField(b.id(k)) + "," + floatText(score) + "\n");
+    }
+  }
+  warnOfNoNumbers(request, noNumbers);
+  return reached > 0;
+}
+
+bool printScore(const CompareRequest& request, const FeatureSource& a, const FeatureSource& b,
+                const LoadedLibrary& library) {
+  const FeatureVector first = a.feature(0);
+  const FeatureVector second = b.feature(0);
+  const float score = library.compareFeatures(&first, &second);
+  if (std::isnan(score)) warnOfNoNumbers(request, 1);
+  printData(floatText(score) + "\n");
+  return reaches(score, request.threshold);
+}
+
+ExitCode compare(const CompareRequest& request) {
+  const FeatureSource a(request.first);
+  const FeatureSource b(request.second);
+  if (a.gallery() != nullptr && b.gallery() != nullptr)
+    requireSameModel(*a.gallery(), *b.gallery());
+  const LoadedLibrary library;
+  const bool isTable = a.isWholeGallery() || b.isWholeGallery();
+  const bool reached =
+      isTable ? printTable(request, a, b, library) : printScore(request, a, b, library);
+  finishData();
+  return request.threshold && !reached ? kBelow : kDone;
+}
+
+}  // namespace
+
+std::string thresholdFault(const std::string& text) {
+  char* end = nullptr;
+  const float value = std::strtof(text.c_str(), &end);
+  const bool isNumber = end != text.c_str() && *end == '\0' && !std::isnan(value);
+  return isNumber ? "" : text + " is not a number";
+}
 
 ExitCode runCompare(const CompareRequest& request) {
-  const FeatureVector first = readFeatureFile(request.first);
-  const FeatureVector second = readFeatureFile(request.second);
-  const LoadedLibrary library;
-  const float score = library.compareFeatures(&first, &second);
-  if (std::isnan(score)) {
-    say(kCompareVerb, request.first + ", " + request.second +
-                          ": warning: the score is not a number. One of the two is no feature of a "
-                          "face; extract it anew.");
-    // The sign of such a result is the processor's, and says nothing.
-    std::puts("nan");
-  } else {
-    // Nine digits tell every float from its neighbours.
-    std::printf("%.9g\n", static_cast<double>(score));
+  if (!request.threshold) return compare(request);
+  // Whoever asks for an answer must not take a missing library for a stranger's face.
+  try {
+    return compare(request);
+  } catch (const Failure& failure) {
+    throw Failure(failure.code() == kFailed ? kNoAnswer : failure.code(), failure);
+  } catch (const std::exception& error) {
+    throw Failure(kNoAnswer, std::runtime_error(error.what()));
   }
-  if (std::fflush(stdout) != 0) {
-    throw Failure(kFailed, "standard output", "can't be written: " + systemMessage(errno),
-                  "Send it to where there is room");
-  }
-  return kDone;
 }
 
 }  // namespace facefeature_tools

@@ -134,10 +134,13 @@ void extractPending(const ExtractListRequest& request, ListBoard& board) {
   runJobs(command, jobs, board);
 }
 
+std::string counted(size_t number, const char* noun) {
+  return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
+}
+
 std::string summary(const ProgressCounts& counts, const std::string& gallery) {
-  const size_t features = counts.before + counts.done - counts.failed;
-  return gallery + ": " + std::to_string(features) + " features, " + std::to_string(counts.failed) +
-         " photographs failed.";
+  return gallery + ": " + counted(counts.before + counts.done - counts.failed, "feature") + ", " +
+         counted(counts.failed, "photograph") + " failed.";
 }
 
 std::vector<std::string> idsOf(const std::vector<PhotoEntry>& entries) {
