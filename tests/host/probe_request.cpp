@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <memory>
 #include <stdexcept>
 #include <vector>
 
@@ -35,6 +36,7 @@ struct Request {
   int32_t height = kHeight;
   int32_t count = 0;
   bool nullEngine = false, nullPixels = false, nullLandmarks = false, nullFeature = false;
+  bool unwrittenPixels = false;
 };
 
 // Slopes of brightness with a fine pattern on them, of another kind in each channel.
@@ -72,6 +74,7 @@ Request requestOf(const std::string& variant) {
   request.nullPixels = is("null-pixels");
   request.nullLandmarks = is("null-landmarks");
   request.nullFeature = is("null-feature");
+  request.unwrittenPixels = is("unwritten-photograph");
   if (is("width-1")) request.width = 1;
   if (is("height-1")) request.height = 1;
   if (is("other-face")) tilt(request.face);
@@ -121,10 +124,13 @@ std::string extractVariant(const ProbeLibrary& library, FeatureEngine* engine,
   const std::vector<uint8_t> pixels = request.pixels, landmarks = record;
   std::vector<uint32_t> room(kFeatureFloats + 2 * kGuardFloats, kUnwritten);
   uint32_t* const result = room.data() + kGuardFloats;
+  const std::unique_ptr<uint8_t[]> unwritten(new uint8_t[pixels.size()]);
+  const uint8_t* const photograph = request.nullPixels        ? nullptr
+                                    : request.unwrittenPixels ? unwritten.get()
+                                                              : request.pixels.data();
 
   library.extract(
-      request.nullEngine ? nullptr : engine, request.nullPixels ? nullptr : request.pixels.data(),
-      request.width, request.height, kStride,
+      request.nullEngine ? nullptr : engine, photograph, request.width, request.height, kStride,
       request.nullLandmarks ? nullptr : reinterpret_cast<const LandmarkSet*>(record.data()),
       request.nullFeature ? nullptr : reinterpret_cast<float*>(result));
 

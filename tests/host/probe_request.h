@@ -29,6 +29,7 @@ ProbeRequest probeRequest();
 // Extracts with this variant of the request:
 //
 //   face, other-face      good requests; the second face is larger, tilted and to the right
+//   unwritten-photograph  the first face in memory that nobody wrote, for a checker of such reads
 //   null-engine, null-pixels, null-landmarks, null-feature, width-1, height-1, count-negative,
 //   count-zero, id-negative, id-318, id-huge, one-too-few, one-too-many
 //                         the first face with this one thing wrong
