@@ -48,13 +48,15 @@ class GalleryFile : public ::testing::Test {
   const std::string path = base + "/faces.gallery";
 };
 
-// The number as the machines that this runs on keep it, which is how files keep it.
-template <typename Number>
-std::string raw(Number number) {
-  std::string bytes(sizeof number, '\0');
-  std::memcpy(bytes.data(), &number, sizeof number);
-  return bytes;
+// Least significant byte first.
+std::string raw(uint64_t number, int bytes) {
+  std::string text;
+  for (int i = 0; i < bytes; ++i) text += static_cast<char>(number >> (8 * i));
+  return text;
 }
+
+std::string raw32(uint32_t number) { return raw(number, 4); }
+std::string raw64(uint64_t number) { return raw(number, 8); }
 
 std::string padded(std::string text, size_t size) {
   text.resize(size);
@@ -65,16 +67,15 @@ TEST_F(GalleryFile, HasEveryByteWhereReadersExpectIt) {
   Random random = seededRandom();
   SCOPED_TRACE(random.trace());
   const auto features = writeRandomGallery(path, {"a", "b\xC3\xA9", "third, \"3\""}, random);
-  std::string wanted = "FFGALLRY" + raw(uint32_t{1}) + raw(uint32_t{256}) + raw(uint64_t{3}) +
-                       raw(uint32_t{502}) + raw(uint32_t{0}) + std::string(32, '\7') +
-                       padded("1.2.3", 64) + padded("Somecore", 64) + raw(uint64_t{256}) +
-                       raw(uint64_t{8 * 4 + 14}) + raw(uint64_t{320}) + std::string(40, '\0');
+  std::string wanted = "FFGALLRY" + raw32(1) + raw32(256) + raw64(3) + raw32(502) + raw32(0) +
+                       std::string(32, '\7') + padded("1.2.3", 64) + padded("Somecore", 64) +
+                       raw64(256) + raw64(8 * 4 + 14) + raw64(320) + std::string(40, '\0');
   ASSERT_EQ(256u, wanted.size());
-  wanted += raw(uint64_t{0}) + raw(uint64_t{1}) + raw(uint64_t{4}) + raw(uint64_t{14});
+  wanted += raw64(0) + raw64(1) + raw64(4) + raw64(14);
   wanted += "ab\xC3\xA9third, \"3\"";
   wanted.resize(320);
   for (const FeatureVector& feature : features) {
-    for (const float value : feature.values) wanted += raw(value);
+    for (const float value : feature.values) wanted += raw32(bitsOf(value));
   }
   EXPECT_EQ(wanted, contentOf(path));
   EXPECT_FALSE(fs::exists(path + ".part"));
@@ -153,18 +154,18 @@ TEST_F(GalleryFile, WrongNumbersInTheHeaderAreRefused) {
   EXPECT_NE(std::string::npos, with(0, "f").find(": is no gallery. "));
   EXPECT_NE(std::string::npos, with(8, "\2").find(": is a gallery of version 2, "));
   EXPECT_NE("", with(12, "\1"));
-  EXPECT_NE("", with(24, raw(uint32_t{501})));
+  EXPECT_NE("", with(24, raw32(501)));
   const uint64_t huge[] = {0, 1, 3, 1u << 20, uint64_t{1} << 61, UINT64_MAX / 8, UINT64_MAX};
   for (const uint64_t number : huge) {
-    EXPECT_NE("", with(16, raw(number))) << number;
-    EXPECT_NE("", with(192, raw(number))) << number;
-    EXPECT_NE("", with(200, raw(number))) << number;
-    EXPECT_NE("", with(208, raw(number))) << number;
-    EXPECT_NE("", with(256, raw(number | 1))) << number;
+    EXPECT_NE("", with(16, raw64(number))) << number;
+    EXPECT_NE("", with(192, raw64(number))) << number;
+    EXPECT_NE("", with(200, raw64(number))) << number;
+    EXPECT_NE("", with(208, raw64(number))) << number;
+    EXPECT_NE("", with(256, raw64(number | 1))) << number;
     if (number > 1) {
-      EXPECT_NE("", with(264, raw(number))) << number;
+      EXPECT_NE("", with(264, raw64(number))) << number;
     }
-    EXPECT_NE("", with(272, raw(number))) << number;
+    EXPECT_NE("", with(272, raw64(number))) << number;
   }
   EXPECT_NE(std::string::npos, with(280, "\n").find(": has damaged ids. "));
   EXPECT_NE("", with(280, "\xFF"));

@@ -9,11 +9,19 @@ namespace {
 
 constexpr unsigned kMostJobs = 1024;
 
-// Calls a parser that throws std::invalid_argument, and returns its words as CLI11 wants them.
-template <typename Parse>
-std::string faultOf(const Parse& parse) {
+// The parsers throw where CLI11 wants words.
+std::string progressFault(const std::string& word) {
   try {
-    parse();
+    progressForm(word);
+    return "";
+  } catch (const std::invalid_argument& error) {
+    return error.what();
+  }
+}
+
+std::string shardFault(const std::string& text) {
+  try {
+    parseShard(text);
     return "";
   } catch (const std::invalid_argument& error) {
     return error.what();
@@ -37,7 +45,7 @@ ExtractListCommand::ExtractListCommand(CLI::App& app, CLI::App& extract) {
       ->option_text("N")
       ->needs(list);
   extract.add_option("--progress", progress_, "auto, plain or json")
-      ->check([](const std::string& word) { return faultOf([&] { progressForm(word); }); })
+      ->check(progressFault)
       ->option_text("FORM")
       ->needs(list);
   extract.add_flag("--resume", request_.resume, "Go on with what an earlier run left")->needs(list);
@@ -45,7 +53,7 @@ ExtractListCommand::ExtractListCommand(CLI::App& app, CLI::App& extract) {
       .add_option_function<std::string>(
           "--shard", [this](const std::string& text) { request_.shard = parseShard(text); },
           "Only part I of N of the list, I from 1 to N")
-      ->check([](const std::string& text) { return faultOf([&] { parseShard(text); }); })
+      ->check(shardFault)
       ->option_text("I/N")
       ->needs(list);
   extract

@@ -113,7 +113,7 @@ struct Verbs {
         ->add_option("--threshold", compareRequest.threshold,
                      "End with 0 if the score is T or more, and with 1 if not, NaN included, or "
                      "with 5 if there is none. Of a table, print the rows that reach T alone")
-        ->check([](const std::string& text) { return thresholdFault(text); })
+        ->check(thresholdFault)
         ->option_text("T");
 
     landmarks = app.add_subcommand("landmarks", "Find the landmarks of a face in a photograph");
