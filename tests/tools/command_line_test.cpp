@@ -2,7 +2,9 @@
 // the exit codes that scripts tell the cases apart by.
 #include <gtest/gtest.h>
 #include <signal.h>
+#if !defined(_WIN32)
 #include <unistd.h>
+#endif
 
 #include <cstdlib>
 #include <filesystem>
@@ -22,6 +24,12 @@ namespace facefeature_test {
 namespace {
 
 namespace fs = std::filesystem;
+
+#if defined(_WIN32)
+constexpr char kLibraryName[] = "facefeature.dll";
+#else
+constexpr char kLibraryName[] = "libfacefeature.so.1";
+#endif
 
 bool contains(const std::string& text, const std::string& part) {
   return text.find(part) != std::string::npos;
@@ -242,6 +250,8 @@ TEST_F(CommandLine, ExtractThatCannotWriteItsFeatureNamesTheFile) {
                 run({"extract", photo, landmarks, "-o", nowhere, "--model", syntheticFolder()}));
 }
 
+#if !defined(_WIN32)
+// A process can send no Ctrl-C to one other alone on Windows.
 TEST_F(CommandLine, ExtractInterruptedWhileItReadsTheModelLeavesNothing) {
   // The link stands only while the library reads 58 MB; a run that was done sooner is repeated.
   bool interrupted = false;
@@ -259,6 +269,7 @@ TEST_F(CommandLine, ExtractInterruptedWhileItReadsTheModelLeavesNothing) {
   EXPECT_TRUE(interrupted);
   EXPECT_TRUE(fs::exists(syntheticFolder() + "/6-2"));
 }
+#endif
 
 TEST_F(CommandLine, CompareOfAFaceWithItselfIsNear1) {
   EXPECT_EQ(0, extract(syntheticFolder()).exitCode);
@@ -329,32 +340,50 @@ class ProgramElsewhere : public CommandLine {
 
   Outcome compare() const { return runProgram({"compare", feature, feature}, temporary, program); }
 
-  const std::string program = base + "/bin/facefeature";
-  const fs::path library = fs::path(FACEFEATURE_PROGRAM).parent_path() / "libfacefeature.so.1";
+  const std::string program = base + "/bin/" + fs::path(FACEFEATURE_PROGRAM).filename().string();
+  const fs::path library = fs::path(FACEFEATURE_PROGRAM).parent_path() / kLibraryName;
 };
 
 TEST_F(ProgramElsewhere, WithoutALibrarySaysWhereItBelongs) {
   const Outcome outcome = compare();
   EXPECT_EQ(1, outcome.exitCode);
   EXPECT_EQ("", outcome.out);
-  EXPECT_TRUE(contains(outcome.err, "libfacefeature.so.1: can't be loaded: "));
+  EXPECT_TRUE(contains(outcome.err, std::string(kLibraryName) + ": can't be loaded: "));
 }
 
+#if !defined(_WIN32)
+// On Windows libraries lie beside programs.
 TEST_F(ProgramElsewhere, FindsTheLibraryInTheFolderLibBesideItsOwn) {
   fs::create_directories(base + "/lib");
-  fs::copy_file(library, base + "/lib/libfacefeature.so.1");
+  fs::copy_file(library, base + "/lib/" + kLibraryName);
   EXPECT_EQ("nan\n", compare().out);
 }
 
 TEST_F(ProgramElsewhere, BrokenLibraryOfItsOwnIsNotPassedOver) {
   fs::create_directories(base + "/lib");
-  fs::copy_file(library, base + "/lib/libfacefeature.so.1");
-  writeText(base + "/bin/libfacefeature.so.1", "no library");
+  fs::copy_file(library, base + "/lib/" + kLibraryName);
+  writeText(base + "/bin/" + kLibraryName, "no library");
   const Outcome outcome = compare();
   EXPECT_EQ(1, outcome.exitCode);
   EXPECT_EQ("", outcome.out);
-  EXPECT_TRUE(contains(outcome.err, base + "/bin/libfacefeature.so.1: can't be loaded: "));
+  EXPECT_TRUE(contains(
+      outcome.err, fs::path(base + "/bin").append(kLibraryName).string() + ": can't be loaded: "));
 }
+#else
+TEST_F(ProgramElsewhere, BrokenLibraryOfItsOwnIsNotPassedOver) {
+  const fs::path broken = fs::path(program).parent_path() / kLibraryName;
+  writeText(broken.string(), "no library");
+  const Outcome outcome = compare();
+  EXPECT_EQ(1, outcome.exitCode);
+  EXPECT_EQ("", outcome.out);
+  EXPECT_TRUE(contains(outcome.err, std::string(kLibraryName) + ": can't be loaded: "));
+}
+
+TEST_F(ProgramElsewhere, FindsTheLibraryBesideItself) {
+  fs::copy_file(library, fs::path(program).parent_path() / kLibraryName);
+  EXPECT_EQ("nan\n", compare().out);
+}
+#endif
 
 }  // namespace
 }  // namespace facefeature_test

@@ -90,11 +90,14 @@ TEST_F(ModelCheck, AllFilesOfAnEmptyFolderAreNamed) {
   }
 }
 
+#if !defined(_WIN32)
+// Symbolic links take rights on Windows that a test does not have.
 TEST_F(ModelCheck, LinkThatLeadsNowhereIsMissing) {
   std::filesystem::remove(folder + "/3-7-2");
   std::filesystem::create_symlink("nowhere", folder + "/3-7-2");
   expectFault("3-7-2", "is missing");
 }
+#endif
 
 TEST_F(ModelCheck, ShortFilesAreNamedWithWhatTheyLack) {
   replace("6-0", original("6-0").substr(0, 31996));
@@ -158,16 +161,21 @@ TEST_F(ModelCheck, FolderOrPipeInThePlaceOfAFileIsNamed) {
   std::filesystem::remove(folder + "/6-1");
   std::filesystem::create_directory(folder + "/6-1");
   expectFault("6-1", "is no ordinary file");
+#if !defined(_WIN32)
   std::filesystem::remove(folder + "/6-1");
   ASSERT_EQ(0, mkfifo((folder + "/6-1").c_str(), 0600));
   expectFault("6-1", "is no ordinary file");
+#endif
 }
 
+#if !defined(_WIN32)
+// Symbolic links take rights on Windows that a test does not have.
 TEST_F(ModelCheck, FileThatCannotBeReachedIsNamed) {
   std::filesystem::remove(folder + "/2-2-1");
   std::filesystem::create_symlink("2-2-1", folder + "/2-2-1");
   expectFault("2-2-1", "can't be read: Too many levels of symbolic links");
 }
+#endif
 
 TEST_F(ModelCheck, AllFaultsAreNamedInTheOrderOfTheFiles) {
   for (const char* name : {"5-1-1", "6-0", "0-2-0"}) std::filesystem::remove(folder + "/" + name);

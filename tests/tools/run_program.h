@@ -2,10 +2,14 @@
 #ifndef FACEFEATURE_TESTS_TOOLS_RUN_PROGRAM_H
 #define FACEFEATURE_TESTS_TOOLS_RUN_PROGRAM_H
 
+#if defined(_WIN32)
+#include "host/child_process.h"
+#else
 #include <fcntl.h>
 #include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#endif
 
 #include <fstream>
 #include <iterator>
@@ -35,6 +39,17 @@ struct Outcome {
   std::string out;
   std::string err;
 };
+
+#if defined(_WIN32)
+
+inline Outcome runProgram(const std::vector<std::string>& arguments,
+                          const std::string& temporaryFolder = privateTempFolder(),
+                          const std::string& program = FACEFEATURE_PROGRAM) {
+  const ChildResult result = runChild(program, arguments, {{"TMP", temporaryFolder}});
+  return {result.exitStatus, result.signal, result.out, result.err};
+}
+
+#else
 
 class StartedProgram {
  public:
@@ -92,6 +107,8 @@ inline Outcome runProgram(const std::vector<std::string>& arguments,
                           const std::string& program = FACEFEATURE_PROGRAM) {
   return StartedProgram(arguments, temporaryFolder, program).outcome();
 }
+
+#endif
 
 }  // namespace facefeature_test
 

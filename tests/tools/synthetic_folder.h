@@ -26,7 +26,7 @@ inline std::string linkedFolder(const std::string& name) {
   std::filesystem::remove_all(path);
   std::filesystem::create_directories(path);
   for (const auto& file : std::filesystem::directory_iterator(syntheticFolder())) {
-    std::filesystem::create_symlink(file.path(), path / file.path().filename());
+    std::filesystem::create_hard_link(file.path(), path / file.path().filename());
   }
   return path;
 }

@@ -1,5 +1,4 @@
-// The form for ELF: dlopen and the four names. On Windows, LoadLibrary and the four ordinals take
-// its place.
+// The form for ELF: dlopen and the four names. library_loader_windows.cpp is the other one.
 #include "library_loader.h"
 
 #include <dlfcn.h>

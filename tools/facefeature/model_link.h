@@ -20,7 +20,8 @@ std::string defaultModelFolder();
 // TMPDIR: to the folder's parent where the folder bears the fixed name, otherwise to a new private
 // folder that holds a link of that name. That private folder goes with the object, and also when
 // the process is ended by SIGINT, SIGTERM, SIGHUP or SIGQUIT, or by exit(). TMPDIR stays as it
-// was set.
+// was set. On Windows the variable is TMP, the private folder holds hard links to the files, or
+// copies, and in the place of the signals stand the endings that a console tells of.
 //
 // One object at a time: a signal handler finds the paths in static memory.
 class ModelLink {
