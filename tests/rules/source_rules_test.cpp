@@ -109,6 +109,22 @@ TEST(Sources, AskForNoFlagThatChangesRounding) {
   expectNone(kForbiddenFlags, std::regex::ECMAScript, buildFiles(), comment);
 }
 
+// What differs between systems is asked of src/platform/ and nowhere else.
+TEST(Sources, KnowTheSystemInOneFolderOnly) {
+  const std::regex question(R"(^\s*#.*\b(_WIN32|_WIN64|WIN32|__linux__|__unix__|__APPLE__)\b)");
+  bool isAskedThere = false;
+  for (const char* folder : {"src", "include"}) {
+    for (const std::string& path : textFilesBelow(folder)) {
+      for (const std::string& line : linesOfText(fileText(path))) {
+        if (!std::regex_search(line, question)) continue;
+        EXPECT_EQ(0u, path.find("src/platform/")) << path << ": " << line;
+        isAskedThere = true;
+      }
+    }
+  }
+  EXPECT_TRUE(isAskedThere) << "the pattern finds nothing";
+}
+
 // The lines of a file that fit; with `after`, only the first ones behind a line that fits that.
 std::vector<std::string> linesLike(const std::filesystem::path& file, const char* pattern,
                                    const char* after = nullptr) {

@@ -1,0 +1,149 @@
+// Prints a hash of the bits of everything that an extraction makes, stage by stage, for the same
+// faces wherever it runs: two builds that print the same lines compute the same.
+//
+//     dump_bits [PROCESSOR]
+//
+// PROCESSOR is the kind that matrices are multiplied for, as OpenBLAS names it. On Linux the
+// package takes it from OPENBLAS_CORETYPE; there the argument is refused unless it is in force.
+// Exit status 3: this processor can't run it.
+#include <cblas.h>
+#if defined(_WIN32)
+#include <cblas_cores.h>
+#endif
+
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "geometry/gray_image.h"
+#include "geometry/head_pose.h"
+#include "geometry/patch_matrices.h"
+#include "kernels/vector_math.h"
+#include "net/conv_net.h"
+#include "support/random.h"
+#include "support/sample_faces.h"
+#include "support/sample_pictures.h"
+#include "support/test_engine.h"
+
+namespace facefeature_test {
+namespace {
+
+constexpr uint64_t kSeed = 20;
+
+// FNV-1a.
+uint64_t hashOf(const void* data, size_t bytes) {
+  uint64_t hash = 14695981039346656037u;
+  const auto* byte = static_cast<const uint8_t*>(data);
+  for (size_t i = 0; i < bytes; ++i) hash = (hash ^ byte[i]) * 1099511628211u;
+  return hash;
+}
+
+void print(const std::string& name, const void* data, size_t bytes) {
+  std::printf("%s %016llx\n", name.c_str(), static_cast<unsigned long long>(hashOf(data, bytes)));
+}
+
+void print(const std::string& name, const std::vector<float>& values) {
+  print(name, values.data(), values.size() * sizeof(float));
+}
+
+void print(const std::string& name, const facefeature::Matrix& matrix) {
+  print(name, matrix.buffer, static_cast<size_t>(matrix.size) * sizeof(float));
+}
+
+// The functions that come from the system's mathematics.
+void printFunctions() {
+  Random random(kSeed);
+  std::vector<float> x(400000), y(x.size());
+  for (float& value : x) value = random.between(-90.0f, 90.0f);
+  const int32_t count = static_cast<int32_t>(x.size());
+  facefeature::vsExp(count, x.data(), y.data());
+  print("exp", y);
+  facefeature::vsTanh(count, x.data(), y.data());
+  print("tanh", y);
+  for (float& value : x) value = std::abs(value);
+  facefeature::vsLn(count, x.data(), y.data());
+  print("ln", y);
+}
+
+void printGeometry(const std::string& name, FeatureEngine* engine, const Picture& picture,
+                   FaceRecord& face) {
+  print(name + " landmarks", face.entries.data(), face.entries.size() * sizeof(Landmark));
+  const size_t pixels = static_cast<size_t>(picture.width) * static_cast<size_t>(picture.height);
+  std::vector<uint8_t> gray(pixels);
+  facefeature::ConvertToGray(picture.pixels(), picture.width, picture.height, picture.stride,
+                             gray.data());
+  print(name + " gray", gray.data(), gray.size());
+  float angles[3] = {};
+  const float length =
+      facefeature::EstimateHeadPose(face.set(), &angles[0], &angles[1], &angles[2]);
+  print(name + " length", &length, sizeof length);
+  print(name + " angles", angles, sizeof angles);
+  std::vector<facefeature::Matrix*>* const patches =
+      facefeature::BuildPatchMatrices(engine, picture.pixels(), picture.width, picture.height,
+                                      picture.stride, gray.data(), face.set());
+  for (size_t i = 0; i < patches->size(); ++i) {
+    print(name + " patch " + std::to_string(i), *(*patches)[i]);
+  }
+  facefeature::freePatchMatrices(patches);
+  print(name + " gray frame", engine->grayFace, sizeof engine->grayFace);
+  print(name + " colour frame", engine->colorFace, sizeof engine->colorFace);
+}
+
+void printExtraction(const std::string& name, FeatureEngine* engine, const Picture& picture,
+                     FaceRecord& face) {
+  const std::vector<float> feature = extracted(engine, picture, face);
+  for (size_t net = 0; net < 25; ++net) {
+    const auto& layers = engine->nets[net]->layers;
+    for (size_t layer = 0; layer < layers.size(); ++layer) {
+      const facefeature::Matrix* const activations = layers[layer]->getActivations();
+      if (activations == nullptr || activations->buffer == nullptr) continue;
+      print(name + " net " + std::to_string(net) + " layer " + std::to_string(layer), *activations);
+    }
+  }
+  print(name + " feature", feature);
+}
+
+void printAll() {
+  printFunctions();
+  haveModel();
+  const OwnEngine engine;
+  Random random(kSeed);
+  for (int32_t i = 0; i < 12; ++i) {
+    Request request = randomRequest(random, static_cast<FaceKind>(i % kFaceKinds));
+    const std::string name = "synthetic " + std::to_string(i);
+    printGeometry(name, engine.get(), request.picture, request.face);
+    printExtraction(name, engine.get(), request.picture, request.face);
+  }
+  if (samplesFolder().empty() || !kReadsPhotographs) {
+    std::printf("no photographs\n");
+    return;
+  }
+  for (SampleFace& sample : sampleFaces(samplesFolder())) {
+    const Picture picture = samplePicture(samplesFolder() + "/" + sample.imageFile);
+    print(sample.name + " pixels", picture.storage.data(), picture.storage.size());
+    printGeometry(sample.name, engine.get(), picture, sample.face);
+    printExtraction(sample.name, engine.get(), picture, sample.face);
+  }
+}
+
+bool useProcessor(const std::string& name) {
+#if defined(_WIN32)
+  return cblasUseCore(name.c_str()) != 0;
+#else
+  return name == openblas_get_corename();
+#endif
+}
+
+}  // namespace
+}  // namespace facefeature_test
+
+int main(int argc, char** argv) {
+  if (argc == 2 && !facefeature_test::useProcessor(argv[1])) {
+    std::fprintf(stderr, "dump_bits: %s is not in force\n", argv[1]);
+    return 3;
+  }
+  facefeature_test::printAll();
+  return 0;
+}
