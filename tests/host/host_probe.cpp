@@ -3,18 +3,27 @@
 //
 //     host_probe LIBRARY STEP...
 //
-//     load | unload | mapped          binds the four functions; lets go of them; "mapped yes|no"
+//     load | unload | mapped | where  binds the four functions; lets go of them; "mapped yes|no";
+//                                     "where 7f0012345678", the address of a function
 //     create NAME                     "NAME made", "NAME null" or "NAME out of memory"
 //     extract NAME VARIANT            "NAME feature 3f800000 ...", "NAME nan" or "NAME untouched"
-//     extract-together NAME NAME      both with the variant "face", at once, on threads of their
-//     own on-a-thread STEP                the one step, on a thread that then ends destroy NAME
-//     null when no engine bears the name read-feature NAME FILE          502 floats score NAME NAME
-//     "score 3f800000", of the features last read or extracted threads | memory "threads N";
-//     "memory N" (resident, in KiB) setenv NAME VALUE | unsetenv NAME remove PATH | move FROM TO
-//     folders with all that is in them fork STEP... join               a child does the steps and
-//     leaves by exit(0) at the join, the
+//     extract-together NAME NAME      both with the variant "face", at once, on threads of
+//                                     their own
+//     extract-beside-blas NAME        the variant "face" five times, while each BLAS of the
+//                                     host's own multiplies; "products same|changed"
+//     on-a-thread STEP                the one step, on a thread that then ends
+//     destroy NAME                    null when no engine bears the name
+//     read-feature NAME FILE          502 floats
+//     score NAME NAME                 "score 3f800000", of the features last read or extracted
+//     threads | memory                "threads N"; "memory N" (resident, in KiB)
+//     setenv NAME VALUE | unsetenv NAME
+//     remove PATH | move FROM TO      folders with all that is in them
+//     fork STEP... join               a child does the steps and leaves by exit(0) at the join, the
 //                                     parent waits for it there: "child 0" or "child died"
 //     sleep MILLISECONDS
+//     rounding MODE | denormals MODE  of the calling thread (probe_surroundings.h)
+//     environment                     "environment nearest kept" or the like
+//     take-memory BLOCKS | open-blas FILE
 //
 // Standard output is flushed after each step, so that it has all lines, in order, also where a step
 // ends the process. Exit status 2: a step that can't be done, told on standard error.
@@ -34,6 +43,7 @@
 
 #include "host/probe_library.h"
 #include "host/probe_request.h"
+#include "host/probe_surroundings.h"
 #include "host/probe_system.h"
 #include "support/environment.h"
 
@@ -62,9 +72,11 @@ class Probe {
     if (verb == "load") return library_.load();
     if (verb == "unload") return library_.unload();
     if (verb == "mapped") return say("mapped", library_.mapped() ? "yes" : "no");
+    if (verb == "where") return where();
     if (verb == "create") return create(word());
     if (verb == "extract") return extract(word());
     if (verb == "extract-together") return extractTogether(word());
+    if (verb == "extract-beside-blas") return extractBesideBlas(word());
     if (verb == "on-a-thread") return onAThread();
     if (verb == "destroy") return library_.destroy(engines_[word()]);
     if (verb == "read-feature") return readFeature(word());
@@ -78,6 +90,11 @@ class Probe {
     if (verb == "fork") return forkHere();
     if (verb == "join") return std::exit(0);
     if (verb == "sleep") return sleep(word());
+    if (verb == "rounding") return setRounding(word());
+    if (verb == "denormals") return setDenormals(word());
+    if (verb == "environment") return say("environment", floatEnvironment());
+    if (verb == "take-memory") return takeMemory(std::stoi(word()));
+    if (verb == "open-blas") return static_cast<void>(others_.emplace_back(word()));
     throw std::runtime_error("no such step: " + verb);
   }
 
@@ -112,6 +129,21 @@ class Probe {
     two.join();
     say(first, firstText);
     say(second, secondText);
+  }
+
+  void extractBesideBlas(const std::string& name) {
+    const bool same = besideProducts(others_, [&] {
+      for (int32_t round = 0; round < 5; ++round) {
+        say(name, extractVariant(library_, engines_.at(name), "face", features_[name]));
+      }
+    });
+    say("products", same ? "same" : "changed");
+  }
+
+  void where() {
+    char text[32];
+    std::snprintf(text, sizeof text, "%p", reinterpret_cast<void*>(library_.create));
+    say("where", text);
   }
 
   void onAThread() {
@@ -154,6 +186,7 @@ class Probe {
   size_t next_ = 0;
   std::map<std::string, FeatureEngine*> engines_;
   std::map<std::string, FeatureVector> features_;
+  std::vector<HostBlas> others_;
 };
 
 }  // namespace

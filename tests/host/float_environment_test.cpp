@@ -1,0 +1,168 @@
+// The floating point environment of the host: what a call leaves it as, and what becomes of a
+// feature in another one than a process starts with.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "host/linked_model.h"
+#include "host/probe_run.h"
+
+namespace facefeature_test {
+namespace {
+
+Environment withThreads(int32_t threads) {
+  return {{"OMP_NUM_THREADS", std::to_string(threads)},
+          {"OMP_THREAD_LIMIT", std::nullopt},
+          {"OMP_DYNAMIC", std::nullopt}};
+}
+
+// Multiplies the numbers of a matrix file by a power of two.
+void scale(const LinkedModel& model, const std::string& name, int exponent) {
+  std::string bytes = model.read(name);
+  for (size_t place = 8; place < bytes.size(); place += sizeof(float)) {
+    float value;
+    std::memcpy(&value, &bytes[place], sizeof value);
+    value = std::ldexp(value, exponent);
+    std::memcpy(&bytes[place], &value, sizeof value);
+  }
+  model.write(name, bytes);
+}
+
+// Nets whose first layer answers denormal numbers, which the second one brings back to size.
+void makeDenormal(const LinkedModel& model) {
+  for (int32_t net = 1; net <= 25; ++net) {
+    const std::string number = std::to_string(net);
+    scale(model, "1-" + number + "-1", -134);
+    scale(model, "1-" + number + "-2", -134);
+    scale(model, "2-" + number + "-1", 124);
+    scale(model, "2-" + number + "-2", -10);
+  }
+}
+
+// The features that these steps give between a creation and a destruction.
+std::vector<std::string> featuresOf(const LinkedModel& model, const Steps& steps, int32_t threads) {
+  const std::string out =
+      outputOf(runProbe(model, joined({{"load", "create", "a"}, steps, {"destroy", "a", "unload"}}),
+                        withThreads(threads)));
+  std::vector<std::string> features;
+  for (const std::string& line : linesOf(out)) {
+    if (line.compare(0, 10, "a feature ") == 0) features.push_back(line.substr(2));
+  }
+  return features;
+}
+
+std::string featureOf(const LinkedModel& model, const Steps& steps, int32_t threads) {
+  const std::vector<std::string> features = featuresOf(model, steps, threads);
+  EXPECT_EQ(1u, features.size());
+  return features.empty() ? "none" : features[0];
+}
+
+const Steps kExtract = {"extract", "a", "face"};
+
+TEST(FloatEnvironment, IsAfterEachCallWhatItWasBefore) {
+  const LinkedModel model;
+  for (const char* rounding : {"nearest", "upward", "downward", "zero"}) {
+    for (const char* denormals : {"kept", "flushed"}) {
+      const std::string line =
+          "environment " + std::string(rounding) + " " + std::string(denormals);
+      SCOPED_TRACE(line);
+      const std::vector<std::string> lines = linesOf(outputOf(runProbe(
+          model,
+          {"rounding",    rounding,      "denormals",   denormals,    "load",        "environment",
+           "create",      "a",           "environment", "extract",    "a",           "face",
+           "environment", "score",       "a",           "a",          "environment", "destroy",
+           "a",           "environment", "unload",      "environment"})));
+      ASSERT_EQ(9u, lines.size());
+      for (const size_t place : {0u, 2u, 4u, 6u, 7u, 8u}) EXPECT_EQ(line, lines[place]);
+    }
+  }
+}
+
+// In the environment that a process starts with.
+TEST(FloatEnvironment, DenormalActivationsCountAndAreTheSameOnAnyNumberOfThreads) {
+  const LinkedModel model;
+  makeDenormal(model);
+  const std::string kept = featureOf(model, kExtract, 1);
+  EXPECT_EQ(std::string::npos, kept.find(" 7fc00000")) << "the model is of no use";
+  for (const int32_t threads : {2, 7, 25}) EXPECT_EQ(kept, featureOf(model, kExtract, threads));
+  // So there are denormals, and nothing in the library or its packages flushes them.
+  EXPECT_NE(kept, featureOf(model, joined({{"denormals", "flushed"}, kExtract}), 1));
+}
+
+// The nets share the work with the calling thread, and worker threads are started in its
+// environment: so all of them round, or flush, alike.
+TEST(FloatEnvironment, SetAheadOfTheFirstExtractionReachesAllThreads) {
+  const LinkedModel model;
+  makeDenormal(model);
+  for (const Steps& setting : {Steps{"denormals", "flushed"}, Steps{"rounding", "upward"},
+                               Steps{"rounding", "downward"}, Steps{"rounding", "zero"}}) {
+    SCOPED_TRACE(setting[1]);
+    const std::string alone = featureOf(model, joined({setting, kExtract}), 1);
+    EXPECT_NE(featureOf(model, kExtract, 1), alone);
+    for (const int32_t threads : {2, 7}) {
+      EXPECT_EQ(alone, featureOf(model, joined({setting, kExtract}), threads));
+    }
+  }
+}
+
+// A warning more than a promise: worker threads keep the environment that they were started in, so
+// that one which the host sets in between holds for a part of the nets alone, and so does its end.
+TEST(FloatEnvironment, SetLaterReachesTheCallingThreadAlone) {
+  const LinkedModel model;
+  makeDenormal(model);
+  const struct {
+    const char *verb, *other, *usual;
+  } settings[] = {{"denormals", "flushed", "kept"}, {"rounding", "upward", "nearest"}};
+  for (const auto& [verb, other, usual] : settings) {
+    SCOPED_TRACE(other);
+    const std::string all = featureOf(model, joined({{verb, other}, kExtract}), 1);
+    const std::string none = featureOf(model, kExtract, 1);
+    const std::vector<std::string> later =
+        featuresOf(model, joined({kExtract, {verb, other}, kExtract, {verb, usual}, kExtract}), 4);
+    ASSERT_EQ(3u, later.size());
+    EXPECT_EQ(none, later[0]);
+    EXPECT_NE(all, later[1]);
+    EXPECT_NE(none, later[1]);
+    EXPECT_EQ(none, later[2]);
+
+    const std::vector<std::string> earlier =
+        featuresOf(model, joined({{verb, other}, kExtract, {verb, usual}, kExtract}), 4);
+    ASSERT_EQ(2u, earlier.size());
+    EXPECT_EQ(all, earlier[0]);
+    EXPECT_NE(none, earlier[1]);
+  }
+}
+
+// The last destruction ends the workers, and the next ones are started in the usual environment.
+TEST(FloatEnvironment, IsForgottenWithTheLastEngine) {
+  const LinkedModel model;
+  const std::vector<std::string> features =
+      featuresOf(model,
+                 joined({{"rounding", "upward"},
+                         kExtract,
+                         {"rounding", "nearest", "destroy", "a", "create", "a"},
+                         kExtract}),
+                 4);
+  ASSERT_EQ(2u, features.size());
+  EXPECT_NE(goodFeature(), features[0]);
+  EXPECT_EQ(goodFeature(), features[1]);
+}
+
+// What a creation reads, parses and builds is the same in any.
+TEST(FloatEnvironment, OfTheCreationDoesNotMatter) {
+  const LinkedModel model;
+  for (const char* rounding : {"upward", "downward", "zero"}) {
+    const std::string out = outputOf(
+        runProbe(model, joined({{"rounding", rounding, "denormals", "flushed", "load", "create",
+                                 "a", "rounding", "nearest", "denormals", "kept"},
+                                kExtract,
+                                {"destroy", "a", "unload"}})));
+    EXPECT_EQ("a made\na " + goodFeature() + "\n", out) << rounding;
+  }
+}
+
+}  // namespace
+}  // namespace facefeature_test
