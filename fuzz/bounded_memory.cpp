@@ -65,6 +65,8 @@ MemoryScope::~MemoryScope() {
   while (scope.blockCount > 0) std::free(scope.blocks[--scope.blockCount]);
 }
 
+void MemoryScope::fillWith(uint8_t fill) { scope.fill = fill; }
+
 }  // namespace facefeature_fuzz
 
 using facefeature_fuzz::allocated;

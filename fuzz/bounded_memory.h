@@ -25,6 +25,7 @@ class MemoryScope {
  public:
   MemoryScope(size_t mostBytes, uint8_t fill);
   ~MemoryScope();
+  void fillWith(uint8_t fill);
   MemoryScope(const MemoryScope&) = delete;
   MemoryScope& operator=(const MemoryScope&) = delete;
 };
