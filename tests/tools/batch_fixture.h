@@ -19,6 +19,7 @@
 #include "little_endian.h"
 #include "model_files.h"
 #include "run_program.h"
+#include "support/faces.h"
 #include "support/random.h"
 
 namespace facefeature_test {
@@ -84,12 +85,11 @@ class Batch : public ::testing::Test {
     const std::string name = base + "/p" + std::to_string(number);
     const Bytes ppm = encodePpm(width, 20, random.bytes(3 * width * 20));
     writeText(name + ".ppm", std::string(ppm.begin(), ppm.end()));
-    std::vector<Landmark> points;
-    for (const int32_t id :
-         {0,   1,   2,   3,   4,   5,   6,   9,   10,  11,  12,  13,  43,  44, 45,
-          200, 221, 222, 223, 225, 226, 227, 240, 241, 300, 302, 314, 315, 316}) {
-      points.push_back({id, random.between(1.0f, 18.0f), random.between(1.0f, 18.0f)});
-    }
+    // A small face, inside of the picture and above all doubt.
+    const float shift = 0.01f * static_cast<float>(number);
+    const float x = 0.5f * static_cast<float>(width) + shift;
+    const std::vector<Landmark> points =
+        projectedFace({0.0f, 0.0f, 0.0f, 0.4f, x, 10.0f - shift}).entries;
     writeText(name + ".json", facefeature_tools::landmarkText(
                                   name + ".ppm", static_cast<int32_t>(width), 20, points));
   }
