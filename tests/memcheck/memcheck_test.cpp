@@ -7,8 +7,8 @@
 // by itself. No suppression is needed, neither for it nor for the OpenMP runtime.
 #include <gtest/gtest.h>
 
-#include <regex>
 #include <string>
+#include <vector>
 
 #include "host/child_process.h"
 #include "host/linked_model.h"
@@ -62,6 +62,17 @@ TEST_F(Memcheck, NothingIsReadThatNobodyWrote) {
   EXPECT_EQ(0u, lines[5].find("score "));
 }
 
+// Whether a report begins in the code that prints a feature, under either name: the one function
+// may be inlined into the other.
+bool isReportedAtThePrinting(const std::string& reports) {
+  for (const std::string& line : linesOf(reports)) {
+    if (line.find(" at 0x") == std::string::npos) continue;
+    if (line.find("described") != std::string::npos) return true;
+    if (line.find("extractVariant") != std::string::npos) return true;
+  }
+  return false;
+}
+
 // That the checker says nothing means something: it follows what nobody wrote from the photograph
 // through nets and projection to the printed feature.
 TEST_F(Memcheck, SeesAFeatureOfAPhotographThatNobodyWrote) {
@@ -69,9 +80,7 @@ TEST_F(Memcheck, SeesAFeatureOfAPhotographThatNobodyWrote) {
       {"load", "create", "a", "extract", "a", "unwritten-photograph", "destroy", "a", "unload"});
   EXPECT_EQ(kErrorFound, result.exitStatus);
   EXPECT_NE(std::string::npos, result.err.find("uninitialised value"));
-  // In the code that prints, under either name: the one may be inlined into the other.
-  const std::regex atThePrinting("at 0x[0-9A-F]+: [a-z_:() ]*(described|extractVariant)\\b");
-  EXPECT_TRUE(std::regex_search(result.err, atThePrinting)) << result.err;
+  EXPECT_TRUE(isReportedAtThePrinting(result.err)) << result.err;
 }
 
 }  // namespace
