@@ -9,6 +9,7 @@
 #include "support/bits.h"
 #include "support/faces.h"
 #include "support/random.h"
+#include "support/reference_arithmetic.h"
 #include "support/reference_geometry.h"
 
 namespace facefeature_test {
@@ -236,7 +237,7 @@ TEST(AlignSlots, ProductsAreRoundedBeforeTheyAreAdded) {
   // a x - b y is exactly 0 of two equal products; fused, the rounding error of one is left over.
   const float third = 1.0f / 3.0f;
   const float x = 1.1f;
-  ASSERT_NE(0.0f, std::fma(third, x, -(third * x)));
+  ASSERT_NE(0.0f, reference::fused(third, x, -(third * x)));
   Landmark slots[kSlotCount];
   for (Landmark& slot : slots) slot = {1, x, x};
   float aligned[2 * kSlotCount];

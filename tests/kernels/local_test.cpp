@@ -109,7 +109,7 @@ TEST(LocalForward, IntoItsInputGivesTheBitsOfAnotherOutput) {
 
 TEST(LocalForward, ProductsAreRoundedBeforeTheyAreSummed) {
   const float a = 1.1f;
-  ASSERT_NE(std::fma(a, a, -1.0f), reference::sum(reference::product(a, a), -1.0f));
+  ASSERT_NE(reference::fused(a, a, -1.0f), reference::sum(reference::product(a, a), -1.0f));
   Matrix input, weights, biases, output;
   fillMatrix(input, 1, 2, 111, {-1, a});
   fillMatrix(weights, 1, 2, 111, {1, a});

@@ -213,7 +213,7 @@ TEST(AddScaled, UnlikeOrdersWithAnotherFactorRoundTwice) {
   fillMatrix(second, 2, 1, 112, {other, other});
   first.addScaled(second, factor, target);
   const float wanted = reference::sum(reference::product(other, factor), mine);
-  ASSERT_NE(wanted, std::fma(other, factor, mine));
+  ASSERT_NE(wanted, reference::fused(other, factor, mine));
   EXPECT_SAME_FLOAT(wanted, target.buffer[0]);
   EXPECT_SAME_FLOAT(wanted, target.buffer[1]);
 }

@@ -8,6 +8,9 @@
 #define NOMINMAX
 #endif
 #include <windows.h>
+// Words of that header that are names elsewhere.
+#undef near
+#undef far
 #else
 #include <sys/mman.h>
 #include <unistd.h>

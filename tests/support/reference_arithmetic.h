@@ -3,6 +3,8 @@
 #define FACEFEATURE_TESTS_SUPPORT_REFERENCE_ARITHMETIC_H
 
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 
 #include "support/reference_single_steps.h"
 
@@ -15,6 +17,26 @@ inline float quotient(float a, float b) { return (Single(a) / Single(b)).value; 
 // A function of double precision, rounded once.
 inline float rounded(double value) { return narrow(value).value; }
 inline float exponential(float x) { return rounded(std::exp(static_cast<double>(x))); }
+
+// a * b + c, rounded once. Not the function of the runtime: that of MinGW rounds the product too.
+//
+// The product is exact in double. Their sum there may not be, and a value in the middle between two
+// floats must not come about by that rounding: an inexact sum is made odd in its last place,
+// towards where the rest of it lies, which leaves the second rounding right.
+inline float fused(float a, float b, float c) {
+  const double exact = static_cast<double>(a) * static_cast<double>(b), added = c;
+  double total = exact + added;
+  if (!std::isfinite(total)) return static_cast<float>(total);
+  const double share = total - exact;
+  const double rest = (exact - (total - share)) + (added - share);
+  int64_t bits;
+  std::memcpy(&bits, &total, sizeof bits);
+  if (rest != 0.0 && bits % 2 == 0) {
+    bits += (rest > 0.0) == (total > 0.0) ? 1 : -1;
+    std::memcpy(&total, &bits, sizeof bits);
+  }
+  return static_cast<float>(total);
+}
 
 // The first one where it is greater; so the second one wins a tie and whenever either is a NaN.
 inline float greater(float a, float b) { return a > b ? a : b; }

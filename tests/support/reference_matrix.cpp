@@ -37,7 +37,7 @@ Cell saxpyStep(const Cell& y, float factor, const Cell& x) {
   for (const float old : y) {
     for (const float added : x) {
       addValue(result, sum(old, product(factor, added)));
-      addValue(result, std::fma(factor, added, old));
+      addValue(result, fused(factor, added, old));
       if (factor == 0.0f) addValue(result, old);
     }
   }

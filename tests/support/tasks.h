@@ -9,6 +9,9 @@
 #include <windows.h>
 // Needs the types of the header above.
 #include <tlhelp32.h>
+// Words of that header that are names elsewhere.
+#undef near
+#undef far
 #endif
 
 #include <chrono>

@@ -60,7 +60,7 @@ inline Bytes decodedSamples(const Bytes& jpeg, J_COLOR_SPACE space) {
   jpeg_error_mgr errors;
   decoder.err = jpeg_std_error(&errors);
   jpeg_create_decompress(&decoder);
-  jpeg_mem_src(&decoder, jpeg.data(), jpeg.size());
+  jpeg_mem_src(&decoder, jpeg.data(), static_cast<unsigned long>(jpeg.size()));
   jpeg_read_header(&decoder, TRUE);
   decoder.out_color_space = space;
   jpeg_start_decompress(&decoder);

@@ -84,7 +84,7 @@ std::string fileFault(const std::string& folder, const ModelFile& file, CheckDep
   if (status.type() == fs::file_type::not_found) return "is missing";
   if (error) return "can't be read: " + error.message();
   if (!fs::is_regular_file(status)) return "is no ordinary file";
-  const std::unique_ptr<std::FILE, FileCloser> stream(std::fopen(path.c_str(), "rb"));
+  const std::unique_ptr<std::FILE, FileCloser> stream(std::fopen(path.string().c_str(), "rb"));
   if (!stream) return "can't be opened: " + systemMessage(errno);
   const uintmax_t size = fs::file_size(path, error);
   if (error) return "can't be read: " + error.message();

@@ -60,7 +60,8 @@ class JpegReader {
     if (setjmp(errors_.back) != 0) return false;
     jpeg_create_decompress(&decoder_);
     decoder_.progress = &progress_;
-    jpeg_mem_src(&decoder_, bytes_.data(), bytes_.size());
+    // Files are read up to a limit that a long holds on every system.
+    jpeg_mem_src(&decoder_, bytes_.data(), static_cast<unsigned long>(bytes_.size()));
     jpeg_read_header(&decoder_, TRUE);
     return true;
   }
