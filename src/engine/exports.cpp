@@ -6,9 +6,9 @@ FACEFEATURE_EXPORTED FeatureEngine* CreateFeatureEngine() {
   return facefeature::CreateFeatureEngine();
 }
 
-FACEFEATURE_EXPORTED void ExtractFeature(FeatureEngine* engine, const uint8_t* pixels, int32_t width,
-                                       int32_t height, int32_t stride, const LandmarkSet* landmarks,
-                                       float* feature) {
+FACEFEATURE_EXPORTED void ExtractFeature(FeatureEngine* engine, const uint8_t* pixels,
+                                         int32_t width, int32_t height, int32_t stride,
+                                         const LandmarkSet* landmarks, float* feature) {
   facefeature::ExtractFeature(engine, pixels, width, height, stride, landmarks, feature);
 }
 

@@ -70,12 +70,10 @@ int countWrong(const std::vector<Product>& products, size_t thread, size_t calls
 }
 
 // Races of the flavour without threads are too rare to be met in a short test on a busy machine: so
-// the flavour itself is asked for, where the package can tell. On Windows the flavour without threads
-// is built with locks, which only the build knows.
+// the flavour itself is asked for, where the package can tell. On Windows the flavour without
+// threads is built with locks, which only the build knows.
 #if defined(_WIN32) && defined(OPENBLAS_SEQUENTIAL)
-TEST(Sgemm, PackageStartsNoThreads) {
-  EXPECT_EQ(OPENBLAS_SEQUENTIAL, openblas_get_parallel());
-}
+TEST(Sgemm, PackageStartsNoThreads) { EXPECT_EQ(OPENBLAS_SEQUENTIAL, openblas_get_parallel()); }
 #elif defined(OPENBLAS_OPENMP)
 TEST(Sgemm, PackageIsTheFlavourForParallelLoops) {
   EXPECT_EQ(OPENBLAS_OPENMP, openblas_get_parallel());
