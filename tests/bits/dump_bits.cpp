@@ -5,7 +5,7 @@
 //
 // PROCESSOR is the kind that matrices are multiplied for, as OpenBLAS names it. On Linux the
 // package takes it from OPENBLAS_CORETYPE; there the argument is refused unless it is in force.
-// Exit status 3: this processor can't run it.
+// Exit status 9: this processor can't run it.
 #include <cblas.h>
 #if defined(_WIN32)
 #include <cblas_cores.h>
@@ -145,7 +145,7 @@ bool useProcessor(const std::string& name) {
 int main(int argc, char** argv) {
   if (argc == 2 && !facefeature_test::useProcessor(argv[1])) {
     std::fprintf(stderr, "dump_bits: %s is not in force\n", argv[1]);
-    return 3;
+    return 9;
   }
   facefeature_test::printAll();
   return 0;

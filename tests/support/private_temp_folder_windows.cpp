@@ -21,9 +21,13 @@ __attribute__((constructor(101))) void makePrivateTempFolder() {
     char base[MAX_PATH];
     const DWORD length = GetTempPathA(sizeof base, base);
     if (length == 0 || length > 120) abort();
-    snprintf(folder, sizeof folder, "%sfacefeature-test-%lu", base, GetCurrentProcessId());
-    if (CreateDirectoryA(folder, nullptr) == 0) abort();
-    isCreator = true;
+    // A program that was ended by force has left its folder, and numbers of processes come again.
+    for (int tries = 0; !isCreator; ++tries) {
+      if (tries == 1000) abort();
+      snprintf(folder, sizeof folder, "%sfacefeature-test-%lu-%d", base, GetCurrentProcessId(),
+               tries);
+      isCreator = CreateDirectoryA(folder, nullptr) != 0;
+    }
     char variable[MAX_PATH + 32];
     snprintf(variable, sizeof variable, "FACEFEATURE_TEST_FOLDER=%s", folder);
     _putenv(variable);
