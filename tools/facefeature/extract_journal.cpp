@@ -40,7 +40,7 @@ std::array<uint8_t, kCheckBytes> checkSum(const uint8_t* record, size_t count) {
 
 std::string originText(const uint8_t* field) {
   const char* text = reinterpret_cast<const char*>(field);
-  return std::string(text, strnlen(text, kOriginTextBytes));
+  return std::string(text, std::find(text, text + kOriginTextBytes, '\0'));
 }
 
 Failure notWritten(const std::string& path) {

@@ -22,7 +22,7 @@ Failure notSound(const std::string& path, const std::string& wrong) {
 
 std::string originText(const uint8_t* field) {
   const char* text = reinterpret_cast<const char*>(field);
-  return std::string(text, strnlen(text, kOriginTextBytes));
+  return std::string(text, std::find(text, text + kOriginTextBytes, '\0'));
 }
 
 bool hasMagic(const uint8_t* bytes) {

@@ -13,22 +13,30 @@ void require(int result) {
 
 }  // namespace
 
-void Sha256::ContextFreer::operator()(evp_md_ctx_st* context) const { EVP_MD_CTX_free(context); }
+struct Sha256::State {
+  State() : context(EVP_MD_CTX_new()) {}
+  ~State() { EVP_MD_CTX_free(context); }
+  State(const State&) = delete;
+  State& operator=(const State&) = delete;
 
-Sha256::Sha256() : context_(EVP_MD_CTX_new()) {
-  require(context_ ? EVP_DigestInit_ex(context_.get(), EVP_sha256(), nullptr) : 0);
+  EVP_MD_CTX* const context;  // null where there was no memory
+};
+
+Sha256::Sha256() : state_(std::make_unique<State>()) {
+  require(state_->context != nullptr ? EVP_DigestInit_ex(state_->context, EVP_sha256(), nullptr)
+                                     : 0);
 }
 
 Sha256::~Sha256() = default;
 
 void Sha256::add(const void* bytes, size_t count) {
-  require(EVP_DigestUpdate(context_.get(), bytes, count));
+  require(EVP_DigestUpdate(state_->context, bytes, count));
 }
 
 Digest Sha256::digest() {
   Digest digest;
   unsigned int length = 0;
-  require(EVP_DigestFinal_ex(context_.get(), digest.data(), &length));
+  require(EVP_DigestFinal_ex(state_->context, digest.data(), &length));
   return digest;
 }
 

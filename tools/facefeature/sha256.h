@@ -1,4 +1,4 @@
-// SHA-256, by OpenSSL.
+// SHA-256, by OpenSSL; on Windows by the system.
 #ifndef FACEFEATURE_TOOLS_SHA256_H
 #define FACEFEATURE_TOOLS_SHA256_H
 
@@ -7,16 +7,13 @@
 #include <cstdint>
 #include <memory>
 
-// OpenSSL's name for what a running digest is kept in.
-struct evp_md_ctx_st;
-
 namespace facefeature_tools {
 
 using Digest = std::array<uint8_t, 32>;
 
 class Sha256 {
  public:
-  // Throws std::runtime_error where OpenSSL has no such digest.
+  // Throws std::runtime_error where there is no such digest.
   Sha256();
   ~Sha256();
 
@@ -26,10 +23,8 @@ class Sha256 {
   Digest digest();
 
  private:
-  struct ContextFreer {
-    void operator()(evp_md_ctx_st* context) const;
-  };
-  std::unique_ptr<evp_md_ctx_st, ContextFreer> context_;
+  struct State;
+  std::unique_ptr<State> state_;
 };
 
 }  // namespace facefeature_tools
