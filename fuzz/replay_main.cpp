@@ -17,7 +17,7 @@ bool replay(const std::filesystem::path& path) {
   const std::vector<char> bytes{std::istreambuf_iterator<char>(file),
                                 std::istreambuf_iterator<char>()};
   if (!file) return false;
-  std::printf("%s\n", path.filename().c_str());
+  std::printf("%s\n", path.filename().string().c_str());
   std::fflush(stdout);
   LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size());
   return true;
@@ -41,7 +41,7 @@ int main(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     for (const std::filesystem::path& path : filesOf(argv[i])) {
       if (!replay(path)) {
-        std::fprintf(stderr, "can't read %s\n", path.c_str());
+        std::fprintf(stderr, "can't read %s\n", path.string().c_str());
         return 1;
       }
       ++inputs;

@@ -235,7 +235,7 @@ TEST(RunNetsDeathTest, ANetWithoutLayersEndsTheProcess) {
     nets.giveText(17, "");
     nets.run();
   };
-  EXPECT_EXIT(run(), ::testing::KilledBySignal(SIGABRT), "std::out_of_range");
+  EXPECT_EXIT(run(), endedByAbort(), "std::out_of_range");
 }
 
 // Whatever is thrown in the loop: nothing may leave it.
@@ -246,7 +246,7 @@ TEST(RunNetsDeathTest, ATextThatIsThrownInARunEndsTheProcess) {
     nets.giveText(3, madeText({madeDataLayer("first"), output}));
     nets.run();
   };
-  EXPECT_EXIT(run(), ::testing::KilledBySignal(SIGABRT), "terminate called");
+  EXPECT_EXIT(run(), endedByAbort(), "terminate called");
 }
 
 }  // namespace

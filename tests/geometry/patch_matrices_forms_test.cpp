@@ -153,10 +153,10 @@ TEST_F(PatchMatricesForms, EndOnTheSameBitsForCoordinatesUpToAndBeyondIntegers) 
     transform(large, factor, 0.0f, 0.0f);
     expectForms(picture, large);
     if (power % 2 != 0) continue;
-    FaceRecord far = faceOfKind(random, FaceKind::kTurned, 150, 130);
-    transform(far, random.chance(50) ? 1.0f : 1000.0f, factor * random.between(-1.0f, 1.0f),
+    FaceRecord distant = faceOfKind(random, FaceKind::kTurned, 150, 130);
+    transform(distant, random.chance(50) ? 1.0f : 1000.0f, factor * random.between(-1.0f, 1.0f),
               factor * random.between(-1.0f, 1.0f));
-    expectForms(picture, far);
+    expectForms(picture, distant);
   }
 }
 

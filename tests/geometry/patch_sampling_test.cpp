@@ -120,8 +120,8 @@ TEST(SamplePatch, AwkwardAndEnormousCentresEndLikeTheReference) {
   const ScopedPatchMeans means(random);
   for (int i = 0; i < 200; ++i) {
     const int32_t patch = random.integer(0, 24);
-    const float far = random.normal() * std::exp(random.between(5.0f, 80.0f));
-    const float odd = random.chance(50) ? random.awkward() : far;
+    const float distant = random.normal() * std::exp(random.between(5.0f, 80.0f));
+    const float odd = random.chance(50) ? random.awkward() : distant;
     const float even = random.chance(50) ? 70.25f : random.awkward();
     expectLikeReference(randomFrame(random, patch), {odd, even}, patch);
     expectLikeReference(randomFrame(random, patch), {even, odd}, patch);

@@ -1,10 +1,11 @@
 // What somebody who can write to the model folder can bring about, beyond other features: the
 // process ends, memory is taken, a creation waits. Nothing else.
 #include <gtest/gtest.h>
+#if !defined(_WIN32)
 #include <sys/stat.h>
+#endif
 
 #include <cmath>
-#include <csignal>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
@@ -49,7 +50,7 @@ TEST(OddModelFile, WeightsThatDoNotFitTheirNetEndTheProcessAtTheFirstExtraction)
     model.write(file.name, headed(file.rows, file.cols));
     const ChildResult result = runProbe(model, oneExtraction());
     EXPECT_EQ("a made\n", result.out);
-    EXPECT_EQ(SIGABRT, result.signal);
+    EXPECT_TRUE(result.wasAborted()) << result.signal << " " << result.exitStatus;
     EXPECT_NE(std::string::npos, result.err.find("std::out_of_range")) << result.err;
   }
 }
@@ -125,6 +126,9 @@ TEST(OddModelFile, ANumberThatIsNoneInAFilterMayVanish) {
   EXPECT_NE(goodFeature(), text);
 }
 
+#if !defined(_WIN32)
+// Pipes have names of their own on Windows, and links take rights there that a test does not have.
+
 // A creation waits for the one who writes, for as long as he likes, and then takes what he wrote.
 TEST(OddModelFile, APipeIsReadLikeAFile) {
   const LinkedModel model;
@@ -148,6 +152,7 @@ TEST(OddModelFile, LinksAreFollowedWhereverTheyLead) {
   std::filesystem::create_symlink("../far", away + "/6-2");
   EXPECT_EQ(goodFeature(), featureWith(model));
 }
+#endif
 
 }  // namespace
 }  // namespace facefeature_test

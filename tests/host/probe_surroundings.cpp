@@ -1,7 +1,5 @@
 #include "host/probe_surroundings.h"
 
-#include <dlfcn.h>
-#include <sys/mman.h>
 #include <xmmintrin.h>
 
 #include <atomic>
@@ -9,6 +7,8 @@
 #include <cstdlib>
 #include <stdexcept>
 #include <thread>
+
+#include "host/probe_system.h"
 
 namespace facefeature_test {
 namespace {
@@ -77,23 +77,15 @@ void takeMemory(int32_t blocks) {
   for (int32_t block = 0; block < blocks; ++block) {
     const uint32_t bits = scrambled(static_cast<uint32_t>(block));
     const size_t pages = 1 + bits % 4000;
-    if (mmap(nullptr, pages * 4096, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1,
-             0) == MAP_FAILED) {
-      throw std::runtime_error("no memory to take");
-    }
+    reserveAddresses(pages * 4096);
     // Never freed and never used, but for its place; a checker of leaks finds it in this list.
     static std::vector<void*> taken;
     taken.push_back(std::malloc(16 + bits % 3001));
   }
 }
 
-HostBlas::HostBlas(const std::string& path) {
-  void* const handle = dlopen(path.c_str(), RTLD_NOW | RTLD_GLOBAL);
-  if (handle == nullptr) throw std::runtime_error(dlerror());
-  void* const symbol = dlsym(handle, "cblas_sgemm");
-  if (symbol == nullptr) throw std::runtime_error(dlerror());
-  sgemm_ = reinterpret_cast<decltype(sgemm_)>(symbol);
-}
+HostBlas::HostBlas(const std::string& path)
+    : sgemm_(reinterpret_cast<decltype(sgemm_)>(openSymbol(path, "cblas_sgemm"))) {}
 
 std::vector<float> HostBlas::product(int32_t number) const {
   constexpr int kRowMajor = 101, kAsItIs = 111;

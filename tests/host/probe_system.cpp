@@ -1,5 +1,7 @@
 #include "host/probe_system.h"
 
+#include <dlfcn.h>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -47,6 +49,20 @@ std::string forkAndWait() {
   int status = 0;
   if (waitpid(child, &status, 0) != child) throw std::runtime_error("can't wait for the child");
   return WIFEXITED(status) ? std::to_string(WEXITSTATUS(status)) : "died";
+}
+
+void reserveAddresses(size_t bytes) {
+  if (mmap(nullptr, bytes, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0) ==
+      MAP_FAILED) {
+    throw std::runtime_error("no addresses to take");
+  }
+}
+
+void* openSymbol(const std::string& library, const std::string& name) {
+  void* const handle = dlopen(library.c_str(), RTLD_NOW | RTLD_GLOBAL);
+  void* const symbol = handle == nullptr ? nullptr : dlsym(handle, name.c_str());
+  if (symbol == nullptr) throw std::runtime_error(dlerror());
+  return symbol;
 }
 
 }  // namespace facefeature_test

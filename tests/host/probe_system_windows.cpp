@@ -25,4 +25,14 @@ std::string residentKibibytes() {
 
 std::string forkAndWait() { throw std::runtime_error("no process can be forked here"); }
 
+void reserveAddresses(size_t bytes) {
+  if (VirtualAlloc(nullptr, bytes, MEM_RESERVE, PAGE_READONLY) == nullptr) {
+    throw std::runtime_error("no addresses to take");
+  }
+}
+
+void* openSymbol(const std::string& /*library*/, const std::string& /*name*/) {
+  throw std::runtime_error("no library sees another one's names here");
+}
+
 }  // namespace facefeature_test

@@ -197,9 +197,12 @@ TEST_F(Compare, FailuresAreNeverTakenForAnAnswer) {
   EXPECT_EQ(1, runProgram({"compare", file, file}, folder, program).exitCode);
   expectFailure(5, "facefeature compare: ",
                 runProgram({"compare", file, file, "--threshold=0"}, folder, program));
+#if !defined(_WIN32)
+  // Windows has no device that is always full.
   const std::string command = std::string(FACEFEATURE_PROGRAM) + " compare " + file + " " + file +
                               " --threshold=0 >/dev/full";
   EXPECT_EQ(5, runProgram({"-c", command}, folder, "/bin/bash").exitCode);
+#endif
 }
 
 }  // namespace

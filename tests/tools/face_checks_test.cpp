@@ -23,11 +23,11 @@ using facefeature_tools::LandmarkFile;
 constexpr int32_t kWidth = 600;
 constexpr int32_t kHeight = 500;
 
-LandmarkFile fileOf(const std::vector<Landmark>& landmarks, int32_t width, int32_t height) {
+LandmarkFile fileOf(std::vector<Landmark> landmarks, int32_t width, int32_t height) {
   LandmarkFile file;
   file.width = width;
   file.height = height;
-  file.landmarks = landmarks;
+  file.landmarks = std::move(landmarks);
   return file;
 }
 

@@ -15,6 +15,7 @@
 #include "landmark_file.h"
 #include "photo.h"
 #include "run_program.h"
+#include "support/environment.h"
 #include "support/sample_faces.h"
 #include "synthetic_folder.h"
 #include "verb_landmarks.h"
@@ -90,9 +91,9 @@ TEST_F(FindLandmarks, ThatFindsNoFaceEndsWith3) {
 
 TEST_F(FindLandmarks, WithoutTheShapeModelSaysWhatToInstall) {
   for (const std::string& model : {base + "/none", faceless}) {
-    setenv("FACEFEATURE_SHAPE_MODEL", model.c_str(), 1);
+    setVariable("FACEFEATURE_SHAPE_MODEL", model);
     const Outcome outcome = runProgram({"landmarks", faceless});
-    unsetenv("FACEFEATURE_SHAPE_MODEL");
+    unsetVariable("FACEFEATURE_SHAPE_MODEL");
     EXPECT_EQ(1, outcome.exitCode);
     EXPECT_EQ("", outcome.out);
     EXPECT_EQ(0u, outcome.err.find("facefeature landmarks: " + model + ": "));
@@ -109,8 +110,9 @@ TEST_F(FindLandmarks, TakesAFaceOrAllOfThem) {
 TEST(NumberedName, PutsTheNumberAheadOfTheEnding) {
   using facefeature_tools::numberedName;
   EXPECT_EQ("people_1.json", numberedName("people.json", 1));
-  EXPECT_EQ("a.b/people_12", numberedName("a.b/people", 12));
-  EXPECT_EQ("some/people.old_2.json", numberedName("some/people.old.json", 2));
+  EXPECT_EQ(std::string("a.b") + kSeparator + "people_12", numberedName("a.b/people", 12));
+  EXPECT_EQ(std::string("some") + kSeparator + "people.old_2.json",
+            numberedName("some/people.old.json", 2));
 }
 
 class FindLandmarksOfSamples : public FindLandmarks {

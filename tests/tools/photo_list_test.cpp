@@ -9,6 +9,7 @@
 #include "failure.h"
 #include "identifier.h"
 #include "run_program.h"
+#include "support/environment.h"
 
 namespace facefeature_test {
 namespace {
@@ -45,13 +46,15 @@ class PhotoList : public ::testing::Test {
 };
 
 TEST_F(PhotoList, PathsStartInTheFolderOfTheList) {
-  const auto entries = read("a,one.jpg,one.json\nb,/pictures/two.png,sub/two.json\n");
+  const std::string elsewhere =
+      std::filesystem::absolute("/pictures/two.png").make_preferred().string();
+  const auto entries = read("a,one.jpg,one.json\nb," + elsewhere + ",sub/two.json\n");
   ASSERT_EQ(2u, entries.size());
   EXPECT_EQ("a", entries[0].id);
-  EXPECT_EQ(base + "/one.jpg", entries[0].photo);
-  EXPECT_EQ(base + "/one.json", entries[0].landmarks);
-  EXPECT_EQ("/pictures/two.png", entries[1].photo);
-  EXPECT_EQ(base + "/sub/two.json", entries[1].landmarks);
+  EXPECT_EQ(base + kSeparator + "one.jpg", entries[0].photo);
+  EXPECT_EQ(base + kSeparator + "one.json", entries[0].landmarks);
+  EXPECT_EQ(elsewhere, entries[1].photo);
+  EXPECT_EQ(base + kSeparator + "sub/two.json", entries[1].landmarks);
 }
 
 TEST_F(PhotoList, HeadingIsOptional) {

@@ -76,6 +76,8 @@ struct Verbs {
   std::optional<GalleryCommands> gallery;
 
   Verbs() {
+    // A path that begins with a slash is no option, on Windows neither.
+    app.allow_windows_style_options(false);
     app.set_version_flag("--version", "facefeature " FACEFEATURE_VERSION);
     app.require_subcommand(1);
 
