@@ -29,7 +29,7 @@ set(facefeature_posix_tests
 
 # tests/CMakeLists.txt leaves out whole folders there: exhaustion (a limit on addresses, setrlimit),
 # memcheck (Valgrind), packages and python (what is installed on a Debian machine), rules, and soak
-# (counts of the Linux kernel).
+# (counts of the Linux kernel). fuzz/CMakeLists.txt leaves out fuzz_nets, which forks.
 
 # Only on Windows.
 set(facefeature_windows_tests
