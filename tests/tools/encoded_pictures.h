@@ -10,10 +10,6 @@
 #include <vector>
 // jpeglib.h uses FILE and size_t without including what declares them.
 #include <jpeglib.h>
-#if defined(_WIN32)
-// The package of the cross build is an archive.
-#define SPNG_STATIC
-#endif
 #include <spng.h>
 
 #include "support/random.h"
