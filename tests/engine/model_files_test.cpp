@@ -239,6 +239,9 @@ TEST(OpenSharedForReading, AFileThatSomebodyWritesToCanBeOpened) {
   std::string text;
   stream >> text;
   EXPECT_EQ("abc", text);
+  // Windows removes no file that is open.
+  writer.close();
+  stream.close();
   std::filesystem::remove(path);
 }
 
@@ -250,6 +253,7 @@ TEST(OpenSharedForReading, ReadsLineEndsAsTheyAre) {
   ASSERT_TRUE(openSharedForReading(stream, path));
   const std::string got((std::istreambuf_iterator<char>(stream)), std::istreambuf_iterator<char>());
   EXPECT_EQ(bytes, got);
+  stream.close();
   std::filesystem::remove(path);
 }
 
@@ -267,6 +271,7 @@ TEST(OpenSharedForReading, TheErrorStateOfTheFileBeforeIsCleared) {
   ASSERT_TRUE(openSharedForReading(stream, path));
   EXPECT_TRUE(stream.good());
   EXPECT_EQ('x', stream.get());
+  stream.close();
   std::filesystem::remove(path);
 }
 
