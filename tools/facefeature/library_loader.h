@@ -12,7 +12,8 @@ namespace facefeature_tools {
 class LoadedLibrary {
  public:
   // Looks in the program's own folder, then in ../lib beside it, then where the system's loader
-  // looks. The library reads the temporary folder here. Throws Failure (kFailed).
+  // looks; on Windows in the program's own folder alone. The library reads the temporary folder
+  // here. Throws Failure (kFailed).
   LoadedLibrary();
 
   decltype(&CreateFeatureEngine) createFeatureEngine = nullptr;

@@ -14,29 +14,28 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char kFileName[] = "facefeature.dll";
-constexpr char kRemedy[] = "Put facefeature.dll beside the program or onto PATH";
-
 std::string loaderMessage() {
   return std::error_code(static_cast<int>(GetLastError()), std::system_category()).message();
 }
 
-// The file beside the program, if there is one: a program that quietly took another library than
-// its own would give features of another version.
+// Beside the program and nowhere else: the system would look into the current folder too, which may
+// be anybody's.
 std::string ownLibrary() {
   char program[MAX_PATH];
   const DWORD length = GetModuleFileNameA(nullptr, program, MAX_PATH);
-  if (length == 0 || length == MAX_PATH) return "";
-  const fs::path library = fs::path(program).parent_path() / kFileName;
-  std::error_code error;
-  return fs::exists(library, error) ? library.string() : "";
+  if (length == 0 || length == MAX_PATH) {
+    throw Failure(kFailed, kFileName, "can't be looked for: " + loaderMessage(),
+                  "Put the program into a folder with a shorter path");
+  }
+  return (fs::path(program).parent_path() / kFileName).string();
 }
 
 HMODULE openLibrary() {
   const std::string own = ownLibrary();
-  const HMODULE module = LoadLibraryA(own.empty() ? kFileName : own.c_str());
+  const HMODULE module = LoadLibraryA(own.c_str());
   if (module != nullptr) return module;
-  throw Failure(kFailed, own.empty() ? kFileName : own, "can't be loaded: " + loaderMessage(),
-                own.empty() ? kRemedy : "Build or install it anew");
+  throw Failure(kFailed, own, "can't be loaded: " + loaderMessage(),
+                "Put facefeature.dll beside the program");
 }
 
 template <typename Function>
