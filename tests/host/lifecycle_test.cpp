@@ -158,9 +158,17 @@ TEST(Unloading, AHundredRoundsLeaveNoThreadNoMappingAndNoMemoryBehind) {
     EXPECT_EQ("mapped no", lines[first + 3]);
     memory.push_back(std::strtol(lines[first + 4].c_str() + 7, nullptr, 10));
   }
-#ifndef __SANITIZE_ADDRESS__
   // One round's weights are 28 MB, its projections 32 MB, a single face 100 KB: even the least of
   // them would be 9 MB behind the tenth round. Under a checker, freed memory stays resident.
+#if defined(_WIN32)
+  // What is resident moves in steps of megabytes there, now and then, and stays between them. What
+  // is left behind would show in each round.
+  int32_t grown = 0;
+  for (size_t round = 10; round < memory.size(); ++round) {
+    if (memory[round] - memory[round - 1] >= 64) ++grown;
+  }
+  EXPECT_LT(grown, 20) << "rounds";
+#elif !defined(__SANITIZE_ADDRESS__)
   EXPECT_LT(memory.back() - memory[9], 4096) << "KiB";
 #endif
 }
