@@ -13,7 +13,9 @@ namespace facefeature_fuzz {
 // Replaces what the file held. Ends the program where it can't be written.
 inline void writeFile(const std::string& path, const void* bytes, size_t count) {
   std::FILE* file = std::fopen(path.c_str(), "wb");
-  const bool written = file != nullptr && std::fwrite(bytes, 1, count, file) == count;
+  // Of nothing there may be no address either.
+  const bool written =
+      file != nullptr && (count == 0 || std::fwrite(bytes, 1, count, file) == count);
   if (!written || std::fclose(file) != 0) {
     std::fprintf(stderr, "can't write %s\n", path.c_str());
     std::abort();
