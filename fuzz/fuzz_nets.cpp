@@ -138,17 +138,18 @@ void requireSame(const Outcome& wanted, const Outcome& got) {
 
 // In a child, since it ends the process. The library's exit comes here before the fuzzing engine's
 // own handler, which would take it for a find.
+[[noreturn]] void endChild(int status, void* /*unused*/) {
+  std::fflush(stdout);
+  // Some OpenMP runtimes have made a file for the child, and leave it behind otherwise.
+  omp_pause_resource_all(omp_pause_hard);
+  _exit(status);
+}
+
 [[noreturn]] void constructInChild(const MadeNet& made, int output) {
   dup2(output, STDOUT_FILENO);
-  on_exit(
-      [](int status, void*) {
-        std::fflush(stdout);
-        _exit(status);
-      },
-      nullptr);
+  on_exit(endChild, nullptr);
   const Ending ending = endingOf([&] { new ConvNet(0, made.text.c_str()); });
-  std::fflush(stdout);
-  _exit(ending == Ending::kDone ? 100 : 101);
+  endChild(ending == Ending::kDone ? 100 : 101, nullptr);
 }
 
 std::string everythingFrom(int source) {
