@@ -1,14 +1,16 @@
 #include "face_patches.h"
 
+#include <memory>
 #include <set>
+#include <utility>
 
+#include "engine/feature_engine.h"
 #include "geometry/face_similarity.h"
-#include "geometry/face_warp.h"
-#include "geometry/gray_image.h"
 #include "geometry/head_pose.h"
 #include "geometry/landmark_set.h"
-#include "geometry/patch_sampling.h"
+#include "geometry/patch_matrices.h"
 #include "geometry/patch_table.h"
+#include "kernels/matrix.h"
 
 namespace facefeature_tools {
 namespace {
@@ -39,7 +41,7 @@ float heightFor(const Anchored& face, int32_t span) {
   return facefeature::lowerAnchorHeight(span, face.anchors, face.referenceLength);
 }
 
-FacePatch emptyPatch(const Anchored& face, int32_t patch) {
+FacePatch describedPatch(const Anchored& face, int32_t patch) {
   FacePatch result = {};
   result.side = patchSpec.patchSize[patch];
   result.planes = patchSpec.isColor[patch] == 1 ? 3 : 1;
@@ -48,39 +50,28 @@ FacePatch emptyPatch(const Anchored& face, int32_t patch) {
   result.span = patchSpec.referenceSpan[patch];
   result.directId = face.slots[patchSpec.centerPoint[patch]].id;
   result.mirrorId = face.slots[patchSpec.mirrorPoint[patch]].id;
-  result.direct.resize(static_cast<size_t>(facefeature::sampleLength(patch)));
-  result.mirrored.resize(result.direct.size());
   return result;
 }
 
 }  // namespace
 
+// The matrices that the nets of the library are handed. No model is loaded into this program, so
+// that the means that are taken off are 0.
 std::vector<FacePatch> facePatches(const Photo& photo, const std::vector<Landmark>& landmarks) {
   const Anchored face = anchored(landmarks);
-  std::vector<uint8_t> gray(photo.pixels.size() / 3);
-  facefeature::ConvertToGray(photo.pixels.data(), photo.width, photo.height, photo.stride(),
-                             gray.data());
-  std::vector<uint8_t> frame(facefeature::kColorFaceBytes);
+  const LandmarkRecord record = makeRecord(landmarks);
+  const std::unique_ptr<FeatureEngine> engine(new FeatureEngine);
+  const std::unique_ptr<std::vector<facefeature::Matrix*>,
+                        void (*)(std::vector<facefeature::Matrix*>*)>
+      matrices(facefeature::BuildPatchMatrices(engine.get(), photo.pixels.data(), photo.width,
+                                               photo.height, photo.stride(), nullptr, record.get()),
+               facefeature::freePatchMatrices);
   std::vector<FacePatch> patches;
   for (int32_t patch = 0; patch < kFacePatches; ++patch) {
-    FacePatch result = emptyPatch(face, patch);
-    const float h = heightFor(face, result.span);
-    float aligned[2 * facefeature::kSlotCount];
-    facefeature::alignSlots(facefeature::fitToCanonical(face.anchors, h), face.slots, aligned);
-    const FaceSimilarity t = facefeature::fitToImage(face.anchors, h);
-    const float* center = aligned + 2 * patchSpec.centerPoint[patch];
-    const float* mirror = aligned + 2 * patchSpec.mirrorPoint[patch];
-    if (result.planes == 3) {
-      facefeature::WarpColorFace(photo.pixels.data(), photo.width, photo.height, photo.stride(),
-                                 frame.data(), t.a, t.b, t.tx, t.ty);
-      facefeature::SampleColorPatch(frame.data(), center, patch, result.direct.data());
-      facefeature::SampleColorPatchMirrored(frame.data(), mirror, patch, result.mirrored.data());
-    } else {
-      facefeature::WarpGrayFace(gray.data(), photo.width, photo.height, photo.width, frame.data(),
-                                t.a, t.b, t.tx, t.ty);
-      facefeature::SampleGrayPatch(frame.data(), center, patch, result.direct.data());
-      facefeature::SampleGrayPatchMirrored(frame.data(), mirror, patch, result.mirrored.data());
-    }
+    const facefeature::Matrix& matrix = *(*matrices)[static_cast<size_t>(patch)];
+    FacePatch result = describedPatch(face, patch);
+    result.direct.assign(matrix.buffer, matrix.buffer + matrix.cols);
+    result.mirrored.assign(matrix.buffer + matrix.cols, matrix.buffer + 2 * matrix.cols);
     patches.push_back(std::move(result));
   }
   return patches;
