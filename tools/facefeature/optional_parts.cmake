@@ -1,8 +1,14 @@
 # The parts of the program that are built where their library is found.
 #
 # Each has a setting: AUTO (as found), ON (an error where it is not found) or OFF. The result is
-# FACEFEATURE_HAS_<part>.
-function(facefeature_optional_part part found what packages)
+# FACEFEATURE_HAS_<part>. The names behind the packages are those of what must have been found.
+function(facefeature_optional_part part what packages)
+  set(found ON)
+  foreach(needed IN LISTS ARGN)
+    if(NOT ${needed})
+      set(found OFF)
+    endif()
+  endforeach()
   set(FACEFEATURE_WITH_${part} AUTO CACHE STRING "${what} (AUTO, ON or OFF)")
   set_property(CACHE FACEFEATURE_WITH_${part} PROPERTY STRINGS AUTO ON OFF)
   set(wanted ${FACEFEATURE_WITH_${part}})
@@ -22,19 +28,11 @@ endfunction()
 
 find_path(CAIRO_INCLUDE_DIR cairo.h PATH_SUFFIXES cairo)
 find_library(CAIRO_LIBRARY cairo)
-set(found OFF)
-if(CAIRO_INCLUDE_DIR AND CAIRO_LIBRARY)
-  set(found ON)
-endif()
-facefeature_optional_part(CAIRO ${found} "Drawing faces" libcairo2-dev)
+facefeature_optional_part(CAIRO "Drawing faces" libcairo2-dev CAIRO_INCLUDE_DIR CAIRO_LIBRARY)
 
 find_path(EXIF_INCLUDE_DIR libexif/exif-data.h)
 find_library(EXIF_LIBRARY exif)
-set(found OFF)
-if(EXIF_INCLUDE_DIR AND EXIF_LIBRARY)
-  set(found ON)
-endif()
-facefeature_optional_part(LIBEXIF ${found} "Reading Exif data" libexif-dev)
+facefeature_optional_part(LIBEXIF "Reading Exif data" libexif-dev EXIF_INCLUDE_DIR EXIF_LIBRARY)
 
 # The archive, of which little is used. The shared library of Debian brings BLAS and LAPACK.
 find_path(DLIB_INCLUDE_DIR dlib/image_processing/frontal_face_detector.h)
@@ -42,8 +40,5 @@ find_library(DLIB_ARCHIVE NAMES libdlib.a dlib)
 find_file(FACEFEATURE_SHAPE_MODEL shape_predictor_68_face_landmarks.dat
           PATHS /usr/share/dlib /usr/local/share/dlib
           DOC "Shape model of 68 points, looked for here when the program runs")
-set(found OFF)
-if(DLIB_INCLUDE_DIR AND DLIB_ARCHIVE AND FACEFEATURE_SHAPE_MODEL)
-  set(found ON)
-endif()
-facefeature_optional_part(DLIB ${found} "Finding landmarks" "libdlib-dev libdlib-data")
+facefeature_optional_part(DLIB "Finding landmarks" "libdlib-dev libdlib-data"
+                          DLIB_INCLUDE_DIR DLIB_ARCHIVE FACEFEATURE_SHAPE_MODEL)
