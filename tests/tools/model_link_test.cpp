@@ -10,7 +10,7 @@
 #include <string>
 
 #include "failure.h"
-#include "run_program.h"
+#include "model_link_folders.h"
 
 namespace facefeature_test {
 namespace {
@@ -22,23 +22,8 @@ using facefeature_tools::Failure;
 using facefeature_tools::kModelFolderName;
 using facefeature_tools::ModelLink;
 
-// An empty temporary folder, and beside it folders that play models. TMPDIR is set back after.
-class ModelLinkTest : public ::testing::Test {
+class ModelLinkTest : public ModelLinkFolders {
  protected:
-  void SetUp() override {
-    fs::remove_all(base);
-    fs::create_directories(temporary);
-    fs::create_directories(model);
-    writeText(model + "/6-0", "x");
-    setenv("TMPDIR", temporary.c_str(), 1);
-  }
-  void TearDown() override {
-    setenv("TMPDIR", privateTempFolder().c_str(), 1);
-    fs::remove_all(base);
-  }
-
-  bool nothingIsLeft() const { return fs::is_empty(temporary) && fs::exists(model + "/6-0"); }
-
   // Runs in a child that has made the link, up to its end; gives the status for waitpid's macros.
   // inParent gets the child's process number once the link stands.
   int statusOfChild(const std::function<void()>& beforeLink, const std::function<void()>& afterLink,
@@ -63,10 +48,6 @@ class ModelLinkTest : public ::testing::Test {
     waitpid(child, &status, 0);
     return status;
   }
-
-  const std::string base = privateTempFolder() + "/links";
-  const std::string temporary = base + "/temporary";
-  const std::string model = base + "/my model";
 };
 
 TEST_F(ModelLinkTest, DefaultFolderFollowsTheTemporaryFolder) {

@@ -5,8 +5,7 @@
 
 #include "failure.h"
 #include "model_link.h"
-#include "run_program.h"
-#include "support/environment.h"
+#include "model_link_folders.h"
 
 namespace facefeature_test {
 namespace {
@@ -17,27 +16,7 @@ using facefeature_tools::defaultModelFolder;
 using facefeature_tools::Failure;
 using facefeature_tools::ModelLink;
 
-// An empty temporary folder, and beside it a folder that plays a model. TMP is set back after.
-class ModelLinkTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    fs::remove_all(base);
-    fs::create_directories(temporary);
-    fs::create_directories(model);
-    writeText(model + "\\6-0", "x");
-    setVariable("TMP", temporary);
-  }
-  void TearDown() override {
-    setVariable("TMP", privateTempFolder());
-    fs::remove_all(base);
-  }
-
-  bool nothingIsLeft() const { return fs::is_empty(temporary) && fs::exists(model + "\\6-0"); }
-
-  const std::string base = privateTempFolder() + "\\links";
-  const std::string temporary = base + "\\temporary";
-  const std::string model = base + "\\my model";
-};
+using ModelLinkTest = ModelLinkFolders;
 
 TEST_F(ModelLinkTest, DefaultFolderFollowsTheTemporaryFolder) {
   EXPECT_EQ(temporary + "\\~kwplugintmp~", defaultModelFolder());

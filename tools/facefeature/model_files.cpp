@@ -1,5 +1,9 @@
 #include "model_files.h"
 
+#include <system_error>
+
+#include "failure.h"
+
 namespace facefeature_tools {
 namespace {
 
@@ -111,6 +115,14 @@ size_t ModelFile::headerWords() const {
 const std::vector<ModelFile>& modelFiles() {
   static const std::vector<ModelFile> files = makeModelFiles();
   return files;
+}
+
+std::filesystem::path canonicalModelFolder(const std::string& folder) {
+  std::error_code error;
+  const std::filesystem::path canonical = std::filesystem::canonical(folder, error);
+  if (!error) return canonical;
+  throw Failure(kBadModel, folder, "can't be read as a folder: " + error.message(),
+                "Name the folder with the 303 files of a model");
 }
 
 }  // namespace facefeature_tools

@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -46,6 +47,10 @@ struct ModelFile {
 
 // All 303, in the order in which the library opens them.
 const std::vector<ModelFile>& modelFiles();
+
+// The folder that a user names for them, absolute and without links in it. Throws Failure
+// (kBadModel) when it can't be read.
+std::filesystem::path canonicalModelFolder(const std::string& folder);
 
 }  // namespace facefeature_tools
 

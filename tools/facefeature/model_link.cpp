@@ -8,9 +8,9 @@
 #include <climits>
 #include <cstdio>
 #include <filesystem>
-#include <system_error>
 
 #include "failure.h"
+#include "model_files.h"
 
 namespace facefeature_tools {
 namespace {
@@ -109,12 +109,7 @@ std::string defaultModelFolder() {
 }
 
 ModelLink::ModelLink(const std::string& modelFolder) {
-  std::error_code error;
-  const fs::path folder = fs::canonical(modelFolder, error);
-  if (error) {
-    throw Failure(kBadModel, modelFolder, "can't be read as a folder: " + error.message(),
-                  "Name the folder with the 303 files of a model");
-  }
+  const fs::path folder = canonicalModelFolder(modelFolder);
   if (folder.filename() == kModelFolderName) {
     setenv("TMPDIR", folder.parent_path().c_str(), 1);
     return;

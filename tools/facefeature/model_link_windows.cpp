@@ -77,12 +77,7 @@ void makeFolder(const fs::path& model) {
 std::string defaultModelFolder() { return temporaryFolder() + kModelFolderName; }
 
 ModelLink::ModelLink(const std::string& modelFolder) {
-  std::error_code error;
-  const fs::path folder = fs::canonical(modelFolder, error);
-  if (error) {
-    throw Failure(kBadModel, modelFolder, "can't be read as a folder: " + error.message(),
-                  "Name the folder with the 303 files of a model");
-  }
+  const fs::path folder = canonicalModelFolder(modelFolder);
   if (folder.filename() == kModelFolderName) {
     setTemporaryFolder(folder.parent_path().string());
     return;
