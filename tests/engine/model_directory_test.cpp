@@ -7,7 +7,7 @@
 
 #include "engine/model_files.h"
 #include "platform/platform.h"
-#include "support/private_temp_folder.h"
+#include "support/temporary_folder_variable.h"
 
 namespace facefeature_test {
 namespace {
@@ -16,21 +16,6 @@ using facefeature::ModelDirectory;
 using facefeature::tempBasePath;
 using facefeature::temporaryFolder;
 using facefeature::withoutLastComponent;
-
-// TMPDIR as a test wants it, for as long as this stands.
-class TemporaryFolderVariable {
- public:
-  explicit TemporaryFolderVariable(const char* value) {
-    if (value == nullptr) {
-      unsetenv("TMPDIR");
-    } else {
-      setenv("TMPDIR", value, 1);
-    }
-  }
-  ~TemporaryFolderVariable() { setenv("TMPDIR", privateTempFolder().c_str(), 1); }
-  TemporaryFolderVariable(const TemporaryFolderVariable&) = delete;
-  TemporaryFolderVariable& operator=(const TemporaryFolderVariable&) = delete;
-};
 
 TEST(WithoutLastComponent, ASeparatorAtTheEndGoesAlone) {
   EXPECT_EQ("/tmp", withoutLastComponent("/tmp/"));

@@ -5,8 +5,7 @@
 #include "engine/model_directory.h"
 #include "engine/model_files.h"
 #include "platform/platform.h"
-#include "support/environment.h"
-#include "support/private_temp_folder.h"
+#include "support/temporary_folder_variable.h"
 
 namespace facefeature_test {
 namespace {
@@ -16,15 +15,6 @@ using facefeature::ModelDirectory;
 using facefeature::tempBasePath;
 using facefeature::temporaryFolder;
 using facefeature::withoutLastComponent;
-
-// TMP as a test wants it, for as long as this stands.
-class TemporaryFolderVariable {
- public:
-  explicit TemporaryFolderVariable(const std::string& value) { setVariable("TMP", value); }
-  ~TemporaryFolderVariable() { setVariable("TMP", privateTempFolder()); }
-  TemporaryFolderVariable(const TemporaryFolderVariable&) = delete;
-  TemporaryFolderVariable& operator=(const TemporaryFolderVariable&) = delete;
-};
 
 TEST(WithoutLastComponent, ABackslashAtTheEndGoesAlone) {
   EXPECT_EQ("C:\\Temp", withoutLastComponent("C:\\Temp\\"));

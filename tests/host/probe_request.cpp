@@ -9,49 +9,23 @@
 #include <stdexcept>
 #include <vector>
 
+#include "host/probe_photograph.h"
+
 namespace facefeature_test {
 namespace {
 
-constexpr int32_t kWidth = 140;
-constexpr int32_t kHeight = 150;
-constexpr int32_t kStride = 3 * kWidth + 5;
 constexpr size_t kGuardFloats = 8;
 constexpr uint32_t kUnwritten = 0x4BADF00Du;  // a finite float that no extraction arrives at
 
-// A face looking straight into the camera.
-const std::vector<Landmark> kFace = {
-    {0, 50.75f, 53.00f},   {1, 88.25f, 52.75f},   {2, 35.75f, 46.00f},    {3, 60.75f, 43.50f},
-    {4, 79.75f, 43.25f},   {5, 104.25f, 45.75f},  {6, 70.00f, 52.75f},    {9, 70.00f, 72.50f},
-    {10, 70.00f, 87.75f},  {11, 69.75f, 98.50f},  {12, 54.00f, 93.75f},   {13, 85.25f, 94.00f},
-    {43, 80.00f, 76.25f},  {44, 59.50f, 75.75f},  {45, 70.50f, 92.50f},   {200, 70.00f, 80.25f},
-    {221, 59.25f, 54.25f}, {222, 50.50f, 56.25f}, {223, 43.50f, 53.50f},  {225, 96.25f, 53.50f},
-    {226, 88.25f, 56.25f}, {227, 79.75f, 53.75f}, {240, 25.75f, 74.25f},  {241, 114.25f, 74.25f},
-    {300, 46.25f, 40.00f}, {302, 92.00f, 39.50f}, {314, 69.75f, 115.50f}, {315, 31.75f, 96.25f},
-    {316, 107.50f, 96.50f}};
-
 struct Request {
   std::vector<uint8_t> pixels;
-  std::vector<Landmark> face = kFace;
-  int32_t width = kWidth;
-  int32_t height = kHeight;
+  std::vector<Landmark> face{kPhotographFace, kPhotographFace + kFaceLandmarks};
+  int32_t width = kPhotographWidth;
+  int32_t height = kPhotographHeight;
   int32_t count = 0;
   bool nullEngine = false, nullPixels = false, nullLandmarks = false, nullFeature = false;
   bool unwrittenPixels = false;
 };
-
-// Slopes of brightness with a fine pattern on them, of another kind in each channel.
-std::vector<uint8_t> photograph() {
-  std::vector<uint8_t> pixels(static_cast<size_t>(kStride) * kHeight);
-  for (int32_t y = 0; y < kHeight; ++y) {
-    for (int32_t x = 0; x < kStride; ++x) {
-      const int32_t column = x / 3, channel = x % 3;
-      const int32_t slope = column + (channel + 1) * y / 2;
-      const int32_t pattern = (column * column + 7 * channel * y + column * y / 3) % 61;
-      pixels[static_cast<size_t>(y * kStride + x)] = static_cast<uint8_t>(slope / 2 + pattern);
-    }
-  }
-  return pixels;
-}
 
 void tilt(std::vector<Landmark>& face) {
   for (Landmark& entry : face) {
@@ -63,7 +37,8 @@ void tilt(std::vector<Landmark>& face) {
 
 Request requestOf(const std::string& variant) {
   Request request;
-  request.pixels = photograph();
+  request.pixels.resize(kPhotographBytes);
+  paintPhotograph(request.pixels.data());
   bool known = variant == "face" || variant == "count-negative" || variant == "count-zero";
   const auto is = [&](const char* name) {
     const bool same = variant == name;
@@ -114,7 +89,7 @@ std::string described(const uint32_t* bits) {
 
 ProbeRequest probeRequest() {
   const Request request = requestOf("face");
-  return {request.pixels, request.width, request.height, kStride, packed(request)};
+  return {request.pixels, request.width, request.height, kPhotographStride, packed(request)};
 }
 
 std::string extractVariant(const ProbeLibrary& library, FeatureEngine* engine,
@@ -130,7 +105,8 @@ std::string extractVariant(const ProbeLibrary& library, FeatureEngine* engine,
                                                               : request.pixels.data();
 
   library.extract(
-      request.nullEngine ? nullptr : engine, photograph, request.width, request.height, kStride,
+      request.nullEngine ? nullptr : engine, photograph, request.width, request.height,
+      kPhotographStride,
       request.nullLandmarks ? nullptr : reinterpret_cast<const LandmarkSet*>(record.data()),
       request.nullFeature ? nullptr : reinterpret_cast<float*>(result));
 

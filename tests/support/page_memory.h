@@ -3,15 +3,7 @@
 #ifndef FACEFEATURE_TESTS_SUPPORT_PAGE_MEMORY_H
 #define FACEFEATURE_TESTS_SUPPORT_PAGE_MEMORY_H
 
-#if defined(_WIN32)
-#if !defined(NOMINMAX)
-#define NOMINMAX
-#endif
-#include <windows.h>
-// Words of that header that are names elsewhere.
-#undef near
-#undef far
-#else
+#if !defined(_WIN32)
 #include <sys/mman.h>
 #include <unistd.h>
 #endif
@@ -19,6 +11,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <new>
+
+#include "support/windows_header.h"
 
 namespace facefeature_test {
 

@@ -2,23 +2,17 @@
 #ifndef FACEFEATURE_TESTS_SUPPORT_TASKS_H
 #define FACEFEATURE_TESTS_SUPPORT_TASKS_H
 
-#if defined(_WIN32)
-#if !defined(NOMINMAX)
-#define NOMINMAX
-#endif
-#include <windows.h>
-// Needs the types of the header above.
-#include <tlhelp32.h>
-// Words of that header that are names elsewhere.
-#undef near
-#undef far
-#endif
-
 #include <chrono>
 #include <cstddef>
 #include <filesystem>
 #include <iterator>
 #include <thread>
+
+#include "support/windows_header.h"
+#if defined(_WIN32)
+// Needs the types of the header above.
+#include <tlhelp32.h>
+#endif
 
 namespace facefeature_test {
 
