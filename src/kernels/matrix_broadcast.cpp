@@ -20,9 +20,8 @@ bool runsAlongStorage(const Matrix& vector, bool columnMajor) {
 
 void Matrix::addBroadcast(const Matrix& vector, float factor, Matrix& target) const {
   if (&target != this) copyTo(target);
-  // Without elements there may be no buffer to walk in, and a 1 x 1 vector, which is one for each
-  // row of a matrix without columns, would be added behind it.
-  if (target.size < 1) return;
+  // Lines without elements may have no buffer in which to walk from line to line.
+  if (vector.size < 1) return;
   // A line is what the vector is added to: a row of the target for a row vector, else a column.
   const bool along = runsAlongStorage(vector, target.isColumnMajor());
   const int32_t lines = isRowVector(vector) ? target.rows : target.cols;
@@ -37,10 +36,10 @@ void Matrix::addBroadcast(const Matrix& vector, float factor, Matrix& target) co
 
 void Matrix::multiplyBroadcast(const Matrix& vector, Matrix& target) const {
   if (&target != this) copyTo(target);
-  if (target.size < 1) return;
   // Element i scales column i of the target for a row vector, else row i.
   const bool along = runsAlongStorage(vector, target.isColumnMajor());
   const int32_t lineLength = isRowVector(vector) ? target.rows : target.cols;
+  if (lineLength < 1) return;
   const int32_t step = along ? 1 : lineLength;
   const int32_t increment = along ? vector.size : 1;
   for (int32_t i = 0; i < vector.size; ++i) {
@@ -51,7 +50,6 @@ void Matrix::multiplyBroadcast(const Matrix& vector, Matrix& target) const {
 
 void Matrix::divideBroadcast(const Matrix& vector, Matrix& target) const {
   if (&target != this) target.resizeLike(*this);
-  if (target.size < 1) return;
   if (isColumnMajor() == target.isColumnMajor() && runsAlongStorage(vector, isColumnMajor())) {
     const int32_t lines = isColumnMajor() ? cols : rows;
     const int64_t stride = isColumnMajor() ? rows : cols;

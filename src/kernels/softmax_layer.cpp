@@ -10,6 +10,11 @@ SoftmaxLayer::SoftmaxLayer(ConvNet* net, const char* layerName) : Layer(net, lay
 void SoftmaxLayer::applyInput(int32_t /*inputIndex*/, float /*scale*/) {
   const Matrix& in = *inputMatrices.at(0);
   Matrix& out = *getActivations();
+  if (in.size < 1) {
+    // The first element of a row is worked on below, and here no row has one.
+    in.copyTo(out);
+    return;
+  }
 
   // With one row, maxima and sums are 1 x 1, and Matrix takes any vector of one row for a row
   // vector: only the first element is shifted and divided, and the row does not sum to 1. Left so
