@@ -14,9 +14,16 @@ set(python3_package python3-facefeature)
 set(components library dev tools python3)
 
 # The documents. What a package carries in machine code stands in its copyright file with the words
-# that its authors ask for: OpenBLAS in the library, headers in the program.
+# that its authors ask for: OpenBLAS in both, and in the program headers, and dlib where it is built.
 set(compiled_in_library libopenblas-openmp-dev)
-set(compiled_in_tools libcli11-dev nlohmann-json3-dev)
+set(compiled_in_tools libopenblas-openmp-dev libcli11-dev nlohmann-json3-dev)
+if(FACEFEATURE_BUILD_TOOLS)
+  get_directory_property(has_dlib DIRECTORY ${PROJECT_SOURCE_DIR}/tools/facefeature
+                         DEFINITION FACEFEATURE_HAS_DLIB)
+  if(has_dlib)
+    list(APPEND compiled_in_tools libdlib-dev)
+  endif()
+endif()
 string(TIMESTAMP FACEFEATURE_DATE "%a, %d %b %Y %H:%M:%S +0000" UTC)
 set(documents ${PROJECT_BINARY_DIR}/debian)
 foreach(component ${components})
