@@ -18,6 +18,7 @@ set(facefeature_posix_tests
   # Worker processes, signals, pseudoterminals and shell scripts: lists of photographs are not
   # extracted there. tools/extract_list_windows_test.cpp stands in.
   tools/batch_examples_test.cpp
+  tools/extract_list_options_test.cpp
   tools/extract_list_test.cpp
   tools/extract_resume_test.cpp
   tools/progress_test.cpp

@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "command_face.h"
 #include "verb_extract_worker.h"
 
 namespace facefeature_tools {
@@ -63,15 +64,19 @@ ExtractListCommand::ExtractListCommand(CLI::App& app, CLI::App& extract) {
       ->needs(list);
 
   worker_ = app.add_subcommand(kExtractWorkerVerb, "")->group("");
+  addExif(*worker_, workerRequest_.exif);
+  addFace(*worker_, workerRequest_.face);
 }
 
 bool ExtractListCommand::parsed() const { return worker_->parsed() || !request_.list.empty(); }
 
 ExitCode ExtractListCommand::run(const ExtractRequest& common) const {
-  if (worker_->parsed()) return runExtractWorker();
+  if (worker_->parsed()) return runExtractWorker(workerRequest_.exif, workerRequest_.face);
   ExtractListRequest request = request_;
   request.gallery = common.feature;
   request.model = common.model;
+  request.exif = common.exif;
+  request.face = common.face;
   request.progress = progressForm(progress_);
   return runExtractList(request);
 }

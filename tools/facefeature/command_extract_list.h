@@ -19,12 +19,14 @@ class ExtractListCommand {
 
   // Does the command line ask for a list, or for a worker?
   bool parsed() const;
-  // common is what was parsed for a single photograph: output and model mean the same here.
+  // common is what was parsed for a single photograph: output, model, --exif and --face mean the
+  // same here.
   ExitCode run(const ExtractRequest& common) const;
 
  private:
   CLI::App* worker_;
   ExtractListRequest request_;
+  ExtractRequest workerRequest_;  // of which a worker has --exif and --face
   std::string progress_ = "auto";
 };
 

@@ -16,6 +16,12 @@ constexpr int32_t kSmallestSide = 2;
 // The detector is made for upright faces.
 constexpr float kLargestRollOfADetector = 20.0f;
 
+// Loaded once: of a list without landmarks, loading it anew would take longer than the faces.
+const FaceFinder& faceFinder() {
+  static const FaceFinder finder;
+  return finder;
+}
+
 Photo oriented(const std::string& verb, const std::string& path, Photo photo, int32_t orientation,
                ExifRule rule) {
   if (orientation == kAsStored) return photo;
@@ -28,12 +34,18 @@ Photo oriented(const std::string& verb, const std::string& path, Photo photo, in
 
 }  // namespace
 
-Photo readFacePhoto(const std::string& verb, const std::string& path, ExifRule rule) {
+const char* exifWord(ExifRule rule) { return rule == ExifRule::kApply ? "apply" : "ignore"; }
+
+void requireExif(ExifRule rule) {
   if (rule == ExifRule::kApply && !exifIsRead()) {
     throw Failure(kWrongUsage, "--exif apply",
                   "this program was built without a reader of Exif data",
                   "Turn the picture beforehand, or build the program where libexif is installed");
   }
+}
+
+Photo readFacePhoto(const std::string& verb, const std::string& path, ExifRule rule) {
+  requireExif(rule);
   const std::vector<uint8_t> bytes = readPhotoBytes(path);
   Photo photo = decodePhotoFile(path, bytes);
   if (photo.width < kSmallestSide || photo.height < kSmallestSide) {
@@ -71,7 +83,7 @@ FaceLandmarks readFaceLandmarks(const std::string& verb, const std::string& phot
                                 const Photo& photo, const std::string& landmarksPath, size_t face) {
   FaceLandmarks result;
   if (landmarksPath.empty()) {
-    const std::vector<FoundFace> faces = FaceFinder().find(photo);
+    const std::vector<FoundFace> faces = faceFinder().find(photo);
     result = landmarksOfFound(chosenFace(verb, photoPath, faces, face), photoPath, photo);
   } else {
     result.file = readLandmarkFile(landmarksPath);

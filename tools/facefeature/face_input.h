@@ -18,8 +18,16 @@ enum class ExifRule {
   kApply    // pixels as they are to be seen
 };
 
+// The options of the verbs, which are also given to worker processes, and the word for a rule.
+constexpr char kExifOption[] = "--exif";
+constexpr char kFaceOption[] = "--face";
+const char* exifWord(ExifRule rule);
+
+// Throws Failure (kWrongUsage) for kApply where Exif data are not read.
+void requireExif(ExifRule rule);
+
 // Reads a photograph of a face. Throws Failure: kBadInput, also for pictures below 2 x 2 pixels,
-// which the library refuses; kWrongUsage for kApply where Exif data are not read.
+// which the library refuses; and what requireExif throws.
 Photo readFacePhoto(const std::string& verb, const std::string& path, ExifRule rule);
 
 // The face with this number (1 is the largest) among those found. Without a number, the largest,

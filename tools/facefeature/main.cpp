@@ -1,12 +1,12 @@
 // The host program: its verbs, and nothing else. What a verb does stands in verb_<name>.cpp.
 #include <CLI/CLI.hpp>
-#include <map>
 #include <new>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "command_extract_list.h"
+#include "command_face.h"
 #include "command_gallery.h"
 #include "face_finder.h"
 #include "failure.h"
@@ -24,23 +24,6 @@ using namespace facefeature_tools;
 // A minus sign would be taken for a number near the upper end.
 std::string notNegative(const std::string& text) {
   return text.empty() || text.front() != '-' ? "" : text + " is not a whole number from 0";
-}
-
-void addExif(CLI::App& verb, ExifRule& rule) {
-  const std::map<std::string, ExifRule> rules = {{"ignore", ExifRule::kIgnore},
-                                                 {"apply", ExifRule::kApply}};
-  verb.add_option("--exif", rule,
-                  "What to do about a turn told by the Exif data of a JPEG: ignore (landmarks are "
-                  "for the pixels as stored) or apply")
-      ->transform(CLI::CheckedTransformer(rules))
-      ->option_text("ignore|apply");
-}
-
-CLI::Option* addFace(CLI::App& verb, size_t& face) {
-  return verb
-      .add_option("--face", face, "Of several faces that are found, this one; 1 is the largest")
-      ->check(CLI::Range(1, 1000000))
-      ->option_text("N");
 }
 
 // Where no detector was built in, landmarks can only come from a file.

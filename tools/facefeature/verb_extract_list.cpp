@@ -125,7 +125,10 @@ void extractPending(const ExtractListRequest& request, ListBoard& board) {
   const size_t wanted = request.jobs > 0 ? request.jobs : threads;
   const unsigned jobs = static_cast<unsigned>(std::max<size_t>(1, std::min(wanted, board.jobs())));
   WorkerCommand command;
-  command.arguments = {kExtractWorkerVerb};
+  command.arguments = {kExtractWorkerVerb, kExifOption, exifWord(request.exif)};
+  if (request.face != 0) {
+    command.arguments.insert(command.arguments.end(), {kFaceOption, std::to_string(request.face)});
+  }
   command.threads = std::max(1u, threads / jobs);
   // Workers find the model in the environment. It stands until the last of them has been started.
   std::optional<ModelLink> link;
@@ -152,6 +155,7 @@ std::vector<std::string> idsOf(const std::vector<PhotoEntry>& entries) {
 }  // namespace
 
 ExitCode runExtractList(const ExtractListRequest& request) {
+  requireExif(request.exif);
   const std::vector<PhotoEntry> entries = shardOf(readPhotoList(request.list), request.shard);
   const std::string model = request.model.empty() ? defaultModelFolder() : request.model;
   requireModel(model);

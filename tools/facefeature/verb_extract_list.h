@@ -1,8 +1,10 @@
 #ifndef FACEFEATURE_TOOLS_VERB_EXTRACT_LIST_H
 #define FACEFEATURE_TOOLS_VERB_EXTRACT_LIST_H
 
+#include <cstddef>
 #include <string>
 
+#include "face_input.h"
 #include "failure.h"
 #include "photo_list.h"
 #include "progress.h"
@@ -13,6 +15,8 @@ struct ExtractListRequest {
   std::string list;
   std::string gallery;
   std::string model;  // empty: the folder that the library reads by itself
+  ExifRule exif = ExifRule::kIgnore;
+  size_t face = 0;    // of several that the detector finds, in each photograph without landmarks
   unsigned jobs = 0;  // worker processes; 0: as many as there are processors
   ProgressForm progress = ProgressForm::kPlain;
   bool resume = false;

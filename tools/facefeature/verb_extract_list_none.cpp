@@ -9,7 +9,7 @@ ExitCode runExtractList(const ExtractListRequest& request) {
                 "Extract each one by itself, or the list on Linux");
 }
 
-ExitCode runExtractWorker() {
+ExitCode runExtractWorker(ExifRule, size_t) {
   throw Failure(kWrongUsage, kExtractWorkerVerb, "is no verb for users", "See --help");
 }
 

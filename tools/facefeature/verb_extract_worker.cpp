@@ -22,13 +22,12 @@ WorkerReply failedReply(int code, const std::string& text) {
 }
 
 // What a photograph can do wrong ends that photograph only.
-WorkerReply replyTo(const LoadedLibrary& library, const Engine& engine,
+WorkerReply replyTo(const LoadedLibrary& library, const Engine& engine, ExtractRequest extract,
                     const WorkerRequest& request) {
   WorkerReply reply;
   std::vector<std::string> warnings;
   keepWords(&warnings);
   try {
-    ExtractRequest extract;
     extract.photo = request.photo;
     extract.landmarks = request.landmarks;
     reply.feature = featureOf(readFaceInput(extract), library, engine, defaultModelFolder());
@@ -47,14 +46,18 @@ WorkerReply replyTo(const LoadedLibrary& library, const Engine& engine,
 
 }  // namespace
 
-ExitCode runExtractWorker() {
+ExitCode runExtractWorker(ExifRule exif, size_t face) {
   WorkerChannel channel;
+  ExtractRequest common;
+  common.exif = exif;
+  common.face = face;
   try {
     const LoadedLibrary library;
     const Engine engine(library, defaultModelFolder());
     channel.send(encodeReply(WorkerReply()));
     while (const auto message = channel.receive()) {
-      if (!channel.send(encodeReply(replyTo(library, engine, decodeRequest(*message))))) break;
+      const WorkerReply reply = replyTo(library, engine, common, decodeRequest(*message));
+      if (!channel.send(encodeReply(reply))) break;
     }
   } catch (const Failure& failure) {
     channel.send(encodeReply(failedReply(failure.code(), failure.what())));
