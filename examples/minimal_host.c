@@ -1,43 +1,26 @@
-/*
- * The smallest whole host: makes an engine, extracts the features of two generated pictures and
- * prints their score. A real host reads photographs and asks a landmark detector.
- */
+/* A whole host. On standard input, for each of two faces: 29 lines "id x y", and then the bytes of a
+ * photograph of 512 x 600. (On Windows, make standard input binary first.) */
 #include <facefeature/facefeature.h>
 #include <stdio.h>
 #include <stdlib.h>
 
-/* A full record's 29 ids, with points of an upright face about 200 pixels wide. */
-static const Landmark kFace[] = {
-    {0, 223, 191},   {1, 306, 188},   {2, 190, 182},   {3, 237, 166},   {4, 288, 163},
-    {5, 337, 175},   {6, 265, 190},   {9, 269, 236},   {10, 266, 273},  {11, 268, 290},
-    {12, 231, 278},  {13, 303, 276},  {43, 291, 241},  {44, 244, 241},  {45, 267, 279},
-    {200, 268, 252}, {221, 238, 193}, {222, 223, 198}, {223, 209, 194}, {225, 319, 190},
-    {226, 306, 194}, {227, 290, 192}, {240, 180, 244}, {241, 352, 238}, {300, 211, 160},
-    {302, 314, 155}, {314, 270, 319}, {315, 193, 287}, {316, 342, 283}};
-
-enum { kWidth = 512, kHeight = 600, kPoints = sizeof kFace / sizeof kFace[0] };
+static uint8_t pixels[600 * 512 * 3]; /* blue, green, red; the top row first */
 
 int main(void) {
-  uint8_t* pixels = malloc(kWidth * kHeight * 3);
-  LandmarkSet* face = malloc(sizeof(LandmarkSet) + (kPoints - 1) * sizeof(Landmark));
-  FeatureEngine* engine = CreateFeatureEngine();
+  LandmarkSet* face = calloc(1, sizeof(LandmarkSet) + 28 * sizeof(Landmark));
   FeatureVector features[2];
-  int i, picture;
-  if (pixels == NULL || face == NULL || engine == NULL) {
-    fprintf(stderr, "minimal_host: no model in the folder ~kwplugintmp~ of the temporary folder\n");
-    return 4;
-  }
-  face->count = kPoints;
-  for (i = 0; i < kPoints; ++i) face->entries[i] = kFace[i];
-  for (picture = 0; picture < 2; ++picture) {
-    for (i = 0; i < kWidth * kHeight * 3; ++i) {
-      pixels[i] = (uint8_t)(i / 3 % kWidth / 4 + i / 3 / kWidth / (6 + picture));
+  FeatureEngine* engine = CreateFeatureEngine();
+  if (engine == NULL || face == NULL) return 4; /* no model in the temporary folder */
+  for (int i = 0; i < 2; ++i) {
+    for (face->count = 0; face->count < 29; ++face->count) {
+      Landmark* point = &face->entries[face->count];
+      if (scanf("%d %f %f%*c", &point->id, &point->x, &point->y) != 3) return 3;
     }
-    ExtractFeature(engine, pixels, kWidth, kHeight, kWidth * 3, face, features[picture].values);
+    if (fread(pixels, sizeof pixels, 1, stdin) != 1) return 3;
+    ExtractFeature(engine, pixels, 512, 600, 512 * 3, face, features[i].values);
   }
   printf("%.9g\n", CompareFeatures(&features[0], &features[1]));
   DestroyFeatureEngine(engine);
   free(face);
-  free(pixels);
   return 0;
 }
