@@ -59,6 +59,9 @@ install(FILES ${book} DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tools)
 install(FILES ${PROJECT_SOURCE_DIR}/examples/minimal_host.c
               ${PROJECT_SOURCE_DIR}/examples/python/first_hour.py
         DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT tools)
+file(GLOB batch_examples ${PROJECT_SOURCE_DIR}/examples/batch/*.sh)
+install(PROGRAMS ${batch_examples}
+        DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples/batch COMPONENT tools)
 if(NOT FACEFEATURE_DEBIAN_PACKAGES)
   install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR}
           COMPONENT library)

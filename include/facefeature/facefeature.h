@@ -41,7 +41,8 @@
  *
  *     The library has no locks: the host keeps to this table. The calls need not come from one
  *     thread. ExtractFeature uses as many threads as the OpenMP runtime starts by default
- *     (OMP_NUM_THREADS, or the number of processors) and is back on the caller's when it returns.
+ *     (OMP_NUM_THREADS as it was when the runtime was loaded, or the number of processors) and is
+ * back on the caller's when it returns.
  *
  * The same bits
  *     The same input gives the same bits on one kind of processor, whatever the number of threads,
@@ -53,7 +54,8 @@
  *     CreateFeatureEngine starts no threads, so a host may create an engine, fork, and extract and
  *     destroy in its children. Fork before the first ExtractFeature and before any OpenMP loop of
  *     the host's own: the runtime's threads don't follow into a child, and an extraction there
- *     would wait for them for ever.
+ *     would wait for them for ever. (With one thread, and after the last engine's destruction on
+ *     the thread that extracted, there are none to wait for.)
  *
  * Failures
  *     Nothing is logged, and errno means nothing afterwards. What there is: a null from
@@ -188,8 +190,10 @@ float CompareFeatures(const FeatureVector* a, const FeatureVector* b);
  *
  * The model's shared numbers go with the last engine, and so do the worker threads that the OpenMP
  * runtime keeps for the calling thread, those of the host's own OpenMP loops on this thread
- * included. A host that unloads the library destroys its engines first, on the thread that
- * extracted.
+ * included. A host that unloads the library destroys its engines first, the last one on the thread
+ * that extracted; where several threads extracted, the others end first, and their workers with
+ * them. On Windows workers that are left would wait in code that is gone. In a child of a process
+ * that had created an engine, workers stay until it ends.
  */
 void DestroyFeatureEngine(FeatureEngine* engine);
 

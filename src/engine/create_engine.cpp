@@ -44,7 +44,6 @@ void destroyNets(FeatureEngine* engine) {
 }  // namespace
 
 FeatureEngine* CreateFeatureEngine() {
-  keepOpenMpRuntimeLoaded();
   std::ifstream stream;
   for (int32_t n = 1; n <= kPatchCount; ++n) {
     if (!readPatchMean(stream, n)) return nullptr;
@@ -53,6 +52,8 @@ FeatureEngine* CreateFeatureEngine() {
   FeatureEngine* engine = new FeatureEngine;
   buildNets(engine);
   ++engineCount;
+  // Not ahead of the files: without an engine there is no destruction that would take it back.
+  keepOpenMpRuntimeLoaded();
   return engine;
 }
 

@@ -30,13 +30,14 @@ std::string temporaryFolder();
 bool openSharedForReading(std::ifstream& stream, const std::string& path);
 
 // Keeps the OpenMP runtime in the process even when this library is unloaded: its worker threads
-// outlive a parallel loop and wait inside its code. Called with each creation of an engine. On
+// outlive a parallel loop and wait inside its code. Called when an engine has been created. On
 // Windows the runtime is a part of this library, which stays until releaseOpenMpWorkers.
 void keepOpenMpRuntimeLoaded();
 
 // Ends the worker threads that the runtime keeps for the calling thread, so that a host that
-// unloads the library has none left. Does nothing in a child that was forked after the latest
-// creation: it has no such threads, and the runtime would wait for them for ever.
+// unloads the library has none left. Does nothing in a child of a process that had created an
+// engine: the runtime may believe in threads that did not follow it there, and would wait for them
+// for ever. Threads that the child has started itself then stay until it ends.
 void releaseOpenMpWorkers();
 
 }  // namespace facefeature

@@ -15,7 +15,7 @@ namespace facefeature {
 
 namespace {
 
-// [STATE] The process that created the latest engine.
+// [STATE] The process that created the first engine, or 0.
 pid_t creatingProcess = 0;
 
 }  // namespace
@@ -45,7 +45,9 @@ bool openSharedForReading(std::ifstream& stream, const std::string& path) {
 void endByFailedCheck() { std::abort(); }
 
 void keepOpenMpRuntimeLoaded() {
-  creatingProcess = getpid();
+  // The first one stays. In a child that creates an engine of its own the runtime may still believe
+  // in the parent's worker threads, and would wait for them at the destruction.
+  if (creatingProcess == 0) creatingProcess = getpid();
   Dl_info runtime;
   if (dladdr(reinterpret_cast<void*>(&omp_get_max_threads), &runtime) == 0) return;
   void* handle = dlopen(runtime.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);

@@ -139,6 +139,19 @@ TEST(ParseFloatText, WholePartAboveTheRangeIsInfiniteWithoutAPointAndClampedWith
   expectFloat(0, kInfinity, digits + "x.0");
 }
 
+TEST(ParseFloatText, LargestFloatItselfIsWithinTheRange) {
+  // The steps end on exactly the largest float here, and on the next double above it there; as
+  // floats the two are the same number, and only the result code differs.
+  const std::string within = "340282346638528908811704183484516925440";
+  const std::string above = "340282346638528998811704183484516925440";
+  for (const char* end : {".", ".0"}) {
+    expectFloat(0, kLargest, within + end);
+    expectFloat(0, -kLargest, "-" + within + end);
+    expectFloat(1, kLargest, above + end);
+    expectFloat(1, -kLargest, "-" + above + end);
+  }
+}
+
 TEST(ParseFloatText, FractionIsReadAsFarAsItsThirtyEighthDigit) {
   const std::string digits = "0.12345678901234567890123456789012345678";
   ASSERT_EQ(40u, digits.size());

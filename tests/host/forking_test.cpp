@@ -53,6 +53,28 @@ TEST(Forking, AfterTheLastDestructionAChildBeginsAnew) {
                 withThreads(4))));
 }
 
+// The child's engine is the latest, and the runtime waits for the parent's worker threads all the
+// same.
+TEST(Forking, AnEngineOfAChildCanBeDestroyedAfterItsParentsExtraction) {
+  const LinkedModel model;
+  const std::string feature = "a " + goodFeature() + "\n";
+  EXPECT_EQ("a made\n" + feature + "b made\nchild 0\nb made\n",
+            outputOf(runProbe(model,
+                              joined({{"load"},
+                                      kCreate,
+                                      kExtract,
+                                      {"fork"},
+                                      {"create", "b"},
+                                      {"destroy", "b"},
+                                      kDestroy,
+                                      {"join"},
+                                      {"create", "b"},
+                                      {"destroy", "b"},
+                                      kDestroy,
+                                      {"unload"}}),
+                              withThreads(2, leaksAllowed()))));
+}
+
 // The runtime would wait for the parent's worker threads, which a child does not have. A leak
 // checker in the child would miss them too.
 TEST(Fork, AfterAnExtractionAChildCanStillDestroyTheEngine) {

@@ -143,8 +143,8 @@ TEST_F(CommandLine, ModelCheckNamesEveryWrongFile) {
   expectFailure(4, "facefeature model check: ", bad);
 }
 
-TEST_F(CommandLine, ModelCheckOfNoFolderIsABadInput) {
-  expectFailure(3, "facefeature model check: " + base + "/none: can't be read as a folder: ",
+TEST_F(CommandLine, ModelCheckOfNoFolderIsAMissingModel) {
+  expectFailure(4, "facefeature model check: " + base + "/none: can't be read as a folder: ",
                 run({"model", "check", base + "/none"}));
 }
 

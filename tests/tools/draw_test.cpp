@@ -184,6 +184,9 @@ TEST_F(Draw, TheModelPointsNeedNoPhotograph) {
 TEST_F(Draw, WrongUsageEndsWith2AndABadPlaceWith1) {
   EXPECT_EQ(2, runProgram({"draw", photo, landmarks}).exitCode);
   EXPECT_EQ(2, runProgram({"draw", "-o", picture}).exitCode);
+  EXPECT_EQ(2, runProgram({"draw", photo, "--model-points", "-o", picture}).exitCode);
+  EXPECT_EQ(2, runProgram({"draw", photo, landmarks, "--face", "1", "-o", picture}).exitCode);
+  EXPECT_EQ(2, runProgram({"draw", photo, landmarks, "-o", base + "/a.jpg"}).exitCode);
   EXPECT_EQ(3, runProgram({"draw", base + "/none", landmarks, "-o", picture}).exitCode);
   EXPECT_EQ(1, runProgram({"draw", photo, landmarks, "-o", base + "/none/a.png"}).exitCode);
   EXPECT_FALSE(fs::exists(picture));

@@ -141,7 +141,9 @@ TEST_F(Batch, EachWorkerHasItsShareOfTheThreads) {
 
 TEST_F(Batch, ListWithoutPhotographsGivesAnEmptyGallery) {
   writeText(list, "id,photo,landmarks\n");
-  EXPECT_EQ(0, extract().exitCode);
+  const Outcome outcome = extract();
+  EXPECT_EQ(0, outcome.exitCode);
+  EXPECT_TRUE(contains(outcome.err, list + ": warning: there is no photograph in it.\n"));
   EXPECT_EQ(0u, Gallery(gallery).count());
 }
 
@@ -228,6 +230,14 @@ TEST_F(Batch, GalleryThatCantBeWrittenIsNamedBeforeTheWork) {
       {"extract", "--list", list, "-o", base + "/no/g", "--model", model}, temporary, program);
   EXPECT_EQ(1, outcome.exitCode);
   EXPECT_TRUE(contains(outcome.err, base + "/no/g.journal: can't be created: ")) << outcome.err;
+}
+
+TEST_F(Batch, ReportThatCantBeWrittenIsNamedBeforeTheWork) {
+  writeList({kOrdinary});
+  const Outcome outcome = extract({"--report", base + "/no/report.csv"});
+  EXPECT_EQ(1, outcome.exitCode);
+  EXPECT_TRUE(contains(outcome.err, base + "/no/report.csv")) << outcome.err;
+  EXPECT_FALSE(fs::exists(journal));
 }
 
 // The real library, since the rest of this file knows only its stand-in.

@@ -178,6 +178,8 @@ TEST_F(BatchResumed, AnotherModelEndsWith4AndNamesBoth) {
   EXPECT_EQ(4, ended.exitCode);
   EXPECT_TRUE(contains(ended.err, gallery + ": is of the model " + second + ", not of " + first))
       << ended.err;
+  // Nothing began, so nothing is in the way of the right model.
+  EXPECT_FALSE(fs::exists(journal));
 }
 
 TEST_F(BatchResumed, SomethingElseInThePlaceOfTheJournalIsRefused) {
@@ -206,6 +208,26 @@ TEST_F(BatchResumed, WithNothingToGoOnWithIsARunLikeAny) {
   const std::string wanted = undisturbed();
   EXPECT_EQ(0, extract({"--resume"}).exitCode);
   EXPECT_EQ(wanted, contentOf(gallery));
+}
+
+TEST_F(BatchResumed, ReportKeepsWhatItSaidOfPhotographsThatAreNotDoneAgain) {
+  writeListThatEnds();
+  // Landmarks for a picture of another size are a warning; no picture is a failure.
+  fs::copy_file(base + "/p2.ppm", base + "/p1.ppm", fs::copy_options::overwrite_existing);
+  const std::string third = contentOf(base + "/p3.ppm");
+  fs::remove(base + "/p3.ppm");
+  EXPECT_EQ(3, extract({"--report", report}).exitCode);
+  const std::string first = contentOf(report);
+  EXPECT_TRUE(contains(first, "p1,")) << first;
+  EXPECT_TRUE(contains(first, ",failed,")) << first;
+
+  EXPECT_EQ(3, extract({"--resume", "--report", report}).exitCode);
+  EXPECT_EQ(first, contentOf(report));
+
+  writeText(base + "/p3.ppm", third);
+  EXPECT_EQ(0, extract({"--resume", "--report", report}).exitCode);
+  EXPECT_TRUE(contains(contentOf(report), "p1,"));
+  EXPECT_FALSE(contains(contentOf(report), ",failed,"));
 }
 
 TEST_F(BatchResumed, FullDiskEndsTheRunAndMoreRoomGoesOnWithIt) {

@@ -41,7 +41,9 @@ ExtractListCommand::ExtractListCommand(CLI::App& app, CLI::App& extract) {
     photo->required(false);
     landmarks->required(false);
   });
-  extract.add_option("--jobs", request_.jobs, "Worker processes; as many as processors by default")
+  extract
+      .add_option("--jobs", request_.jobs,
+                  "Worker processes; by default OMP_NUM_THREADS, or one a processor")
       ->check(CLI::Range(1u, kMostJobs))
       ->option_text("N")
       ->needs(list);

@@ -13,14 +13,15 @@ GalleryCommands::GalleryCommands(CLI::App& app, CLI::App& model) {
   export_ = gallery_->add_subcommand("export", "Write the features for other programs");
   export_->add_option("GALLERY", exportRequest_.gallery, "Gallery file")->required();
   export_
-      ->add_option("-o,--output", exportRequest_.output,
-                   "File to write; .npy with the ids beside it in .ids.txt, .csv, or .jsonl")
+      ->add_option(
+          "-o,--output", exportRequest_.output,
+          "File to write (required); .npy with the ids beside it in .ids.txt, .csv, or .jsonl")
       ->required()
       ->option_text("FILE");
 
   merge_ = gallery_->add_subcommand("merge", "Make one gallery of several");
   merge_->add_option("GALLERY", mergeRequest_.galleries, "Gallery files, in order")->required();
-  merge_->add_option("-o,--output", mergeRequest_.output, "Gallery file to write")
+  merge_->add_option("-o,--output", mergeRequest_.output, "Gallery file to write (required)")
       ->required()
       ->option_text("GALLERY");
   merge_

@@ -23,6 +23,11 @@ class ExtractReport {
 
   void add(const ReportLine& line) { lines_.push_back(line); }
 
+  // Adds what the report of an earlier run says of these entries, as far as there is one.
+  void addEarlier(const std::string& path);
+  // Forgets what was said of an entry, which is done anew.
+  void forget(size_t place);
+
   // Writes CSV with the heading id,photo,outcome,text, in the order of the entries. Throws Failure
   // (kFailed).
   void write(const std::string& path) const;

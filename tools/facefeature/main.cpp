@@ -1,5 +1,6 @@
 // The host program: its verbs, and nothing else. What a verb does stands in verb_<name>.cpp.
 #include <CLI/CLI.hpp>
+#include <filesystem>
 #include <new>
 #include <optional>
 #include <string>
@@ -26,6 +27,10 @@ std::string notNegative(const std::string& text) {
   return text.empty() || text.front() != '-' ? "" : text + " is not a whole number from 0";
 }
 
+std::string pngName(const std::string& path) {
+  return std::filesystem::path(path).extension() == ".png" ? "" : path + " does not end in .png";
+}
+
 // Where no detector was built in, landmarks can only come from a file.
 void addLandmarks(CLI::App& verb, std::string& landmarks) {
   verb.add_option("LANDMARKS", landmarks,
@@ -38,8 +43,9 @@ struct Verbs {
   CLI::App app{
       "Makes features of faces and compares them.\n"
       "Data goes to standard output, words to standard error. Exit codes: 0 done, 1 failed\n"
-      "otherwise, 2 wrong usage, 3 an input could not be read or is malformed, 4 the model\n"
-      "is missing or incomplete, or features are of different models.",
+      "otherwise (with --threshold: the score is below it), 2 wrong usage, 3 an input could\n"
+      "not be read or is malformed, 4 the model is missing or incomplete, or features are of\n"
+      "different models, 5 no answer from compare --threshold.",
       "facefeature"};
   CLI::App* model = nullptr;
   CLI::App* modelSynth = nullptr;
@@ -76,10 +82,13 @@ struct Verbs {
     modelCheck->add_option("DIR", modelCheckRequest.folder, "Folder with the 303 files")
         ->required();
 
-    extract = app.add_subcommand("extract", "Make the feature of a face");
+    extract =
+        app.add_subcommand("extract", "Make the feature of a face, or with --list those of many");
     extract->add_option("PHOTO", extractRequest.photo, "JPEG, PNG or PPM file")->required();
     addLandmarks(*extract, extractRequest.landmarks);
-    extract->add_option("-o,--output", extractRequest.feature, "Feature file to write, 2008 bytes")
+    extract
+        ->add_option("-o,--output", extractRequest.feature,
+                     "Feature file to write, 2008 bytes (required)")
         ->required()
         ->option_text("FEATURE");
     extract
@@ -87,7 +96,7 @@ struct Verbs {
                      "Folder with the 303 files; without it, ~kwplugintmp~ in the temporary folder")
         ->option_text("DIR");
     addExif(*extract, extractRequest.exif);
-    addFace(*extract, extractRequest.face);
+    addFace(*extract, extractRequest.face)->excludes(extract->get_option("LANDMARKS"));
 
     compare = app.add_subcommand(
         "compare", "Print the score of two features, or a table id_a,id_b,score of galleries");
@@ -116,13 +125,15 @@ struct Verbs {
     draw = app.add_subcommand("draw", "Draw what the library sees of a face");
     draw->add_option("PHOTO", drawRequest.photo, "JPEG, PNG or PPM file");
     draw->add_option("LANDMARKS", drawRequest.landmarks, "JSON file with its landmarks");
-    draw->add_option("-o,--output", drawRequest.picture, "PNG file to write")
+    draw->add_option("-o,--output", drawRequest.picture, "PNG file to write (required)")
+        ->check(pngName)
         ->required()
         ->option_text("FILE.png");
     addExif(*draw, drawRequest.exif);
-    addFace(*draw, drawRequest.face);
+    addFace(*draw, drawRequest.face)->excludes(draw->get_option("LANDMARKS"));
     draw->add_flag("--model-points", drawRequest.modelPoints,
-                   "Draw the 29 points of the rigid head with their ids instead of a photograph");
+                   "Draw the 29 points of the rigid head with their ids instead of a photograph")
+        ->excludes(draw->get_option("PHOTO"));
     extractList.emplace(app, *extract);
     gallery.emplace(app, *model);
   }

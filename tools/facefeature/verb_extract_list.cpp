@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <system_error>
 #include <thread>
@@ -73,7 +74,9 @@ class ListBoard : public JobBoard {
   // Finds the jobs, too.
   size_t doneBefore() {
     for (size_t place = 0; place < entries_.size(); ++place) {
-      if (!journal_.holds(entries_[place].id)) pending_.push_back(place);
+      if (journal_.holds(entries_[place].id)) continue;
+      pending_.push_back(place);
+      report_.forget(place);
     }
     return entries_.size() - pending_.size();
   }
@@ -90,18 +93,24 @@ class ListBoard : public JobBoard {
   Progress progress_;
 };
 
-// What an earlier run finished, without the photographs that failed in it or are new.
-void takeOver(const std::string& path, const std::vector<PhotoEntry>& entries,
-              ExtractJournal& journal) {
+// The gallery that an earlier run made, or null. Throws Failure (kBadModel) when it is of another
+// model; ahead of the journal, which would else be one of a run that never began.
+std::unique_ptr<Gallery> earlierGallery(const std::string& path, const GalleryOrigin& own) {
   std::error_code ignored;
-  if (!std::filesystem::exists(path, ignored)) return;
-  const Gallery gallery(path);
-  if (gallery.origin().model != journal.origin().model) {
-    throw Failure(kBadModel, path,
-                  "is of the model " + hexText(gallery.origin().model) + ", not of " +
-                      hexText(journal.origin().model),
-                  "Take the model that it was made with, or another name for the gallery");
+  if (!std::filesystem::exists(path, ignored)) return nullptr;
+  auto gallery = std::make_unique<Gallery>(path);
+  if (gallery->origin().model != own.model) {
+    throw Failure(
+        kBadModel, path,
+        "is of the model " + hexText(gallery->origin().model) + ", not of " + hexText(own.model),
+        "Take the model that it was made with, or another name for the gallery");
   }
+  return gallery;
+}
+
+// What an earlier run finished, without the photographs that failed in it or are new.
+void takeOver(const Gallery& gallery, const std::vector<PhotoEntry>& entries,
+              ExtractJournal& journal) {
   journal.joinOrigin(gallery.origin());
   std::unordered_map<std::string_view, size_t> rows;
   for (size_t row = 0; row < gallery.count(); ++row) rows[gallery.id(row)] = row;
@@ -159,11 +168,18 @@ ExitCode runExtractList(const ExtractListRequest& request) {
   const std::vector<PhotoEntry> entries = shardOf(readPhotoList(request.list), request.shard);
   const std::string model = request.model.empty() ? defaultModelFolder() : request.model;
   requireModel(model);
-  ExtractJournal journal(journalPath(request.gallery), ownOrigin(modelFingerprint(model)),
-                         request.resume);
-  if (request.resume) takeOver(request.gallery, entries, journal);
-
+  if (entries.empty()) say(kExtractVerb, request.list + ": warning: there is no photograph in it.");
+  const GalleryOrigin origin = ownOrigin(modelFingerprint(model));
+  const auto earlier = request.resume ? earlierGallery(request.gallery, origin) : nullptr;
   ExtractReport report(entries);
+  if (!request.report.empty()) {
+    if (request.resume) report.addEarlier(request.report);
+    // A report that can't be written is told ahead of the work.
+    report.write(request.report);
+  }
+  ExtractJournal journal(journalPath(request.gallery), origin, request.resume);
+  if (earlier) takeOver(*earlier, entries, journal);
+
   ListBoard board(entries, journal, report, request.progress);
   extractPending(request, board);
   if (!request.report.empty()) report.write(request.report);

@@ -25,7 +25,7 @@ void warnOfOwnership(const std::string& folder) {
 
 ExitCode runModelCheck(const ModelCheckRequest& request) {
   const std::vector<ModelFault> faults =
-      checkModel(request.folder, CheckDepth::kNumbers, kBadInput,
+      checkModel(request.folder, CheckDepth::kNumbers, kBadModel,
                  "Name the folder with the 303 files of a model");
   for (const ModelFault& fault : faults) {
     const std::filesystem::path path = std::filesystem::path(request.folder) / fault.file;
