@@ -174,6 +174,17 @@ TEST(Unloading, AHundredRoundsLeaveNoThreadNoMappingAndNoMemoryBehind) {
 #endif
 }
 
+// There is no engine whose destruction would give back what a creation holds.
+TEST(Unloading, AfterACreationThatFailedNothingIsHeld) {
+  for (const char* missing : {"0-1-0", "6-2"}) {
+    SCOPED_TRACE(missing);
+    const LinkedModel model;
+    model.remove(missing);
+    EXPECT_EQ("a null\nmapped no\n",
+              outputOf(runProbe(model, joined({{"load"}, kCreate, {"unload", "mapped"}}))));
+  }
+}
+
 TEST(Unloading, WithoutADestructionLeavesTheProcessWhole) {
   const LinkedModel model;
   const std::string line = "a made\na " + goodFeature() + "\n";
