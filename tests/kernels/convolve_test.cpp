@@ -350,6 +350,24 @@ TEST(ConvolveForward, FilterSizeOfZeroIsOutOfRange) {
                std::out_of_range);
 }
 
+// The patch matrix has a row for each weight of whole pixels; a weight beyond has no row to meet.
+TEST(ConvolveForward, WeightsThatAreNoMultipleOfTheChannelsAreOutOfRange) {
+  Matrix input, weights, biases, output;
+  fillMatrix(input, 1, 12, 111, Floats(12, 1.0f));
+  fillMatrix(biases, 2, 1, 111, {0, 0});
+  for (const int32_t cols : {3, 4, 5}) {
+    fillMatrix(weights, 2, cols, 111, Floats(static_cast<size_t>(2 * cols), 1.0f));
+    const auto convolve = [&] {
+      convolveForward(input, weights, biases, output, 2, 2, 2, 0, 1, 3, 0.0f, 1.0f);
+    };
+    if (cols == 3) {
+      EXPECT_NO_THROW(convolve());
+    } else {
+      EXPECT_THROW(convolve(), std::out_of_range) << cols;
+    }
+  }
+}
+
 TEST(ConvolveForward, TenWeightsOnOneChannelMakeAFilterOfThreeAndOneWithoutAPixel) {
   Matrix input, weights, biases, output;
   fillMatrix(input, 1, 16, 111, Floats(16, 1.0f));
