@@ -1,5 +1,5 @@
-/* A whole host. On standard input, for each of two faces: 29 lines "id x y", and then the bytes of a
- * photograph of 512 x 600. (On Windows, make standard input binary first.) */
+/* A whole host. On standard input, for each of two faces: 29 lines "id x y", and then the bytes of
+ * a photograph of 512 x 600. (On Windows, make standard input binary first.) */
 #include <facefeature/facefeature.h>
 #include <stdio.h>
 #include <stdlib.h>

@@ -68,7 +68,7 @@ BY_HAND = {
 BLOCKS = {
     "#include <facefeature/facefeature.h>": "tests/host/ordinal_host.c binds in this way",
     '/* A whole host. On standard input, for each of two faces: 29 lines "id x y", and then the '
-    "bytes of a": "compared with the file and run by test_commands.py",
+    "bytes of": "compared with the file and run by test_commands.py",
     "find_package(facefeature 1.0 REQUIRED)": "tests/packages/consumer is built in this way",
     "import facefeature": "run by test_commands.py",
     "(2 (a . b) - (a[500] + b[500])) / (a[501] b[501]) + 1": "a formula",
