@@ -44,6 +44,7 @@ void destroyNets(FeatureEngine* engine) {
 }  // namespace
 
 FeatureEngine* CreateFeatureEngine() {
+  keepOpenMpRuntimeLoaded();
   std::ifstream stream;
   for (int32_t n = 1; n <= kPatchCount; ++n) {
     if (!readPatchMean(stream, n)) return nullptr;
@@ -53,7 +54,7 @@ FeatureEngine* CreateFeatureEngine() {
   buildNets(engine);
   ++engineCount;
   // Not ahead of the files: without an engine there is no destruction that would take it back.
-  keepOpenMpRuntimeLoaded();
+  expectOpenMpWorkers();
   return engine;
 }
 

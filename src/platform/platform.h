@@ -30,9 +30,13 @@ std::string temporaryFolder();
 bool openSharedForReading(std::ifstream& stream, const std::string& path);
 
 // Keeps the OpenMP runtime in the process even when this library is unloaded: its worker threads
-// outlive a parallel loop and wait inside its code. Called when an engine has been created. On
-// Windows the runtime is a part of this library, which stays until releaseOpenMpWorkers.
+// outlive a parallel loop and wait inside its code. Called with each creation of an engine. On
+// Windows the runtime is a part of this library, and nothing is done.
 void keepOpenMpRuntimeLoaded();
+
+// Called when an engine has been created, which may start worker threads. On Windows the library
+// holds itself from then on, until releaseOpenMpWorkers.
+void expectOpenMpWorkers();
 
 // Ends the worker threads that the runtime keeps for the calling thread, so that a host that
 // unloads the library has none left. Does nothing in a child of a process that had created an

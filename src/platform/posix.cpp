@@ -45,13 +45,16 @@ bool openSharedForReading(std::ifstream& stream, const std::string& path) {
 void endByFailedCheck() { std::abort(); }
 
 void keepOpenMpRuntimeLoaded() {
-  // The first one stays. In a child that creates an engine of its own the runtime may still believe
-  // in the parent's worker threads, and would wait for them at the destruction.
-  if (creatingProcess == 0) creatingProcess = getpid();
   Dl_info runtime;
   if (dladdr(reinterpret_cast<void*>(&omp_get_max_threads), &runtime) == 0) return;
   void* handle = dlopen(runtime.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
   if (handle != nullptr) dlclose(handle);
+}
+
+void expectOpenMpWorkers() {
+  // The first one stays. In a child that creates an engine of its own the runtime may still believe
+  // in the parent's worker threads, and would wait for them at the destruction.
+  if (creatingProcess == 0) creatingProcess = getpid();
 }
 
 void releaseOpenMpWorkers() {

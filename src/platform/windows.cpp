@@ -50,8 +50,10 @@ void endByFailedCheck() {
   std::abort();
 }
 
-// The runtime is linked into this library and would go with it.
-void keepOpenMpRuntimeLoaded() {
+// The runtime is linked into this library and goes with it.
+void keepOpenMpRuntimeLoaded() {}
+
+void expectOpenMpWorkers() {
   if (heldLibrary != nullptr) return;
   GetModuleHandleExA(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
                      reinterpret_cast<const char*>(&heldLibrary), &heldLibrary);
