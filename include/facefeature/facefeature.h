@@ -41,8 +41,8 @@
  *
  *     The library has no locks: the host keeps to this table. The calls need not come from one
  *     thread. ExtractFeature uses as many threads as the OpenMP runtime starts by default
- *     (OMP_NUM_THREADS as it was when the runtime was loaded, or the number of processors) and is
- * back on the caller's when it returns.
+ *     (OMP_NUM_THREADS as it was when the runtime was loaded, or the number of processors) and
+ *     is back on the caller's when it returns.
  *
  * The same bits
  *     The same input gives the same bits on one kind of processor, whatever the number of threads,
@@ -59,9 +59,10 @@
  *
  * Failures
  *     Nothing is logged, and errno means nothing afterwards. What there is: a null from
- * CreateFeatureEngine, a feature of NaNs from ExtractFeature, and two lines on standard output that
- * are told below. Exhausted memory leaves a function as the C++ exception std::bad_alloc:
- * CreateFeatureEngine then keeps what it had allocated, ExtractFeature has not touched the feature.
+ *     CreateFeatureEngine, a feature of NaNs from ExtractFeature, and two lines on standard output
+ *     that are told below. Exhausted memory leaves a function as the C++ exception std::bad_alloc:
+ *     CreateFeatureEngine then keeps what it had allocated, ExtractFeature has not touched the
+ *     feature.
  */
 #ifndef FACEFEATURE_FACEFEATURE_H
 #define FACEFEATURE_FACEFEATURE_H

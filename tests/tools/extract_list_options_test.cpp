@@ -5,6 +5,7 @@
 #include "face_finder.h"
 #include "feature_file.h"
 #include "photo.h"
+#include "photo_files.h"
 #include "photo_orientation.h"
 #include "support/bits.h"
 #include "support/sample_faces.h"
@@ -83,18 +84,7 @@ TEST_F(BatchOptions, FaceNumberHoldsForPhotographsWithoutLandmarks) {
   const std::string people = base + "/people.ppm";
   const facefeature_tools::Photo face = facefeature_tools::readPhoto(folder + "/ride_2.jpg");
   // The same face twice; the detector gives two boxes of nearly one size.
-  Bytes both;
-  for (int32_t y = 0; y < face.height; ++y) {
-    for (int copy = 0; copy < 2; ++copy) {
-      for (int32_t x = 0; x < face.width; ++x) {
-        const uint8_t* pixel = &face.pixels[static_cast<size_t>(3 * (y * face.width + x))];
-        both.insert(both.end(), {pixel[2], pixel[1], pixel[0]});
-      }
-    }
-  }
-  const Bytes ppm =
-      encodePpm(static_cast<uint32_t>(2 * face.width), static_cast<uint32_t>(face.height), both);
-  writeText(people, std::string(ppm.begin(), ppm.end()));
+  writePpm(people, sideBySide(face, face));
   writeText(list, "p,people.ppm\n");
   for (const char* number : {"1", "2"}) {
     const Outcome outcome = extractReally({"--face", number});

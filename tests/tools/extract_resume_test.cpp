@@ -230,6 +230,16 @@ TEST_F(BatchResumed, ReportKeepsWhatItSaidOfPhotographsThatAreNotDoneAgain) {
   EXPECT_FALSE(contains(contentOf(report), ",failed,"));
 }
 
+TEST_F(BatchResumed, RunThatIsRefusedLeavesTheEarlierReport) {
+  const auto run = started();
+  kill(run->process(), SIGKILL);
+  run->outcome();
+  writeText(report, "of an earlier run\n");
+  EXPECT_EQ(2, extract({"--report", report}).exitCode);
+  EXPECT_EQ("of an earlier run\n", contentOf(report));
+  EXPECT_FALSE(fs::exists(report + ".part"));
+}
+
 TEST_F(BatchResumed, FullDiskEndsTheRunAndMoreRoomGoesOnWithIt) {
   writeListThatEnds();
   const std::string wanted = undisturbed();

@@ -14,6 +14,7 @@
 #include "face_finder.h"
 #include "landmark_file.h"
 #include "photo.h"
+#include "photo_files.h"
 #include "run_program.h"
 #include "support/environment.h"
 #include "support/sample_faces.h"
@@ -38,37 +39,13 @@ double distance(const Landmark& a, const Landmark& b) {
   return std::hypot(static_cast<double>(a.x - b.x), static_cast<double>(a.y - b.y));
 }
 
-void writePhoto(const std::string& path, const Photo& photo) {
-  const Bytes ppm = encodePpm(static_cast<uint32_t>(photo.width),
-                              static_cast<uint32_t>(photo.height), swapped(photo.pixels));
-  writeText(path, std::string(ppm.begin(), ppm.end()));
-}
-
-// Two photographs on one gray ground.
-Photo sideBySide(const Photo& left, const Photo& right) {
-  Photo both =
-      facefeature_tools::makePhoto(static_cast<uint64_t>(left.width + right.width),
-                                   static_cast<uint64_t>(std::max(left.height, right.height)));
-  std::fill(both.pixels.begin(), both.pixels.end(), uint8_t{128});
-  const auto copy = [&both](const Photo& photo, int32_t x) {
-    for (int32_t y = 0; y < photo.height; ++y) {
-      std::copy_n(photo.pixels.begin() + static_cast<std::ptrdiff_t>(y) * photo.stride(),
-                  photo.stride(),
-                  both.pixels.begin() + static_cast<std::ptrdiff_t>(y) * both.stride() + 3 * x);
-    }
-  };
-  copy(left, 0);
-  copy(right, left.width);
-  return both;
-}
-
 class FindLandmarks : public ::testing::Test {
  protected:
   void SetUp() override {
     fs::remove_all(base);
     fs::create_directories(base);
     if (!facefeature_tools::facesCanBeFound()) GTEST_SKIP() << "built without a detector";
-    writePhoto(faceless, facefeature_tools::makePhoto(300, 200));
+    writePpm(faceless, facefeature_tools::makePhoto(300, 200));
   }
   void TearDown() override { fs::remove_all(base); }
 
@@ -208,8 +185,7 @@ TEST_F(FindLandmarksOfSamples, ExtractWithoutLandmarksGivesTheFeatureOfTheFoundO
 
 TEST_F(FindLandmarksOfSamples, SeveralFacesComeByFallingSize) {
   const std::string photo = base + "/two.ppm";
-  writePhoto(photo,
-             sideBySide(readPhoto(sample("collins_1.png")), readPhoto(sample("ride_2.jpg"))));
+  writePpm(photo, sideBySide(readPhoto(sample("collins_1.png")), readPhoto(sample("ride_2.jpg"))));
   const auto noseOf = [&](const std::string& path) {
     for (const Landmark& landmark : facefeature_tools::readLandmarkFile(path).landmarks) {
       if (landmark.id == 9) return landmark.x;

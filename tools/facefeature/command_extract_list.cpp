@@ -73,7 +73,7 @@ ExtractListCommand::ExtractListCommand(CLI::App& app, CLI::App& extract) {
 bool ExtractListCommand::parsed() const { return worker_->parsed() || !request_.list.empty(); }
 
 ExitCode ExtractListCommand::run(const ExtractRequest& common) const {
-  if (worker_->parsed()) return runExtractWorker(workerRequest_.exif, workerRequest_.face);
+  if (worker_->parsed()) return runExtractWorker(workerRequest_);
   ExtractListRequest request = request_;
   request.gallery = common.feature;
   request.model = common.model;

@@ -1,24 +1,33 @@
 #include "extract_report.h"
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
+#include <cstdint>
+#include <filesystem>
 #include <stdexcept>
 #include <string_view>
 #include <unordered_map>
 
 #include "csv.h"
 #include "output_file.h"
+#include "whole_file.h"
 
 namespace facefeature_tools {
+namespace {
 
-void ExtractReport::addEarlier(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  const std::string text((std::istreambuf_iterator<char>(file)), std::istreambuf_iterator<char>());
+constexpr size_t kLimit = size_t{1} << 32;
+
+}  // namespace
+
+void ExtractReport::addEarlier(const std::string& path, const ExtractJournal& done) {
+  if (!std::filesystem::exists(path)) return;
   std::unordered_map<std::string_view, size_t> places;
-  for (size_t place = 0; place < entries_.size(); ++place) places[entries_[place].id] = place;
+  for (size_t place = 0; place < entries_.size(); ++place) {
+    if (done.holds(entries_[place].id)) places[entries_[place].id] = place;
+  }
   try {
-    for (const CsvRow& row : parseCsv(text)) {
+    const std::vector<uint8_t> bytes = readWholeFile(path, kLimit, "");
+    for (const CsvRow& row :
+         parseCsv(std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()))) {
       if (row.fields.size() != 4) continue;
       const auto place = places.find(row.fields[0]);
       if (place != places.end()) add({place->second, row.fields[2], row.fields[3]});
@@ -26,12 +35,6 @@ void ExtractReport::addEarlier(const std::string& path) {
   } catch (const std::runtime_error&) {
     // Whatever it is, it is no report, and this run's takes its place.
   }
-}
-
-void ExtractReport::forget(size_t place) {
-  lines_.erase(std::remove_if(lines_.begin(), lines_.end(),
-                              [place](const ReportLine& line) { return line.place == place; }),
-               lines_.end());
 }
 
 void ExtractReport::write(const std::string& path) const {

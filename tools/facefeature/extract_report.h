@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "extract_journal.h"
 #include "photo_list.h"
 
 namespace facefeature_tools {
@@ -23,10 +24,8 @@ class ExtractReport {
 
   void add(const ReportLine& line) { lines_.push_back(line); }
 
-  // Adds what the report of an earlier run says of these entries, as far as there is one.
-  void addEarlier(const std::string& path);
-  // Forgets what was said of an entry, which is done anew.
-  void forget(size_t place);
+  // Adds what the report of an earlier run says of entries that are done, as far as there is one.
+  void addEarlier(const std::string& path, const ExtractJournal& done);
 
   // Writes CSV with the heading id,photo,outcome,text, in the order of the entries. Throws Failure
   // (kFailed).

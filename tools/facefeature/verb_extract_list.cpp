@@ -15,6 +15,7 @@
 #include "model_fingerprint.h"
 #include "model_link.h"
 #include "model_session.h"
+#include "output_file.h"
 #include "verb_extract.h"
 #include "verb_extract_worker.h"
 #include "worker_pool.h"
@@ -74,9 +75,7 @@ class ListBoard : public JobBoard {
   // Finds the jobs, too.
   size_t doneBefore() {
     for (size_t place = 0; place < entries_.size(); ++place) {
-      if (journal_.holds(entries_[place].id)) continue;
-      pending_.push_back(place);
-      report_.forget(place);
+      if (!journal_.holds(entries_[place].id)) pending_.push_back(place);
     }
     return entries_.size() - pending_.size();
   }
@@ -171,15 +170,13 @@ ExitCode runExtractList(const ExtractListRequest& request) {
   if (entries.empty()) say(kExtractVerb, request.list + ": warning: there is no photograph in it.");
   const GalleryOrigin origin = ownOrigin(modelFingerprint(model));
   const auto earlier = request.resume ? earlierGallery(request.gallery, origin) : nullptr;
-  ExtractReport report(entries);
-  if (!request.report.empty()) {
-    if (request.resume) report.addEarlier(request.report);
-    // A report that can't be written is told ahead of the work.
-    report.write(request.report);
-  }
+  // A report that can't be written is told ahead of the work. One that is there stays until then.
+  if (!request.report.empty()) OutputFile{request.report};
   ExtractJournal journal(journalPath(request.gallery), origin, request.resume);
   if (earlier) takeOver(*earlier, entries, journal);
 
+  ExtractReport report(entries);
+  if (request.resume && !request.report.empty()) report.addEarlier(request.report, journal);
   ListBoard board(entries, journal, report, request.progress);
   extractPending(request, board);
   if (!request.report.empty()) report.write(request.report);

@@ -9,7 +9,7 @@ ExitCode runExtractList(const ExtractListRequest& request) {
                 "Extract each one by itself, or the list on Linux");
 }
 
-ExitCode runExtractWorker(ExifRule, size_t) {
+ExitCode runExtractWorker(const ExtractRequest&) {
   throw Failure(kWrongUsage, kExtractWorkerVerb, "is no verb for users", "See --help");
 }
 

@@ -46,11 +46,8 @@ WorkerReply replyTo(const LoadedLibrary& library, const Engine& engine, ExtractR
 
 }  // namespace
 
-ExitCode runExtractWorker(ExifRule exif, size_t face) {
+ExitCode runExtractWorker(const ExtractRequest& common) {
   WorkerChannel channel;
-  ExtractRequest common;
-  common.exif = exif;
-  common.face = face;
   try {
     const LoadedLibrary library;
     const Engine engine(library, defaultModelFolder());

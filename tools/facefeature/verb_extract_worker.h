@@ -1,10 +1,8 @@
 #ifndef FACEFEATURE_TOOLS_VERB_EXTRACT_WORKER_H
 #define FACEFEATURE_TOOLS_VERB_EXTRACT_WORKER_H
 
-#include <cstddef>
-
-#include "face_input.h"
 #include "failure.h"
+#include "verb_extract.h"
 
 namespace facefeature_tools {
 
@@ -12,8 +10,8 @@ namespace facefeature_tools {
 constexpr char kExtractWorkerVerb[] = "extract-worker";
 
 // Opens the model that the environment names, and extracts what it is asked for by its standard
-// input until that ends. exif and face are as in ExtractRequest, for all photographs.
-ExitCode runExtractWorker(ExifRule exif, size_t face);
+// input until that ends. Of common, exif and face hold for all photographs.
+ExitCode runExtractWorker(const ExtractRequest& common);
 
 }  // namespace facefeature_tools
 
