@@ -58,12 +58,16 @@ function(facefeature_platform_tests variable folder)
   set(${variable} ${sources} PARENT_SCOPE)
 endfunction()
 
-# facefeature_add_tests(PROGRAM TIMEOUT SECONDS [PROPERTIES NAME VALUE...]): each test of a program as one of CTest's. For
-# Windows the whole program is one, since Wine takes longer to start than most tests to run.
+# facefeature_add_tests(PROGRAM TIMEOUT SECONDS [PROPERTIES NAME VALUE...]): each test of a program as
+# one of CTest's. In Wine and with sanitizers the whole program is one, since a process takes longer to
+# start there than most tests to run; COST lets the programs that take longest begin first.
 function(facefeature_add_tests program)
-  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "TIMEOUT" "PROPERTIES")
-  if(WIN32)
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "TIMEOUT;COST" "PROPERTIES")
+  if(WIN32 OR FACEFEATURE_SANITIZE)
     add_test(NAME ${program} COMMAND ${program})
+    if(ARG_COST)
+      list(APPEND ARG_PROPERTIES COST ${ARG_COST})
+    endif()
     set_tests_properties(${program} PROPERTIES TIMEOUT ${ARG_TIMEOUT} ${ARG_PROPERTIES})
   else()
     gtest_discover_tests(${program} DISCOVERY_TIMEOUT 60
