@@ -120,8 +120,8 @@ TEST(SideBySide, EnginesComeAndGoAmongThreadsThatKeepToTheTable) {
   const Faces faces(3);
   constexpr size_t kThreads = 6, kRounds = 3;
   std::shared_mutex creation;
-  // MinGW's thread library (winpthreads 10) makes such a lock at its first use, and threads that
-  // come first together get several: a destruction then ran beside an extraction.
+  // With MinGW's thread library (winpthreads 10) a lock does not keep threads apart that are the
+  // first to come to it, and come together: a destruction then ran beside an extraction.
   creation.lock();
   creation.unlock();
   std::atomic<int> wrong{0};
