@@ -1,10 +1,11 @@
-// Memory that runs out while an engine is made, at each of the ten thousand places in turn.
+// Memory that runs out while an engine is being created, at each of its ten thousand requests in
+// turn.
 //
-// What a failed creation keeps for good: the engine's record, the nets that were built and what the
-// net under construction had (its layers, the matrices and lists of the layer that was being made,
-// the pool and the sections of a text that was being parsed). They are in nobody's hands when the
-// exception leaves; freeing them on the way would be code that runs only then. The three buffers of
-// the model and the documents of the other nets are the module's, and the next creation replaces
+// What a failed creation leaks: the engine's record, the nets that were already built, and what the
+// net under construction had allocated (its layers, the matrices and lists of the layer being
+// built, the pool and the sections of a text being parsed). Nobody owns them when the exception
+// leaves, and code that frees them on the way would run in no other case. The three buffers of the
+// model and the documents of the other nets belong to the module, and the next creation replaces
 // them.
 #include <gtest/gtest.h>
 
@@ -21,11 +22,12 @@
 namespace facefeature_test {
 namespace {
 
-constexpr int64_t kRecordBytes = 102600;  // two faces and 25 pointers: the first of what is lost
+constexpr int64_t kRecordBytes = 102600;  // two faces and 25 pointers: the first thing that leaks
 
 class CreationWithoutMemory : public ExhaustedHost {
  protected:
-  // The requests of a creation that goes well, in a process whose documents are still empty.
+  // The number of requests of a creation that succeeds, in a process whose documents are still
+  // empty.
   std::vector<WatchedRequest> requestsOfACreation() {
     std::vector<WatchedRequest> requests(20000);
     FeatureEngine* engine = nullptr;
@@ -41,7 +43,8 @@ class CreationWithoutMemory : public ExhaustedHost {
     return requests;
   }
 
-  // Fails at each of these requests in one process, which makes an engine and a feature in the end.
+  // Fails each of these requests in turn in one process, which then creates an engine and a
+  // feature.
   std::string faultOfAttempts(const std::vector<int64_t>& places, FailingFor length) {
     const int64_t files = openFiles();
     for (const int64_t place : places) {
@@ -56,7 +59,7 @@ class CreationWithoutMemory : public ExhaustedHost {
     return faultOfAnotherRound();
   }
 
-  // In groups, each in a child: what the attempts lose would add up to gigabytes.
+  // In groups, each in its own child process: the leaks would otherwise add up to gigabytes.
   void expectGoodAttempts(const std::vector<int64_t>& places, size_t groupSize) {
     for (size_t first = 0; first < places.size(); first += groupSize) {
       const auto begin = places.begin() + static_cast<long>(first);
@@ -67,7 +70,7 @@ class CreationWithoutMemory : public ExhaustedHost {
   }
 };
 
-// The places of the requests whose number is `first`, `first` + step and so on.
+// The indices `first`, `first` + step and so on of the requests to fail.
 std::vector<int64_t> everyOf(int64_t first, int64_t last, int64_t step) {
   std::vector<int64_t> places;
   for (int64_t place = first; place <= last; place += step) places.push_back(place);
@@ -82,8 +85,8 @@ int64_t placeOfTheRecord(const std::vector<WatchedRequest>& requests) {
   return record - requests.begin() + 1;
 }
 
-// The C++ of the library asks the operators of its host: were they bound within it, nothing would
-// ever fail here.
+// The library's C++ code must call the host's operator new: if the symbol were bound inside the
+// library, nothing would ever fail here.
 TEST_F(CreationWithoutMemory, TheLibraryTakesItsMemoryFromTheHostsOperators) {
   const std::vector<WatchedRequest> requests = requestsOfACreation();
   EXPECT_GT(requests.size(), 5000u);
@@ -91,7 +94,7 @@ TEST_F(CreationWithoutMemory, TheLibraryTakesItsMemoryFromTheHostsOperators) {
   EXPECT_EQ(2, std::count_if(requests.begin(), requests.end(), isProjection));
 }
 
-// Every request as far as the end of the second net, then one in 61: the 25 nets ask alike.
+// Every request up to the end of the second net, then one in 61: all 25 nets allocate alike.
 TEST_F(CreationWithoutMemory, AnyFailedRequestLeavesItAsBadAllocAndTheNextOneIsGood) {
   const std::vector<WatchedRequest> requests = requestsOfACreation();
   const int64_t count = static_cast<int64_t>(requests.size());
@@ -102,7 +105,7 @@ TEST_F(CreationWithoutMemory, AnyFailedRequestLeavesItAsBadAllocAndTheNextOneIsG
   expectGoodAttempts(everyOf(count - 19, count, 1), 20);
 }
 
-// Nothing more is to be had from there on, not even for what is done on the way out.
+// From this request on every request fails, including those made while the stack unwinds.
 TEST_F(CreationWithoutMemory, AFailureThatLastsLeavesItAsBadAllocToo) {
   const std::vector<WatchedRequest> requests = requestsOfACreation();
   const int64_t count = static_cast<int64_t>(requests.size());
@@ -110,7 +113,7 @@ TEST_F(CreationWithoutMemory, AFailureThatLastsLeavesItAsBadAllocToo) {
   expectGoodEnd(inChild([&] { return faultOfAttempts(places, FailingFor::kGood); }));
 }
 
-// With the C library's memory gone as well, a file may be what can't be opened first.
+// If the C library's memory is exhausted too, opening a file may be the first thing to fail.
 TEST_F(CreationWithoutMemory, WithNoMemoryOfAnyKindItIsNullOrBadAlloc) {
   expectGoodEnd(inChild([&]() -> std::string {
     for (int64_t place = 1; place < 9000; place += 97) {
@@ -122,7 +125,7 @@ TEST_F(CreationWithoutMemory, WithNoMemoryOfAnyKindItIsNullOrBadAlloc) {
   }));
 }
 
-// What each attempt loses would add up; what the module holds is as many blocks before and after.
+// Leaks of the attempts would add up; the module itself holds the same number of blocks throughout.
 TEST_F(CreationWithoutMemory, AheadOfTheEnginesRecordNothingIsLost) {
   const std::vector<WatchedRequest> requests = requestsOfACreation();
   const int64_t record = placeOfTheRecord(requests);
@@ -135,7 +138,7 @@ TEST_F(CreationWithoutMemory, AheadOfTheEnginesRecordNothingIsLost) {
   EXPECT_EQ(before, standingBlocks());
 }
 
-// The library is loaded anew each time, so that no document holds anything ahead of the attempt.
+// The library is reloaded each time, so that no document holds memory before the attempt.
 TEST_F(CreationWithoutMemory, BehindItNoMoreIsLostThanHadBeenAllocated) {
   library.unload();
   library.load();
@@ -158,8 +161,9 @@ TEST_F(CreationWithoutMemory, BehindItNoMoreIsLostThanHadBeenAllocated) {
   }
 }
 
-// To open a file takes a little of the C library's memory, and one that can't be opened is missing,
-// whatever the reason: the engine's own gives null, a layer's its line and an engine without it.
+// Opening a file takes a little of the C library's memory. A file that can't be opened is treated
+// as missing, whatever the reason: an engine file gives null, a layer file its line and an engine
+// without that file.
 TEST_F(CreationWithoutMemory, AFileThatCannotBeOpenedForWantOfItIsAMissingFile) {
   const std::vector<ModelFile>& files = modelFiles();
   for (size_t place = 0; place < files.size(); place += place < 30 ? 1 : 13) {

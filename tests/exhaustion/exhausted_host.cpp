@@ -42,7 +42,7 @@ void haveModel() {
   close(file);
   const std::string fault = work();
   std::fputs(fault.c_str(), stderr);
-  // Without the end of this program as a test: the parent has that.
+  // Without this test program's own shutdown, which belongs to the parent.
   _exit(fault.empty() ? 0 : 3);
 }
 
@@ -71,7 +71,7 @@ void expectGoodEnd(const ChildEnd& end) {
 }
 
 void ExhaustedHost::SetUp() {
-  // The 16 MB of a projection stay in the heap from attempt to attempt: pages that are new each
+  // Keeps the 16 MB of a projection in the heap from attempt to attempt. Mapping fresh pages each
   // time would take most of a test's time.
   mallopt(M_MMAP_THRESHOLD, 32 << 20);
   mallopt(M_TRIM_THRESHOLD, 1 << 30);

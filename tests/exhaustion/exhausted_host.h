@@ -16,51 +16,52 @@
 
 namespace facefeature_test {
 
-// How a forked child came to its end.
+// How a forked child ended.
 struct ChildEnd {
-  int exitStatus;   // -1 when a signal ended it
-  int signal;       // 0 when it exited
-  std::string err;  // its standard error, and what its work found wrong
+  int exitStatus;   // -1 if a signal ended it
+  int signal;       // 0 if it exited
+  std::string err;  // its standard error, with any errors that its work found
 };
 
-// Runs the work in a child, which leaves with 0 when the work returns "" and with 3 otherwise.
+// Runs the work in a child, which exits with 0 if the work returns "" and with 3 otherwise.
 ChildEnd inChild(const std::function<std::string()>& work);
 
-// Expects that the child found nothing wrong.
+// Expects that the child reported no error.
 void expectGoodEnd(const ChildEnd& end);
 
 enum class Ending { kDone, kNull, kOutOfMemory };
 
-// Each test has the library loaded afresh, with the synthetic model in its folder. Children are
-// forked while the parent has no worker threads: it destroys its last engine ahead of that, or has
-// extracted with none.
+// Each test loads the library afresh, with the synthetic model in its folder. Children are forked
+// while the parent has no worker threads: it either destroys its last engine first or has not
+// extracted yet.
 class ExhaustedHost : public ::testing::Test {
  protected:
   void SetUp() override;
   void TearDown() override;
 
-  // The calls of the library, the n-th request of the source failing.
+  // The calls of the library, with the n-th request of the source failing.
   Ending create(FeatureEngine*& engine, MemorySource source = MemorySource::kNew,
                 int64_t failing = 0, FailingFor length = FailingFor::kOnce) const;
   Ending extract(FeatureEngine* engine, MemorySource source = MemorySource::kNew,
                  int64_t failing = 0, FailingFor length = FailingFor::kOnce);
 
-  // An engine, and the bits of its feature for the request; "" when all is as it was before
-  // anything failed, else what is wrong.
+  // Creates an engine and compares the bits of its feature for the request. Returns "" if they are
+  // the same as before anything failed, else a description of the error.
   std::string faultOfAnotherRound();
   std::string faultOfAnotherExtraction(FeatureEngine* engine);
 
-  // Bits that no extraction writes, in all places of the feature.
+  // A bit pattern that no extraction writes, in every element of the feature.
   void clearFeature();
   bool featureIsClear() const;
 
   ProbeLibrary library{FACEFEATURE_LIBRARY};
   const ProbeRequest request = probeRequest();
   FeatureVector feature;
-  FeatureVector goodFeature;  // what a process without failures makes of the request
+  FeatureVector
+      goodFeature;  // the feature that a process without failures computes for the request
 };
 
-// Files that this process has open.
+// Number of files that this process has open.
 int64_t openFiles();
 
 }  // namespace facefeature_test

@@ -1,5 +1,5 @@
-// Memory that runs out while a feature is made. Up to the parallel loop the exception leaves the
-// call. No exception may leave the loop: there, and in the runtime that starts it, the process
+// Memory that runs out during an extraction. Before the parallel loop the exception leaves the
+// call. No exception may leave the loop: inside it, and in the runtime that starts it, the process
 // ends.
 #include <csignal>
 #include <cstdint>
@@ -24,8 +24,9 @@ class ExtractionWithoutMemory : public ExhaustedHost {
     ExhaustedHost::TearDown();
   }
 
-  // One attempt in a child, behind so many good extractions. A std::bad_alloc has left the feature
-  // as it was, has lost nothing, and the engine is as good as before; "done" where nothing failed.
+  // One attempt in a child, after the given number of successful extractions. A std::bad_alloc
+  // leaves the feature unchanged, leaks nothing, and the engine stays usable; returns "done" if
+  // nothing failed.
   ChildEnd attempt(MemorySource source, int64_t place, FailingFor length = FailingFor::kOnce,
                    int32_t goodOnes = 0) {
     return inChild([&]() -> std::string {
@@ -40,8 +41,8 @@ class ExtractionWithoutMemory : public ExhaustedHost {
     });
   }
 
-  // Lets each request ahead of the loop fail, then one in `step` of those in it. There are as many
-  // of either as is said, at least.
+  // Fails each request before the loop in turn, then one in `step` of those inside it. The two
+  // counts are lower bounds for the number of requests of each kind.
   void expectBadAllocAndThenTheEnd(FailingFor length, int32_t goodOnes, int64_t step,
                                    int64_t leastAhead, int64_t leastWithin) {
     int64_t place = 1;
@@ -54,7 +55,7 @@ class ExtractionWithoutMemory : public ExhaustedHost {
     int64_t ends = 0;
     while (end.err != "done") {
       ASSERT_EQ(SIGABRT, end.signal) << place << " " << end.err;
-      // A second thread that fails as well may cut the first one's words short.
+      // A second thread that fails as well may cut off the first one's message.
       ASSERT_NE(std::string::npos, end.err.find("terminate called")) << place << " " << end.err;
       place += ends++ < 30 ? 1 : step;
       end = attempt(MemorySource::kNew, place, length, goodOnes);
@@ -77,8 +78,8 @@ TEST_F(ExtractionWithoutMemory, SoItIsWhenTheFailureLasts) {
   expectBadAllocAndThenTheEnd(FailingFor::kGood, 0, 97, 50, 35);
 }
 
-// The photograph is read where it lies. All that is asked for is the work of the 25 patches, about
-// 1.2 MB for the nets' input and, for a start, the nets' storage.
+// The photograph is read in place. The only requests are those for the work of the 25 patches:
+// about 1.2 MB for the nets' input and, at the first extraction, the nets' own storage.
 TEST_F(ExtractionWithoutMemory, WhatIsAskedForIsTheSameForEveryPicture) {
   constexpr int32_t kWidth = 4000;
   constexpr int32_t kHeight = 3000;
@@ -108,7 +109,7 @@ TEST_F(ExtractionWithoutMemory, WhatIsAskedForIsTheSameForEveryPicture) {
   }));
 }
 
-// Sorting asks for room that would help it, and does without.
+// std::stable_sort asks for a buffer that would help it, and works without.
 TEST_F(ExtractionWithoutMemory, WhatIsOnlyOfHelpIsNotMissed) {
   expectGoodEnd(inChild([&]() -> std::string {
     if (extract(engine, MemorySource::kQuietNew, 1, FailingFor::kGood) != Ending::kDone) {
@@ -119,7 +120,7 @@ TEST_F(ExtractionWithoutMemory, WhatIsOnlyOfHelpIsNotMissed) {
   }));
 }
 
-// The runtime of the parallel loop says so and leaves by exit(1).
+// The OpenMP runtime prints a message and calls exit(1).
 TEST_F(ExtractionWithoutMemory, TheLoopThatCannotBeStartedEndsTheProcess) {
   int64_t place = 1;
   ChildEnd end = attempt(MemorySource::kMalloc, place);

@@ -11,7 +11,7 @@
 #include <cstddef>
 #include <new>
 
-// The C library's own functions under the names that are left when theirs are taken.
+// The C library's own functions, under the names that remain when the usual ones are replaced.
 extern "C" {
 void* __libc_malloc(size_t size);
 void* __libc_calloc(size_t count, size_t size);
@@ -25,7 +25,7 @@ namespace {
 
 constexpr int32_t kNoSource = -1;
 
-// Plain atomics: they are there before any initialiser has run.
+// Plain atomics: they exist before any initialiser has run.
 std::atomic<int32_t> armedSource{kNoSource};
 std::atomic<int64_t> requestCount{0};
 std::atomic<int64_t> failingRequest{0};
@@ -41,7 +41,7 @@ bool isArmed(MemorySource source) {
          (armed == static_cast<int32_t>(MemorySource::kHeap) && source <= MemorySource::kMalloc);
 }
 
-// Counts a request; true when it is to fail.
+// Counts a request. Returns true if it is to fail.
 bool failsNow(MemorySource source, size_t bytes) {
   if (!isArmed(source)) return false;
   const int64_t number = ++requestCount;
@@ -112,7 +112,7 @@ namespace {
 size_t bytesOf(std::align_val_t alignment) { return static_cast<size_t>(alignment); }
 }  // namespace
 
-// Visible, so that the libraries of the program find these ahead of the ones that they came with.
+// Exported, so that the program's libraries bind to these instead of their own.
 #define REPLACES_THE_LIBRARYS __attribute__((visibility("default"), noinline))
 
 REPLACES_THE_LIBRARYS void* operator new(size_t size) { return newBlockOrThrow(size, 0); }

@@ -1,6 +1,6 @@
-// Memory that runs out when it is told to. What the program and all libraries in it ask for goes
-// through the functions that this replaces: those of C++, those of C, the mapping of pages, and the
-// starting of threads, whose stacks are memory too.
+// Memory that runs out on request. Replaces the functions through which the program and all its
+// libraries allocate: those of C++, those of C, page mapping, and thread creation (a thread's stack
+// is memory too).
 #ifndef FACEFEATURE_TESTS_EXHAUSTION_FAILING_MEMORY_H
 #define FACEFEATURE_TESTS_EXHAUSTION_FAILING_MEMORY_H
 
@@ -9,18 +9,19 @@
 namespace facefeature_test {
 
 enum class MemorySource {
-  kNew,       // operator new in the forms that throw
-  kQuietNew,  // operator new in the forms that return null
-  kMalloc,    // malloc, calloc, realloc, memalign of everybody but operator new
-  kMapping,   // mmap of everybody but the C library
-  kThread,    // pthread_create of everybody but the C library
+  kNew,       // the variants of operator new that throw
+  kQuietNew,  // the variants of operator new that return null
+  kMalloc,    // malloc, calloc, realloc, memalign, from any caller but operator new
+  kMapping,   // mmap, from any caller but the C library
+  kThread,    // pthread_create, from any caller but the C library
   kHeap       // the first three together
 };
 
 enum class FailingFor { kOnce, kGood };
 
-// Counts what is asked of one source for as long as it stands, on all threads, and lets request
-// number `failing` (from 1; 0: none) fail, or that one and all behind it. One at a time.
+// During its lifetime, counts the requests to one source on all threads and fails request number
+// `failing` (1 is the first; 0 fails none), or that one and all later ones. Only one may exist at a
+// time.
 class FailingMemory {
  public:
   explicit FailingMemory(MemorySource source, int64_t failing = 0,
@@ -29,21 +30,21 @@ class FailingMemory {
   FailingMemory(const FailingMemory&) = delete;
   FailingMemory& operator=(const FailingMemory&) = delete;
 
-  static int64_t requests();  // so far
-  static bool hasFailed();    // whether the failing one has come
+  static int64_t requests();  // number of requests so far
+  static bool hasFailed();    // whether the failing request has occurred
 };
 
-// Blocks from operator new that nobody has given back, since the start of the program.
+// Number of blocks from operator new that are still allocated, since the start of the program.
 int64_t standingBlocks();
 
-// What a request found.
+// The caller's state at a request.
 struct WatchedRequest {
-  int64_t bytes;           // that it asked for
-  int64_t standingBlocks;  // ahead of it
+  int64_t bytes;           // the caller
+  int64_t standingBlocks;  // the caller's caller
 };
 
-// Tells the requests of kNew in order, for as long as it and a FailingMemory for kNew stand, into
-// watched[0] and on; what comes behind the capacity is not told.
+// Records the requests to kNew in order in watched[0] and up, while both this object and a
+// FailingMemory for kNew exist. Requests beyond the capacity are not recorded.
 class RequestWatch {
  public:
   RequestWatch(WatchedRequest* watched, int64_t capacity);

@@ -1,4 +1,4 @@
-// The calls that ask for no memory, and the loading of the library.
+// The calls that allocate nothing, and the loading of the library.
 #include <cmath>
 #include <csignal>
 #include <cstdint>
@@ -11,7 +11,7 @@ namespace {
 
 class WithoutMemory : public ExhaustedHost {};
 
-// What a host does when memory has run out is to give some back.
+// A host whose memory has run out frees some.
 TEST_F(WithoutMemory, AnEngineCanBeDestroyed) {
   FeatureEngine* engine = library.create();
   const int64_t blocks = standingBlocks();
@@ -56,7 +56,7 @@ TEST_F(WithoutMemory, ARequestIsRejectedAllTheSame) {
   library.destroy(engine);
 }
 
-// The names of its folders are made then, and nobody is there who could catch anything.
+// Loading builds the names of the model folders, and no caller is there to catch an exception.
 TEST_F(WithoutMemory, LoadingTheLibraryEndsTheProcess) {
   library.unload();
   for (int64_t place = 1; place <= 2; ++place) {

@@ -53,8 +53,8 @@ ChildResult runChild(const std::string& program, const std::vector<std::string>&
   const std::string out = privateTempFolder() + "/child-out";
   const std::string err = privateTempFolder() + "/child-err";
 
-  // Files and not pipes: the child can write as much as it likes to either, and a process that it
-  // leaves behind can't keep the parent waiting.
+  // Files instead of pipes: the child can write any amount to either, and a process that it leaves
+  // behind can't keep the parent waiting.
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   const int flags = O_WRONLY | O_CREAT | O_TRUNC | O_APPEND;

@@ -14,7 +14,7 @@ namespace {
 constexpr DWORD kMillisecondsToLive = 300'000;  // a child that hangs does not stall the run
 constexpr int kExitStatusOfAbort = 3;
 
-// Names of variables are the same in either case.
+// Names of variables are case-insensitive.
 std::string inCapitals(std::string name) {
   for (char& letter : name) {
     letter = static_cast<char>(std::toupper(static_cast<unsigned char>(letter)));
@@ -22,13 +22,13 @@ std::string inCapitals(std::string name) {
   return name;
 }
 
-// "NAME=VALUE" and a NUL each, in rising order, and a NUL.
+// A sequence of "NAME=VALUE" and a NUL, in ascending order, then a NUL.
 std::string changedEnvironment(const Environment& changes) {
   Environment variables;
   char* const block = GetEnvironmentStringsA();
   for (const char* entry = block; *entry != '\0'; entry += std::string(entry).size() + 1) {
     const std::string variable = entry;
-    // Behind the first character, since the folders of drives stand under names like "=C:".
+    // From the second character on, since the folders of drives have names like "=C:".
     const size_t place = variable.find('=', 1);
     variables[inCapitals(variable.substr(0, place))] = variable.substr(place + 1);
   }
@@ -41,7 +41,7 @@ std::string changedEnvironment(const Environment& changes) {
   return text + '\0';
 }
 
-// As the runtime of C takes a command line apart.
+// Quotes arguments for the way the C runtime splits a command line.
 std::string quotedWord(const std::string& word) {
   std::string text = "\"";
   size_t backslashes = 0;
@@ -61,7 +61,7 @@ HANDLE inheritableFile(const std::string& path, DWORD access, DWORD creation) {
   return file;
 }
 
-// Text mode has written a carriage return ahead of each line end.
+// Text mode has written a carriage return before each line end.
 std::string taken(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   const std::string bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};

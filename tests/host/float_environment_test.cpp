@@ -1,5 +1,5 @@
-// The floating point environment of the host: what a call leaves it as, and what becomes of a
-// feature in another one than a process starts with.
+// The host's floating point environment: what a call does to it, and how a feature changes in an
+// environment other than the default.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -25,7 +25,7 @@ void scale(const LinkedModel& model, const std::string& name, int exponent) {
   model.write(name, bytes);
 }
 
-// Nets whose first layer answers denormal numbers, which the second one brings back to size.
+// Nets whose first layer produces denormal numbers, which the second scales back to normal size.
 void makeDenormal(const LinkedModel& model) {
   for (int32_t net = 1; net <= 25; ++net) {
     const std::string number = std::to_string(net);
@@ -36,7 +36,7 @@ void makeDenormal(const LinkedModel& model) {
   }
 }
 
-// The features that these steps give between a creation and a destruction.
+// The features that these steps produce between a creation and a destruction.
 std::vector<std::string> featuresOf(const LinkedModel& model, const Steps& steps, int32_t threads) {
   const std::string out =
       outputOf(runProbe(model, joined({{"load", "create", "a"}, steps, {"destroy", "a", "unload"}}),
@@ -75,27 +75,27 @@ TEST(FloatEnvironment, IsAfterEachCallWhatItWasBefore) {
   }
 }
 
-// In the environment that a process starts with.
+// In the default environment of a process.
 TEST(FloatEnvironment, DenormalActivationsCountAndAreTheSameOnAnyNumberOfThreads) {
   const LinkedModel model;
   makeDenormal(model);
   const std::string kept = featureOf(model, kExtract, 1);
   EXPECT_EQ(std::string::npos, kept.find(" 7fc00000")) << "the model is of no use";
   for (const int32_t threads : {2, 7, 25}) EXPECT_EQ(kept, featureOf(model, kExtract, threads));
-  // So there are denormals, and nothing in the library or its packages flushes them.
+  // So denormals occur, and nothing in the library or its dependencies flushes them.
   EXPECT_NE(kept, featureOf(model, joined({{"denormals", "flushed"}, kExtract}), 1));
 }
 
 #if defined(_WIN32)
-// Every thread is started in the usual environment.
+// Each thread starts in the default environment.
 constexpr bool kWorkersTakeOver = false;
 #else
-// A thread is started in the environment of the one that starts it.
+// A thread inherits the environment of the thread that starts it.
 constexpr bool kWorkersTakeOver = true;
 #endif
 
-// The nets share the work with the calling thread. Where worker threads are started in its
-// environment, all of them round, or flush, alike.
+// The nets share the work with the calling thread. If worker threads inherit its environment, all
+// of them round, or flush, alike.
 TEST(FloatEnvironment, SetAheadOfTheFirstExtractionReachesTheThreadsThatTakeItOver) {
   const LinkedModel model;
   makeDenormal(model);
@@ -113,9 +113,8 @@ TEST(FloatEnvironment, SetAheadOfTheFirstExtractionReachesTheThreadsThatTakeItOv
   }
 }
 
-// A warning more than a promise: worker threads keep the environment that they were started in, so
-// that one which the host sets in between holds for a part of the nets alone. So does its end,
-// where they took it over.
+// A warning rather than a promise: worker threads keep the environment that they were started in.
+// If the host changes it later, the change, or its reversal, affects only some of the nets.
 TEST(FloatEnvironment, SetLaterReachesTheCallingThreadAlone) {
   const LinkedModel model;
   makeDenormal(model);
@@ -142,7 +141,7 @@ TEST(FloatEnvironment, SetLaterReachesTheCallingThreadAlone) {
   }
 }
 
-// The last destruction ends the workers, and the next ones are started in the usual environment.
+// The last destruction ends the workers, and the next ones start in the default environment.
 TEST(FloatEnvironment, IsForgottenWithTheLastEngine) {
   const LinkedModel model;
   const std::vector<std::string> features =
@@ -157,7 +156,7 @@ TEST(FloatEnvironment, IsForgottenWithTheLastEngine) {
   EXPECT_EQ(goodFeature(), features[1]);
 }
 
-// What a creation reads, parses and builds is the same in any.
+// A creation reads, parses and builds the same in any environment.
 TEST(FloatEnvironment, OfTheCreationDoesNotMatter) {
   const LinkedModel model;
   for (const char* rounding : {"upward", "downward", "zero"}) {

@@ -42,7 +42,7 @@ TEST(Forking, EveryOneOfSeveralChildrenExtracts) {
                         withThreads(4, leaksAllowed()))));
 }
 
-// The worker threads are gone with the destruction, so that a child finds nothing to wait for.
+// The destruction ends the worker threads, so a child has none to wait for.
 TEST(Forking, AfterTheLastDestructionAChildBeginsAnew) {
   const LinkedModel model;
   const std::string once = "a made\na " + goodFeature() + "\n";
@@ -53,8 +53,8 @@ TEST(Forking, AfterTheLastDestructionAChildBeginsAnew) {
                 withThreads(4))));
 }
 
-// The child's engine is the latest, and the runtime waits for the parent's worker threads all the
-// same.
+// The child's engine is the most recent, and the runtime still waits for the parent's worker
+// threads.
 TEST(Forking, AnEngineOfAChildCanBeDestroyedAfterItsParentsExtraction) {
   const LinkedModel model;
   const std::string feature = "a " + goodFeature() + "\n";
@@ -75,8 +75,8 @@ TEST(Forking, AnEngineOfAChildCanBeDestroyedAfterItsParentsExtraction) {
                               withThreads(2, leaksAllowed()))));
 }
 
-// The runtime would wait for the parent's worker threads, which a child does not have. A leak
-// checker in the child would miss them too.
+// The runtime would wait for the parent's worker threads, which do not exist in a child. So would a
+// leak checker in the child.
 TEST(Fork, AfterAnExtractionAChildCanStillDestroyTheEngine) {
   const LinkedModel model;
   const std::string feature = goodFeature();

@@ -1,32 +1,32 @@
-// A host process in small: loads the shared library as a stranger's program does, and does what its
-// arguments say, one step after the other.
+// A minimal host process: loads the shared library as any host would, and performs the steps given
+// as arguments, in order.
 //
 //     host_probe LIBRARY STEP...
 //
-//     load | unload | mapped | where  binds the four functions; lets go of them; "mapped yes|no";
+//     load | unload | mapped | where  binds the four functions; releases them; "mapped yes|no";
 //                                     "where 7f0012345678", the address of a function
 //     create NAME                     "NAME made", "NAME null" or "NAME out of memory"
 //     extract NAME VARIANT            "NAME feature 3f800000 ...", "NAME nan" or "NAME untouched"
-//     extract-together NAME NAME      both with the variant "face", at once, on threads of
-//                                     their own
+//     extract-together NAME NAME      both with the variant "face", at the same time, each on a
+//                                     thread of its own
 //     extract-beside-blas NAME        the variant "face" five times, while each BLAS of the
-//                                     host's own multiplies; "products same|changed"
-//     on-a-thread STEP                the one step, on a thread that then ends
-//     destroy NAME                    null when no engine bears the name
+//                                     host multiplies; "products same|changed"
+//     on-a-thread STEP                runs one step on a thread that then ends
+//     destroy NAME                    passes null if there is no engine of that name
 //     read-feature NAME FILE          502 floats
 //     score NAME NAME                 "score 3f800000", of the features last read or extracted
 //     threads | memory                "threads N"; "memory N" (resident, in KiB)
 //     setenv NAME VALUE | unsetenv NAME
-//     remove PATH | move FROM TO      folders with all that is in them
-//     fork STEP... join               a child does the steps and leaves by exit(0) at the join, the
-//                                     parent waits for it there: "child 0" or "child died"
+//     remove PATH | move FROM TO      folders with their contents
+//     fork STEP... join               a child performs the steps and calls exit(0) at the join;
+//                                     the parent waits for it there: "child 0" or "child died"
 //     sleep MILLISECONDS
 //     rounding MODE | denormals MODE  of the calling thread (probe_surroundings.h)
-//     environment                     "environment nearest kept" or the like
+//     environment                     "environment nearest kept" or similar
 //     take-memory BLOCKS | open-blas FILE
 //
-// Standard output is flushed after each step, so that it has all lines, in order, also where a step
-// ends the process. Exit status 2: a step that can't be done, told on standard error.
+// Standard output is flushed after each step, so that it is complete and in order even if a step
+// ends the process. Exit status 2: a step that can't be performed, reported on standard error.
 #include <chrono>
 #include <cstdint>
 #include <cstdio>

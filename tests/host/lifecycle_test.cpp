@@ -1,5 +1,5 @@
-// Engines and the library itself coming and going: once, again, side by side, a hundred times, and
-// on threads of the host.
+// Loading and unloading the library and creating and destroying engines: once, repeatedly, side by
+// side, a hundred times, and on threads of the host.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -158,12 +158,13 @@ TEST(Unloading, AHundredRoundsLeaveNoThreadNoMappingAndNoMemoryBehind) {
     EXPECT_EQ("mapped no", lines[first + 3]);
     memory.push_back(std::strtol(lines[first + 4].c_str() + 7, nullptr, 10));
   }
-  // One round's weights are 28 MB, its projections 32 MB, a single face 100 KB: even the least of
-  // them would be 9 MB behind the tenth round. Under a checker, freed memory stays resident.
+  // One round's weights are 28 MB, its projections 32 MB and a single face 100 KB: even a leaked
+  // face per round would add up to 9 MB after the tenth round. Under a checker, freed memory stays
+  // resident.
 #if defined(_WIN32)
-  // Each load leaves 73 KB there, which the C++ runtime inside the DLL never gives back, and these
-  // scatter the room that an engine's blocks need: what is resident moves in steps of megabytes now
-  // and then, and stays between them. What the library left behind would show in each round.
+  // Each load leaves 73 KB there, which the C++ runtime inside the DLL never frees. These fragments
+  // scatter the space for an engine's blocks, so the resident size occasionally moves in steps of
+  // megabytes and stays constant between them. A leak of the library would show in each round.
   int32_t grown = 0;
   for (size_t round = 10; round < memory.size(); ++round) {
     if (memory[round] - memory[round - 1] >= 64) ++grown;
@@ -174,7 +175,7 @@ TEST(Unloading, AHundredRoundsLeaveNoThreadNoMappingAndNoMemoryBehind) {
 #endif
 }
 
-// There is no engine whose destruction would give back what a creation holds.
+// No engine exists whose destruction would free what the creation holds.
 TEST(Unloading, AfterACreationThatFailedNothingIsHeld) {
   for (const char* missing : {"0-1-0", "6-2"}) {
     SCOPED_TRACE(missing);
@@ -188,7 +189,8 @@ TEST(Unloading, AfterACreationThatFailedNothingIsHeld) {
 TEST(Unloading, WithoutADestructionLeavesTheProcessWhole) {
   const LinkedModel model;
   const std::string line = "a made\na " + goodFeature() + "\n";
-  // The worker threads of the first extraction are asleep, or about to be, when the code goes.
+  // The worker threads of the first extraction are asleep, or about to be, when the code is
+  // unmapped.
   for (const char* pause : {"0", "50", "1000"}) {
     SCOPED_TRACE(pause);
     const Steps round = joined({{"load"}, kCreate, kExtract, {"unload", "sleep", pause}});
@@ -197,7 +199,7 @@ TEST(Unloading, WithoutADestructionLeavesTheProcessWhole) {
   }
 }
 
-// The OpenMP runtime goes as well in this case, and forgets a few bytes of its own.
+// In this case the OpenMP runtime is unloaded as well, and leaks a few bytes of its own.
 TEST(Unloading, WithoutACreationDoesNothing) {
   const LinkedModel model;
   EXPECT_EQ("mapped yes\nmapped no\n",
@@ -239,8 +241,8 @@ TEST(Threads, TheCallsNeedNotComeFromOne) {
                               withThreads(4))));
 }
 
-// In a team of one the runtime does not report a parallel region, and a BLAS that takes that for
-// leave to start threads waits for ever.
+// In a team of one the runtime does not report a parallel region. A BLAS that takes this as
+// permission to start threads waits forever.
 TEST(Threads, ATeamOfOneUnderAnySettingGivesTheSameFeature) {
   const LinkedModel model;
   const std::string wanted = "a made\na " + goodFeature() + "\n";

@@ -59,7 +59,7 @@ std::string LinkedModel::read(const std::string& name) const {
 }
 
 void LinkedModel::write(const std::string& name, const std::string& bytes) const {
-  // Not into the file as it stands: it is the master's as well.
+  // Replaces the file instead of writing into it: the master folder links to the same file.
   std::filesystem::remove(path(name));
   std::ofstream file(path(name), std::ios::binary);
   file.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));

@@ -1,5 +1,5 @@
-// A model folder of a test's own, ready at once: its files are links to one master folder, and what
-// a test takes away or writes anew leaves the master as it is.
+// A model folder for one test, available at once: its files are links to one master folder. Files
+// that a test removes or rewrites do not change the master.
 #ifndef FACEFEATURE_TESTS_HOST_LINKED_MODEL_H
 #define FACEFEATURE_TESTS_HOST_LINKED_MODEL_H
 
@@ -18,7 +18,7 @@ class LinkedModel {
   LinkedModel(const LinkedModel&) = delete;
   LinkedModel& operator=(const LinkedModel&) = delete;
 
-  // The temporary folder that a host is to be given, without a separator at its end.
+  // The temporary folder to give to a host, without a trailing separator.
   const std::string& temporaryFolder() const { return temporaryFolder_; }
   std::string folder() const { return temporaryFolder_ + kSeparator + "~kwplugintmp~"; }
   std::string path(const std::string& name) const { return folder() + kSeparator + name; }
@@ -31,7 +31,7 @@ class LinkedModel {
   std::string temporaryFolder_;
 };
 
-// What the library prints when it can't open this file of a layer.
+// The line that the library prints if it can't open this file of a layer.
 inline std::string loadLine(const LinkedModel& model, const std::string& name) {
   return "load " + model.path(name) + " failed\n";
 }

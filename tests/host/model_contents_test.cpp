@@ -1,5 +1,5 @@
-// Files that open but are too short, too long, empty or odd: the library trusts what is there,
-// takes zeros for what is not, and says nothing.
+// Files that open but are too short, too long, empty or odd: the library trusts the bytes that are
+// there, reads missing ones as zero, and prints nothing.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -25,7 +25,7 @@ std::string matrixHeader(int32_t rows, int32_t cols) {
   return numberBytes(rows) + numberBytes(cols);
 }
 
-// Cuts half of the file off, once for good and once with zeros in its place.
+// Removes the second half of the file, once for good and once replaced by zeros.
 void expectTheSameAsZeros(const std::string& name) {
   SCOPED_TRACE(name);
   const LinkedModel model;
@@ -49,7 +49,7 @@ TEST(ShortModelFile, MissingFloatsOfALayerFileAreZero) {
   for (const char* name : {"1-1-2", "4-25-2", "5-10-3"}) expectTheSameAsZeros(name);
 }
 
-// In a fresh process the slots are zero, so that a mean file that ends early leaves zeros.
+// In a fresh process the slots are zero, so a mean file that ends early leaves zeros.
 TEST(ShortModelFile, MissingFloatsOfAMeanFileAreZeroAtTheFirstCreation) {
   for (const char* name : {"0-1-0", "0-10-0", "0-25-0"}) expectTheSameAsZeros(name);
 }
@@ -142,7 +142,7 @@ TEST(MeanFile, ANegativeCountReadsNothing) {
   }
 }
 
-// More bytes than 32 bits can say, or a negative number of them. What was built so far stays.
+// More bytes than fit in 32 bits, or a negative number of them. What was built so far is leaked.
 TEST(LayerFile, ImpossibleSizesAreExhaustedMemory) {
   for (const std::string& header : {matrixHeader(40000, 40000), matrixHeader(1 << 30, 1),
                                     matrixHeader(-1, 16), matrixHeader(16, -1)}) {

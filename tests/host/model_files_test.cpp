@@ -1,5 +1,5 @@
-// Which files the library opens, in which order, and what it does when one of them is missing. The
-// library is loaded into fresh processes; only its results and its standard output are looked at.
+// Which files the library opens, in which order, and what it does if one is missing. The library is
+// loaded into fresh processes, and only its results and its standard output are examined.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -27,7 +27,7 @@ constexpr LayerFileKind kWeights[] = {{"1", "1"}, {"2", "1"}, {"3", "1"},
                                       {"4", "1"}, {"5", "1"}, {"5", "2"}};
 constexpr LayerFileKind kBiases[] = {{"1", "2"}, {"2", "2"}, {"3", "2"}, {"4", "2"}, {"5", "3"}};
 
-// Of one and two digits, large and small input, the first and the last.
+// Numbers of one and two digits, nets with large and small input, the first net and the last.
 constexpr int32_t kSomeNets[] = {1, 10, 25};
 
 TEST(ModelFolder, NoFolderAtAllGivesNullWithoutAWord) {

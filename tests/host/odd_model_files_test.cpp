@@ -1,5 +1,5 @@
-// What somebody who can write to the model folder can bring about, beyond other features: the
-// process ends, memory is taken, a creation waits. Nothing else.
+// Everything that someone with write access to the model folder can cause besides other features:
+// the process ends, memory is allocated, a creation waits.
 #include <gtest/gtest.h>
 #if !defined(_WIN32)
 #include <sys/stat.h>
@@ -36,9 +36,8 @@ struct OddFile {
   int32_t cols;
 };
 
-// No weights, too few for their input, another number of outputs, windows of another size: none is
-// noticed before they are used, and then before anything is read or written outside of what there
-// is.
+// No weights, too few for their input, another number of outputs, windows of another size: none of
+// these is noticed before use, and then it is detected before any access outside of the matrices.
 TEST(OddModelFile, WeightsThatDoNotFitTheirNetEndTheProcessAtTheFirstExtraction) {
   const OddFile files[] = {{"1-1-1", 0, 0},          {"2-10-1", 143, 32},  {"4-3-1", 1, 64},
                            {"4-3-1", 2147483647, 0}, {"5-1-1", 1023, 160}, {"5-1-1", 1024, 161},
@@ -55,8 +54,8 @@ TEST(OddModelFile, WeightsThatDoNotFitTheirNetEndTheProcessAtTheFirstExtraction)
   }
 }
 
-// The layers take the number of their filters from the file, and what the next one needs may be
-// there all the same.
+// The layers take the number of their filters from the file, and it may still be enough for what
+// the next layer needs.
 TEST(OddModelFile, WeightsThatStillFitGiveAnotherFeature) {
   for (const OddFile& file :
        {OddFile{"2-1-1", 144, 31}, OddFile{"3-25-1", 288, 49}, OddFile{"5-2-2", 1200, 0}}) {
@@ -69,7 +68,7 @@ TEST(OddModelFile, WeightsThatStillFitGiveAnotherFeature) {
   }
 }
 
-// Also with more of them than there are outputs: the surplus is cut off.
+// Also if there are more biases than outputs: the surplus is ignored.
 TEST(OddModelFile, BiasesOfAnyShapeGiveAFeature) {
   const OddFile files[] = {{"1-1-2", 1, 16},  {"1-1-2", 17, 1},   {"2-2-2", 5000, 1},
                            {"4-25-2", 1, 1},  {"5-1-3", 160, 1},  {"5-2-3", 1, 100000},
@@ -96,7 +95,7 @@ TEST(OddModelFile, AFewBytesTakeTheMemoryThatTheirHeaderAsksFor) {
   EXPECT_GT(memoryWith(model), before + 60000) << "KiB";
 }
 
-// The feature that comes of it has numbers in all other places.
+// The resulting feature has numbers in all other elements.
 TEST(OddModelFile, ANumberThatIsNoneInAProjectionTravelsIntoTheFeature) {
   const LinkedModel model;
   std::string bytes = model.read("6-2");
@@ -113,7 +112,7 @@ TEST(OddModelFile, ANumberThatIsNoneInAProjectionTravelsIntoTheFeature) {
   }
 }
 
-// A NaN below 0 counts as 0 in the layer behind: the feature tells nothing of it.
+// The next layer treats a NaN as 0, so the feature shows no sign of it.
 TEST(OddModelFile, ANumberThatIsNoneInAFilterMayVanish) {
   const LinkedModel model;
   std::string bytes = model.read("1-1-1");
@@ -127,9 +126,10 @@ TEST(OddModelFile, ANumberThatIsNoneInAFilterMayVanish) {
 }
 
 #if !defined(_WIN32)
-// Pipes have names of their own on Windows, and links take rights there that a test does not have.
+// On Windows, pipes have a namespace of their own, and creating links needs rights that a test
+// lacks.
 
-// A creation waits for the one who writes, for as long as he likes, and then takes what he wrote.
+// A creation waits for the writer of the pipe for as long as it takes, then uses what it wrote.
 TEST(OddModelFile, APipeIsReadLikeAFile) {
   const LinkedModel model;
   const std::string bytes = model.read("6-1");

@@ -1,8 +1,8 @@
-// Linked into a second build of the probe: whoever asks the system for a model file by name, to
-// open it or to see what it is, passes here first, and is written down as "MODE PATH" in the file
-// that OPEN_RECORD names.
+// Linked into a second build of the probe. Every request to the system that names a model file, to
+// open it or to query it, passes through here and is recorded as "MODE PATH" in the file that
+// OPEN_RECORD names.
 //
-// The functions of a program go before those of its libraries, so that the C++ streams of the
+// A program's own functions take precedence over those of its libraries, so the C++ streams of the
 // library under test call these.
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -60,7 +60,7 @@ mode_t modeOf(int flags, va_list arguments) {
 
 #define RECORDED extern "C" __attribute__((visibility("default")))
 
-// The headers would turn one of each pair into the other.
+// The headers would redirect one of each pair to the other.
 #undef open
 #undef fopen
 #undef stat

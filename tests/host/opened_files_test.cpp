@@ -1,5 +1,5 @@
-// Which files the library opens, and in which order. A probe with functions of its own in front of
-// those of the C library writes them down.
+// Which files the library opens, and in which order. The probe records them with functions that
+// replace those of the C library.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -16,8 +16,9 @@ namespace {
 
 const Steps kCreation = {"load", "create", "a", "destroy", "a", "unload"};
 
-// The paths that a creation asks the system for, in order; a test fails if it asks for more than to
-// read. A question about a file right ahead of its opening is one with it.
+// The paths that a creation asks the system for, in order. A test fails if the library asks for
+// more than read access. A query about a file directly before it is opened is merged with the
+// opening.
 std::vector<std::string> openedPaths(const Environment& changes, std::string& out) {
   const std::string record = privateTempFolder() + "/opened";
   Environment environment = changes;

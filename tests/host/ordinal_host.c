@@ -1,7 +1,7 @@
 /*
- * A host in C that knows the library's numbers and nothing else of it: binds by ordinal, finds no
- * name, extracts and compares. It sets the temporary folder of its own process before it loads the
- * library, as a host would.
+ * A C host that knows the library by ordinals only: it binds by ordinal, finds no names, extracts
+ * and compares. It sets the temporary folder of its own process before it loads the library, as a
+ * host would.
  *
  *     ordinal_host DLL TEMPORARY-FOLDER
  *

@@ -1,4 +1,4 @@
-// The way of a host on Windows: by ordinal, in C.
+// The usual binding of a host on Windows: by ordinal, from C.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -19,7 +19,7 @@ TEST(OrdinalHost, BindsExtractsAndCompares) {
   EXPECT_EQ("score ", lines[1].substr(0, 6));
 }
 
-// The folder is the one that the process says at the time of loading.
+// The folder is the temporary folder of the process at the time of loading.
 TEST(OrdinalHost, FindsNoModelElsewhere) {
   const LinkedModel model;
   const ChildResult result =

@@ -37,7 +37,7 @@ void ProbeLibrary::unload() {
 }
 
 bool ProbeLibrary::mapped() const {
-  // The list of mappings has the file's own name, not that of a link to it.
+  // The list of mappings has the file's real name, not that of a link to it.
   const std::string file = std::filesystem::canonical(path_).string();
   std::ifstream mappings("/proc/self/maps");
   for (std::string line; std::getline(mappings, line);) {

@@ -1,4 +1,4 @@
-// The shared library as a host that was built apart from it binds it: by file name and symbol name.
+// The shared library, bound the way a separately built host binds it: by file name and symbol name.
 #ifndef FACEFEATURE_TESTS_HOST_PROBE_LIBRARY_H
 #define FACEFEATURE_TESTS_HOST_PROBE_LIBRARY_H
 
@@ -12,14 +12,14 @@ class ProbeLibrary {
  public:
   explicit ProbeLibrary(std::string path) : path_(path) {}
 
-  // Throws std::runtime_error with the loader's own words.
+  // Throws std::runtime_error with the loader's message.
   void load();
   void unload();
 
   // Whether any part of the library's file is mapped into this process.
   bool mapped() const;
 
-  // Good between load and unload.
+  // Valid between load and unload.
   decltype(&::CreateFeatureEngine) create = nullptr;
   decltype(&::ExtractFeature) extract = nullptr;
   decltype(&::CompareFeatures) compare = nullptr;

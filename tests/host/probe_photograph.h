@@ -1,6 +1,6 @@
 /*
- * The photograph of the hosts that see the shared library only, and a face on it that looks
- * straight into the camera. In plain C, for the host that is.
+ * The photograph of the hosts that see only the shared library, and a face on it that looks
+ * straight into the camera. Plain C, for the host that is written in C.
  */
 #ifndef FACEFEATURE_TESTS_HOST_PROBE_PHOTOGRAPH_H
 #define FACEFEATURE_TESTS_HOST_PROBE_PHOTOGRAPH_H
@@ -26,7 +26,7 @@ static const Landmark kPhotographFace[kFaceLandmarks] = {
     {300, 46.25f, 40.00f}, {302, 92.00f, 39.50f}, {314, 69.75f, 115.50f}, {315, 31.75f, 96.25f},
     {316, 107.50f, 96.50f}};
 
-/* Slopes of brightness with a fine pattern on them, of another kind in each channel. */
+/* Brightness gradients with a fine pattern on top, different in each channel. */
 static inline void paintPhotograph(uint8_t pixels[kPhotographBytes]) {
   int x, y;
   for (y = 0; y < kPhotographHeight; ++y) {

@@ -15,7 +15,7 @@ namespace facefeature_test {
 namespace {
 
 constexpr size_t kGuardFloats = 8;
-constexpr uint32_t kUnwritten = 0x4BADF00Du;  // a finite float that no extraction arrives at
+constexpr uint32_t kUnwritten = 0x4BADF00Du;  // a finite float that no extraction produces
 
 struct Request {
   std::vector<uint8_t> pixels;

@@ -1,5 +1,5 @@
-// The one photograph and the faces on it that the probe hands to the library, and its ways of
-// handing them over wrongly.
+// The photograph and faces that the probe passes to the library, and the ways in which it passes
+// them incorrectly.
 #ifndef FACEFEATURE_TESTS_HOST_PROBE_REQUEST_H
 #define FACEFEATURE_TESTS_HOST_PROBE_REQUEST_H
 
@@ -12,7 +12,7 @@
 
 namespace facefeature_test {
 
-// The good request "face", for a host that makes the call itself.
+// The valid request "face", for a host that makes the call itself.
 struct ProbeRequest {
   std::vector<uint8_t> pixels;
   int32_t width;
@@ -28,15 +28,15 @@ ProbeRequest probeRequest();
 
 // Extracts with this variant of the request:
 //
-//   face, other-face      good requests; the second face is larger, tilted and to the right
-//   unwritten-photograph  the first face in memory that nobody wrote, for a checker of such reads
-//   null-engine, null-pixels, null-landmarks, null-feature, width-1, height-1, count-negative,
-//   count-zero, id-negative, id-318, id-huge, one-too-few, one-too-many
-//                         the first face with this one thing wrong
+//     face, other-face      valid requests; the second face is larger, tilted and further right
+//     unwritten-photograph  the first face in uninitialised memory, for a checker of such reads
+//     null-engine, null-pixels, null-landmarks, null-feature, width-1, height-1, count-negative,
+//     count-zero, id-negative, id-318, id-huge, one-too-few, one-too-many
+//                           the first face with this one error
 //
-// Returns what became of the feature: "untouched"; "nan" (all 502 are quiet NaNs); or "feature" and
-// the bits of its floats in hexadecimal. A feature that was written gets into `feature`. Throws
-// std::runtime_error when the library wrote to its input or outside the feature.
+// Returns what happened to the feature: "untouched"; "nan" (all 502 are quiet NaNs); or "feature"
+// and the bits of its floats in hexadecimal. If a feature was written, it is stored in `feature`.
+// Throws std::runtime_error if the library wrote to its input or outside the feature.
 std::string extractVariant(const ProbeLibrary& library, FeatureEngine* engine,
                            const std::string& variant, FeatureVector& feature);
 

@@ -1,4 +1,4 @@
-// What the tests of the shared library have in common: a run of the probe.
+// Runs of the probe, shared by the tests of the shared library.
 #ifndef FACEFEATURE_TESTS_HOST_PROBE_RUN_H
 #define FACEFEATURE_TESTS_HOST_PROBE_RUN_H
 
@@ -17,7 +17,7 @@ namespace facefeature_test {
 
 using Steps = std::vector<std::string>;
 
-// One face from a fresh process to its end.
+// The steps for one face in a fresh process.
 inline Steps oneExtraction() {
   return {"load", "create", "a", "extract", "a", "face", "destroy", "a", "unload"};
 }
@@ -28,7 +28,8 @@ inline Steps joined(std::vector<Steps> parts) {
   return all;
 }
 
-// The probe with these steps; the library finds this temporary folder unless changes say otherwise.
+// Runs the probe with these steps. The library finds this temporary folder unless changes override
+// it.
 inline ChildResult runProbe(const std::string& temporaryFolder, const Steps& steps,
                             const Environment& changes = {}) {
   Environment environment = {{kTemporaryFolderVariable, temporaryFolder}};
@@ -41,7 +42,7 @@ inline ChildResult runProbe(const LinkedModel& model, const Steps& steps,
   return runProbe(model.temporaryFolder(), steps, changes);
 }
 
-// So many threads in the OpenMP runtime's teams, whatever this process's environment says.
+// Sets the size of the OpenMP runtime's teams, whatever this process's environment is.
 inline Environment withThreads(int32_t threads, Environment others = {}) {
   others["OMP_NUM_THREADS"] = std::to_string(threads);
   others["OMP_THREAD_LIMIT"] = std::nullopt;
@@ -49,14 +50,14 @@ inline Environment withThreads(int32_t threads, Environment others = {}) {
   return others;
 }
 
-// For a host that leaves memory behind and is meant to: a leak checker would call it a failure.
+// For a host that leaks memory on purpose, which a leak checker would report as a failure.
 inline Environment leaksAllowed() {
   const char* const options = std::getenv("ASAN_OPTIONS");
   const std::string others = options == nullptr ? "" : std::string(options) + ":";
   return {{"ASAN_OPTIONS", others + "detect_leaks=0"}};
 }
 
-// What a run that must go well printed; a failure of the test when it didn't.
+// The output of a run that must succeed; the test fails if it does not.
 inline std::string outputOf(const ChildResult& result) {
   EXPECT_EQ(0, result.signal);
   EXPECT_EQ(0, result.exitStatus);
@@ -75,8 +76,8 @@ inline std::vector<std::string> linesOf(const std::string& text) {
   return lines;
 }
 
-// "feature" and its bits, as the untouched model gives it for the variant. The first call for each
-// of them runs the probe.
+// "feature" and its bits, as the unmodified model gives them for the variant. The first call for
+// each variant runs the probe.
 inline std::string goodFeature(const std::string& variant = "face") {
   static std::map<std::string, std::string> known;
   if (known.count(variant) != 0) return known[variant];
@@ -91,7 +92,7 @@ inline std::string goodFeature(const std::string& variant = "face") {
   return known[variant] = lines[1].substr(2);
 }
 
-// The feature of the one face that an otherwise silent run makes.
+// The feature of the only face that an otherwise silent run extracts.
 inline std::string featureWith(const LinkedModel& model) {
   const std::vector<std::string> lines = linesOf(outputOf(runProbe(model, oneExtraction())));
   if (lines.size() != 2 || lines[0] != "a made" || lines[1].compare(0, 2, "a ") != 0) {

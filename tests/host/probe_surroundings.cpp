@@ -13,7 +13,7 @@
 namespace facefeature_test {
 namespace {
 
-constexpr unsigned kFlushed = 0x8040;  // denormal results and denormal operands count as zeros
+constexpr unsigned kFlushed = 0x8040;  // treat denormal results and denormal operands as zeros
 constexpr int32_t kSide = 96;
 constexpr int32_t kProducts = 5;
 
@@ -78,7 +78,7 @@ void takeMemory(int32_t blocks) {
     const uint32_t bits = scrambled(static_cast<uint32_t>(block));
     const size_t pages = 1 + bits % 4000;
     reserveAddresses(pages * 4096);
-    // Never freed and never used, but for its place; a checker of leaks finds it in this list,
+    // Never freed and never used; it only takes up addresses. A leak checker finds it in this list,
     // which outlives the static objects.
     static std::vector<void*>& taken = *new std::vector<void*>;
     taken.push_back(std::malloc(16 + bits % 3001));

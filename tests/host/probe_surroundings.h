@@ -1,5 +1,5 @@
-// What a host process may have about it when it calls the library: a floating point environment of
-// its own, memory taken ahead, another copy of the package for matrices.
+// Conditions under which a host process may call the library: a floating point environment of its
+// own, memory allocated before, a BLAS of its own.
 #ifndef FACEFEATURE_TESTS_HOST_PROBE_SURROUNDINGS_H
 #define FACEFEATURE_TESTS_HOST_PROBE_SURROUNDINGS_H
 
@@ -10,25 +10,25 @@
 
 namespace facefeature_test {
 
-// Of the calling thread: "nearest", "upward", "downward" or "zero"; denormals "kept" or "flushed",
-// as operands and as results. Both throw std::runtime_error for another word.
+// Apply to the calling thread: "nearest", "upward", "downward" or "zero"; denormals "kept" or
+// "flushed", both as operands and as results. Both throw std::runtime_error for any other text.
 void setRounding(const std::string& mode);
 void setDenormals(const std::string& mode);
 
-// The thread's rounding and treatment of denormals in those words: "nearest kept".
+// The thread's rounding mode and treatment of denormals in the same terms: "nearest kept".
 std::string floatEnvironment();
 
-// Takes so many blocks of memory, of sizes without a pattern, and keeps them: what is mapped or
-// allocated afterwards lies elsewhere than it would.
+// Allocates this many blocks of irregular sizes and keeps them, so that later mappings and
+// allocations get different addresses.
 void takeMemory(int32_t blocks);
 
-// A BLAS of the host's own, with its names open to every library that is loaded later.
+// A BLAS of the host's own, whose symbols are visible to every library loaded later.
 class HostBlas {
  public:
-  // Throws std::runtime_error with the loader's own words.
+  // Throws std::runtime_error with the loader's message.
   explicit HostBlas(const std::string& path);
 
-  // c = a b for square matrices of 96 x 96 made from the number; the same in each call.
+  // c = a b for square matrices of 96 x 96 generated from the number, always the same.
   std::vector<float> product(int32_t number) const;
 
  private:
@@ -36,8 +36,8 @@ class HostBlas {
                  const float* a, int lda, const float* b, int ldb, float beta, float* c, int ldc);
 };
 
-// Does the work while a thread for each of these multiplies with it all the while. False when one
-// of its products differed from those that it made before, alone.
+// Does the work while one thread for each of these libraries multiplies continuously. Returns false
+// if a product differs from the one that the library computed before, alone.
 bool besideProducts(const std::vector<HostBlas>& others, const std::function<void()>& work);
 
 }  // namespace facefeature_test

@@ -16,7 +16,7 @@ namespace {
 
 constexpr unsigned kSecondsToLive = 300;
 
-// The number behind this word in the system's account of the process.
+// The number after this keyword in the system's status file of the process.
 std::string ownStatus(const std::string& key) {
   std::ifstream status("/proc/self/status");
   for (std::string line; std::getline(status, line);) {

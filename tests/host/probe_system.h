@@ -1,4 +1,4 @@
-// What the probe asks of the system beside the library.
+// System calls that the probe needs besides the library.
 #ifndef FACEFEATURE_TESTS_HOST_PROBE_SYSTEM_H
 #define FACEFEATURE_TESTS_HOST_PROBE_SYSTEM_H
 
@@ -13,17 +13,17 @@ void prepareProcess();
 std::string threadCount();
 std::string residentKibibytes();
 
-// Forks. In the child: "child". In the parent: waits for the child's end, and "0", another exit
-// status, or "died". Throws std::runtime_error where a process can't be forked.
+// Forks. Returns "child" in the child. In the parent, waits for the child to end and returns "0",
+// another exit status, or "died". Throws std::runtime_error if the process can't be forked.
 std::string forkAndWait();
 
-// Takes so many bytes of the process's addresses, and no memory for them, for good. Throws
-// std::runtime_error where there are none.
+// Reserves this many bytes of address space permanently, without memory. Throws std::runtime_error
+// if there is no space.
 void reserveAddresses(size_t bytes);
 
-// Loads a library with its names open to all that are loaded later, for good, and answers the
-// address of one of them. Throws std::runtime_error with the loader's own words, and where names
-// are never open to others.
+// Loads a library permanently, with its symbols visible to all that are loaded later, and returns
+// the address of one of them. Throws std::runtime_error with the loader's message, also on systems
+// where symbols are never visible to other libraries.
 void* openSymbol(const std::string& library, const std::string& name);
 
 }  // namespace facefeature_test

@@ -1,4 +1,4 @@
-// Requests and comparisons as a host makes them, good and bad.
+// Valid and invalid requests and comparisons, as a host makes them.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -26,7 +26,7 @@ std::string scoreLine(float score) {
   return line;
 }
 
-// The bits that the last line of this output tells.
+// The bits in the last line of this output.
 float scoreIn(const std::string& out) {
   const size_t place = out.rfind("score ");
   if (place == std::string::npos) ADD_FAILURE() << "no score in: " << out.substr(0, 200);
@@ -45,7 +45,7 @@ std::string featureFile(const std::string& name, const Feature& feature) {
   return path;
 }
 
-// No engine, and no model anywhere: a comparison needs its two features alone.
+// There is no engine and no model: a comparison needs only its two features.
 float comparedByTheLibrary(const Feature& a, const Feature& b) {
   const std::string pathA = featureFile("feature-a", a), pathB = featureFile("feature-b", b);
   return scoreIn(
@@ -75,7 +75,7 @@ Feature randomFeature(Random& random) {
   return feature;
 }
 
-// And the engine is as good as before.
+// The engine is still usable.
 TEST(Requests, ThatNoFeatureCanComeFromGiveNaNsAlone) {
   const std::vector<std::string> variants = {
       "null-pixels", "null-landmarks", "width-1", "height-1",    "count-negative", "count-zero",
@@ -148,7 +148,7 @@ TEST(Scores, AreNotClampedAndPassOnInfinitiesAndNaNs) {
   EXPECT_LT(comparedByTheLibrary(plain, spoilt), -100.0f);
 }
 
-// What was extracted can be compared when engine and library are long gone and loaded anew.
+// Features can be compared long after engine and library are gone and the library is loaded anew.
 TEST(Scores, OutliveTheEngine) {
   const LinkedModel model;
   const std::string out = outputOf(runProbe(

@@ -1,5 +1,5 @@
-// The same face gives the same bits in every process: whatever the number of threads, the place of
-// the library and of its memory, and what else the process has loaded.
+// The same face gives the same bits in every process, whatever the number of threads, the addresses
+// of the library and its memory, and the other libraries in the process.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -13,8 +13,8 @@
 namespace facefeature_test {
 namespace {
 
-// Three engines that stand together; the first once more when the others have worked; two at once;
-// one that is made when the first is gone.
+// Three engines at a time; the first again after the others have worked; two at the same time; one
+// created after the first was destroyed.
 TEST(SameBits, FromEveryEngineWithEveryNumberOfThreads) {
   const LinkedModel model;
   const std::string feature = goodFeature() + "\n", a = "a " + feature, b = "b " + feature,
@@ -36,10 +36,10 @@ TEST(SameBits, FromEveryEngineWithEveryNumberOfThreads) {
 }
 
 #if !defined(_WIN32)
-// Addresses, settings and loading of Linux: on Windows a library lies where it was built to lie,
-// and none sees the names of another.
+// Addresses, settings and loading on Linux. On Windows a library is mapped at its preferred
+// address, and no library sees the symbols of another.
 
-// Where the library lay, of the lines of a run; every feature among them must be the good one.
+// The addresses of the library, from the lines of a run, in which every feature must be correct.
 void collectPlaces(const std::string& out, size_t features, std::set<std::string>& places) {
   for (const std::string& line : linesOf(out)) {
     if (line.compare(0, 6, "where ") == 0) places.insert(line.substr(6));
@@ -58,7 +58,7 @@ TEST(SameBits, WhereverTheLibraryIsLoaded) {
   collectPlaces(outputOf(runProbe(model, life)), 1, places);
   collectPlaces(outputOf(runProbe(model, joined({{"take-memory", "1"}, life}))), 1, places);
   collectPlaces(outputOf(runProbe(model, joined({{"take-memory", "300"}, life}))), 1, places);
-  // What is mapped while the library is away takes its place.
+  // Mappings made while the library is unloaded take its addresses.
   collectPlaces(outputOf(runProbe(model, joined({life, {"take-memory", "99"}, life}))), 2, places);
   EXPECT_LE(3u, places.size()) << "the runs hardly differed";
 }

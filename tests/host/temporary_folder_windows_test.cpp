@@ -1,4 +1,4 @@
-// From GetTempPathA's answer to the model folder, and the ends of the two buffers.
+// From the result of GetTempPathA to the model folder, and the limits of the two buffers.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -13,12 +13,12 @@ namespace {
 
 const Steps kCreation = {"load", "create", "a", "destroy", "a", "unload"};
 
-// What the system's runtime gives a process that it ends for a text that is too long.
+// The exit status with which the C runtime ends a process for a text that is too long.
 constexpr int kEndedByACheck = static_cast<int>(0xC0000409u);
 
 constexpr size_t kModelFolderBytes = 15;  // "\~kwplugintmp~\"
 
-// A folder with a path of so many characters, filled up with further folders.
+// A folder whose path has this many characters, padded with subfolders.
 std::string folderOfLength(size_t length) {
   std::string path = privateTempFolder() + "\\long";
   while (length - path.size() > 120) path += "\\" + std::string(99, 'd');
@@ -44,7 +44,7 @@ TEST(TemporaryFolder, IsReadWhenTheLibraryIsLoadedAndNotAgain) {
                                           "unload", "load", "create", "a", "unload"})));
 }
 
-// The system's answer ends in a backslash and a NUL, and a buffer of 256 bytes holds them.
+// The result ends in a backslash and a NUL, and a buffer of 256 bytes holds both.
 TEST(TemporaryFolder, APathThatDoesNotFitItsBufferEndsTheLoading) {
   for (const size_t length : {253, 254, 255, 256}) {
     SCOPED_TRACE(length);
@@ -65,7 +65,7 @@ TEST(TemporaryFolder, AnEngineFileWhosePathDoesNotFitItsBufferEndsTheCreation) {
   }
 }
 
-// From the tenth patch on the names have a character more.
+// From the tenth patch on, names are one character longer.
 TEST(TemporaryFolder, NamesOfSixCharactersMustFitToo) {
   const size_t longest = 259 - kModelFolderBytes - 1 - 6;
   for (const size_t length : {longest, longest + 1}) {

@@ -1,10 +1,9 @@
-// A life of the library under valgrind's memcheck: no branch, no address and no printed bit of a
-// feature or a score comes from memory that nobody wrote, and nothing outside of a block is read.
-// What the sanitizers can't see is seen too: the code of the package for matrices, and the C
-// library's.
+// The whole life of the library under valgrind's memcheck: no branch, no address and no printed bit
+// of a feature or a score depends on uninitialised memory, and nothing outside of a block is read.
+// This covers code that the sanitizers can't see: linked packages and the C library.
 //
-// Memcheck's processor has AVX2 and no AVX-512. The package is told so, although it would find out
-// by itself. No suppression is needed, neither for it nor for the OpenMP runtime.
+// Memcheck's processor has AVX2 and no AVX-512. No suppression is needed, not even for the OpenMP
+// runtime.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -32,7 +31,7 @@ class Memcheck : public ::testing::Test {
 
   static ChildResult checked(const Steps& steps) {
     const LinkedModel model;
-    // Idle threads sleep: valgrind lets one run at a time, and others would wait for a busy one.
+    // Idle threads sleep: valgrind runs one thread at a time, and others would wait for a busy one.
     const Environment environment = {{"TMPDIR", model.temporaryFolder()},
                                      {"OPENBLAS_CORETYPE", "Haswell"},
                                      {"OMP_NUM_THREADS", "3"},

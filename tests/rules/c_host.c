@@ -1,4 +1,4 @@
-/* A host in C that is linked with the library, run where there is no model. */
+/* A C host that is linked with the library and runs where there is no model. */
 #include <facefeature/facefeature.h>
 #include <stdio.h>
 #include <string.h>
@@ -20,7 +20,7 @@ int main(void) {
   printf("feature %s\n",
          memcmp(unwritten, feature.values, sizeof unwritten) == 0 ? "untouched" : "written");
 
-  /* 500 times a quarter is 125, and the sum of squares is as large: 250 - 250 over the norms. */
+  /* 500 times a quarter is 125, and the sum of squares is the same: 250 - 250 over the norms. */
   feature.values[500] = 125.0f;
   printf("score %g\n", (double)CompareFeatures(&feature, &feature));
   DestroyFeatureEngine(engine);

@@ -1,4 +1,4 @@
-// Asking the tools of the build machine: nm, objdump, readelf, the compilers.
+// Runs the tools of the build machine: nm, objdump, readelf, the compilers.
 #ifndef FACEFEATURE_TESTS_RULES_COMMAND_H
 #define FACEFEATURE_TESTS_RULES_COMMAND_H
 
@@ -18,7 +18,7 @@ struct CommandResult {
   std::string output;  // standard output and standard error
 };
 
-// Through the shell. Throws std::runtime_error when the command doesn't come to an end of its own.
+// Runs a shell command. Throws std::runtime_error if a signal ends it.
 inline CommandResult runCommand(const std::string& command) {
   std::FILE* const pipe = popen(("LC_ALL=C; export LC_ALL; " + command + " 2>&1").c_str(), "r");
   if (pipe == nullptr) throw std::runtime_error("can't run " + command);
@@ -32,7 +32,7 @@ inline CommandResult runCommand(const std::string& command) {
   return {WEXITSTATUS(status), output};
 }
 
-// The lines of a command that must succeed.
+// The output lines of a command that must succeed.
 inline std::vector<std::string> linesOfCommand(const std::string& command) {
   const CommandResult result = runCommand(command);
   if (result.exitStatus != 0) throw std::runtime_error(command + "\n" + result.output);
@@ -42,7 +42,7 @@ inline std::vector<std::string> linesOfCommand(const std::string& command) {
   return lines;
 }
 
-// For the shell. No path of a build folder may have a quote in it.
+// Quotes a path for the shell. No path of a build folder may contain a quote.
 inline std::string quoted(const std::string& text) { return "'" + text + "'"; }
 
 }  // namespace facefeature_test

@@ -1,4 +1,4 @@
-// What leaves the shared library, and what it takes from others.
+// What the shared library exports, and what it imports.
 #include <gtest/gtest.h>
 
 #include <regex>
@@ -26,8 +26,8 @@ std::set<std::string> neededLibraries() {
   return names;
 }
 
-// Every defined dynamic symbol counts: a weak function of a template that leaves the library could
-// take the place of the host's own.
+// Every defined dynamic symbol is checked: an exported weak template function could replace the
+// host's own.
 TEST(Exports, AreTheFourFunctionsAndNothingElse) {
   std::set<std::string> functions, others;
   const std::regex symbol(R"(^[0-9a-f]+ (\S) ([^@\s]+)(@.*)?$)");
@@ -40,7 +40,7 @@ TEST(Exports, AreTheFourFunctionsAndNothingElse) {
   EXPECT_EQ(std::set<std::string>{}, others);
 }
 
-// The host may have another OpenBLAS in its process, with settings of its own.
+// The host may have an OpenBLAS of its own in its process, with settings of its own.
 TEST(Dependencies, AreTheRuntimesOfTheCompilerAndNoOtherPackage) {
   const std::regex runtime(
       R"((libstdc\+\+|libgcc_s|libgomp|libomp|libm|libc|libpthread|libdl|libasan|libubsan|)"
@@ -67,7 +67,7 @@ TEST(SharedLibrary, IsNamedForItsFirstInterface) {
   EXPECT_TRUE(named);
 }
 
-// One assembler file without a note about the stack would make all stacks of the host executable.
+// One assembler file without a stack note would make all stacks of the host executable.
 TEST(SharedLibrary, AsksForNoExecutableStack) {
   for (const std::string& line : linesOfCommand("readelf -lW " + kLibrary)) {
     if (line.find("GNU_STACK") == std::string::npos) continue;
@@ -77,7 +77,7 @@ TEST(SharedLibrary, AsksForNoExecutableStack) {
   ADD_FAILURE() << "nothing is said about the stack, which means an executable one";
 }
 
-// On ELF the names are the contract, on Windows the numbers. Both lists are kept by hand.
+// On ELF the names are the contract, on Windows the ordinals. Both lists are maintained by hand.
 TEST(ExportLists, NameTheFourFunctions) {
   const std::string map = fileText("src/engine/exports.map");
   std::set<std::string> named;

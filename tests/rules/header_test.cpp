@@ -1,4 +1,4 @@
-// The public header, seen by hosts in other dialects than the library's own.
+// The public header, compiled by hosts in other dialects than the library's own.
 #include <gtest/gtest.h>
 
 #include <cstddef>
@@ -14,7 +14,7 @@
 namespace facefeature_test {
 namespace {
 
-// What the compiler says to a file that includes the header, twice, and nothing else.
+// The compiler's output for a file that includes the header twice and contains nothing else.
 std::string complaints(const std::string& compiler, const std::string& language,
                        const std::string& standard) {
   const std::string source = privateTempFolder() + "/host." + language;
@@ -31,7 +31,7 @@ std::string complaints(const std::string& compiler, const std::string& language,
              : "-std=" + standard + ": " + result.output;
 }
 
-// The compiler of the build, and the other one where the machine has it.
+// The compiler of the build, and the other one if the machine has it.
 std::vector<std::string> compilers(const char* ofTheBuild, const char* other) {
   std::vector<std::string> found = {ofTheBuild};
   if (runCommand(std::string("command -v ") + other).exitStatus == 0) found.push_back(other);
@@ -77,7 +77,7 @@ TEST(PublicHeader, NumbersTheFunctions) {
   EXPECT_EQ(502, kFeatureFloats);
 }
 
-// A program in C99 that was linked with the library runs and calls all four functions.
+// A C99 program that is linked with the library runs and calls all four functions.
 TEST(PublicHeader, ServesAHostInC) {
   const CommandResult result = runCommand(quoted(FACEFEATURE_C_HOST));
   EXPECT_EQ(0, result.exitStatus);

@@ -1,5 +1,5 @@
-// All state that outlives a call is named in one table of docs/architecture.md. A variable that is
-// not there is a stray static, and would be shared by all engines and threads behind their backs.
+// All state that outlives a call is listed in one table of docs/architecture.md. A variable that is
+// not listed is a stray static, shared unnoticed by all engines and threads.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -14,9 +14,9 @@
 namespace facefeature_test {
 namespace {
 
-// What compilers and the C++ runtime place beside the variables of a program: the initialiser of
-// the standard streams, the locks of function-local variables (which count themselves), the way to
-// the exception routine, and the notes of sanitizers.
+// What compilers and the C++ runtime place beside a program's variables: the initialiser of the
+// standard streams, the guards of function-local variables (the variables themselves are listed),
+// the reference to the exception routine, and the notes of sanitizers.
 bool belongsToTheRuntime(const std::string& name) {
   static const std::regex runtime(
       R"(std::__ioinit|guard variable for .*|DW\.ref\..*|typeinfo .*|vtable .*|__odr_asan.*|\.L.*)"
@@ -25,7 +25,7 @@ bool belongsToTheRuntime(const std::string& name) {
 }
 
 bool isWritable(const std::string& section) {
-  // Constants that hold addresses are written once by the loader and are then closed.
+  // Constants that hold addresses are written once by the loader and are read-only from then on.
   static const std::regex constant(R"(\.data\.rel\.ro.*)");
   static const std::regex writable(
       R"((\.bss|\.data|\.tbss|\.tdata|\.lbss|\.ldata)(\..*)?|\*COM\*)");
@@ -39,7 +39,7 @@ std::string unqualified(const std::string& name) {
   return last.substr(0, last.find_first_of("[."));
 }
 
-// The variables of a library or archive that can be written to, with their namespaces.
+// The writable variables of a library or archive, with their namespaces.
 std::set<std::string> writableVariables(const std::string& file) {
   std::set<std::string> names;
   const std::regex symbol(R"(^[0-9a-f]+ .{7} (\S+)\s+[0-9a-f]+ (?:\.hidden |\.internal )?(.+)$)");
@@ -54,7 +54,7 @@ std::set<std::string> writableVariables(const std::string& file) {
   return names;
 }
 
-// The first column of the table below the heading "Module-wide state".
+// The first column of the table under the heading "Module-wide state".
 std::set<std::string> documentedVariables() {
   std::set<std::string> names;
   bool inSection = false;
@@ -67,7 +67,7 @@ std::set<std::string> documentedVariables() {
       rows = 0;
     }
     if (!inSection || !std::regex_match(line, match, row)) continue;
-    // The first two rows are the heads of the columns and the line below them.
+    // The first two rows are the column heads and the line below them.
     if (++rows <= 2) continue;
     const std::string cell = match[1];
     for (std::sregex_iterator each(cell.begin(), cell.end(), word), end; each != end; ++each) {
@@ -85,7 +85,7 @@ TEST(ModuleState, IsWhatTheDocumentSays) {
   EXPECT_EQ(documentedVariables(), found);
 }
 
-// The shared library holds the core, the exports, and a package that has state of its own.
+// The shared library holds the core, the exports, and linked packages with state of their own.
 TEST(ModuleState, OfTheSharedLibraryIsThatOfItsCore) {
   const std::set<std::string> documented = documentedVariables();
   std::set<std::string> found;

@@ -1,4 +1,4 @@
-// The documents say of many sentences which test shows them. Those tests have to be there.
+// The documents name tests that demonstrate their statements. Those tests have to exist.
 #include <gtest/gtest.h>
 
 #include <regex>
@@ -10,7 +10,7 @@
 namespace facefeature_test {
 namespace {
 
-// Every test that a file of tests/ or fuzz/ declares, as Suite.Name, and every suite as "Suite.*".
+// Every test that a file in tests/ or fuzz/ declares, as Suite.Name, and every suite as "Suite.*".
 // CMake's own tests are named in the build files.
 std::set<std::string> declaredTests() {
   const std::regex declaration(R"(\bTEST(?:_F|_P)?\(\s*(\w+),\s*(\w+)\))");

@@ -29,8 +29,8 @@ inline std::vector<std::string> linesOfText(const std::string& text) {
   return lines;
 }
 
-// The files in a folder and those below it, by path below the root, in rising order; none where
-// there is no such folder. Pictures and other data without lines are left out.
+// The files in a folder and its subfolders, by path below the root, in ascending order; empty if
+// the folder does not exist. Pictures and other files without lines are left out.
 inline std::vector<std::string> textFilesBelow(const std::string& folder) {
   std::vector<std::string> paths;
   if (!std::filesystem::is_directory(repositoryRoot() / folder)) return paths;

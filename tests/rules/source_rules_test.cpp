@@ -1,4 +1,4 @@
-// What no file of this repository may hold, and what every compilation must be given.
+// What no file of this repository may contain, and what flags every compilation must have.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -12,7 +12,7 @@
 namespace facefeature_test {
 namespace {
 
-// Each pattern is written so that it doesn't fit its own text.
+// Each pattern is written so that it does not match its own text.
 struct Forbidden {
   const char* pattern;
   const char* why;
@@ -79,7 +79,7 @@ void expectNone(const Forbidden (&list)[Count], std::regex::flag_type flags,
   }
 }
 
-// What tells compilers their flags: build files, presets, scripts.
+// Files that give compilers their flags: build files, presets, scripts.
 std::vector<std::string> buildFiles() {
   std::vector<std::string> paths;
   const std::regex wanted(
@@ -109,7 +109,7 @@ TEST(Sources, AskForNoFlagThatChangesRounding) {
   expectNone(kForbiddenFlags, std::regex::ECMAScript, buildFiles(), comment);
 }
 
-// What differs between systems is asked of src/platform/ and nowhere else.
+// Differences between systems are handled in src/platform/ and nowhere else.
 TEST(Sources, KnowTheSystemInOneFolderOnly) {
   const std::regex question(R"(^\s*#.*\b(_WIN32|_WIN64|WIN32|__linux__|__unix__|__APPLE__)\b)");
   bool isAskedThere = false;
@@ -125,7 +125,7 @@ TEST(Sources, KnowTheSystemInOneFolderOnly) {
   EXPECT_TRUE(isAskedThere) << "the pattern finds nothing";
 }
 
-// The lines of a file that fit; with `after`, only the first ones behind a line that fits that.
+// The lines of a file that match; with `after`, only those after the first line that matches it.
 std::vector<std::string> linesLike(const std::filesystem::path& file, const char* pattern,
                                    const char* after = nullptr) {
   std::vector<std::string> found;
