@@ -141,7 +141,7 @@ std::vector<std::string> linesLike(const std::filesystem::path& file, const char
   return found;
 }
 
-// The flags of each compilation of this build, from what the build system wrote down.
+// The flags of each compilation of this build, from the compile commands of the build system.
 std::vector<std::string> compilations() {
   const std::filesystem::path build = FACEFEATURE_BINARY_DIR;
   std::vector<std::string> found = linesLike(build / "compile_commands.json", "^\\s*\"command\":");

@@ -1,4 +1,4 @@
-// What a process holds of the system, as the system tells it.
+// Resources that a process holds, as reported by the system.
 #ifndef FACEFEATURE_TESTS_SOAK_PROCESS_STATE_H
 #define FACEFEATURE_TESTS_SOAK_PROCESS_STATE_H
 
@@ -7,12 +7,12 @@
 namespace facefeature_test {
 
 struct ProcessState {
-  int64_t ownKiB;  // resident memory that no file stands behind; code comes and goes with its use
+  int64_t ownKiB;  // resident memory without a file behind it; resident code varies with its use
   int64_t threads;
   int64_t openFiles;
 };
 
-// Throws std::runtime_error where the system doesn't tell.
+// Throws std::runtime_error if the system does not report them.
 ProcessState processState();
 
 }  // namespace facefeature_test

@@ -1,13 +1,13 @@
-// Does the library leave its host as it was, however long it is used?
+// Checks that the library leaves its host unchanged, however long it is used.
 //
 //     soak LIBRARY [--count N] [--seed N]
 //
-// Makes N features (50000) of small pictures with two threads; engines are destroyed and created
-// among them, and the library is unloaded and loaded. All the time the bits of a picture's feature
-// must be those of the first time, and from the end of the warm-up on the process must have as much
-// memory, as many threads and as many open files.
+// Extracts N features (50000) of small pictures with two threads. In between, engines are destroyed
+// and created, and the library is unloaded and loaded. The bits of each picture's feature must
+// always be those of its first extraction. After the warm-up, memory, threads and open files of the
+// process must stay constant.
 //
-// Exit status: 0 when all that holds, 1 when it doesn't, 2 when it can't be tried.
+// Exit status: 0 if all of this holds, 1 if it does not, 2 if it can't be tried.
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -39,13 +39,13 @@ constexpr int64_t kEnginesOfALoading = 5;
 constexpr int64_t kExtractionsOfALoading = kExtractionsOfAnEngine * kEnginesOfALoading;
 constexpr size_t kPictures = 16;
 constexpr size_t kLinesOfTheCurve = 25;
-// Medians of a tenth of the run are compared. A block of 32 bytes that each of 50000 extractions
-// loses is more than this.
+// Compares medians over a tenth of the run. A leak of 32 bytes in each of 50000 extractions exceeds
+// this limit.
 constexpr int64_t kMostGrowthKiB = 1024;
-// The process may do with more for a moment: what is freed is given back when the allocator likes.
+// Tolerance for a single sample: the allocator returns freed memory to the system when it likes.
 constexpr int64_t kMostOfOnePointKiB = 16384;
 
-// A picture of the face, spoilt by noise, and landmarks a little off.
+// A picture of the face with noise, and landmarks that are slightly off.
 ProbeRequest noisyRequest(std::mt19937& random) {
   ProbeRequest request = probeRequest();
   std::uniform_int_distribution<int> noise(-20, 20);
@@ -62,16 +62,16 @@ ProbeRequest noisyRequest(std::mt19937& random) {
   return request;
 }
 
-// Thrown where a single call went wrong.
+// Thrown if a single call fails.
 struct WrongResult : std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-// What was found when a loading came to its end.
+// The state of the process at the end of one loading.
 struct Point {
   int64_t extractions;
-  ProcessState used;  // with the last engine standing
-  ProcessState left;  // with the library unloaded
+  ProcessState used;  // while the last engine is alive
+  ProcessState left;  // after the library is unloaded
 };
 
 class Soak {
@@ -82,7 +82,7 @@ class Soak {
     features_.resize(kPictures);
   }
 
-  // True when all is as it has to be.
+  // Returns true if everything is as it must be.
   bool run() {
     std::printf("extractions   KiB in use   KiB unloaded   threads   open files\n");
     while (extractions_ < count_) {
@@ -136,10 +136,10 @@ class Soak {
     if (!std::isnan(feature.values[501])) throw WrongResult("nothing was rejected");
   }
 
-  // Behind the warm-up, which is a tenth of the run and has a loading at least.
+  // After the warm-up, which is a tenth of the run and at least one loading.
   size_t firstPoint() const { return std::max<size_t>(points_.size() / 10, 1); }
 
-  // Line by line as the run goes on.
+  // Prints line by line during the run.
   void printPoint() const {
     const size_t all = static_cast<size_t>((count_ - 1) / kExtractionsOfALoading + 1);
     const size_t step = std::max<size_t>(all / kLinesOfTheCurve, 1);
@@ -216,7 +216,7 @@ bool soaked(const std::vector<std::string>& words) {
   if (words.empty()) throw std::runtime_error("soak LIBRARY [--count N] [--seed N]");
   const int64_t count = numberAfter("--count", words, 50000);
   const uint32_t seed = static_cast<uint32_t>(numberAfter("--seed", words, 1));
-  // Read once, when the runtime comes into the process.
+  // Read once, when the OpenMP runtime is loaded.
   setenv("OMP_NUM_THREADS", kThreads, 1);
   const std::string folder = privateTempFolder() + "/~kwplugintmp~";
   std::filesystem::create_directory(folder);

@@ -1,4 +1,4 @@
-// Comparing floats where the bits are the promise.
+// Bitwise comparison of floats.
 #ifndef FACEFEATURE_TESTS_SUPPORT_BITS_H
 #define FACEFEATURE_TESTS_SUPPORT_BITS_H
 
@@ -25,8 +25,8 @@ inline float floatOfBits(uint32_t bits) {
   return value;
 }
 
-// Equal bits, but for NaNs: any NaN equals any other, since the payload and the sign of a NaN that
-// an operation makes are the processor's and the compiler's, and no feature depends on them.
+// Equal bits, except that any NaN equals any other: payload and sign of a NaN that an operation
+// produces depend on processor and compiler, and no feature depends on them.
 inline bool sameBits(float a, float b) {
   return bitsOf(a) == bitsOf(b) || (std::isnan(a) && std::isnan(b));
 }
@@ -45,7 +45,7 @@ inline ::testing::AssertionResult sameFloat(const char* wantedText, const char* 
                                        << wantedText << " is " << describe(wanted);
 }
 
-// Compares count floats and names the first place that differs.
+// Compares count floats and names the first index at which they differ.
 inline ::testing::AssertionResult sameFloats(const float* wanted, const float* got, size_t count) {
   for (size_t i = 0; i < count; ++i) {
     if (sameBits(wanted[i], got[i])) continue;

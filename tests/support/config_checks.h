@@ -1,5 +1,5 @@
-// Comparing a parsed document with what the oracle reads from the same text, and making texts that
-// a parser may stumble over.
+// Compares a parsed document with the oracle's reading of the same text, and generates texts that
+// are hard to parse.
 #ifndef FACEFEATURE_TESTS_SUPPORT_CONFIG_CHECKS_H
 #define FACEFEATURE_TESTS_SUPPORT_CONFIG_CHECKS_H
 
@@ -21,7 +21,7 @@ inline void parseText(facefeature::ConfigDocument* document, const std::string& 
   ASSERT_TRUE(document->parse(text.c_str(), static_cast<uint32_t>(text.size())));
 }
 
-// The values behind the key of an entry, as far as its closing NUL.
+// The values after the key of an entry, up to its closing NUL.
 inline std::vector<std::string> valuesOf(const char* entry) {
   std::vector<std::string> values;
   const char* cursor = entry + std::string(entry).size() + 1;
@@ -32,8 +32,8 @@ inline std::vector<std::string> valuesOf(const char* entry) {
   return values;
 }
 
-// All of a document in one line: "name{key=value|value key=value}name{}". Empty values at the end
-// of an entry don't show, since only their number tells them from the end.
+// A whole document in one line: "name{key=value|value key=value}name{}". Empty values at the end of
+// an entry are not shown, since only their count distinguishes them from the end.
 inline std::string outline(const facefeature::ConfigDocument& document) {
   std::string text;
   for (uint32_t s = 0; s < document.sectionCount; ++s) {
@@ -72,8 +72,8 @@ inline void expectSamePool(const reference::PoolModel& wanted, const facefeature
   }
 }
 
-// Everything that can be seen of a document: names and entries with all their bytes and in their
-// order, counts, defaults, and the pool with the places of all strings.
+// All observable state of a document: names and entries with all their bytes and in order, counts,
+// defaults, and the pool with the offsets of all strings.
 inline void expectSameDocument(const reference::ConfigContent& wanted, uint32_t textLength,
                                const facefeature::ConfigDocument& got) {
   EXPECT_EQ(-1, got.defaultSection);
@@ -81,7 +81,7 @@ inline void expectSameDocument(const reference::ConfigContent& wanted, uint32_t 
   expectSamePool(reference::poolAfterParse(wanted, textLength), *got.pool);
   if (::testing::Test::HasFatalFailure()) return;
 
-  std::vector<std::pair<const char*, size_t>> strings;  // where each stands and its length
+  std::vector<std::pair<const char*, size_t>> strings;  // offset and length of each
   ASSERT_EQ(wanted.sections.size(), got.sectionCount);
   for (uint32_t s = 0; s < got.sectionCount; ++s) {
     const reference::ConfigSection& wantedSection = wanted.sections[s];
@@ -113,7 +113,7 @@ inline void expectSameDocument(const reference::ConfigContent& wanted, uint32_t 
   EXPECT_TRUE(wantedStrings == strings) << "strings stand at other places of the pool";
 }
 
-// Characters that mean something, in any order.
+// Characters with a meaning in the grammar, in any order.
 inline std::string randomNoise(Random* random, int32_t length) {
   static const std::string kAlphabet =
       "[[[]]]===;,,  \t\r\n\n\n\n\nabcABC019_-.\x01\x7f\x80\xc3\xa4\xff";
@@ -125,8 +125,8 @@ inline std::string randomNoise(Random* random, int32_t length) {
   return text;
 }
 
-// A name from a few letters, so that names are repeated and are each other's beginnings; now and
-// then one that outgrows every buffer.
+// A name of a few letters, so that names repeat and are prefixes of each other; occasionally one
+// that is longer than every buffer.
 inline std::string randomName(Random* random) {
   static const std::string kLetters = "aaabbcA[ \t\x80\xff,]";
   const int32_t length = random->chance(4) ? random->integer(50, 300) : random->integer(1, 3);
@@ -138,7 +138,7 @@ inline std::string randomName(Random* random) {
   return name;
 }
 
-// Lines that are mostly well formed: heads, entries, comments, and a little noise.
+// Lines that are mostly well formed: section heads, entries, comments, and some noise.
 inline std::string randomLines(Random* random, int32_t lines, int32_t headPercent) {
   static const char* const kEnds[] = {"\n", "\n", "\r\n", "\r", "\n\n", " \n\t\n", ";\n"};
   std::string text;

@@ -13,10 +13,10 @@ namespace facefeature_test {
 // The variable that names the temporary folder.
 constexpr const char* kTemporaryFolderVariable = "TMP";
 
-// Between the parts of a path, in the paths that the library makes.
+// The separator in the paths that the library builds.
 constexpr const char* kSeparator = "\\";
 
-// Reaches both the runtime's copy and the system's.
+// Updates both the C runtime's copy and the system's.
 inline void setVariable(const std::string& name, const std::string& value) {
   _putenv((name + "=" + value).c_str());
 }

@@ -12,12 +12,12 @@
 namespace facefeature_test {
 namespace {
 
-// A place in the middle of the model's landmarks, in model units.
+// A point in the middle of the model's landmarks, in model units.
 constexpr double kMiddle[3] = {0.0, 0.0, 8.0};
 
 double radians(float degrees) { return static_cast<double>(degrees) * 3.14159265358979 / 180.0; }
 
-// Three landmarks get ids that the model doesn't know and two of the dropped ones go.
+// Three landmarks get ids that the model does not have, and two of the dropped ones are removed.
 void useOtherIds(Random& random, FaceRecord& face) {
   face.withId(45).id = random.integer(46, 199);
   face.withId(300).id = random.integer(242, 299);

@@ -13,14 +13,14 @@
 
 namespace facefeature_test {
 
-// A record in memory of its own: exactly as long as its entries need, so that a checker of memory
-// accesses sees a read behind the last one.
+// A record in memory of its own, exactly as long as its entries need, so that a memory checker
+// detects a read past the last one.
 class FaceRecord {
  public:
   FaceRecord() = default;
   explicit FaceRecord(std::vector<Landmark> list) : entries(std::move(list)) {}
 
-  // Packs the entries as they are now. Valid until the next call or the record's end.
+  // Packs the current entries. Valid until the next call or the end of the record.
   const LandmarkSet* set();
 
   // The entry with this id; the record must have one.
@@ -35,22 +35,22 @@ class FaceRecord {
   std::vector<unsigned char> packed_;
 };
 
-// Where a head is and how it is held. Angles in degrees; scale in pixels per model unit, where the
-// eyes of the model are 6.28 units apart.
+// Position and pose of a head. Angles in degrees; scale in pixels per model unit, where the eyes of
+// the model are 6.28 units apart.
 struct FacePose {
   float yaw, pitch, roll;
   float scale;
-  float x, y;  // where the middle of the model's face comes to lie
+  float x, y;  // position of the middle of the model's face
 };
 
-// The 29 landmarks by rising id.
+// The 29 landmarks in ascending order of id.
 FaceRecord projectedFace(const FacePose& pose);
 
-// A head that mostly lies inside a picture of this size, turned and tilted at will.
+// A head that is mostly inside a picture of this size, with arbitrary pose.
 FacePose randomPose(Random& random, int32_t width, int32_t height);
 
 enum class FaceKind {
-  kUpright,        // looks into the camera, held straight
+  kUpright,        // upright, looks into the camera
   kTurned,         // any pose, exact
   kNoisy,          // any pose, a detector's errors, entries in any order
   kTiny,           // a few pixels wide
@@ -61,8 +61,8 @@ enum class FaceKind {
   kBelowPicture,
   kFarAway,            // coordinates of many thousands
   kOtherIds,           // 25 kept entries, some with ids that are not in the model
-  kCoincidentAnchors,  // the landmarks 6 and 10 at one place
-  kOnePoint,           // all landmarks at one place
+  kCoincidentAnchors,  // landmarks 6 and 10 coincide
+  kOnePoint,           // all landmarks coincide
   kNotANumber,         // a coordinate is NaN
   kInfinite,           // a coordinate is infinite
   kEnormous,           // products of coordinates overflow
@@ -71,7 +71,7 @@ constexpr int32_t kFaceKinds = 16;
 
 std::string nameOf(FaceKind kind);
 
-// A record of this kind with 25 entries for the alignment, no two of them with one id.
+// A record of this kind with 25 entries for the alignment, with distinct ids.
 FaceRecord faceOfKind(Random& random, FaceKind kind, int32_t width, int32_t height);
 
 }  // namespace facefeature_test

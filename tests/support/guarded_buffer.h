@@ -1,4 +1,4 @@
-// Memory that ends a test program at a read or write beside it, with or without a sanitizer.
+// Memory that ends a test program at a read or write outside of it, with or without a sanitizer.
 #ifndef FACEFEATURE_TESTS_SUPPORT_GUARDED_BUFFER_H
 #define FACEFEATURE_TESTS_SUPPORT_GUARDED_BUFFER_H
 
@@ -11,8 +11,8 @@
 
 namespace facefeature_test {
 
-// Bytes whose one end lies against a page that can't be touched. A kernel that loads a few bytes
-// more than it needs, which mostly goes unnoticed, crashes here.
+// Bytes that end, or begin, at an inaccessible page. A kernel that loads a few bytes more than it
+// needs, which mostly goes unnoticed, crashes here.
 class GuardedBuffer {
  public:
   enum class Guard { kBehind, kAhead };

@@ -1,4 +1,4 @@
-// A picture against pages that can't be touched.
+// A picture next to inaccessible pages.
 #ifndef FACEFEATURE_TESTS_SUPPORT_GUARDED_PICTURE_H
 #define FACEFEATURE_TESTS_SUPPORT_GUARDED_PICTURE_H
 
@@ -10,8 +10,8 @@
 
 namespace facefeature_test {
 
-// A copy of the picture whose last byte in memory lies against a closed page, or whose first does:
-// a warp that reads beside it ends the program.
+// A copy of the picture whose last, or first, byte in memory is next to an inaccessible page: a
+// warp that reads outside of it ends the program.
 class GuardedPicture {
  public:
   GuardedPicture(const Picture& picture, GuardedBuffer::Guard guard)

@@ -1,10 +1,10 @@
-// What the leak checker need not report: the places where the library keeps memory on purpose.
+// What the leak checker need not report: memory that the library keeps on purpose.
 //
 // The coefficients of a weighted sum live until the process ends. Matrices that a layer has read
-// from files and then takes from another layer are in no record. A net that can't be built is lost
-// with its layers, in a process that ends or whose creation of an engine has failed.
+// from files and then takes from another layer are not freed. A net that can't be built is leaked
+// with its layers, in a process that ends or after a creation that failed.
 //
-// Visible, since the checker is a library of its own.
+// Exported, since the checker is a library of its own.
 extern "C" __attribute__((visibility("default"))) const char* __lsan_default_suppressions() {
   return "leak:facefeature::EltwiseSumLayer::EltwiseSumLayer\n"
          "leak:facefeature::WeightLayer::WeightLayer\n"

@@ -1,7 +1,7 @@
-// Writing model files for the code under test, below the test program's own temporary folder.
+// Writes model files for the code under test, in the test program's own temporary folder.
 //
-// The numbers of a model file are little-endian, as are all machines that the tests run on, so that
-// they are written as they stand in memory.
+// The numbers of a model file are little-endian, like all machines that the tests run on, so they
+// are written as they are in memory.
 #ifndef FACEFEATURE_TESTS_SUPPORT_MODEL_FOLDER_H
 #define FACEFEATURE_TESTS_SUPPORT_MODEL_FOLDER_H
 
@@ -18,7 +18,7 @@
 
 namespace facefeature_test {
 
-// The folder in which the code looks for its model files, without a separator at its end.
+// The folder in which the code looks for its model files, without a trailing separator.
 inline std::string modelFolder() { return privateTempFolder() + kSeparator + "~kwplugintmp~"; }
 
 // The line for a layer's file that can't be opened.
@@ -26,7 +26,7 @@ inline std::string failedLine(const std::string& file) {
   return "load " + modelFolder() + kSeparator + file + " failed\n";
 }
 
-// Leaves an existing and empty model folder.
+// Creates the model folder, or empties an existing one.
 inline void clearModelFolder() {
   std::filesystem::remove_all(modelFolder());
   std::filesystem::create_directories(modelFolder());
@@ -36,7 +36,7 @@ inline void removeModelFile(const std::string& name) {
   std::filesystem::remove(modelFolder() + "/" + name);
 }
 
-// Writes, or overwrites, one file with these bytes.
+// Creates or overwrites one file with these bytes.
 inline void writeRawFile(const std::string& name, const std::string& bytes) {
   std::filesystem::create_directories(modelFolder());
   std::ofstream file(modelFolder() + "/" + name, std::ios::binary | std::ios::trunc);
@@ -59,8 +59,8 @@ inline void appendFloats(std::string& bytes, const std::vector<float>& values) {
   }
 }
 
-// The header and then the values, however many they are: a test of a short or a long file gives
-// another number of them than the header promises.
+// Writes the header and then the values, regardless of their number: a test of a short or a long
+// file passes another number of them than the header says.
 inline void writeMatrixFile(const std::string& name, int32_t rows, int32_t cols,
                             const std::vector<float>& values) {
   std::string bytes;
@@ -70,7 +70,7 @@ inline void writeMatrixFile(const std::string& name, int32_t rows, int32_t cols,
   writeRawFile(name, bytes);
 }
 
-// A file of `count` and then these values: the form of the mean samples.
+// A file of `count` followed by these values: the format of the mean samples.
 inline void writeMeanFile(const std::string& name, int32_t count,
                           const std::vector<float>& values) {
   std::string bytes;

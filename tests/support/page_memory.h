@@ -1,5 +1,5 @@
-// Pages of memory straight from the system: addresses first, and behind them, where asked for,
-// memory that can be touched.
+// Pages of memory straight from the system: address space first, and accessible memory in it on
+// request.
 #ifndef FACEFEATURE_TESTS_SUPPORT_PAGE_MEMORY_H
 #define FACEFEATURE_TESTS_SUPPORT_PAGE_MEMORY_H
 
@@ -16,8 +16,8 @@
 
 namespace facefeature_test {
 
-// Address space that nobody else uses; a touch ends the process until open() was called for the
-// page. Throws std::bad_alloc.
+// Reserved address space. Any access ends the process until open() was called for the page. Throws
+// std::bad_alloc.
 class PageMemory {
  public:
   explicit PageMemory(size_t bytes) : bytes_(bytes) {
@@ -43,7 +43,7 @@ class PageMemory {
 
   uint8_t* start() const { return start_; }
 
-  // The page at this offset, a multiple of pageSize(), and those behind it can be read and written.
+  // Makes the pages from this offset (a multiple of pageSize()) to the end readable and writable.
   void open(size_t offset, size_t bytes) const {
 #if defined(_WIN32)
     const bool opened = VirtualAlloc(start_ + offset, bytes, MEM_COMMIT, PAGE_READWRITE) != nullptr;

@@ -12,8 +12,8 @@
 
 namespace facefeature_test {
 
-// Three bytes a pixel in storage that ends with the last pixel of the last row in memory, so that
-// a checker of memory accesses sees a read behind it.
+// Three bytes a pixel, in storage that ends with the last pixel of the last row in memory, so that
+// a memory checker detects a read past it.
 struct Picture {
   int32_t width = 0;
   int32_t height = 0;
@@ -34,7 +34,7 @@ struct Picture {
   }
 };
 
-// All bytes 0. stride is at least 3 * width, or at most minus that for a bottom-up picture.
+// All bytes 0. stride is at least 3 * width, or at most -3 * width for a bottom-up picture.
 inline Picture blankPicture(int32_t width, int32_t height, int32_t stride) {
   Picture picture;
   picture.width = width;
@@ -49,7 +49,7 @@ inline Picture blankPicture(int32_t width, int32_t height) {
   return blankPicture(width, height, 3 * width);
 }
 
-// Slopes of brightness with noise on them, and a few hard edges; noise also between the rows.
+// Brightness gradients with noise and a few hard edges; the padding between rows is noise too.
 inline Picture randomPicture(Random& random, int32_t width, int32_t height, int32_t stride) {
   Picture picture = blankPicture(width, height, stride);
   for (uint8_t& byte : picture.storage) byte = static_cast<uint8_t>(random.next() >> 56);
@@ -70,7 +70,7 @@ inline Picture randomPicture(Random& random, int32_t width, int32_t height, int3
   return picture;
 }
 
-// A row length of each sort: just enough, some bytes more, a good deal more, bottom-up.
+// One row length of each kind: exact, a few bytes more, many bytes more, bottom-up.
 inline int32_t randomStride(Random& random, int32_t width) {
   const int32_t extra = random.chance(40) ? 0 : random.integer(1, random.chance(50) ? 7 : 3000);
   const int32_t length = 3 * width + extra;

@@ -1,5 +1,5 @@
-// Arrays of floats for kernels: at every place within a wide register, or against pages that can't
-// be touched, and with values of all sorts.
+// Arrays of floats for kernels: at every offset within a wide register, or next to inaccessible
+// pages, with values of all kinds.
 #ifndef FACEFEATURE_TESTS_SUPPORT_PLACED_FLOATS_H
 #define FACEFEATURE_TESTS_SUPPORT_PLACED_FLOATS_H
 
@@ -18,8 +18,8 @@
 
 namespace facefeature_test {
 
-// Places 0 to 15: so many floats behind a boundary of 64 bytes, with marks on both sides. 16: the
-// last float lies against a closed page. 17: the first one does.
+// Positions 0 to 15: this many floats after a boundary of 64 bytes, with guard values on both
+// sides. 16: the last float is next to an inaccessible page. 17: the first one is.
 constexpr int32_t kFloatPlaces = 18;
 
 class PlacedFloats {
@@ -45,7 +45,7 @@ class PlacedFloats {
   float* data() { return data_; }
   size_t size() const { return count_; }
 
-  // What nobody was to touch is as it was. Closed pages have ended the program otherwise.
+  // Checks that the guard values are unchanged. An access to an inaccessible page ends the program.
   bool isUntouchedAround() const {
     for (const float& value : marked_) {
       const bool inside = &value >= data_ && &value < data_ + count_;
@@ -66,7 +66,7 @@ class PlacedFloats {
 
 inline int32_t randomPlace(Random& random) { return random.integer(0, kFloatPlaces - 1); }
 
-// Exactly the same bits, of NaNs too: for kernels that copy and choose but don't compute.
+// Exactly the same bits, also of NaNs: for kernels that copy and select but do not compute.
 inline ::testing::AssertionResult identicalFloats(const float* wanted, const float* got,
                                                   size_t count) {
   for (size_t i = 0; i < count; ++i) {
@@ -77,9 +77,9 @@ inline ::testing::AssertionResult identicalFloats(const float* wanted, const flo
   return ::testing::AssertionSuccess();
 }
 
-// Values of one sort for a whole array: ordinary ones; magnitudes so far apart that a sum in
-// another order ends on other bits; some that make trouble among ordinary ones; nearly only such;
-// denormal ones; any bits at all.
+// Kinds of values for a whole array: ordinary ones; magnitudes so far apart that another order of
+// summation changes the bits; a few difficult ones among ordinary ones; nearly only difficult ones;
+// denormals; arbitrary bits.
 constexpr int32_t kFloatSorts = 6;
 
 inline float floatOfSort(Random& random, int32_t sort) {

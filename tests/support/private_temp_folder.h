@@ -1,8 +1,8 @@
-// A temporary folder of this test program's own.
+// A temporary folder for this test program alone.
 //
-// The model folder is derived from the temporary folder once, before main: so the program's own
-// folder is made and put into the environment ahead of all ordinary initialisers, and is removed
-// when the program ends. A death test's child, started anew, gets its parent's.
+// The model folder is derived from the temporary folder once, before main. So the program's own
+// folder is created and put into the environment before all ordinary initialisers, and is removed
+// when the program ends. The restarted child of a death test uses its parent's.
 #ifndef FACEFEATURE_TESTS_SUPPORT_PRIVATE_TEMP_FOLDER_H
 #define FACEFEATURE_TESTS_SUPPORT_PRIVATE_TEMP_FOLDER_H
 
@@ -10,7 +10,7 @@
 
 namespace facefeature_test {
 
-// The folder, without a separator at its end.
+// The folder, without a trailing separator.
 std::string privateTempFolder();
 
 }  // namespace facefeature_test

@@ -21,7 +21,7 @@ __attribute__((constructor(101))) void makePrivateTempFolder() {
     char base[MAX_PATH];
     const DWORD length = GetTempPathA(sizeof base, base);
     if (length == 0 || length > 120) abort();
-    // A program that was ended by force has left its folder, and numbers of processes come again.
+    // A program that was killed leaves its folder behind, and process ids are reused.
     for (int tries = 0; !isCreator; ++tries) {
       if (tries == 1000) abort();
       snprintf(folder, sizeof folder, "%sfacefeature-test-%lu-%d", base, GetCurrentProcessId(),

@@ -1,4 +1,4 @@
-// How a process ends that abort() ends.
+// How a process ends that calls abort().
 #ifndef FACEFEATURE_TESTS_SUPPORT_PROCESS_ENDS_H
 #define FACEFEATURE_TESTS_SUPPORT_PROCESS_ENDS_H
 

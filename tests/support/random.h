@@ -1,7 +1,7 @@
-// Random test data with a seed that every failure names.
+// Random test data with a seed that every failure prints.
 //
-// The seed is fixed, so that a run can be repeated and CI is steady; FACEFEATURE_TEST_SEED in the
-// environment sets another one, and soak runs do so. A test opens with
+// The seed is fixed, so that a run is repeatable and CI is stable. FACEFEATURE_TEST_SEED in the
+// environment sets another one; soak runs use it. A test begins with
 //
 //     Random random = seededRandom();
 //     SCOPED_TRACE(random.trace());
@@ -46,14 +46,14 @@ class Random {
 
   float between(float low, float high) { return low + (high - low) * unit(); }
 
-  // About normal: the sum of twelve uniform numbers less their mean.
+  // Approximately normal: the sum of twelve uniform numbers minus their mean.
   float normal() {
     float sum = -6.0f;
     for (int i = 0; i < 12; ++i) sum += unit();
     return sum;
   }
 
-  // Numbers that make trouble: zeros of both signs, infinities, NaN, the smallest and the largest.
+  // Difficult numbers: zeros of both signs, infinities, NaN, the smallest and the largest.
   float awkward() {
     static const float kAwkward[] = {0.0f,
                                      -0.0f,

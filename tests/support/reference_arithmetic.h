@@ -1,4 +1,4 @@
-// The exact single steps as functions of plain floats, to be handed on as arguments.
+// The exact single steps as functions of plain floats, to be passed as arguments.
 #ifndef FACEFEATURE_TESTS_SUPPORT_REFERENCE_ARITHMETIC_H
 #define FACEFEATURE_TESTS_SUPPORT_REFERENCE_ARITHMETIC_H
 
@@ -14,15 +14,15 @@ inline float product(float a, float b) { return (Single(a) * Single(b)).value; }
 inline float sum(float a, float b) { return (Single(a) + Single(b)).value; }
 inline float quotient(float a, float b) { return (Single(a) / Single(b)).value; }
 
-// A function of double precision, rounded once.
+// A double precision function, rounded once.
 inline float rounded(double value) { return narrow(value).value; }
 inline float exponential(float x) { return rounded(std::exp(static_cast<double>(x))); }
 
-// a * b + c, rounded once. Not the function of the runtime: that of MinGW rounds the product too.
+// a * b + c, rounded once. Not the runtime's function: MinGW's rounds the product too.
 //
-// The product is exact in double. Their sum there may not be, and a value in the middle between two
-// floats must not come about by that rounding: an inexact sum is made odd in its last place,
-// towards where the rest of it lies, which leaves the second rounding right.
+// The product is exact in double. Its sum with c may not be, and rounding must not produce a value
+// halfway between two floats: an inexact sum is therefore rounded to odd, so that the second
+// rounding is correct.
 inline float fused(float a, float b, float c) {
   const double exact = static_cast<double>(a) * static_cast<double>(b), added = c;
   double total = exact + added;
@@ -38,7 +38,8 @@ inline float fused(float a, float b, float c) {
   return static_cast<float>(total);
 }
 
-// The first one where it is greater; so the second one wins a tie and whenever either is a NaN.
+// The first argument if it is greater, else the second: the second wins ties and whenever one is
+// NaN.
 inline float greater(float a, float b) { return a > b ? a : b; }
 
 }  // namespace reference

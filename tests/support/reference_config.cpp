@@ -5,8 +5,8 @@
 namespace reference {
 namespace {
 
-// What is left of a line without its comment and its white space. Both are gone before any other
-// character is looked at, so the rest of the grammar never sees them.
+// A line without its comment and its white space. Both are removed before any other character is
+// examined, so the rest of the grammar never sees them.
 std::string cleanLine(const std::string& line) {
   std::string clean = line.substr(0, line.find(';'));
   clean.erase(std::remove(clean.begin(), clean.end(), ' '), clean.end());
@@ -49,7 +49,7 @@ bool readHead(const std::string& line, std::string* name) {
   return true;
 }
 
-// Places an element ahead of the first one that is not less than it.
+// Inserts an element before the first one that is not less than it.
 template <typename Element, typename NameOf>
 void insertAhead(std::vector<Element>* elements, Element element, NameOf nameOf) {
   auto place = elements->begin();
@@ -93,7 +93,7 @@ ConfigContent parseConfig(const std::string& text) {
   };
 
   ConfigSection open = openSection("[DEFAULT]");
-  bool listening = true;  // false from a head without a name to the next head with one
+  bool listening = true;  // false from a section head without a name to the next one with a name
   for (const std::string& line : cleanLines(text)) {
     const size_t mark = line.find_first_of(listening ? "=[" : "[");
     if (mark == std::string::npos) continue;

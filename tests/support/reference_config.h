@@ -1,7 +1,7 @@
-// What the net texts, their numbers and their lists mean, told a second time for the tests.
+// The meaning of the net texts, their numbers and their lists, implemented a second time for tests.
 //
-// Nothing here shares a line or a manner with the library: texts are taken apart as whole lines and
-// strings, numbers as strings of digits, and every step of the arithmetic is rounded by itself.
+// Nothing here shares code or method with the library: texts are split into whole lines and
+// strings, numbers are strings of digits, and every step of the arithmetic is rounded separately.
 #ifndef FACEFEATURE_TESTS_SUPPORT_REFERENCE_CONFIG_H
 #define FACEFEATURE_TESTS_SUPPORT_REFERENCE_CONFIG_H
 
@@ -17,7 +17,7 @@ struct ConfigEntry {
   std::string key;
   std::vector<std::string> values;
 
-  // The bytes of the entry as a document stores them, with all its NULs.
+  // The bytes of the entry as a document stores them, with all NULs.
   std::string storedText() const;
 };
 
@@ -31,14 +31,14 @@ struct ConfigContent {
   std::vector<uint32_t> pieces;         // sizes of the strings stored, in the order of the text
 };
 
-// Reads up to the first NUL, if there is one within the string.
+// Reads up to the first NUL, if the string contains one.
 ConfigContent parseConfig(const std::string& text);
 
-// Below 0, 0 or above 0. Bytes are signed and a NUL stands behind each string.
+// Below 0, 0 or above 0. Bytes are signed, and a NUL terminates each string.
 int compareNames(const std::string& left, const std::string& right);
 
-// The index that the probes of a search over the closed range come upon first, or -1. An empty name
-// is not sought at all.
+// The first matching index that a binary search over the closed range probes, or -1. An empty name
+// is never looked up.
 int32_t lookUp(const std::vector<std::string>& sortedNames, const std::string& name);
 
 std::vector<std::string> namesOf(const std::vector<ConfigSection>& sections);
@@ -69,7 +69,7 @@ struct PoolModel {
 
 PoolModel poolAfterParse(const ConfigContent& content, uint32_t textLength);
 
-// A target that the code leaves alone has written false and any value.
+// If the code leaves its target unchanged, `written` is false and the value is arbitrary.
 struct IntReading {
   int32_t code;
   bool written;

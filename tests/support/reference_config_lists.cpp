@@ -5,14 +5,14 @@
 
 #include "support/reference_config.h"
 
-// Lists are read by formatted extraction in the classic locale. What that does to a token is told
-// here character by character, without a stream.
+// Lists are read by formatted extraction in the classic locale. This implements what that does to a
+// token character by character, without a stream.
 namespace reference {
 namespace {
 
 constexpr char kDigits[] = "0123456789";
 
-// Takes the characters of one set from the front of a text.
+// Removes the leading characters that belong to the set.
 std::string take(std::string* text, const std::string& set) {
   const size_t count = std::min(text->find_first_not_of(set), text->size());
   const std::string taken = text->substr(0, count);
@@ -20,7 +20,7 @@ std::string take(std::string* text, const std::string& set) {
   return taken;
 }
 
-// Takes one character of the set, if it comes next.
+// Removes one leading character if it belongs to the set.
 std::string takeOne(std::string* text, const std::string& set) {
   if (text->empty() || set.find((*text)[0]) == std::string::npos) return "";
   const std::string taken = text->substr(0, 1);
@@ -46,8 +46,8 @@ bool extractInt(std::string token, int32_t* value) {
   return true;
 }
 
-// An exponent letter behind a mantissa belongs to the number, and the number is then unreadable if
-// no digit follows.
+// An exponent letter after a mantissa belongs to the number, and the number is unreadable if no
+// digit follows.
 bool extractFloat(std::string token, float* value) {
   take(&token, " \t\n\v\f\r");
   std::string number = takeOne(&token, "+-");

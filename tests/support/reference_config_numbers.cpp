@@ -6,8 +6,8 @@
 namespace reference {
 namespace {
 
-// Wide enough that the exact result of one operation on two doubles, or one that rounds to the same
-// double, fits: narrowing it afterwards is the one rounding of that operation.
+// Wide enough for the exact result of one operation on two doubles, or one that rounds to the same
+// double. Narrowing it is the single rounding of that operation.
 #if defined(__SIZEOF_FLOAT128__)
 __extension__ using Wide = __float128;
 #else
@@ -18,8 +18,8 @@ static_assert(std::numeric_limits<Wide>::digits >= 108, "a sum or product would 
 double plus(double a, double b) { return static_cast<double>(Wide(a) + Wide(b)); }
 double times(double a, double b) { return static_cast<double>(Wide(a) * Wide(b)); }
 
-// The sum of digits times weights, in the order given; the weights are powers of the factor as
-// repeated multiplication makes them, the first one being firstWeight.
+// The sum of digits times weights, in the given order. The weights are powers of the factor by
+// repeated multiplication, starting with firstWeight.
 double weighDigits(const std::string& digits, double firstWeight, double factor) {
   double sum = 0.0;
   for (size_t i = 0; i < digits.size(); ++i) {
@@ -31,7 +31,7 @@ double weighDigits(const std::string& digits, double firstWeight, double factor)
 }
 
 float narrow(double value) {
-  // Halfway between the largest float and the power of two behind it.
+  // Halfway between the largest float and the next power of two.
   constexpr double kInfinite = 0x1.ffffffp127;
   if (value >= kInfinite) return std::numeric_limits<float>::infinity();
   if (value <= -kInfinite) return -std::numeric_limits<float>::infinity();
@@ -50,7 +50,7 @@ bool startsWithSign(const std::string& text) {
   return !text.empty() && (text[0] == '-' || text[0] == '+');
 }
 
-// Texts end at a NUL, also one within the string.
+// Texts end at a NUL, also one inside the string.
 std::string untilNul(const std::string& text) { return text.substr(0, text.find('\0')); }
 
 }  // namespace

@@ -14,14 +14,14 @@ float floatWithBits(uint32_t bits) {
   return value;
 }
 
-// The elements of a list with a step, added up one after the other from 0.
+// The elements of a list at a given step, summed in order from 0.
 Single runningSum(const std::vector<float>& values, size_t first, size_t step) {
   Single sum(0.0f);
   for (size_t i = first; i < values.size(); i += step) sum = sum + Single(values[i]);
   return sum;
 }
 
-// The products of two lists of points, coordinate by coordinate, added up from 0 in point order.
+// The products of two lists of points, coordinate by coordinate, summed in point order from 0.
 Single runningProduct(const std::vector<float>& a, size_t firstA, size_t stepA,
                       const std::vector<float>& b, size_t firstB, size_t stepB) {
   Single sum(0.0f);
@@ -106,7 +106,7 @@ int32_t solveCholesky8(float* matrix, float* rightSide) {
 }
 
 ProjectionRows projectionRows(const std::vector<float>& points, const std::vector<float>& model) {
-  // A fourth coordinate of 1 makes one rule of all the sums: a product with 1 changes no bit.
+  // A fourth coordinate of 1 unifies all the sums: a product with 1 changes no bit.
   std::vector<float> lifted;
   for (size_t i = 0; i + 2 < model.size(); i += 3) {
     lifted.insert(lifted.end(), {model[i], model[i + 1], model[i + 2], 1.0f});

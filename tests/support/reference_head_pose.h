@@ -1,5 +1,5 @@
-// Oracle of the head pose fit: the rigid face model, the least squares solve, the rotation and its
-// angles, all in exact single steps and with tables of its own.
+// Oracle of the head pose fit: the rigid face model, the least squares solution, the rotation and
+// its angles, all in exact single steps and with tables of its own.
 #ifndef FACEFEATURE_TESTS_SUPPORT_REFERENCE_HEAD_POSE_H
 #define FACEFEATURE_TESTS_SUPPORT_REFERENCE_HEAD_POSE_H
 
@@ -19,10 +19,10 @@ struct ModelRow {
 // The 29 rows of the face model, in the order of their ids, which is the order of model points.
 const std::vector<ModelRow>& modelRows();
 
-// The number of the model point of a landmark id from 0 to 317.
+// The index of the model point of a landmark id from 0 to 317.
 int32_t modelPointOf(int32_t id);
 
-// Solves in place; the right side may be null. Answers 1, or 0 where a pivot is too small.
+// Solves in place; the right side may be null. Returns 1, or 0 if a pivot is too small.
 int32_t solveCholesky8(float* matrix, float* rightSide);
 
 struct ProjectionRows {
@@ -42,7 +42,7 @@ struct Projection {
 
 Projection fitProjection(const std::vector<float>& points, const std::vector<float>& model);
 
-// The two fitted rows, p0 p1 p2 and p4 p5 p6, made orthogonal and of one length; six values.
+// The two fitted rows, p0 p1 p2 and p4 p5 p6, made orthogonal and of equal length; six values.
 std::array<float, 6> orthogonalRows(const std::array<float, 8>& projection);
 
 // x, y, z, w of a rotation matrix.
