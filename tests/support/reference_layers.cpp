@@ -46,7 +46,7 @@ class FloatSum {
   int32_t count_ = 0;
 };
 
-// The pixel below weight (c, ky, kx) of a window, 0 outside of the image.
+// The pixel under weight (c, ky, kx) of a window, 0 outside of the image.
 struct Picture {
   const float* pixels;
   int32_t height;
@@ -143,8 +143,8 @@ int32_t wholeSide(int32_t pixels) {
 
 Floats unfold(const Floats& image, int32_t channels, int32_t height, int32_t width,
               int32_t filterSize, int32_t padding, int32_t stride) {
-  // The language truncates such quotients toward zero: a window that overhangs by less than a
-  // stride still counts as one.
+  // C++ truncates such quotients toward zero: a window that overhangs by less than a stride still
+  // counts as one.
   const int32_t outHeight = (height + 2 * padding - filterSize) / stride + 1;
   const int32_t outWidth = (width + 2 * padding - filterSize) / stride + 1;
   FilterInput input;
@@ -178,8 +178,8 @@ BoundedSums convolution(const std::vector<FilterInput>& inputs, int32_t samples,
               module / modulesX, module % modulesX,
               [&](int32_t index, float pixel) { total.addProduct(weights[index], pixel); });
         }
-        // The bias of a single filter is a vector of one element, which belongs to the first
-        // column.
+        // The bias of a single filter is a vector of one element, which applies to the first column
+        // only.
         if (filters != 1 || module == 0) total.addTerm(biases[static_cast<size_t>(f)]);
         total.storeTo(sums);
       }
@@ -280,7 +280,8 @@ Floats softmax(const Floats& values, int32_t rows, int32_t cols) {
     Floats powers;
     float total = 0.0f;
     for (int32_t c = 0; c < cols; ++c) {
-      // A single row's maximum is a vector of one element, which belongs to the first column.
+      // The maximum of a single row is a vector of one element, which applies to the first column
+      // only.
       const bool shifted = rows != 1 || c == 0;
       powers.push_back(exponential(shifted ? sum(line[c], -largest) : line[c]));
       total = sum(powers.back(), total);
@@ -312,7 +313,7 @@ std::vector<Floats> weightedSum(const std::vector<Floats>& inputs, const Floats&
 }
 
 Floats elementwiseMaximum(const std::vector<Floats>& inputs) {
-  // The pair of the first two is formed with the second one in front.
+  // The first two inputs are combined in reverse order.
   Floats result = inputs.at(0);
   for (size_t i = 1; i < inputs.size(); ++i) {
     for (size_t k = 0; k < result.size(); ++k) {

@@ -1,6 +1,6 @@
-// What the compute layers have to answer, worked out value by value.
+// Oracle of the compute layers, value by value.
 //
-// Activations are plain arrays here: a row a sample, a plane a channel, each plane by rows.
+// Activations are plain arrays here: one row per sample, one plane per channel, each plane by rows.
 #ifndef FACEFEATURE_TESTS_SUPPORT_REFERENCE_LAYERS_H
 #define FACEFEATURE_TESTS_SUPPORT_REFERENCE_LAYERS_H
 
@@ -14,7 +14,8 @@ namespace reference {
 
 using Floats = std::vector<float>;
 
-// One input of a filter bank: its samples, its weights (a row a filter) and how to cut windows.
+// One input of a filter bank: its samples, its weights (one row per filter) and the window
+// geometry.
 struct FilterInput {
   Floats samples;
   int32_t sampleLength = 0;
@@ -33,25 +34,25 @@ struct FlatInput {
   Floats weights;
 };
 
-// Sums whose order of additions is not known, each with the exact value (but for the roundings of
-// double) and the largest distance that a computation in float can end at.
+// Sums whose order of additions is not known, each with the exact value (up to the rounding of
+// double) and the largest error that a computation in float can have.
 struct BoundedSums {
   std::vector<double> values;
   std::vector<double> bounds;
 
-  // Judges floats of the same count and says which one is too far off.
+  // Checks floats of the same count and reports which one is outside its bound.
   ::testing::AssertionResult allow(const float* got, size_t count) const;
 };
 
-// The side of the square that `pixels` make up, rounded down.
+// The side of a square with this many `pixels`, rounded down.
 int32_t wholeSide(int32_t pixels);
 
-// The patch matrix: channels * filterSize * filterSize rows, one window position a column.
+// The patch matrix: channels * filterSize * filterSize rows, one column per window position.
 Floats unfold(const Floats& image, int32_t channels, int32_t height, int32_t width,
               int32_t filterSize, int32_t padding, int32_t stride);
 
-// samples x (filters * modulesX * modulesX): the sum over all inputs and the biases once, one bias
-// a filter; that of a single filter is added at its first position only.
+// samples x (filters * modulesX * modulesX): the sum over all inputs, plus the biases once, one
+// bias per filter. The bias of a single filter is added at its first position only.
 BoundedSums convolution(const std::vector<FilterInput>& inputs, int32_t samples, int32_t filters,
                         int32_t modulesX, const Floats& biases);
 
@@ -60,7 +61,7 @@ BoundedSums convolution(const std::vector<FilterInput>& inputs, int32_t samples,
 Floats localUnshared(const FilterInput& input, int32_t samples, int32_t filters, int32_t modulesX,
                      const Floats& biases, bool first);
 
-// samples x outputs: the sum over all inputs and the bias row once.
+// samples x outputs: the sum over all inputs, plus the bias row once.
 BoundedSums fullyConnected(const std::vector<FlatInput>& inputs, int32_t samples, int32_t outputs,
                            const Floats& biases);
 
@@ -80,8 +81,8 @@ Floats crossMapNorm(const Floats& samples, int32_t sampleCount, int32_t channels
 
 Floats softmax(const Floats& values, int32_t rows, int32_t cols);
 
-// Inputs of equal length, folded in their order. Each answer is one of the two that a fused or an
-// unfused addition gives at each input after the first; `allowed` holds one set a value.
+// Inputs of equal length, folded in order. Each result is one of the two that a fused or an unfused
+// addition gives at each input after the first; `allowed` holds one set per value.
 std::vector<Floats> weightedSum(const std::vector<Floats>& inputs, const Floats& coefficients);
 Floats elementwiseMaximum(const std::vector<Floats>& inputs);
 

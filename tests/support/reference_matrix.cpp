@@ -19,7 +19,8 @@ void addValue(Cell& cell, float value) {
   cell.push_back(value);
 }
 
-// What comes out when each possible value meets each; nothing is known of what comes from nothing.
+// The results for every combination of possible values; an undefined operand gives an undefined
+// one.
 Cell combine(const Cell& a, const Cell& b, const Binary& function) {
   Cell result;
   for (const float left : a) {
@@ -169,7 +170,8 @@ void Matrix::multiplyElements(const Matrix& other, Matrix& target) const {
 }
 
 void Matrix::combineElements(const Matrix& other, const Binary& function, Matrix& target) const {
-  // Into fresh cells first: it would not matter to the result, and so shows a code that makes it.
+  // Into fresh cells first. This does not change the result, so it detects code that works in
+  // place.
   std::vector<Cell> results = target.cells;
   for (int32_t c = 0; c < cols; ++c) {
     for (int32_t r = 0; r < rows; ++r) {
@@ -204,8 +206,8 @@ void Matrix::multiplyBroadcast(const Matrix& vector, Matrix& target) const {
   copyUnlessItself(target);
   const bool isRow = vector.rows == 1;
   const int32_t count = isRow ? target.rows : target.cols;
-  // A vector that runs along the storage meets its elements again after its own length, not after
-  // the length of the target's line.
+  // A vector applied along the storage repeats after its own length, not after the length of the
+  // target's line.
   const bool runsAlong = isRow != target.byColumns();
   for (int32_t k = 0; k < vector.size; ++k) {
     const Cell& factors = vector.cells.at(static_cast<size_t>(k));
@@ -248,7 +250,7 @@ void Matrix::reduce(int32_t axis, Matrix& target, const Binary& function, float 
       const int32_t where = axis == 0 ? place(k, line) : place(line, k);
       accumulator = combine(cells.at(static_cast<size_t>(where)), accumulator, function);
     }
-    // In a vector both orders put element i at place i.
+    // For a vector, both orders store element i at index i.
     target.cells.at(static_cast<size_t>(line)) = accumulator;
   }
 }

@@ -20,7 +20,7 @@ namespace reference {
 using Cell = std::vector<float>;
 using Binary = std::function<float(float, float)>;
 
-// In the place of an order that is neither of these, whatever is not kByColumns counts as rows.
+// For an order that is neither of these, anything but kByColumns is treated as by rows.
 inline constexpr int32_t kByRows = 111;
 inline constexpr int32_t kByColumns = 112;
 
@@ -36,7 +36,7 @@ class Matrix {
   int32_t size = 0;
   int32_t order = kByRows;
   std::vector<Cell> cells;  // in storage order
-  bool replaced = false;    // the latest operation gave up the old storage
+  bool replaced = false;    // the latest operation released the old storage
 
   bool byColumns() const { return order == kByColumns; }
   int32_t place(int32_t r, int32_t c) const;
@@ -45,7 +45,7 @@ class Matrix {
   void copyTo(Matrix& target) const;
   void copyElementsTo(Matrix& target) const;
   Matrix clone() const;
-  // With its cells moved only if this is not stored by columns; the caller tests what is shared.
+  // Cells move only if this is not stored by columns; the caller tests what is shared.
   Matrix transposed() const;
 
   void addScaled(const Matrix& other, float factor, Matrix& target) const;
@@ -63,9 +63,9 @@ class Matrix {
 
   void applyFunction(int32_t code, Matrix& target) const;
 
-  // The cells allow these `size` values. Says which place is wrong.
+  // Checks that the cells allow these `size` values. Reports the index of the first wrong one.
   ::testing::AssertionResult allows(const float* values) const;
-  // Every cell holds exactly the value found.
+  // Narrows every cell to the value found.
   void adopt(const float* values);
 
  private:

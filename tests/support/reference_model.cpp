@@ -10,7 +10,7 @@
 namespace reference {
 namespace {
 
-// A file taken in at once, and what has been read of it.
+// A file read at once, and the current position in it.
 class Bytes {
  public:
   explicit Bytes(const std::string& path) : path_(path) {

@@ -27,7 +27,7 @@ struct NetNumbers {
 };
 
 struct ModelNumbers {
-  std::vector<float> patchMeans;  // 25 slots of 9075 floats; 0 behind what the files have
+  std::vector<float> patchMeans;  // 25 slots of 9075 floats; 0 past the contents of the files
   std::vector<float> featureMean;
   std::vector<float> selfColumns;  // 8000 columns of 500
   std::vector<float> crossColumns;

@@ -15,11 +15,11 @@ struct NeuronParameters {
 // The ten keywords.
 const std::vector<std::string>& neuronKeywords();
 
-// What the neuron of this keyword makes of one element. Throws std::invalid_argument for an unknown
+// The result of this keyword's neuron for one element. Throws std::invalid_argument for an unknown
 // keyword.
 float neuronValue(const std::string& keyword, NeuronParameters parameters, float x);
 
-// The same over a whole array.
+// The same for a whole array.
 std::vector<float> neuronValues(const std::string& keyword, NeuronParameters parameters,
                                 const std::vector<float>& values);
 

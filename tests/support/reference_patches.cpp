@@ -13,7 +13,7 @@ int32_t limited(int32_t value, int32_t highest) {
   return value > highest ? highest : value;
 }
 
-// The place of a canonical pixel in the picture: its upper left neighbour and the four weights.
+// The position of a canonical pixel in the picture: its upper left neighbour and the four weights.
 struct Footprint {
   int32_t x, y;
   Single w00, w10, w01, w11;
@@ -89,7 +89,7 @@ size_t sampleLength(int32_t patch) {
 }
 
 int32_t truncated(float value) {
-  // Both limits are floats: the lower one is the result for all that lies beyond.
+  // Both limits are floats: the result is the lower one for every value outside them.
   const bool fits = value > -2147483648.0f && value < 2147483648.0f;
   return fits ? static_cast<int32_t>(value) : INT32_MIN;
 }
@@ -100,7 +100,7 @@ std::vector<Landmark> sortedSlots(const LandmarkSet& landmarks) {
   for (int32_t i = 0; i < landmarks.count; ++i) {
     const Landmark entry = entries[i];
     if (entry.id == 240 || entry.id == 241 || entry.id == 315 || entry.id == 316) continue;
-    // Insertion from the back: behind the last one that is not greater.
+    // Insertion from the back: after the last entry that is not greater.
     size_t place = slots.size();
     while (place > 0 && slots[place - 1].id > entry.id) --place;
     slots.insert(slots.begin() + static_cast<std::ptrdiff_t>(place), entry);

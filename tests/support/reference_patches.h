@@ -1,4 +1,4 @@
-// Oracle of the road from a picture and landmarks to 25 patch matrices: slots, transforms, gray
+// Oracle of the path from a picture and landmarks to 25 patch matrices: slots, transforms, gray
 // conversion, warps and samples, each in exact single steps and with a patch table of its own.
 #ifndef FACEFEATURE_TESTS_SUPPORT_REFERENCE_PATCHES_H
 #define FACEFEATURE_TESTS_SUPPORT_REFERENCE_PATCHES_H
@@ -33,7 +33,7 @@ const PatchRow& patchRow(int32_t patch);
 // Floats in one sample of the patch.
 size_t sampleLength(int32_t patch);
 
-// Toward zero; -2147483648 for NaN, infinities and what a signed 32-bit integer can't hold.
+// Toward zero; -2147483648 for NaN, infinities and values that a signed 32-bit integer can't hold.
 int32_t truncated(float value);
 
 struct Similarity {
@@ -44,7 +44,7 @@ struct Point {
   float x, y;
 };
 
-// Kept entries by rising id. Entries with one id stand in record order.
+// Kept entries in ascending order of id. Entries with the same id keep the order of the record.
 std::vector<Landmark> sortedSlots(const LandmarkSet& landmarks);
 
 float anchorDistance(const std::vector<Landmark>& slots);
@@ -66,7 +66,7 @@ std::vector<uint8_t> grayOf(const PictureView& colourPicture);
 std::vector<uint8_t> warped(const PictureView& picture, int32_t channels,
                             const Similarity& toImage);
 
-// means holds at least the sample's length.
+// means has at least as many floats as the sample.
 std::vector<float> sample(const std::vector<uint8_t>& frame, Point centre, int32_t patch,
                           bool mirroredSample, const float* means);
 
@@ -84,7 +84,7 @@ struct PatchSet {
   std::vector<PatchSteps> steps;
   // Both rows of each patch, one after the other.
   std::vector<std::vector<float>> matrices;
-  // The frame of each patch; and what the two scratch faces hold in the end.
+  // The frame of each patch, and the final contents of the two scratch faces.
   std::vector<std::vector<uint8_t>> frames;
   std::vector<uint8_t> grayFace;
   std::vector<uint8_t> colorFace;

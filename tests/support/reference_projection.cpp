@@ -5,8 +5,8 @@
 namespace reference {
 namespace {
 
-// Goes through the columns and keeps all 500 sums at once: each of them still meets its terms by
-// rising column.
+// Iterates over the columns and updates all 500 sums at once: each sum still adds its terms in
+// ascending order of column.
 std::vector<Single> times(const std::vector<float>& columns, const std::vector<float>& x) {
   std::vector<Single> sums(kProjections, Single(0.0f));
   const float* element = columns.data();
@@ -26,7 +26,7 @@ Single sumOfSquares(const std::vector<Single>& values) {
 
 std::vector<float> columnsOf(const float* projection) {
   std::vector<float> columns(kProjections * kJoinedFloats);
-  // In square blocks, for the sake of the cache.
+  // In square blocks, for the cache.
   constexpr size_t kBlock = 20;
   for (size_t top = 0; top < kProjections; top += kBlock) {
     for (size_t left = 0; left < kJoinedFloats; left += kBlock) {

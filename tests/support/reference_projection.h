@@ -12,15 +12,15 @@ constexpr size_t kJoinedFloats = 8000;
 constexpr size_t kProjections = 500;
 constexpr size_t kFeature = 502;
 
-// Turns 500 rows of 8000 into 8000 columns of 500.
+// Transposes 500 rows of 8000 into 8000 columns of 500.
 std::vector<float> columnsOf(const float* projection);
 
 struct ProjectedFeature {
-  std::vector<float> meanFree;  // what the joined outputs become
+  std::vector<float> meanFree;  // the joined outputs after normalisation
   std::vector<float> feature;   // 502 floats
 };
 
-// joined and mean have 8000 floats; the projections are given by columns.
+// joined and mean have 8000 floats; the projections are stored by columns.
 ProjectedFeature project(const float* joined, const float* mean,
                          const std::vector<float>& selfColumns,
                          const std::vector<float>& crossColumns);

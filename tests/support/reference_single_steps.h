@@ -2,8 +2,9 @@
 //
 // A product, sum, difference, quotient or square root of two floats that is computed in double and
 // then rounded to float is the correctly rounded float result: double has more than twice the
-// digits of a float and two to spare. So an oracle written with Single rounds after every operation
-// whatever the compiler's flags, also where the code under test would fuse a multiply and an add.
+// digits of a float plus two. So an oracle written with Single rounds after every operation
+// whatever the compiler's flags, even if the code under test fused a multiplication and an
+// addition.
 #ifndef FACEFEATURE_TESTS_SUPPORT_REFERENCE_SINGLE_STEPS_H
 #define FACEFEATURE_TESTS_SUPPORT_REFERENCE_SINGLE_STEPS_H
 
@@ -17,7 +18,7 @@ struct Single {
 
   Single() = default;
   Single(float v) : value(v) {}
-  // A double literal or an integer in a formula would hide a rounding: neither converts silently.
+  // A double literal or an integer in a formula would hide a rounding: neither converts implicitly.
   Single(double) = delete;
   Single(int32_t) = delete;
 

@@ -1,4 +1,4 @@
-// The landmarks of real photographs, where a checkout has the folder of samples beside it.
+// The landmarks of real photographs, if the checkout has the folder of samples beside it.
 #ifndef FACEFEATURE_TESTS_SUPPORT_SAMPLE_FACES_H
 #define FACEFEATURE_TESTS_SUPPORT_SAMPLE_FACES_H
 
@@ -10,17 +10,17 @@
 
 namespace facefeature_test {
 
-// The folder of samples, or an empty text where there is none; tests then say so and skip.
+// The folder of samples, or an empty string if it does not exist; tests then skip with a message.
 std::string samplesFolder();
 
 struct SampleFace {
-  std::string name;       // of the landmark file, without its ending
+  std::string name;       // of the landmark file, without its extension
   std::string imageFile;  // in the same folder
   int32_t width, height;
   FaceRecord face;
 };
 
-// By rising name.
+// In ascending order of name.
 std::vector<SampleFace> sampleFaces(const std::string& folder);
 
 }  // namespace facefeature_test

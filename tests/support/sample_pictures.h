@@ -1,4 +1,4 @@
-// Sample photographs as pictures, in programs that are linked with the host program's reader.
+// Sample photographs as pictures, for programs that link the host program's reader.
 #ifndef FACEFEATURE_TESTS_SUPPORT_SAMPLE_PICTURES_H
 #define FACEFEATURE_TESTS_SUPPORT_SAMPLE_PICTURES_H
 
@@ -7,7 +7,7 @@
 
 #include "support/pictures.h"
 
-// The reader comes with the host program, which a build may leave out.
+// The reader is part of the host program, which a build may leave out.
 #if __has_include("photo.h")
 #include "photo.h"
 #define FACEFEATURE_READS_PHOTOGRAPHS 1

@@ -19,7 +19,7 @@ bool isColour(int32_t net) {
 
 int32_t inputSide(int32_t net) { return net < 2 ? 55 : 47; }
 
-// A rectifier halves the mean square of what it gets; this spread makes up for it.
+// A rectifier halves the mean square of its input; this spread compensates for it.
 float keepingSpread(int32_t terms) { return std::sqrt(6.0f / static_cast<float>(terms)); }
 
 void addMatrix(std::vector<ModelFile>& files, int32_t stage, int32_t net, int32_t item,
@@ -68,8 +68,8 @@ uint32_t startOf(const std::string& name, uint32_t seed) {
   return hash;
 }
 
-// Each number is a function of its place alone, so that the loop over them has no chain to wait
-// for: fourteen million numbers are to take a few hundredths of a second.
+// Each number depends on its index alone, so the loop has no dependency chain: fourteen million
+// numbers should take a few hundredths of a second.
 uint32_t scrambled(uint32_t x) {
   x = (x ^ (x >> 16)) * 0x7FEB352Du;
   x = (x ^ (x >> 15)) * 0x846CA68Bu;

@@ -1,9 +1,9 @@
-// A whole model folder of made-up numbers: the 303 files in the shapes that the nets need.
+// A complete model folder of generated numbers: the 303 files in the shapes that the nets need.
 //
-// The numbers come from a seed and the name of their file alone, so that a test which spoils one
-// file can write it anew. They are scaled for nets that work: activations keep their size from
-// layer to layer, each row of rectified values is a mixture of zeros and others, and every bias and
-// mean is large enough that leaving it out shows.
+// The numbers depend only on a seed and the name of their file, so a test that corrupts one file
+// can write it anew. They are scaled so that the nets work: activations keep their size from layer
+// to layer, each row of rectified values mixes zeros and others, and every bias and mean is large
+// enough that omitting it shows.
 #ifndef FACEFEATURE_TESTS_SUPPORT_SYNTHETIC_FOLDER_H
 #define FACEFEATURE_TESTS_SUPPORT_SYNTHETIC_FOLDER_H
 
@@ -24,7 +24,7 @@ struct ModelFile {
   ModelFileForm form;
   int32_t rows;
   int32_t cols;
-  float middle;  // the numbers lie within `spread` of it
+  float middle;  // the numbers are within `spread` of it
   float spread;
 };
 
@@ -37,8 +37,8 @@ const ModelFile& modelFile(const std::string& name);
 // The floats of a file.
 std::vector<float> syntheticNumbers(const ModelFile& file, uint32_t seed);
 
-// Both write into an existing folder, over what is there, and throw std::runtime_error when they
-// can't.
+// Both write into an existing folder, overwrite existing files, and throw std::runtime_error on
+// failure.
 void writeSyntheticFile(const std::string& folder, const ModelFile& file, uint32_t seed);
 void writeSyntheticModel(const std::string& folder, uint32_t seed);
 

@@ -1,4 +1,4 @@
-// How many threads this process has.
+// The number of threads of this process.
 #ifndef FACEFEATURE_TESTS_SUPPORT_TASKS_H
 #define FACEFEATURE_TESTS_SUPPORT_TASKS_H
 
@@ -36,7 +36,7 @@ inline size_t taskCount() {
 }
 #endif
 
-// Threads end on their own time: waits for a few seconds, and answers the count that is left.
+// Threads end asynchronously: waits a few seconds and returns the remaining count.
 inline size_t taskCountOnceItFallsTo(size_t wanted) {
   for (int tries = 0; tries < 500 && taskCount() > wanted; ++tries) {
     std::this_thread::sleep_for(std::chrono::milliseconds(10));

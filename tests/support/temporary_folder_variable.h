@@ -1,4 +1,4 @@
-// The variable that names the temporary folder, as a test wants it.
+// Sets the variable that names the temporary folder.
 #ifndef FACEFEATURE_TESTS_SUPPORT_TEMPORARY_FOLDER_VARIABLE_H
 #define FACEFEATURE_TESTS_SUPPORT_TEMPORARY_FOLDER_VARIABLE_H
 
@@ -9,8 +9,8 @@
 
 namespace facefeature_test {
 
-// Set for as long as this stands, or not set where the value is null; then the test program's
-// private folder again.
+// Sets the variable, or unsets it for a null value, for the lifetime of this object. Then restores
+// the test program's private folder.
 class TemporaryFolderVariable {
  public:
   explicit TemporaryFolderVariable(const char* value) {

@@ -1,4 +1,4 @@
-// Engines over the synthetic model, for tests in the process of the library.
+// Engines over the synthetic model, for tests that link the library's code.
 #ifndef FACEFEATURE_TESTS_SUPPORT_TEST_ENGINE_H
 #define FACEFEATURE_TESTS_SUPPORT_TEST_ENGINE_H
 
@@ -24,8 +24,8 @@ inline bool& modelIsWritten() {
   return written;
 }
 
-// The model folder holds the whole synthetic model from here on. It is written once a process;
-// tests that spoil a file do so through SpoiltFile.
+// Ensures that the model folder holds the whole synthetic model. Written once per process; tests
+// that corrupt a file use SpoiltFile.
 inline void haveModel() {
   if (modelIsWritten()) return;
   clearModelFolder();
@@ -33,14 +33,14 @@ inline void haveModel() {
   modelIsWritten() = true;
 }
 
-// The oracle's copy of it.
+// The oracle's copy of the model.
 inline const reference::ModelNumbers& modelNumbers() {
   haveModel();
   static const reference::ModelNumbers numbers = reference::readModel(modelFolder());
   return numbers;
 }
 
-// A model file that is missing, or has these bytes, for as long as this stands.
+// Removes a model file, or replaces its bytes, for the lifetime of this object.
 class SpoiltFile {
  public:
   explicit SpoiltFile(std::string name) : name_(std::move(name)) { removeModelFile(name_); }
@@ -61,7 +61,7 @@ class SpoiltFile {
   std::string name_;
 };
 
-// What a file of the synthetic model would hold with another seed.
+// The contents of a file of the synthetic model with another seed.
 inline std::string bytesOfAnotherModel(const std::string& name) {
   const ModelFile& file = modelFile(name);
   std::string bytes;
@@ -71,7 +71,7 @@ inline std::string bytesOfAnotherModel(const std::string& name) {
   return bytes;
 }
 
-// An engine that goes with its scope. get() is null where the creation failed.
+// An engine that is destroyed with its scope. get() is null if the creation failed.
 class OwnEngine {
  public:
   OwnEngine() : engine_(facefeature::CreateFeatureEngine()) {}
@@ -90,7 +90,7 @@ class OwnEngine {
   FeatureEngine* engine_;
 };
 
-// What stands in a feature that nothing has written.
+// The contents of a feature that has not been written.
 constexpr float kUnwritten = 12345.5f;
 
 inline std::vector<float> extracted(FeatureEngine* engine, const Picture& picture,

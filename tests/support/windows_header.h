@@ -1,4 +1,4 @@
-// <windows.h> without the words of it that are names elsewhere. Empty on other systems.
+// <windows.h> without the macros that collide with names elsewhere. Empty on other systems.
 #ifndef FACEFEATURE_TESTS_SUPPORT_WINDOWS_HEADER_H
 #define FACEFEATURE_TESTS_SUPPORT_WINDOWS_HEADER_H
 

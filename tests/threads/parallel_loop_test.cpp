@@ -34,7 +34,7 @@ TEST(TeamSize, ChangesNoBit) {
   }
 }
 
-// The setting is one of each host thread's own, and the teams work side by side.
+// The setting belongs to each host thread, and the teams work side by side.
 TEST(TeamSize, MayDifferBetweenThreadsOfTheHost) {
   haveModelForThreads();
   Random random = seededRandom();
@@ -54,7 +54,7 @@ TEST(TeamSize, MayDifferBetweenThreadsOfTheHost) {
   }
 }
 
-// An extraction within a loop of the host's own: its nets then run on the thread that calls.
+// An extraction inside a parallel loop of the host: its nets run on the calling thread.
 TEST(TeamSize, InsideAParallelLoopOfTheHostIsOneAndChangesNoBit) {
   haveModelForThreads();
   Random random = seededRandom();

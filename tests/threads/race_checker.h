@@ -1,4 +1,4 @@
-// Whether this build has a checker of races (the preset tsan), and what it needs of the tests.
+// Whether this build has a race checker (the preset tsan), and what it requires of the tests.
 #ifndef FACEFEATURE_TESTS_THREADS_RACE_CHECKER_H
 #define FACEFEATURE_TESTS_THREADS_RACE_CHECKER_H
 
@@ -20,10 +20,11 @@ namespace facefeature_test {
 
 constexpr bool kChecksRaces = FACEFEATURE_CHECKS_RACES == 1;
 
-// The model is written, and under a checker one engine stands until the process ends. With the last
-// engine the OpenMP runtime's threads are released, which ends the runtime; the one that starts
-// with the next loop no longer tells the checker what a loop orders, and every loop looks like a
-// race. So the last destruction is checked in processes of its own, where nothing follows it.
+// Writes the model and, under a checker, keeps one engine alive until the process ends. Destroying
+// the last engine releases the OpenMP runtime's threads, which shuts the runtime down. When it
+// starts again for the next loop, it no longer reports the order that a loop imposes to the
+// checker, and every loop looks like a race. So the last destruction is checked in processes of its
+// own, where nothing follows it.
 inline void haveModelForThreads() {
   haveModel();
   if (!kChecksRaces) return;

@@ -1,5 +1,5 @@
-// The checker of races itself. That it reports nothing of the library means something only if it
-// sees what the OpenMP runtime orders and what it doesn't, and if the library is built for it.
+// The race checker itself. Its silence about the library means something only if it sees the order
+// that the OpenMP runtime imposes, detects what is unordered, and the library is built for it.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -17,7 +17,7 @@
 namespace facefeature_test {
 namespace {
 
-// The checker ends a process at its first report with this.
+// The exit status with which the checker ends a process at its first report.
 constexpr int kRaceFound = 66;
 
 constexpr char kNoChecker[] = "this build has no checker of races; the preset tsan has";
@@ -35,8 +35,8 @@ TEST(RaceCheckerDeathTest, SeesIterationsThatWriteToOneVariable) {
   EXPECT_EXIT(writeFromAllIterations(), ::testing::ExitedWithCode(kRaceFound), "data race");
 }
 
-// As in the loop over the nets, where some million other accesses lie between two of these. A
-// checker that has forgotten where the first of them came from says nothing.
+// As in the loop over the nets, where millions of other accesses separate these two. A checker that
+// has forgotten where the first one came from reports nothing.
 void countTheNetsOfALoop() {
   haveModel();
   Random random = seededRandom();
@@ -59,8 +59,8 @@ TEST(RaceCheckerDeathTest, RemembersAcrossAWholeNet) {
   EXPECT_EXIT(countTheNetsOfALoop(), ::testing::ExitedWithCode(kRaceFound), "data race");
 }
 
-// What the end of a parallel loop orders is no race: a checker that is not told of it by the
-// runtime would say so of every loop.
+// Accesses ordered by the end of a parallel loop do not race. A checker that the runtime does not
+// inform would report every loop.
 TEST(RaceChecker, KnowsThatALoopEndsBeforeWhatFollows) {
   int32_t places[8] = {};
   for (int32_t round = 0; round < 100; ++round) {
@@ -84,7 +84,7 @@ void extractTwiceAtOnceWithOneEngine() {
   std::exit(0);
 }
 
-// The table of the header forbids it.
+// The table in the header forbids it.
 TEST(RaceCheckerDeathTest, SeesTwoExtractionsWithOneEngine) {
   if (!kChecksRaces) GTEST_SKIP() << kNoChecker;
   EXPECT_EXIT(extractTwiceAtOnceWithOneEngine(), ::testing::ExitedWithCode(kRaceFound),

@@ -1,4 +1,4 @@
-// All that the public header lets run together, on threads of the host.
+// Everything that the public header allows to run concurrently, on threads of the host.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -25,7 +25,7 @@ FeatureVector asFeature(const std::vector<float>& values) {
   return feature;
 }
 
-// Some faces, and what an engine that works alone makes of each.
+// Some faces, and the feature of each from an engine that works alone.
 struct Faces {
   explicit Faces(size_t count) {
     haveModelForThreads();
@@ -38,8 +38,8 @@ struct Faces {
     }
   }
 
-  // Whether this engine makes the same of face i. The request is copied: to pack a record writes
-  // to it, and threads share these.
+  // Whether this engine gives the same feature for face i. The request is copied, since packing a
+  // record writes to it and threads share these.
   bool isMadeBy(FeatureEngine* engine, size_t i) const {
     Request own = requests[i];
     return sameFloats(wanted[i].data(), extracted(engine, own).data(), 502);
@@ -77,7 +77,7 @@ TEST(SideBySide, ComparisonsOfTheSameFeaturesNeedNothingOfEachOther) {
   EXPECT_EQ(0, wrong);
 }
 
-// One thread makes and ends engines and extracts in between, the others compare all the while.
+// One thread creates and destroys engines and extracts in between; the others keep comparing.
 TEST(SideBySide, ComparisonsRunBesideCreationsExtractionsAndDestructions) {
   const Faces faces(2);
   const float wanted = facefeature::CompareFeatures(&faces.features[0], &faces.features[1]);
@@ -114,14 +114,15 @@ TEST(SideBySide, AnEngineGoesThroughItsLifeOnAThreadForEachCall) {
   EXPECT_TRUE(good);
 }
 
-// The table of the header, kept by one lock: extractions share it, whatever makes or ends an engine
-// has it alone. Without a checker the last engine goes now and then, and with it the model.
+// The table in the header, enforced by one lock: extractions share it, creations and destructions
+// hold it exclusively. Without a checker the last engine is destroyed occasionally, and with it the
+// model.
 TEST(SideBySide, EnginesComeAndGoAmongThreadsThatKeepToTheTable) {
   const Faces faces(3);
   constexpr size_t kThreads = 6, kRounds = 3;
   std::shared_mutex creation;
-  // With MinGW's thread library (winpthreads 10) a lock does not keep threads apart that are the
-  // first to come to it, and come together: a destruction then ran beside an extraction.
+  // In MinGW's thread library (winpthreads 10) a lock does not separate threads that are the first
+  // to use it and arrive together: a destruction then ran beside an extraction.
   creation.lock();
   creation.unlock();
   std::atomic<int> wrong{0};
@@ -143,7 +144,7 @@ TEST(SideBySide, EnginesComeAndGoAmongThreadsThatKeepToTheTable) {
   EXPECT_EQ(0, wrong);
 }
 
-// One engine for all threads, lent by a lock of the host's.
+// One engine for all threads, guarded by a lock of the host.
 TEST(SideBySide, ThreadsTakeTurnsWithOneEngine) {
   const Faces faces(3);
   const OwnEngine engine;
@@ -158,7 +159,7 @@ TEST(SideBySide, ThreadsTakeTurnsWithOneEngine) {
   EXPECT_EQ(0, wrong);
 }
 
-// Its workers are those of the thread that ends it: other threads keep theirs.
+// Only the workers of the thread that destroys the engine end; those of other threads remain.
 TEST(SideBySide, TheLastDestructionOnAnotherThreadLeavesThisOneAbleToExtract) {
   const Faces faces(2);
   auto engine = std::make_unique<OwnEngine>();

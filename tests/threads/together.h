@@ -1,4 +1,4 @@
-// Threads of a host that set out at the same moment.
+// Threads of a host that start at the same moment.
 #ifndef FACEFEATURE_TESTS_THREADS_TOGETHER_H
 #define FACEFEATURE_TESTS_THREADS_TOGETHER_H
 
@@ -11,8 +11,8 @@
 
 namespace facefeature_test {
 
-// Runs work(0) to work(count - 1), each on a thread of its own, none before all of them stand
-// ready, and returns when all have ended.
+// Runs work(0) to work(count - 1), each on a thread of its own, none before all are ready, and
+// returns when all have finished.
 inline void runTogether(size_t count, const std::function<void(size_t)>& work) {
   std::mutex mutex;
   std::condition_variable allReady;
@@ -31,7 +31,7 @@ inline void runTogether(size_t count, const std::function<void(size_t)>& work) {
   for (std::thread& thread : threads) thread.join();
 }
 
-// Runs the work on a thread of its own and waits for its end.
+// Runs the work on a thread of its own and waits for it.
 inline void runElsewhere(const std::function<void()>& work) { std::thread(work).join(); }
 
 }  // namespace facefeature_test
