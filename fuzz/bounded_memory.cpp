@@ -9,7 +9,7 @@ namespace {
 
 constexpr size_t kMostBlocks = size_t{1} << 16;
 
-// Plain memory, since a container would come back here for its own.
+// Plain memory, since a container would call these operators for its own.
 struct Scope {
   bool stands;
   size_t mostBytes;
@@ -30,7 +30,7 @@ void* allocated(size_t size) {
   return block;
 }
 
-// The newest first: most blocks live shortly.
+// The newest first: most blocks are short-lived.
 void forget(void* block) {
   for (size_t i = scope.blockCount; i > 0; --i) {
     if (scope.blocks[i - 1] != block) continue;

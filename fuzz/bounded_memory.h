@@ -1,7 +1,7 @@
-// Memory that runs out early, is never clean, and is given back.
+// Memory that is limited, never zeroed, and always freed.
 //
-// A target that links bounded_memory.cpp has operator new and delete of its own. Outside of a scope
-// they are the ordinary ones.
+// A target that links bounded_memory.cpp has its own operator new and delete. Outside of a scope
+// they behave like the usual ones.
 #ifndef FACEFEATURE_FUZZ_BOUNDED_MEMORY_H
 #define FACEFEATURE_FUZZ_BOUNDED_MEMORY_H
 
@@ -10,17 +10,17 @@
 
 namespace facefeature_fuzz {
 
-// While a scope stands, on its thread and one at a time:
+// During the lifetime of a scope, on its thread (only one at a time):
 //
-// An allocation of more than mostBytes throws std::bad_alloc, so that a header that asks for
-// gigabytes ends as on a machine that has not got them, and ends there soon.
+// An allocation of more than mostBytes throws std::bad_alloc. A header that asks for gigabytes then
+// fails as on a machine without them, and fails fast.
 //
-// New memory is full of the byte fill. Two runs with different ones differ where they let heap
-// leftovers reach a result.
+// New memory is filled with the byte `fill`. Two runs with different fills differ if uninitialised
+// memory reaches a result.
 //
-// What was allocated within it and still stands is freed at its end: what the library loses by
-// design when a construction fails would fill the memory of a long run. So nothing that was made
-// within a scope may be used after it.
+// Blocks that were allocated within the scope and are still alive are freed at its end: what the
+// library leaks by design when a construction fails would fill the memory of a long run. So nothing
+// that was created within a scope may be used after it.
 class MemoryScope {
  public:
   MemoryScope(size_t mostBytes, uint8_t fill);

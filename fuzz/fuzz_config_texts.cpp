@@ -1,13 +1,13 @@
-// The parser of net texts, its pool, the searches and the readers of parameters against a second
-// telling of them that takes texts apart as whole lines and searches by recursion
-// (tests/support/reference_config.h). Any bytes are a text: it ends at their first NUL, while their
-// number is the length that sizes the pool.
+// Compares the parser of net texts, its pool, the searches and the readers of parameters with an
+// independent implementation that splits texts into whole lines and searches by recursion
+// (tests/support/reference_config.h). Input: any bytes. The text ends at their first NUL; the
+// number of bytes is the length that sizes the pool.
 //
 // The document must have the same sections, entries and bytes in the same order and at the same
-// places of the pool. Each name that it holds, repeated ones too, and names close by that it does
-// not hold must be found at the same index, and every reader must answer the same for every entry:
-// the number to its bits, the target alone where there is none. A pool of its own then runs through
-// pieces that the bytes ask for and give back.
+// offsets of the pool. Each of its names, duplicates included, and similar names that it lacks must
+// be found at the same index. Every reader must give the same result for every entry: the exact
+// bits of a number, or an unchanged target. A separate pool then handles pieces that the bytes
+// request and release.
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
@@ -50,8 +50,8 @@ void requireSamePool(const reference::PoolModel& wanted, const ConfigPool& got) 
   }
 }
 
-// All strings stand where the pieces went that the text asked for one after the other. The wanted
-// lengths are known to lie within the pool from here on.
+// All strings are at the offsets of the pieces that the text requested in turn. From here on the
+// requested lengths are known to fit into the pool.
 void requireSamePlaces(const reference::ConfigContent& wanted, uint32_t length,
                        const ConfigDocument& got) {
   using String = std::pair<const char*, size_t>;
@@ -95,7 +95,7 @@ void requireSameDocument(const reference::ConfigContent& wanted, uint32_t length
   }
 }
 
-// The names, and for each a few that are easily taken for it.
+// The names, and for each a few that are easily confused with it.
 std::set<std::string> soughtNames(const std::vector<std::string>& names) {
   std::set<std::string> sought = {"", "DEFAULT", "[DEFAULT]", "[", "coeffs", "\x80", "~"};
   for (const std::string& name : names) {
@@ -144,7 +144,7 @@ void checkLists(const std::string& section, const std::string& key, const std::s
   requireSameFloats("list of floats", wanted.data(), floats->data(), wanted.size());
 }
 
-// The section that is found, which of several with the name it may be; null is none.
+// The section that is found, whichever of several with this name; null if there is none.
 void checkEntries(const std::string& name, const reference::ConfigSection* wanted,
                   const ConfigSection* got) {
   if (wanted == nullptr) return checkLists(name, "coeffs", "");
@@ -164,12 +164,12 @@ void checkEntries(const std::string& name, const reference::ConfigSection* wante
 void checkDocument(const uint8_t* data, size_t size) {
   std::string text(data, data + size);
   text = text.substr(0, text.find('\0'));
-  // Not a byte behind the NUL that ends the text.
+  // Not a byte after the NUL that ends the text.
   const std::unique_ptr<char[]> bytes(new char[text.size() + 1]);
   std::memcpy(bytes.get(), text.c_str(), text.size() + 1);
   const uint32_t length = static_cast<uint32_t>(size);
 
-  // The document has the content of an earlier input, of which nothing may be left.
+  // The document holds the content of an earlier input, which must vanish completely.
   facefeature::currentNetIndex = length % facefeature::kNetCount;
   ConfigDocument& document = facefeature::currentDocument();
   require(document.parse(bytes.get(), length), "parse", 0);
@@ -186,7 +186,7 @@ void checkDocument(const uint8_t* data, size_t size) {
   }
 }
 
-// A piece that is out, filled with one byte.
+// A piece in use, filled with one byte.
 struct Piece {
   char* pointer;
   uint32_t size;
@@ -194,14 +194,14 @@ struct Piece {
   size_t block;
 };
 
-// The pool and its model, through the same requests. Pieces have at least one byte and come back
+// The pool and its model, given the same requests. Pieces have at least one byte and are released
 // once.
 class PoolTwin {
  public:
   explicit PoolTwin(uint32_t textLength) : got_(textLength), model_(textLength) {}
 
   void allocate(uint32_t size) {
-    // The index may be past the end, where a release has taken blocks ahead of it.
+    // The index may be past the end if a release has removed blocks before it.
     while (model_.blocks.size() <= model_.currentBlock) {
       model_.blockSize = std::max(model_.blockSize, size);
       model_.blocks.push_back({model_.blockSize, 0, 0, 0});

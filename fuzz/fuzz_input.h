@@ -1,4 +1,4 @@
-// Reading sizes, choices and floats out of the bytes of a fuzzing engine.
+// Derives sizes, choices and floats from the bytes of a fuzzing engine.
 #ifndef FACEFEATURE_FUZZ_FUZZ_INPUT_H
 #define FACEFEATURE_FUZZ_FUZZ_INPUT_H
 
@@ -10,8 +10,8 @@
 
 namespace facefeature_fuzz {
 
-// Any bytes are an input. Where they end, made-up ones follow, so that a few bytes fill a large
-// array; they depend on what was read alone, so that an input repeats.
+// Any bytes are an input. After their end, generated ones follow, so that a few bytes fill a large
+// array. They depend only on what was read, so that an input is repeatable.
 class Input {
  public:
   Input(const uint8_t* data, size_t size) : data_(data), left_(size) {}
@@ -29,7 +29,7 @@ class Input {
     return next;
   }
 
-  // From low to high, both included; the spans asked for are below 65536.
+  // From low to high, both included. The range must be below 65536.
   int32_t integer(int32_t low, int32_t high) {
     const int32_t span = high - low + 1;
     int32_t number = byte();
@@ -53,7 +53,7 @@ class Input {
     return value;
   }
 
-  // Ordinary, awkward, or any bits: one sort for an array, so that sums are not all NaN.
+  // Ordinary, difficult, or any bits: one kind per array, so that not all sums are NaN.
   std::vector<float> floats(size_t count) {
     const uint8_t sort = byte();
     std::vector<float> values(count);

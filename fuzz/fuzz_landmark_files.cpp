@@ -1,10 +1,10 @@
-// Is any text a record that the library takes or a failure in words? Any bytes: they are a landmark
-// file as they stand, and a document with about 25 entries is made of them, whose numbers are told
-// in every way that JSON has.
+// Any text is either a record that the library accepts or an error message. Input: any bytes. They
+// are read as a landmark file, and also turned into a document with about 25 entries whose numbers
+// are written in every way that JSON has.
 //
-// What is read is a record with known ids, 25 of them for the alignment, and finite coordinates;
-// the picture's size is the one that stands in the text; it comes out the same from a file; and it
-// is read back to the same floats from a text that is written of it.
+// A record that is read has known ids, 25 of them for the alignment, and finite coordinates. The
+// picture's size is the one in the text. Reading from a file gives the same record, and so does
+// reading a text that is written from it, to the same floats.
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -70,7 +70,7 @@ void requireTakenByTheLibrary(const std::vector<Landmark>& landmarks) {
   if (landmarks.size() - sides != 25) fail("the number of entries", landmarks.size());
 }
 
-// No doubt about the 29 ids, each once, and about no other record.
+// No warning for the 29 ids, each once; a warning for every other record.
 void requireDoubt(const LandmarkFile& file) {
   std::vector<int32_t> ids;
   for (const Landmark& landmark : file.landmarks) ids.push_back(landmark.id);
@@ -109,7 +109,7 @@ void requireSameFromFile(const std::string& text, const Outcome& outcome) {
 
 void checkText(const std::string& text) {
   const Outcome outcome = parsed(text);
-  // A file takes longer than all the rest, so it is tried with some of the texts.
+  // Files are slow, so only some of the texts are tried as files.
   if (text.size() % 8 == 0) requireSameFromFile(text, outcome);
   if (!outcome.file) {
     if (outcome.words.empty()) fail("a failure without words", 0);
@@ -159,7 +159,7 @@ std::string anyNumber(Input& input) {
   }
 }
 
-// Mostly a document that is taken. A key may be told twice or be missing.
+// A document that is usually accepted. A key may occur twice or be missing.
 std::string anyDocument(Input& input) {
   static const int32_t kIds[] = {0,   1,   2,   3,   4,   5,   6,   9,   10,  11,
                                  12,  13,  43,  44,  45,  200, 221, 222, 223, 225,

@@ -41,7 +41,7 @@ using facefeature_fuzz::Model;
 using facefeature_fuzz::require;
 using facefeature_fuzz::Slot;
 
-// An element function and the oracle's own.
+// An element function and the oracle's version of it.
 struct FunctionPair {
   ElementFunction got;
   reference::Binary wanted;
@@ -80,7 +80,7 @@ void changeOrder(MatrixOperands& operands) {
 void resize(MatrixOperands& operands) {
   Slot &like = operands.anySlot(), &target = operands.anySlot();
   const int32_t kind = operands.input.integer(0, 2);
-  // The other way round keeps the storage.
+  // The opposite order keeps the storage.
   const int32_t rows = kind == 0 ? operands.anySide() : kind == 1 ? target.cols : like.rows;
   const int32_t cols = kind == 0 ? operands.anySide() : kind == 1 ? target.rows : like.cols;
   if (!operands.slots.prepareTarget(target, {&like}, rows, cols)) return;
@@ -94,7 +94,7 @@ void resize(MatrixOperands& operands) {
   }
 }
 
-// A size that can't be had costs nothing.
+// A failed allocation changes nothing.
 void refuse(MatrixOperands& operands) {
   static const std::pair<int32_t, int32_t> kRefused[] = {
       {-1, 5}, {7, -3}, {40000, 40000}, {65536, 65536}, {2147483647, 2147483647}};
@@ -117,7 +117,7 @@ std::string fileOf(int32_t rows, int32_t cols, const std::vector<float>& values)
   return bytes;
 }
 
-// A file that is cut anywhere has zeros behind the cut, and no elements without its whole head.
+// A truncated file reads as zeros past its end, and as no elements without its whole header.
 void readFile(MatrixOperands& operands) {
   Slot& slot = operands.anySlot();
   int32_t rows = operands.anySide(), cols = operands.anySide();
@@ -139,7 +139,7 @@ void readFile(MatrixOperands& operands) {
   MatrixSlots::settle(slot, model);
 }
 
-// The matrix that refused a file can be destroyed.
+// The matrix that rejected a file can be destroyed.
 void refuseFile(MatrixOperands& operands) {
   static const std::pair<int32_t, int32_t> kRefused[] = {
       {-1, 5}, {7, -3}, {-2, -3}, {40000, 40000}, {65536, 65536}, {-2147483647 - 1, -1}};
@@ -292,7 +292,7 @@ void applyFunction(MatrixOperands& operands) {
   operands.slots.run(
       self, self, {[=](const Matrix&, Matrix& target) { target.applyFunction(code); }, operation});
   if (code != facefeature::MatrixFunction::Abs) return;
-  // The models take any NaN for any other, but here no NaN keeps its sign.
+  // The models treat all NaNs alike, but here the sign of a NaN must be cleared.
   for (int32_t i = 0; i < self.size(); ++i) {
     require(!std::signbit(self.got->buffer[i]), "sign bit", static_cast<size_t>(i));
   }
@@ -302,7 +302,7 @@ double valueAt(const Model& model, int32_t r, int32_t c) {
   return static_cast<double>(model.cells.at(static_cast<size_t>(model.place(r, c))).at(0));
 }
 
-// The matrices have as many lines as are used, and maybe more.
+// The matrices have as many lines as are used, or more.
 void multiply(MatrixOperands& operands) {
   const int32_t m = operands.anySide(), n = operands.anySide(), k = operands.anySide(),
                 ldc = n + operands.input.integer(0, 3);
@@ -340,7 +340,7 @@ void multiply(MatrixOperands& operands) {
   }
 }
 
-// Biases of any shape, cut where the room ends; what lies behind it shows in the storage.
+// Biases of any shape, cut off at the end of the room; a write past it shows in the storage.
 void addBiases(MatrixOperands& operands) {
   Slot &biases = operands.anySlot(), &target = operands.anySlot();
   if (target.storage == nullptr || target.sharesWith(biases) || target.order != 111) return;

@@ -1,11 +1,11 @@
-// Number texts against exact arithmetic on natural numbers of any length. Any bytes are a text, as
-// they stand and once more as digits, points and signs, so that long numbers are common; it ends
-// at its first NUL.
+// Compares number texts with exact arithmetic on natural numbers of any length. Input: any bytes,
+// read as a text and once more as digits, points and signs, so that long numbers are common. The
+// text ends at its first NUL.
 //
-// Result code, target (or that it was left alone), the bits of both doubles on the way and the
-// place of the cursor must be those of the stated steps, each rounded by hand from its exact
-// result. And whatever the steps are: a float that was not clamped must lie within half a unit of
-// the number that is written there, but for the little that the steps may lose.
+// Result code, target (or the fact that it is unchanged), the bits of both intermediate doubles and
+// the position of the cursor must be those of the documented steps, each rounded here from its
+// exact result. Independently of the steps, a float that was not clamped must be within half a unit
+// of the written number, plus the small error that the steps may add.
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -29,7 +29,7 @@ void require(bool isSame, const char* what, const std::string& text) {
   fail(what, 0);
 }
 
-// A natural number in digits of 32 bits, the lowest first, without zeros at the top.
+// A natural number in digits of 32 bits, the lowest first, without leading zeros.
 class Natural {
  public:
   Natural() = default;
@@ -37,7 +37,7 @@ class Natural {
     for (; value != 0; value >>= 32) digits_.push_back(static_cast<uint32_t>(value));
   }
 
-  // In binary digits.
+  // The number of binary digits.
   size_t length() const {
     size_t places = 32 * digits_.size();
     while (places > 0 && !bit(places - 1)) --places;
@@ -57,7 +57,7 @@ class Natural {
     return sum;
   }
 
-  // The greater one less the smaller one.
+  // The absolute difference.
   Natural distance(const Natural& other) const {
     if (isBelow(other)) return other.distance(*this);
     Natural rest;
@@ -84,14 +84,14 @@ class Natural {
     return product.trimmed();
   }
 
-  // Times two to the places.
+  // Times two to the power `places`.
   Natural up(size_t places) const {
     Natural result = times(Natural(uint64_t{1} << places % 32));
     if (!result.digits_.empty()) result.digits_.insert(result.digits_.begin(), places / 32, 0);
     return result;
   }
 
-  // Without the lowest places.
+  // Without the lowest `places` bits.
   Natural down(size_t places) const {
     Natural result;
     for (size_t i = places / 32; i < digits_.size(); ++i) {
@@ -101,7 +101,7 @@ class Natural {
     return result.trimmed();
   }
 
-  // To the nearest multiple of two to the places, to the even one of two that are as near.
+  // Rounds to the nearest multiple of two to the power `places`, ties to even.
   Natural roundedToMultipleOf(size_t places) const {
     if (places == 0) return *this;
     Natural multiple = down(places);
@@ -141,8 +141,8 @@ class Natural {
   std::vector<uint32_t> digits_;
 };
 
-// A number that a double holds, as a multiple of 2^-kScale. Nothing that a text makes needs finer
-// steps: the last weight of a fraction is above 2^-130, and its last place above 2^-183.
+// A number that a double can hold, as a multiple of 2^-kScale. No text needs finer steps: the last
+// weight of a fraction is above 2^-130, and its last bit above 2^-183.
 constexpr size_t kScale = 256;
 
 Natural roundedToDouble(const Natural& exact) {
@@ -157,7 +157,7 @@ Natural doubleProduct(const Natural& a, const Natural& b) {
 
 double asDouble(const Natural& number) { return number.asDouble(-static_cast<int32_t>(kScale)); }
 
-// Digits in the order in which they are weighed.
+// Digits in the order in which they are weighted.
 Natural weighed(const std::string& digits, Natural weight, const Natural& factor) {
   Natural sum;
   for (const char digit : digits) {
@@ -174,12 +174,12 @@ Natural wholePart(std::string digits) {
 }
 
 Natural fractionPart(const std::string& digits) {
-  // The double next to a tenth.
+  // The double nearest to a tenth.
   const Natural tenth = Natural(0x1999999999999A).up(kScale - 56);
   return weighed(digits, tenth, tenth);
 }
 
-// The largest float, and infinity behind half a unit more.
+// The largest float; infinity from half a unit above it.
 const Natural& largestFloat() {
   static const Natural kLargest = Natural(0xFFFFFF).up(104 + kScale);
   return kLargest;
@@ -195,16 +195,16 @@ float asFloat(const Natural& number) {
 
 bool isDigit(char byte) { return std::strchr("0123456789", byte) != nullptr && byte != '\0'; }
 
-// A number text in its parts.
+// The parts of a number text.
 struct Parts {
   bool isNegative = false;
-  size_t zeros = 0;          // ahead of the first other digit
+  size_t zeros = 0;          // before the first other digit
   std::string whole;         // from that digit on
-  bool hasPoint = false;     // directly behind the whole part
-  bool isEnd = false;        // the text is over behind the whole part
+  bool hasPoint = false;     // directly after the whole part
+  bool isEnd = false;        // the text ends after the whole part
   std::string fraction;      // all its digits
-  size_t wholeStart = 0;     // where zeros and digits begin
-  size_t fractionStart = 0;  // behind the point
+  size_t wholeStart = 0;     // offset of the first zero or digit
+  size_t fractionStart = 0;  // after the point
 };
 
 Parts partsOf(const std::string& text) {
@@ -284,7 +284,7 @@ void checkNearness(const Text& text, const Parts& parts, float got) {
     written = written.times(Natural(10)).plus(Natural(static_cast<uint64_t>(digit - '0')));
   }
   for (size_t i = 0; i < fraction.size(); ++i) unit = unit.times(Natural(10));
-  // All in units of 2^-kScale times 10 to the minus the digits of the fraction.
+  // All in units of 2^-kScale divided by ten to the number of digits of the fraction.
   int32_t exponent = 0;
   const double mantissa = std::frexp(std::fabs(static_cast<double>(got)), &exponent);
   const Natural digits(static_cast<uint64_t>(std::ldexp(mantissa, 24)));

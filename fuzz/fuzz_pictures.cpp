@@ -1,9 +1,9 @@
-// Is any file a picture of its size or a failure in words? Any bytes: they are the file of a
-// photograph as they stand; a PNG among them is also tried with checksums that fit, or no changed
-// byte of one would get past those; and a PPM is made of them.
+// Any file is either a picture of its size or an error message. Input: any bytes. They are read as
+// the file of a photograph. A PNG is also tried with corrected checksums, since no mutated byte
+// would get past those otherwise. A PPM is built from them as well.
 //
-// What is read has the pixels of its size, comes out the same from memory and from a file, and is
-// read back from a PPM of it. The made PPM holds what a plain reading of its samples gives.
+// A picture that is read has the pixels of its size, is the same from memory and from a file, and
+// survives a round trip through PPM. The built PPM gives what a plain reading of its samples gives.
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -26,7 +26,7 @@ using facefeature_fuzz::Input;
 using facefeature_tools::Photo;
 using Bytes = std::vector<uint8_t>;
 
-// A header may ask for a picture of any size; a larger one than this is out of memory here.
+// A header may ask for a picture of any size; one larger than this runs out of memory here.
 constexpr size_t kMostBytes = size_t{4} << 20;
 
 enum class Ending { kRead, kRefused, kOutOfMemory };
@@ -99,7 +99,7 @@ void requireSameFromFile(const std::string& path, const Outcome& outcome) {
 
 void checkFile(const Bytes& bytes) {
   static const std::string path = facefeature_test::privateTempFolder() + "/picture";
-  // A file takes longer than all the rest, so it is tried with some of the pictures.
+  // Files are slow, so only some of the pictures are tried as files.
   const bool fromFile = bytes.size() % 8 == 0;
   if (fromFile) facefeature_fuzz::writeFile(path, bytes.data(), bytes.size());
   const facefeature_fuzz::MemoryScope memory(kMostBytes, 0x5A);
@@ -123,7 +123,7 @@ uint32_t checksum(const uint8_t* bytes, size_t count) {
   return ~remainder;
 }
 
-// Writes the checksum behind each chunk that fits the file: length, type, data, checksum.
+// Writes the correct checksum after each complete chunk: length, type, data, checksum.
 void mendChecksums(Bytes& png) {
   for (size_t at = 8; at + 12 <= png.size();) {
     const size_t length = size_t{png[at]} << 24 | size_t{png[at + 1]} << 16 |
@@ -137,14 +137,14 @@ void mendChecksums(Bytes& png) {
   }
 }
 
-// What may stand between two numbers of the header.
+// Anything that may separate two numbers of the header.
 std::string anyBlank(Input& input) {
   static const char* const kBlanks[] = {" ",        "\n",    "\t\r",    "\v \f",
                                         " # 7 7\n", "\n#\r", " #\n#\n "};
   return kBlanks[input.integer(0, 6)];
 }
 
-// A sound PPM, but that a sample may lie above the largest value: it is refused then.
+// A valid PPM, except that a sample may exceed the maximum value; it is rejected then.
 void checkMadePpm(Input& input) {
   const int32_t width = input.integer(1, 12), height = input.integer(1, 12);
   const uint32_t largest = input.flag() ? static_cast<uint32_t>(input.integer(1, 300))
@@ -165,7 +165,7 @@ void checkMadePpm(Input& input) {
     fits = fits && sample <= largest;
     if (largest > 255) ppm.push_back(static_cast<uint8_t>(sample / 256));
     ppm.push_back(static_cast<uint8_t>(sample % 256));
-    // To the nearest of 0 to 255, halves up.
+    // Scaled to 0 to 255 and rounded to the nearest, halves up.
     const uint32_t level = (2 * 255 * sample + largest) / (2 * largest);
     wanted.pixels[i - i % 3 + (2 - i % 3)] = static_cast<uint8_t>(level);
   }

@@ -1,5 +1,5 @@
-// Choosing what an operation on matrices works on, out of the bytes of a fuzzing engine and within
-// what the operations may be given.
+// Chooses the operands of operations on matrices from the bytes of a fuzzing engine, within the
+// domain of the operations.
 #ifndef FACEFEATURE_FUZZ_MATRIX_OPERANDS_H
 #define FACEFEATURE_FUZZ_MATRIX_OPERANDS_H
 
@@ -16,7 +16,7 @@ namespace facefeature_fuzz {
 
 using Model = reference::Matrix;
 
-// What is done with two matrices and a target, and the same for their models.
+// An operation on two matrices and a target, and the same for their models.
 struct PairOperation {
   std::function<void(const facefeature::Matrix& self, const facefeature::Matrix& other,
                      facefeature::Matrix& target)>
@@ -40,13 +40,14 @@ class MatrixOperands {
   int32_t anyOrder() { return input.flag() ? 112 : 111; }
   float anyScalar() { return values(1)[0]; }
 
-  // Two bytes make many values, so that a changed value leaves the operations behind it alone.
+  // Many values depend on two bytes only, so a mutated value leaves the operations after it
+  // unchanged.
   std::vector<float> values(size_t count) {
     const uint8_t seed[2] = {input.byte(), input.byte()};
     return Input(seed, 2).floats(count);
   }
 
-  // Puts an owning matrix or a view of foreign floats into the slot.
+  // Puts an owning matrix or a view of separate floats into the slot.
   void become(Slot& slot, int32_t rows, int32_t cols, int32_t order,
               const std::vector<float>& content) {
     if (input.byte() % 4 != 0) return slots.becomeOwner(slot, rows, cols, order, content);
@@ -61,8 +62,8 @@ class MatrixOperands {
     become(slot, rows, cols, order, values(countOf(rows, cols)));
   }
 
-  // Gives the slot a new matrix if it has not the shape. False where that would take away from
-  // another slot what it looks at.
+  // Gives the slot a new matrix unless it already has the shape. Returns false if this would free
+  // storage that another slot views.
   bool shape(Slot& slot, const std::vector<const Slot*>& kept, int32_t rows, int32_t cols) {
     for (const Slot* other : kept) {
       if (other == &slot) return slot.isShaped(rows, cols);
@@ -79,7 +80,7 @@ class MatrixOperands {
     }
   }
 
-  // An operation on two matrices of one shape.
+  // An operation on two matrices of the same shape.
   void binary(bool resizes, const PairOperation& operation) {
     Slot &self = anySlot(), &other = anySlot(), &target = anySlot();
     if (!shape(other, {&self}, self.rows, self.cols)) return;
@@ -87,7 +88,7 @@ class MatrixOperands {
     runWith(self, other, target, operation);
   }
 
-  // An operation with a vector, which may be shorter than the lines that it meets.
+  // An operation with a vector, which may be shorter than the lines that it is applied to.
   void broadcast(const PairOperation& operation) {
     Slot &self = anySlot(), &vector = anySlot(), &target = anySlot();
     const bool isRow = vector.rows == 1 || (vector.size() == 0 && input.flag());
@@ -96,7 +97,7 @@ class MatrixOperands {
       const int32_t wanted = input.byte() % 4 == 0 ? input.integer(0, length) : length;
       if (!shape(vector, {&self}, isRow ? 1 : wanted, isRow ? wanted : 1)) return;
     }
-    // One row makes a row vector of whatever it was to be.
+    // With one row, every vector is a row vector.
     if (vector.size() > (vector.rows == 1 ? self.cols : self.rows)) return;
     runWith(self, vector, target, operation);
   }

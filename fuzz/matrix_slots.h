@@ -1,5 +1,4 @@
-// A few matrices side by side with a plain record of what each must be, for programs of operations
-// on them.
+// A few matrices with a plain record of what each must be, for programs of operations on them.
 #ifndef FACEFEATURE_FUZZ_MATRIX_SLOTS_H
 #define FACEFEATURE_FUZZ_MATRIX_SLOTS_H
 
@@ -20,17 +19,17 @@ inline void require(bool isSame, const char* what, size_t place = 0) {
   if (!isSame) fail(what, place);
 }
 
-// Floats that one matrix owns, or that are held here for views alone, and what they must be.
+// Floats that a matrix owns, or that exist here for views only, and their expected values.
 struct Storage {
   float* floats;
   std::vector<float> wanted;
   std::unique_ptr<float[]> held;  // null if a matrix owns them
 };
 
-// A matrix and what its fields must say.
+// A matrix and the expected values of its fields.
 struct Slot {
   std::unique_ptr<facefeature::Matrix> got{new facefeature::Matrix};
-  std::shared_ptr<Storage> storage;  // null where buffer must be
+  std::shared_ptr<Storage> storage;  // null if buffer must be null
   size_t offset = 0;                 // of the first element within storage
   int32_t rows = 0;
   int32_t cols = 0;
@@ -46,7 +45,7 @@ struct Slot {
   }
 };
 
-// An operation that writes target, told to the matrices and to their models. self may be target.
+// An operation that writes target, applied to the matrices and to their models. self may be target.
 struct Operation {
   std::function<void(const facefeature::Matrix& self, facefeature::Matrix& target)> got;
   std::function<void(const reference::Matrix& self, reference::Matrix& target)> wanted;
@@ -58,7 +57,7 @@ class MatrixSlots {
 
   Slot& at(int32_t index) { return slots_.at(static_cast<size_t>(index)); }
 
-  // The model that has this slot's fields and values.
+  // The model with this slot's fields and values.
   static reference::Matrix modelOf(const Slot& slot) {
     std::vector<float> values;
     for (int32_t i = 0; i < slot.size(); ++i) {
@@ -67,8 +66,8 @@ class MatrixSlots {
     return {slot.rows, slot.cols, slot.order, values};
   }
 
-  // Every other slot that looks into the slot's own storage becomes an empty matrix, as a view must
-  // not outlive what it looks at.
+  // Makes every other slot that views this slot's storage empty: a view must not outlive its
+  // storage.
   void dropViewsOf(const Slot& slot) {
     if (!slot.owns || slot.storage == nullptr) return;
     for (Slot& other : slots_) {
@@ -76,7 +75,7 @@ class MatrixSlots {
     }
   }
 
-  // Puts a new matrix into the slot, whose old one is destroyed.
+  // Puts a new matrix into the slot and destroys the old one.
   void become(Slot& slot, Slot&& content) {
     dropViewsOf(slot);
     slot = std::move(content);
@@ -99,8 +98,8 @@ class MatrixSlots {
     become(slot, std::move(made));
   }
 
-  // A view of the shape into floats that nobody else writes. It starts some floats behind their
-  // start, and ends some before their end.
+  // A view of the shape into floats that nothing else writes. It may start after their beginning
+  // and stop before their end.
   void becomeView(Slot& slot, int32_t rows, int32_t cols, int32_t order, size_t offset,
                   const std::vector<float>& floats) {
     std::unique_ptr<float[]> held(new float[floats.size()]);
@@ -125,9 +124,9 @@ class MatrixSlots {
     return made;
   }
 
-  // Clears the way for an operation that gives target this shape: a view that would get another
-  // count of elements becomes an empty matrix instead, and nothing looks into storage that goes.
-  // False where target shares storage with a slot that the operation reads.
+  // Prepares for an operation that gives target this shape: a view whose element count would change
+  // becomes an empty matrix, and so do views of storage that will be freed. Returns false if target
+  // shares storage with a slot that the operation reads.
   bool prepareTarget(Slot& target, const std::vector<const Slot*>& sources, int32_t rows,
                      int32_t cols) {
     for (const Slot* source : sources) {
@@ -143,7 +142,7 @@ class MatrixSlots {
     return true;
   }
 
-  // Runs the operation and compares target, whose way is cleared, with what its model allows.
+  // Runs the operation on a prepared target and compares it with what its model allows.
   static void run(const Slot& self, Slot& target, const Operation& operation) {
     reference::Matrix selfModel = modelOf(self), targetModel = modelOf(target);
     reference::Matrix& model = &self == &target ? selfModel : targetModel;
@@ -152,7 +151,7 @@ class MatrixSlots {
     settle(target, model);
   }
 
-  // The slot must have become what the model says, and goes on from what was found.
+  // The slot must match the model, which then adopts the values found.
   static void settle(Slot& slot, const reference::Matrix& model) {
     slot.rows = model.rows;
     slot.cols = model.cols;
@@ -169,7 +168,7 @@ class MatrixSlots {
       fail("values", 0);
     }
     for (size_t i = 0; i < model.cells.size(); ++i) {
-      // What was allocated and not written is anything, and gets a value here.
+      // Storage that was allocated but not written holds anything, and gets a value here.
       if (model.cells[i].empty()) slot.got->buffer[i] = 0.5f;
       slot.storage->wanted.at(slot.offset + i) = slot.got->buffer[i];
     }
@@ -191,7 +190,7 @@ class MatrixSlots {
     }
   }
 
-  // No operation may have touched anything but its target.
+  // No operation may change anything but its target.
   void requireAllAsWanted() const {
     for (const Slot& slot : slots_) {
       requireFields(slot);

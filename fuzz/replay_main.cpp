@@ -35,7 +35,7 @@ std::vector<std::filesystem::path> filesOf(const std::filesystem::path& path) {
 
 }  // namespace
 
-// An empty corpus is a failure: it would look like a passed one.
+// An empty corpus is an error: it would look like a pass.
 int main(int argc, char** argv) {
   size_t inputs = 0;
   for (int i = 1; i < argc; ++i) {

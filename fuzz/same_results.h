@@ -1,4 +1,4 @@
-// Ending the program where two forms of a result differ.
+// Ends the program if two variants of a result differ.
 #ifndef FACEFEATURE_FUZZ_SAME_RESULTS_H
 #define FACEFEATURE_FUZZ_SAME_RESULTS_H
 
@@ -24,7 +24,7 @@ inline void requireSameBytes(const char* what, const uint8_t* wanted, const uint
   }
 }
 
-// Equal bits, but that any NaN equals any other: its payload is the processor's.
+// Equal bits, except that any NaN equals any other: its payload depends on the processor.
 inline void requireSameFloats(const char* what, const float* wanted, const float* got,
                               size_t count) {
   for (size_t i = 0; i < count; ++i) {

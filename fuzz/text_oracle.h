@@ -1,4 +1,4 @@
-// What a net's text is bound to come to, found out by another reader of texts.
+// What a net's text must lead to, according to an independent reader of texts.
 #ifndef FACEFEATURE_FUZZ_TEXT_ORACLE_H
 #define FACEFEATURE_FUZZ_TEXT_ORACLE_H
 
@@ -23,8 +23,7 @@ class TextOracle {
     }
   }
 
-  // The first unknown keyword among the layers, in the words in which it is told; empty where all
-  // are known.
+  // The message for the first unknown keyword among the layers; empty if all are known.
   std::string fatalReason() const {
     for (const std::string& name : layers_) {
       const std::string type = value(name, "type");

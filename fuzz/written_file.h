@@ -10,10 +10,10 @@
 
 namespace facefeature_fuzz {
 
-// Replaces what the file held. Ends the program where it can't be written.
+// Replaces the file's content. Ends the program if the file can't be written.
 inline void writeFile(const std::string& path, const void* bytes, size_t count) {
   std::FILE* file = std::fopen(path.c_str(), "wb");
-  // Of nothing there may be no address either.
+  // data() may be null for an empty input.
   const bool written =
       file != nullptr && (count == 0 || std::fwrite(bytes, 1, count, file) == count);
   if (!written || std::fclose(file) != 0) {

@@ -132,7 +132,7 @@ TEST(ConfigDocumentFind, RepeatedKeyFindsTheEntryThatTheProbesReachFirst) {
   ASSERT_EQ(1, section.findEntryIndex("a"));
   EXPECT_STREQ("2", section.entryValue(1));
 
-  // One more element in front, and the probe falls on another one of the equal three.
+  // With one more element at the front, the probe finds another of the three equal ones.
   parseText(&document, "a=1\na=2\na=3\nA=0\n");
   EXPECT_STREQ("3", document.sections[0]->entryValue(document.sections[0]->findEntryIndex("a")));
 }

@@ -65,14 +65,14 @@ TEST(CompareNames, AnyTwoNamesCompareAsTheirSignedBytes) {
   }
 }
 
-// Names of even numbers leave room for one more between any two of them.
+// Names with even numbers leave room for one more between any two of them.
 std::string numberName(size_t number) {
   std::string digits = std::to_string(number);
   return std::string(4 - digits.size(), '0') + digits;
 }
 
-// Every place in arrays of up to 100 elements: from no element to move up to 100, so on both sides
-// of the count from which they move as one block.
+// Every index in arrays of up to 100 elements: from 0 to 100 elements to move, so on both sides of
+// the count from which they are moved as one block.
 TEST(InsertSorted, ElementFindsItsPlaceHoweverManyMustMove) {
   std::vector<std::string> names;
   for (size_t i = 0; i <= 202; ++i) names.push_back(numberName(i));

@@ -1,6 +1,6 @@
-// What is left when memory runs out within a parse. The allocation functions of the whole program
-// are replaced here by ones that can be told to fail. The sanitizers bring their own, which see
-// more when they are left in place, so there is no such test in their builds.
+// The state after memory runs out during a parse. The allocation functions of the whole program are
+// replaced here by ones that fail on request. The sanitizers bring their own, which detect more if
+// they are left in place, so this test is not part of their builds.
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -28,7 +28,7 @@ int64_t allocationsUntilFailure = -1;  // below 0: none fails
 }  // namespace
 
 #if defined(__GNUC__)
-// Inlined into a caller, a free without its malloc in sight is taken for a mistake.
+// If inlined into a caller, a free without a visible malloc is diagnosed as an error.
 #define FACEFEATURE_TEST_NOT_INLINED __attribute__((noinline))
 #else
 #define FACEFEATURE_TEST_NOT_INLINED
@@ -86,7 +86,7 @@ TEST(ConfigParseWithoutMemory, AnyFailedAllocationLeavesTheParserAsBadAlloc) {
     if (done) {
       EXPECT_EQ(wanted, outline(document));
     }
-    // The scratch that the failed parse has left doesn't get into the next one.
+    // The scratch data of the failed parse does not leak into the next one.
     ASSERT_EQ("[DEFAULT]{b=2}s{c=3}", outlineOf("b=2\n[s]\nc=3\n"));
   }
   EXPECT_GT(allocations, 60);

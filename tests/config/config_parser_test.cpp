@@ -16,7 +16,7 @@ namespace {
 
 using facefeature::ConfigDocument;
 
-// One byte as one of the readers meets it.
+// One byte as each of the readers sees it.
 struct Cell {
   const char* reader;
   const char* byte;
@@ -106,8 +106,8 @@ INSTANTIATE_TEST_SUITE_P(
                       Cell{"HeadTest", "Other", "[s\x80\x01]\na=1", "[DEFAULT]{}s\x80\x01{a=1}"}),
     cellName);
 
-// Behind a head that the head test has approved, the head reader can meet neither the line's end
-// nor a comment. It meets them behind a head without a name, where no test stands ahead of it.
+// After a section head that the head test accepts, the head reader can meet neither the end of the
+// line nor a comment. After a head without a name it can, because no test precedes it there.
 INSTANTIATE_TEST_SUITE_P(
     HeadReaders, ConfigGrammar,
     ::testing::Values(
@@ -287,7 +287,7 @@ TEST(ConfigParse, NothingIsReportedWhateverTheTextHolds) {
 
 class ConfigParseOfRandomTexts : public ::testing::Test {
  protected:
-  // Parses into the same document again and again, so that each text also has to displace another.
+  // Parses into the same document repeatedly, so that each text also has to replace another.
   void expectAsTheOracle(const std::string& text) {
     SCOPED_TRACE(::testing::PrintToString(text));
     parseText(&document_, text);
@@ -319,8 +319,8 @@ TEST_F(ConfigParseOfRandomTexts, ManyEntriesWithRepeatedKeys) {
   }
 }
 
-// The list of sections and the list of entries grow when they are full, and the insertion takes
-// another way from a certain count on: every count from none to well beyond those.
+// The lists of sections and entries grow when they are full, and insertion uses another method from
+// a certain count on: every count from zero to well beyond both.
 TEST_F(ConfigParseOfRandomTexts, EveryCountOfSectionsAndEntriesUpToAHundred) {
   SCOPED_TRACE(random_.trace());
   for (int32_t count = 0; count <= 100 && !HasFailure(); ++count) {

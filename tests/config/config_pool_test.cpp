@@ -61,7 +61,7 @@ TEST(ConfigPoolAllocate, PieceLongerThanABlockEnlargesTheNextBlockAndAllNewOnes)
   EXPECT_EQ(10u, pool.blocks[1]->capacity);
   EXPECT_EQ(1u, pool.blocks[2]->capacity);
 
-  // Too small for two bytes as it stands, so it gets the size that new blocks have by now.
+  // Too small for two bytes, so it gets the size that new blocks now have.
   pool.allocate(2);
   EXPECT_EQ(2u, pool.currentBlock);
   EXPECT_EQ(10u, pool.blocks[2]->capacity);
@@ -156,7 +156,7 @@ TEST(ConfigPoolRelease, EarlierBlockGoesWithItsLastPieceAndTheCurrentIndexStays)
   ConfigPoolBlock* third = pool.blocks[2];
   pool.release(second);
   EXPECT_EQ(16u, pool.blockCount);
-  pool.release(first + 3);  // any byte of the piece names its block
+  pool.release(first + 3);  // any byte of the piece identifies its block
   EXPECT_EQ(15u, pool.blockCount);
   EXPECT_EQ(1u, pool.currentBlock);
   EXPECT_EQ(third, pool.blocks[1]);
@@ -170,7 +170,7 @@ TEST(ConfigPoolRelease, PoolWithoutBlocksGetsAFreshOne) {
   pool.trim();
   pool.release(first);
   ASSERT_EQ(1u, pool.blockCount);
-  pool.release(second);  // not the current one any more: the index still says 1
+  pool.release(second);  // no longer the current one: the index is still 1
   ASSERT_EQ(1u, pool.blockCount);
   EXPECT_EQ(20u, pool.blocks[0]->capacity);
   EXPECT_EQ(0u, pool.blocks[0]->used);
@@ -221,8 +221,8 @@ void expectUntouched(const std::vector<Piece>& pieces) {
   }
 }
 
-// A released block that is removed ahead of the last one leaves the index of the current block on
-// the block behind it; a pool whose index has run out of its blocks is not used any further.
+// If a released block before the last one is removed, the index of the current block refers to the
+// block after it. A pool whose index has run past its blocks is not used any further.
 TEST(ConfigPool, AnyRunOfCallsKeepsThePiecesAndTheBooks) {
   Random random = seededRandom();
   SCOPED_TRACE(random.trace());

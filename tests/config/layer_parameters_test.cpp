@@ -39,7 +39,7 @@ class LayerParameters : public ::testing::Test {
     currentNetIndex = 0;
   }
 
-  // Makes a document of one section with one entry the current one.
+  // Makes a document with one section and one entry current.
   void setValue(const std::string& value) { setText("[layer]\nkey=" + value + "\n"); }
 
   void setText(const std::string& text) {
@@ -289,7 +289,7 @@ TEST_F(LayerParameters, LongNumbersAroundTheRangesOfTheLists) {
   }
 }
 
-// What a German host sets: a comma for the point, points between the thousands.
+// The locale of a German host: a decimal comma, and points between the thousands.
 class HostPunctuation : public std::numpunct<char> {
  protected:
   char do_decimal_point() const override { return ','; }

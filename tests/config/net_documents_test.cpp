@@ -25,7 +25,7 @@ bool allDocumentsAreEmpty() {
   return true;
 }
 
-// Taken while the program is being loaded, when no order between its files exists yet.
+// Evaluated during static initialisation, whose order between files is unspecified.
 const bool emptyAtLoad = allDocumentsAreEmpty();
 
 class NetDocuments : public ::testing::Test {

@@ -140,7 +140,7 @@ TEST(ParseFloatText, WholePartAboveTheRangeIsInfiniteWithoutAPointAndClampedWith
 }
 
 TEST(ParseFloatText, LargestFloatItselfIsWithinTheRange) {
-  // The steps end on exactly the largest float here, and on the next double above it there; as
+  // The steps end exactly at the largest float here, and at the next double above it there. As
   // floats the two are the same number, and only the result code differs.
   const std::string within = "340282346638528908811704183484516925440";
   const std::string above = "340282346638528998811704183484516925440";
@@ -162,8 +162,8 @@ TEST(ParseFloatText, FractionIsReadAsFarAsItsThirtyEighthDigit) {
   EXPECT_GT(reference::readFractionDigits(std::string(37, '0') + "1").value, 0.0);
 }
 
-// Weights made by repeated multiplication carry their rounding along: none of these is the float
-// that lies nearest to the text.
+// Weights by repeated multiplication accumulate rounding errors: none of these is the float nearest
+// to the text.
 TEST(ParseFloatText, RoundingIsThatOfRepeatedMultiplication) {
   float value = 0.0f;
   ASSERT_EQ(0, parseFloatText("829554766467713258397630464", value));
@@ -251,7 +251,7 @@ std::string randomDigits(Random* random, int32_t low, int32_t high) {
   return digits;
 }
 
-// A number with a sign, leading zeros and something behind it, each only now and then.
+// A number with an occasional sign, leading zeros and trailing characters.
 std::string randomNumber(Random* random, int32_t wholeDigits, int32_t fractionDigits) {
   static const char* const kSigns[] = {"", "", "", "-", "-", "+", "+-", "--"};
   static const char* const kEnds[] = {"", "", "", "", "x", "e5", "-1", ".5", "\xb1", "\x80"};
