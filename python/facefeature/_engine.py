@@ -67,8 +67,8 @@ class Engine:
         with Engine(model="my-model") as engine:
             feature = engine.extract(picture, "picture.json", channels="RGB")
 
-    model    the folder with the 303 files; without it ~kwplugintmp~ in $TMPDIR, or in /tmp. It is
-             read here and may go afterwards.
+    model    the folder with the 303 files. Default: ~kwplugintmp~ in $TMPDIR (or /tmp) if it exists,
+             else the model that comes with the package. It is read here and not needed afterwards.
     library  the shared library's file; without it as ``library_path()`` tells.
 
     Raises ModelError when the model is missing or incomplete, or while an engine of another model

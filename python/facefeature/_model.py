@@ -10,13 +10,14 @@ import hashlib
 import os
 import struct
 from pathlib import Path
-from typing import List, NamedTuple, Tuple, Union
+from typing import List, NamedTuple, Optional, Tuple, Union
 
 from .errors import ModelError
 
 FOLDER_NAME = "~kwplugintmp~"
 """What the library calls the folder, inside the temporary folder."""
 
+_SHIPPED_FOLDER = "models/portraits"
 _NETS = 25
 _LARGE_NETS = (1, 2)  # of 55 x 55 pixels; all others have 47 x 47
 _COLOUR_NETS = (1, 2, 3, 5, 8, 11, 14, 17, 19, 21, 23, 25)
@@ -73,8 +74,24 @@ def model_files() -> List[ModelFile]:
 
 
 def default_model_folder() -> Path:
-    """The folder that the library reads by itself."""
-    return Path(os.environ.get("TMPDIR") or "/tmp") / FOLDER_NAME
+    """The model of ``Engine()``: the folder that the library reads by itself if something of that
+    name exists, else the model that comes with this package. The former if there is neither."""
+    of_library = Path(os.environ.get("TMPDIR") or "/tmp") / FOLDER_NAME
+    # A dangling link was put there by somebody who wants it to be used.
+    if os.path.lexists(of_library):
+        return of_library
+    return _shipped_model_folder() or of_library
+
+
+def _shipped_model_folder() -> Optional[Path]:
+    """The folder of the checkout that holds this package, or of the prefix that it is installed in."""
+    package = Path(__file__).resolve().parent
+    checkout = package.parent.parent
+    folders = []
+    if (checkout / "CMakeLists.txt").exists():
+        folders.append(checkout / _SHIPPED_FOLDER)
+    folders += [prefix / "share/facefeature" / _SHIPPED_FOLDER for prefix in package.parents]
+    return next((folder for folder in folders if folder.is_dir()), None)
 
 
 def model_fingerprint(model: Union[str, "os.PathLike[str]"]) -> str:

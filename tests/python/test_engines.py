@@ -105,6 +105,38 @@ extract(engine); engine.close()
         self.assertEqual((0, ""), (result.returncode, result.stderr))
         self.assertEqual([], os.listdir(self.folder))
 
+    def test_without_a_folder_takes_the_model_of_the_repository(self):
+        shipped = Path(facefeature.__file__).resolve().parents[2] / "models/portraits"
+        self.assert_default_model(shipped, facefeature.__file__)
+
+    def test_without_a_folder_takes_the_model_of_the_prefix_that_it_is_installed_in(self):
+        package = self.folder / "usr/lib/python3/dist-packages/facefeature"
+        shutil.copytree(Path(facefeature.__file__).parent, package)
+        installed = self.folder / "usr/share/facefeature/models/portraits"
+        installed.parent.mkdir(parents=True)
+        installed.symlink_to(MODEL)
+        self.assert_default_model(installed, package, PYTHONPATH=str(package.parent))
+
+    def assert_default_model(self, folder, package, **environment):
+        code = FACE + """
+e = facefeature.Engine(); print(facefeature.__file__); print(e.model); print(e.fingerprint)
+extract(e); e.close()
+"""
+        temporary = self.folder / "empty"
+        temporary.mkdir()
+        result = run_python(code, TMPDIR=str(temporary), FACEFEATURE_LIBRARY=LIBRARY, **environment)
+        self.assertEqual("", result.stderr)
+        used, model, fingerprint = result.stdout.split()
+        self.assertTrue(used.startswith(str(package)), used)
+        self.assertEqual((str(folder), facefeature.model_fingerprint(folder)), (model, fingerprint))
+
+    def test_without_any_model_names_the_folder_that_the_library_reads(self):
+        package = self.folder / "alone/facefeature"
+        shutil.copytree(Path(facefeature.__file__).parent, package)
+        result = run_python("import facefeature; facefeature.Engine()", TMPDIR=str(self.folder),
+                            PYTHONPATH=str(package.parent), FACEFEATURE_LIBRARY=LIBRARY)  # fmt: skip
+        self.assertIn(f"ModelError: {self.folder}/~kwplugintmp~: is no folder", result.stderr)
+
     def test_without_a_folder_takes_the_one_that_the_library_reads(self):
         (self.folder / "~kwplugintmp~").symlink_to(MODEL)
         result = run_python(

@@ -17,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using facefeature_tools::defaultModelFolder;
+using facefeature_tools::libraryModelFolder;
 using facefeature_tools::Failure;
 using facefeature_tools::kModelFolderName;
 using facefeature_tools::ModelLink;
@@ -34,7 +34,7 @@ class ModelLinkTest : public ModelLinkFolders {
     if (child == 0) {
       beforeLink();
       const ModelLink link(model);
-      if (!fs::exists(defaultModelFolder() + "/6-0")) _exit(99);
+      if (!fs::exists(libraryModelFolder() + "/6-0")) _exit(99);
       if (write(ready[1], "x", 1) != 1) _exit(98);
       afterLink();
       for (;;) pause();
@@ -52,13 +52,13 @@ class ModelLinkTest : public ModelLinkFolders {
 
 TEST_F(ModelLinkTest, DefaultFolderFollowsTheTemporaryFolder) {
   setenv("TMPDIR", "/some/where", 1);
-  EXPECT_EQ("/some/where/~kwplugintmp~", defaultModelFolder());
+  EXPECT_EQ("/some/where/~kwplugintmp~", libraryModelFolder());
   setenv("TMPDIR", "/some/where/", 1);
-  EXPECT_EQ("/some/where/~kwplugintmp~", defaultModelFolder());
+  EXPECT_EQ("/some/where/~kwplugintmp~", libraryModelFolder());
   setenv("TMPDIR", "", 1);
-  EXPECT_EQ("/tmp/~kwplugintmp~", defaultModelFolder());
+  EXPECT_EQ("/tmp/~kwplugintmp~", libraryModelFolder());
   unsetenv("TMPDIR");
-  EXPECT_EQ("/tmp/~kwplugintmp~", defaultModelFolder());
+  EXPECT_EQ("/tmp/~kwplugintmp~", libraryModelFolder());
 }
 
 TEST_F(ModelLinkTest, FolderOfAnyNameIsReachedThroughAPrivateLink) {
@@ -70,7 +70,7 @@ TEST_F(ModelLinkTest, FolderOfAnyNameIsReachedThroughAPrivateLink) {
     ASSERT_EQ(0, lstat(folder.c_str(), &status));
     EXPECT_EQ(0700u, status.st_mode & 07777u);
     EXPECT_TRUE(fs::is_symlink(folder + "/" + kModelFolderName));
-    EXPECT_EQ("x", contentOf(defaultModelFolder() + "/6-0"));
+    EXPECT_EQ("x", contentOf(libraryModelFolder() + "/6-0"));
   }
   EXPECT_TRUE(nothingIsLeft());
 }
@@ -94,7 +94,7 @@ TEST_F(ModelLinkTest, RelativeFolderIsReachedFromAnywhere) {
   {
     const ModelLink link("my model");
     fs::current_path(before);
-    EXPECT_EQ("x", contentOf(defaultModelFolder() + "/6-0"));
+    EXPECT_EQ("x", contentOf(libraryModelFolder() + "/6-0"));
   }
   EXPECT_TRUE(nothingIsLeft());
 }

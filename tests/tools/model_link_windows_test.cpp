@@ -12,21 +12,21 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using facefeature_tools::defaultModelFolder;
+using facefeature_tools::libraryModelFolder;
 using facefeature_tools::Failure;
 using facefeature_tools::ModelLink;
 
 using ModelLinkTest = ModelLinkFolders;
 
 TEST_F(ModelLinkTest, DefaultFolderFollowsTheTemporaryFolder) {
-  EXPECT_EQ(temporary + "\\~kwplugintmp~", defaultModelFolder());
+  EXPECT_EQ(temporary + "\\~kwplugintmp~", libraryModelFolder());
 }
 
 TEST_F(ModelLinkTest, FilesOfAnyFolderAreReachedThroughAPrivateOne) {
   {
     const ModelLink link(model);
     EXPECT_EQ(temporary, fs::path(getenv("TMP")).parent_path().string());
-    EXPECT_EQ("x", contentOf(defaultModelFolder() + "\\6-0"));
+    EXPECT_EQ("x", contentOf(libraryModelFolder() + "\\6-0"));
   }
   EXPECT_TRUE(nothingIsLeft());
 }
@@ -35,7 +35,7 @@ TEST_F(ModelLinkTest, FolderThatBearsTheNameIsUsedWhereItIs) {
   const std::string named = base + "\\~kwplugintmp~";
   fs::rename(model, named);
   const ModelLink link(named);
-  EXPECT_EQ("x", contentOf(defaultModelFolder() + "\\6-0"));
+  EXPECT_EQ("x", contentOf(libraryModelFolder() + "\\6-0"));
   EXPECT_TRUE(fs::is_empty(temporary));
 }
 

@@ -1,5 +1,7 @@
 #include "command_gallery.h"
 
+#include "default_model.h"
+
 namespace facefeature_tools {
 
 GalleryCommands::GalleryCommands(CLI::App& app, CLI::App& model) {
@@ -30,8 +32,7 @@ GalleryCommands::GalleryCommands(CLI::App& app, CLI::App& model) {
       ->option_text("FILE");
 
   fingerprint_ = model.add_subcommand("fingerprint", "Print which model it is, as galleries say");
-  fingerprint_->add_option("DIR", fingerprintRequest_.folder, "Folder with the 303 files")
-      ->required();
+  fingerprint_->add_option("DIR", fingerprintRequest_.folder, kModelFolderHelp);
 }
 
 std::string GalleryCommands::named() const {

@@ -103,7 +103,7 @@ class Inspection {
 
 bool isDefaultModel(const std::string& folder) {
   std::error_code error;
-  return fs::equivalent(folder, defaultModelFolder(), error) && !error;
+  return fs::equivalent(folder, libraryModelFolder(), error) && !error;
 }
 
 }  // namespace
@@ -113,9 +113,9 @@ uint32_t callingUser() { return geteuid(); }
 std::vector<OwnershipDoubt> ownershipDoubts(const std::string& folder, uint32_t caller) {
   Inspection inspection(caller);
   if (isDefaultModel(folder)) {
-    inspection.look(fs::path(defaultModelFolder()).parent_path());
+    inspection.look(fs::path(libraryModelFolder()).parent_path());
     // The way there may be another one than the caller's.
-    inspection.look(defaultModelFolder());
+    inspection.look(libraryModelFolder());
   } else {
     inspection.look(folder);
   }

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "failure.h"
+#include "program_folder.h"
 
 namespace facefeature_tools {
 namespace {
@@ -29,9 +30,8 @@ std::string loaderMessage() {
 // another library than its own would give features of another version.
 std::string ownLibrary() {
   std::error_code error;
-  const fs::path program = fs::read_symlink("/proc/self/exe", error);
-  if (error) return "";
-  const fs::path folder = program.parent_path();
+  const fs::path folder = programFolder();
+  if (folder.empty()) return "";
   for (const fs::path& place : {folder, folder / ".." / "lib"}) {
     for (const char* name : kFileNames) {
       if (fs::exists(place / name, error)) return (place / name).string();

@@ -7,6 +7,7 @@
 
 #include "failure.h"
 #include "library_loader.h"
+#include "program_folder.h"
 
 namespace facefeature_tools {
 namespace {
@@ -14,6 +15,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr char kFileName[] = "facefeature.dll";
+
 std::string loaderMessage() {
   return std::error_code(static_cast<int>(GetLastError()), std::system_category()).message();
 }
@@ -21,13 +23,12 @@ std::string loaderMessage() {
 // Beside the program and nowhere else: the system would look into the current folder too, which may
 // be anybody's.
 std::string ownLibrary() {
-  char program[MAX_PATH];
-  const DWORD length = GetModuleFileNameA(nullptr, program, MAX_PATH);
-  if (length == 0 || length == MAX_PATH) {
+  const std::string folder = programFolder();
+  if (folder.empty()) {
     throw Failure(kFailed, kFileName, "can't be looked for: " + loaderMessage(),
                   "Put the program into a folder with a shorter path");
   }
-  return (fs::path(program).parent_path() / kFileName).string();
+  return (fs::path(folder) / kFileName).string();
 }
 
 HMODULE openLibrary() {

@@ -9,6 +9,7 @@
 #include "command_extract_list.h"
 #include "command_face.h"
 #include "command_gallery.h"
+#include "default_model.h"
 #include "face_finder.h"
 #include "failure.h"
 #include "verb_compare.h"
@@ -73,14 +74,14 @@ struct Verbs {
     model = app.add_subcommand("model", "Make or check a folder of model files");
     model->require_subcommand(1);
     modelSynth = model->add_subcommand(
-        "synth", "Write a model of random numbers, NOT trained, for trying the library");
+        "synth",
+        "Write a model of random numbers for tests; it is NOT trained and recognizes nobody");
     modelSynth->add_option("DIR", modelSynthRequest.folder, "Folder for the 303 files")->required();
     modelSynth->add_option("--seed", modelSynthRequest.seed, "Same seed, same bytes")
         ->check(notNegative)
         ->capture_default_str();
     modelCheck = model->add_subcommand("check", "Name every model file that is missing or wrong");
-    modelCheck->add_option("DIR", modelCheckRequest.folder, "Folder with the 303 files")
-        ->required();
+    modelCheck->add_option("DIR", modelCheckRequest.folder, kModelFolderHelp);
 
     extract =
         app.add_subcommand("extract", "Make the feature of a face, or with --list those of many");
@@ -91,10 +92,7 @@ struct Verbs {
                      "Feature file to write, 2008 bytes (required)")
         ->required()
         ->option_text("FEATURE");
-    extract
-        ->add_option("--model", extractRequest.model,
-                     "Folder with the 303 files; without it, ~kwplugintmp~ in the temporary folder")
-        ->option_text("DIR");
+    extract->add_option("--model", extractRequest.model, kModelFolderHelp)->option_text("DIR");
     addExif(*extract, extractRequest.exif);
     addFace(*extract, extractRequest.face)->excludes(extract->get_option("LANDMARKS"));
 

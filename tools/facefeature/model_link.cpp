@@ -100,7 +100,7 @@ void makeLink(const std::string& target) {
 
 }  // namespace
 
-std::string defaultModelFolder() {
+std::string libraryModelFolder() {
   // The library cuts the last separator off and what follows it, having put one there if it was
   // missing: one separator at the end makes no difference.
   std::string folder = temporaryFolder();

@@ -1,8 +1,8 @@
-// Where the library looks for its model, and how a folder of any name is put there.
+// Where the library looks for its model, and how to make it read another folder.
 //
-// The library reads a folder of a fixed name inside the temporary folder, and asks for the
-// temporary folder once, when it is loaded. A program that wants another model therefore sets the
-// temporary folder of its own process before it loads the library.
+// The library reads a folder of a fixed name inside the temporary folder. It asks for the temporary
+// folder once, when it is loaded. A program that wants another model therefore sets the temporary
+// folder of its own process before it loads the library.
 #ifndef FACEFEATURE_TOOLS_MODEL_LINK_H
 #define FACEFEATURE_TOOLS_MODEL_LINK_H
 
@@ -14,7 +14,7 @@ namespace facefeature_tools {
 constexpr char kModelFolderName[] = "~kwplugintmp~";
 
 // The folder that the library would read if it were loaded now.
-std::string defaultModelFolder();
+std::string libraryModelFolder();
 
 // Makes the library read a model folder for as long as the object lives. The constructor sets
 // TMPDIR: to the folder's parent where the folder bears the fixed name, otherwise to a new private

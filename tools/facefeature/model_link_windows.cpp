@@ -74,7 +74,7 @@ void makeFolder(const fs::path& model) {
 
 }  // namespace
 
-std::string defaultModelFolder() { return temporaryFolder() + kModelFolderName; }
+std::string libraryModelFolder() { return temporaryFolder() + kModelFolderName; }
 
 ModelLink::ModelLink(const std::string& modelFolder) {
   const fs::path folder = canonicalModelFolder(modelFolder);

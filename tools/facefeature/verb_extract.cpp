@@ -4,6 +4,7 @@
 #include <optional>
 #include <utility>
 
+#include "default_model.h"
 #include "feature_file.h"
 #include "model_link.h"
 
@@ -32,10 +33,10 @@ FeatureVector featureOf(const FaceInput& face, const LoadedLibrary& library, con
 ExitCode runExtract(const ExtractRequest& request) {
   const FaceInput face = readFaceInput(request);
 
-  const std::string model = request.model.empty() ? defaultModelFolder() : request.model;
+  const std::string model = chosenModelFolder(request.model);
   requireModel(model);
   std::optional<ModelLink> link;
-  if (!request.model.empty()) link.emplace(request.model);
+  if (model != libraryModelFolder()) link.emplace(model);
 
   const LoadedLibrary library;
   const Engine engine(library, model);

@@ -19,7 +19,7 @@ struct ExtractRequest {
   std::string photo;
   std::string landmarks;  // empty: the detector finds the face
   std::string feature;
-  std::string model;  // empty: the folder that the library reads by itself
+  std::string model;  // folder; empty: chosenModelFolder() decides
   ExifRule exif = ExifRule::kIgnore;
   size_t face = 0;  // of several that the detector finds: 1 is the largest; 0: that one, with words
 };

@@ -8,6 +8,7 @@
 #include <system_error>
 #include <thread>
 
+#include "default_model.h"
 #include "ending_signals.h"
 #include "extract_journal.h"
 #include "extract_report.h"
@@ -128,7 +129,7 @@ unsigned threadsInAll() {
   return std::max(1u, std::thread::hardware_concurrency());
 }
 
-void extractPending(const ExtractListRequest& request, ListBoard& board) {
+void extractPending(const ExtractListRequest& request, const std::string& model, ListBoard& board) {
   const unsigned threads = threadsInAll();
   const size_t wanted = request.jobs > 0 ? request.jobs : threads;
   const unsigned jobs = static_cast<unsigned>(std::max<size_t>(1, std::min(wanted, board.jobs())));
@@ -138,9 +139,9 @@ void extractPending(const ExtractListRequest& request, ListBoard& board) {
     command.arguments.insert(command.arguments.end(), {kFaceOption, std::to_string(request.face)});
   }
   command.threads = std::max(1u, threads / jobs);
-  // Workers find the model in the environment. It stands until the last of them has been started.
+  // Workers find the model through the environment. The link lives until all of them have started.
   std::optional<ModelLink> link;
-  if (!request.model.empty()) link.emplace(request.model);
+  if (model != libraryModelFolder()) link.emplace(model);
   const EndingSignals signals;
   runJobs(command, jobs, board);
 }
@@ -165,7 +166,7 @@ std::vector<std::string> idsOf(const std::vector<PhotoEntry>& entries) {
 ExitCode runExtractList(const ExtractListRequest& request) {
   requireExif(request.exif);
   const std::vector<PhotoEntry> entries = shardOf(readPhotoList(request.list), request.shard);
-  const std::string model = request.model.empty() ? defaultModelFolder() : request.model;
+  const std::string model = chosenModelFolder(request.model);
   requireModel(model);
   if (entries.empty()) say(kExtractVerb, request.list + ": warning: there is no photograph in it.");
   const GalleryOrigin origin = ownOrigin(modelFingerprint(model));
@@ -178,7 +179,7 @@ ExitCode runExtractList(const ExtractListRequest& request) {
   ExtractReport report(entries);
   if (request.resume && !request.report.empty()) report.addEarlier(request.report, journal);
   ListBoard board(entries, journal, report, request.progress);
-  extractPending(request, board);
+  extractPending(request, model, board);
   if (!request.report.empty()) report.write(request.report);
 
   const ProgressCounts& counts = board.progress().counts();

@@ -30,7 +30,7 @@ WorkerReply replyTo(const LoadedLibrary& library, const Engine& engine, ExtractR
   try {
     extract.photo = request.photo;
     extract.landmarks = request.landmarks;
-    reply.feature = featureOf(readFaceInput(extract), library, engine, defaultModelFolder());
+    reply.feature = featureOf(readFaceInput(extract), library, engine, libraryModelFolder());
     reply.kind = WorkerReplyKind::kFeature;
   } catch (const Failure& failure) {
     reply = failedReply(failure.code(), failure.what());
@@ -50,7 +50,7 @@ ExitCode runExtractWorker(const ExtractRequest& common) {
   WorkerChannel channel;
   try {
     const LoadedLibrary library;
-    const Engine engine(library, defaultModelFolder());
+    const Engine engine(library, libraryModelFolder());
     channel.send(encodeReply(WorkerReply()));
     while (const auto message = channel.receive()) {
       const WorkerReply reply = replyTo(library, engine, common, decodeRequest(*message));

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <vector>
 
+#include "default_model.h"
 #include "folder_ownership.h"
 #include "model_check.h"
 #include "model_files.h"
@@ -24,20 +25,20 @@ void warnOfOwnership(const std::string& folder) {
 }  // namespace
 
 ExitCode runModelCheck(const ModelCheckRequest& request) {
-  const std::vector<ModelFault> faults =
-      checkModel(request.folder, CheckDepth::kNumbers, kBadModel,
-                 "Name the folder with the 303 files of a model");
+  const std::string model = chosenModelFolder(request.folder);
+  const std::vector<ModelFault> faults = checkModel(
+      model, CheckDepth::kNumbers, kBadModel, "Name the folder with the 303 files of a model");
   for (const ModelFault& fault : faults) {
-    const std::filesystem::path path = std::filesystem::path(request.folder) / fault.file;
+    const std::filesystem::path path = std::filesystem::path(model) / fault.file;
     say(kModelCheckVerb, path.string() + ": " + fault.wrong);
   }
-  warnOfOwnership(request.folder);
+  warnOfOwnership(model);
   const std::string all = std::to_string(modelFiles().size());
   if (faults.empty()) {
-    say(kModelCheckVerb, request.folder + ": all " + all + " files are as they should be");
+    say(kModelCheckVerb, model + ": all " + all + " files are as they should be");
     return kDone;
   }
-  say(kModelCheckVerb, request.folder + ": " + std::to_string(faults.size()) + " of " + all +
+  say(kModelCheckVerb, model + ": " + std::to_string(faults.size()) + " of " + all +
                            " files are wrong. Copy the model anew from where it came from.");
   return kBadModel;
 }

@@ -10,7 +10,7 @@ namespace facefeature_tools {
 constexpr char kModelCheckVerb[] = "model check";
 
 struct ModelCheckRequest {
-  std::string folder;
+  std::string folder;  // empty: chosenModelFolder() decides
 };
 
 // "facefeature model check": names every file of a model folder that is wrong, one a line, and

@@ -10,7 +10,7 @@ namespace facefeature_tools {
 constexpr char kModelFingerprintVerb[] = "model fingerprint";
 
 struct ModelFingerprintRequest {
-  std::string folder;
+  std::string folder;  // empty: chosenModelFolder() decides
 };
 
 // "facefeature model fingerprint": prints the fingerprint that galleries of this model bear.
