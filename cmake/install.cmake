@@ -45,6 +45,10 @@ if(TARGET facefeature_program)
           DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
 endif()
 
+# The program in bin/ and the Python package look for it here.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/models/portraits
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/facefeature/models COMPONENT model)
+
 # Where Debian's Python looks below /usr. The version is in no path: the package is source alone.
 set(FACEFEATURE_PYTHON_DIR lib/python3/dist-packages CACHE STRING
     "Folder for the Python package, below the prefix")

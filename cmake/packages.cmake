@@ -11,7 +11,8 @@ set(library_package libfacefeature1)
 set(dev_package libfacefeature-dev)
 set(tools_package facefeature)
 set(python3_package python3-facefeature)
-set(components library dev tools python3)
+set(model_package facefeature-model-portraits)
+set(components library dev tools python3 model)
 
 # The documents. What a package carries in machine code stands in its copyright file with the words
 # that its authors ask for: OpenBLAS in both, and in the program headers, and dlib where it is built.
@@ -100,6 +101,7 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME ${tools_package})
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION graphics)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${same_library}")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_RECOMMENDS ${model_package})
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION
     "Extracts features from photographs, compares them, and makes and checks
 folders of model files.")
@@ -109,8 +111,17 @@ set(CPACK_DEBIAN_PYTHON3_PACKAGE_SECTION python)
 set(CPACK_DEBIAN_PYTHON3_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_PYTHON3_PACKAGE_DEPENDS
     "python3 (>= 3.11), python3-numpy, ${library_package} (>= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_PYTHON3_PACKAGE_RECOMMENDS ${model_package})
 set(CPACK_COMPONENT_PYTHON3_DESCRIPTION
     "A module over the library, with numpy arrays in and out: extraction, scores of
 pairs and of whole sets, and files of many features.")
+
+set(CPACK_DEBIAN_MODEL_PACKAGE_NAME ${model_package})
+set(CPACK_DEBIAN_MODEL_PACKAGE_SECTION graphics)
+set(CPACK_DEBIAN_MODEL_PACKAGE_ARCHITECTURE all)
+set(CPACK_COMPONENT_MODEL_DESCRIPTION
+    "A trained model of 303 files, which the program and the Python module use if
+no other is named. MODEL.md beside the files says what it was trained on, how
+often it errs, and what it must not be used for.")
 
 include(CPack)

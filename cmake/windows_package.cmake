@@ -12,6 +12,8 @@ install(FILES ${PROJECT_SOURCE_DIR}/docs/windows.md DESTINATION . RENAME README.
 if(TARGET facefeature_program)
   install(TARGETS facefeature_program RUNTIME DESTINATION . COMPONENT windows_host)
 endif()
+# The program looks for its model beside itself.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/models/portraits DESTINATION models COMPONENT windows_host)
 
 set(CPACK_GENERATOR ZIP)
 set(CPACK_PACKAGE_NAME facefeature)
