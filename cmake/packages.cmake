@@ -19,7 +19,7 @@ set(components library dev tools python3 model)
 set(compiled_in_library libopenblas-openmp-dev)
 set(compiled_in_tools libopenblas-openmp-dev libcli11-dev nlohmann-json3-dev)
 if(FACEFEATURE_BUILD_TOOLS)
-  get_directory_property(has_dlib DIRECTORY ${PROJECT_SOURCE_DIR}/tools/facefeature
+  get_directory_property(has_dlib DIRECTORY ${PROJECT_SOURCE_DIR}/tools/facefeature/face
                          DEFINITION FACEFEATURE_HAS_DLIB)
   if(has_dlib)
     list(APPEND compiled_in_tools libdlib-dev)

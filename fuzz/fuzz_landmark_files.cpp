@@ -16,9 +16,9 @@
 #include <string>
 #include <vector>
 
-#include "failure.h"
+#include "base/failure.h"
+#include "face/landmark_file.h"
 #include "fuzz_input.h"
-#include "landmark_file.h"
 #include "same_results.h"
 #include "support/private_temp_folder.h"
 #include "written_file.h"

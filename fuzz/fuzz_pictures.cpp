@@ -11,10 +11,10 @@
 #include <string>
 #include <vector>
 
+#include "base/failure.h"
 #include "bounded_memory.h"
-#include "failure.h"
 #include "fuzz_input.h"
-#include "photo.h"
+#include "photo/photo.h"
 #include "same_results.h"
 #include "support/private_temp_folder.h"
 #include "written_file.h"

@@ -13,17 +13,17 @@ set(facefeature_posix_tests
   # TMPDIR, slashes and paths of any length. host/temporary_folder_windows_test.cpp stands in.
   engine/model_directory_test.cpp
   host/temporary_folder_test.cpp
-  # Symbolic links and signals. tools/model_link_windows_test.cpp stands in.
-  tools/model_link_test.cpp
+  # Symbolic links and signals. tools/model/model_link_windows_test.cpp stands in.
+  tools/model/model_link_test.cpp
   # Worker processes, signals, pseudoterminals and shell scripts: lists of photographs are not
-  # extracted there. tools/extract_list_windows_test.cpp stands in.
-  tools/batch_examples_test.cpp
-  tools/extract_list_options_test.cpp
-  tools/extract_list_test.cpp
-  tools/extract_resume_test.cpp
-  tools/progress_test.cpp
+  # extracted there. tools/verbs/extract_list_windows_test.cpp stands in.
+  tools/verbs/batch_examples_test.cpp
+  tools/verbs/extract_list_options_test.cpp
+  tools/verbs/extract_list_test.cpp
+  tools/verbs/extract_resume_test.cpp
+  tools/verbs/progress_test.cpp
   # Owners, groups and their rights, of which the program asks nothing there yet.
-  tools/folder_ownership_test.cpp
+  tools/model/folder_ownership_test.cpp
   # The tools of the build machine look into sources and ELF files, and the same sources are looked
   # at there. tools/windows-suite looks into the DLL.
   rules/.*)
@@ -39,12 +39,13 @@ set(facefeature_windows_tests
   host/temporary_folder_windows_test.cpp
   host/ordinal_host_windows_test.cpp
   kernels/blas_cores_windows_test.cpp
-  tools/extract_list_windows_test.cpp
-  tools/model_link_windows_test.cpp)
+  tools/verbs/extract_list_windows_test.cpp
+  tools/model/model_link_windows_test.cpp)
 
-# facefeature_platform_tests(VARIABLE FOLDER): the tests in a folder that are for this system.
+# facefeature_platform_tests(VARIABLE FOLDER): the tests in a folder and its folders that are for this
+# system.
 function(facefeature_platform_tests variable folder)
-  file(GLOB sources CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}/tests
+  file(GLOB_RECURSE sources CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}/tests
        ${PROJECT_SOURCE_DIR}/tests/${folder}/*_test.cpp)
   if(WIN32)
     set(others ${facefeature_posix_tests})

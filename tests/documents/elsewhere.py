@@ -27,11 +27,11 @@ RUN = {
     "cmake --build --preset windows --target package": (
         "tools/windows-suite", "\ncmake --build --preset windows --target package"),
     "examples/batch/gnu_parallel.sh LIST MODEL OUT PARTS": (
-        "tests/tools/batch_examples_test.cpp", "gnu_parallel.sh"),
+        "tests/tools/verbs/batch_examples_test.cpp", "gnu_parallel.sh"),
     "mpirun -n 8 examples/batch/mpi_rank.sh LIST MODEL OUT": (
-        "tests/tools/batch_examples_test.cpp", "mpi_rank.sh"),
+        "tests/tools/verbs/batch_examples_test.cpp", "mpi_rank.sh"),
     "sbatch examples/batch/slurm_array.sh LIST MODEL OUT": (
-        "tests/tools/batch_examples_test.cpp", "slurm_array.sh"),
+        "tests/tools/verbs/batch_examples_test.cpp", "slurm_array.sh"),
     "python3 examples/python/first_hour.py MODEL scores.png A.jpg A.json B.jpg B.json": (
         "tests/python/test_example.py", "examples/python/first_hour.py"),
     "tests/packages/clean-folder-install": (

@@ -9,7 +9,7 @@
 
 // The reader is part of the host program, which a build may leave out.
 #if __has_include("photo.h")
-#include "photo.h"
+#include "photo/photo.h"
 #define FACEFEATURE_READS_PHOTOGRAPHS 1
 #else
 #define FACEFEATURE_READS_PHOTOGRAPHS 0

@@ -8,11 +8,11 @@
 #include <string>
 #include <vector>
 
-#include "failure.h"
-#include "landmark_file.h"
-#include "photo.h"
+#include "base/failure.h"
+#include "base/whole_file.h"
+#include "face/landmark_file.h"
+#include "photo/photo.h"
 #include "picture_versions.h"
-#include "whole_file.h"
 
 namespace {
 

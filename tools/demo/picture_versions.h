@@ -6,7 +6,7 @@
 
 #include <vector>
 
-#include "photo.h"
+#include "photo/photo.h"
 
 namespace facefeature_tools {
 

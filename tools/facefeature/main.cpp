@@ -6,18 +6,18 @@
 #include <string>
 #include <vector>
 
-#include "command_extract_list.h"
-#include "command_face.h"
-#include "command_gallery.h"
-#include "default_model.h"
-#include "face_finder.h"
-#include "failure.h"
-#include "verb_compare.h"
-#include "verb_draw.h"
-#include "verb_extract.h"
-#include "verb_landmarks.h"
-#include "verb_model_check.h"
-#include "verb_model_synth.h"
+#include "base/failure.h"
+#include "face/face_finder.h"
+#include "model/default_model.h"
+#include "verbs/command_extract_list.h"
+#include "verbs/command_face.h"
+#include "verbs/command_gallery.h"
+#include "verbs/verb_compare.h"
+#include "verbs/verb_draw.h"
+#include "verbs/verb_extract.h"
+#include "verbs/verb_landmarks.h"
+#include "verbs/verb_model_check.h"
+#include "verbs/verb_model_synth.h"
 
 namespace {
 

@@ -1,0 +1,114 @@
+// Which room of tools/facefeature may include which. Each row names the rooms that a room's files
+// may include besides their own. Every room includes only rooms above its row, so that no circle
+// can form. Keep the ROOMS of each CMakeLists.txt equal to its row.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <regex>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "rules/repository.h"
+
+namespace facefeature_test {
+namespace {
+
+struct Room {
+  std::string name;
+  std::set<std::string> mayInclude;
+};
+
+const std::vector<Room>& rooms() {
+  static const std::vector<Room> all = {
+      {"base", {}},
+      {"model", {"base"}},
+      {"photo", {"base"}},
+      {"face", {"base", "photo"}},
+      {"gallery", {"base", "model"}},
+      {"batch", {"base", "model", "gallery"}},
+      {"draw", {"base", "photo", "face"}},
+      {"verbs", {"base", "model", "photo", "face", "gallery", "batch", "draw"}},
+  };
+  return all;
+}
+
+const std::string kProgram = "tools/facefeature/";
+
+const Room* roomOf(const std::string& path) {
+  for (const Room& room : rooms()) {
+    if (path.compare(0, room.name.size() + 1, room.name + "/") == 0) return &room;
+  }
+  return nullptr;
+}
+
+// The included room, if there is one: includes of src/ are not restricted here.
+std::vector<std::string> includedRooms(const std::string& text) {
+  static const std::regex include("^#include \"([^\"]*)\".*");
+  std::vector<std::string> found;
+  std::smatch match;
+  for (const std::string& line : linesOfText(text)) {
+    if (!std::regex_match(line, match, include)) continue;
+    const Room* room = roomOf(match[1]);
+    if (room != nullptr) found.push_back(room->name);
+  }
+  return found;
+}
+
+bool isCode(const std::string& path) {
+  return std::regex_match(path, std::regex(R"(.*\.(h|cpp|inc|c))"));
+}
+
+std::vector<std::string> programFiles() {
+  std::vector<std::string> paths;
+  for (const std::string& path : textFilesBelow(kProgram)) {
+    if (isCode(path)) paths.push_back(path.substr(kProgram.size()));
+  }
+  return paths;
+}
+
+TEST(Rooms, IncludeOnlyTheRoomsOfTheirRow) {
+  size_t checked = 0;
+  for (const std::string& path : programFiles()) {
+    const Room* room = roomOf(path);
+    if (room == nullptr) continue;
+    for (const std::string& included : includedRooms(fileText(kProgram + path))) {
+      ++checked;
+      EXPECT_TRUE(included == room->name || room->mayInclude.count(included) == 1)
+          << path << " includes a file of " << included;
+    }
+  }
+  EXPECT_GT(checked, 100u);
+}
+
+TEST(Rooms, EachRowNamesOnlyRoomsAboveIt) {
+  std::set<std::string> above;
+  for (const Room& room : rooms()) {
+    for (const std::string& included : room.mayInclude) {
+      EXPECT_EQ(1u, above.count(included)) << room.name << " may include " << included;
+    }
+    above.insert(room.name);
+  }
+}
+
+// main.cpp and what only the executable needs. Everything else belongs to a room, and every folder
+// is one.
+TEST(Rooms, HoldEveryFileButTheProgramsOwn) {
+  for (const std::string& path : programFiles()) {
+    const bool isTheProgramsOwn = path == "main.cpp" || path == "known_leaks.cpp";
+    EXPECT_TRUE(isTheProgramsOwn || roomOf(path) != nullptr) << path;
+  }
+}
+
+// Tests are in the folder of the room that they test. What several rooms' tests share is beside the
+// folders.
+TEST(Rooms, HaveTheirTestsInFoldersOfTheSameNames) {
+  const std::string tests = "tests/tools/";
+  for (const std::string& path : textFilesBelow(tests)) {
+    if (path.find("_test.cpp") == std::string::npos) continue;
+    EXPECT_NE(nullptr, roomOf(path.substr(tests.size()))) << path;
+  }
+}
+
+}  // namespace
+}  // namespace facefeature_test

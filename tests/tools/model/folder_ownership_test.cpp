@@ -1,0 +1,210 @@
+#include "model/folder_ownership.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "tools/model/synthetic_folder.h"
+#include "tools/run_program.h"
+
+namespace facefeature_test {
+namespace {
+
+using facefeature_tools::callingUser;
+using facefeature_tools::OwnershipDoubt;
+using facefeature_tools::ownershipDoubts;
+
+namespace fs = std::filesystem;
+
+constexpr uint32_t kStranger = 12345;
+
+void setMode(const std::string& path, mode_t mode) { ASSERT_EQ(0, chmod(path.c_str(), mode)); }
+
+// A model folder with files of its own, in a temporary folder of its own.
+class FolderOwnership : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    fs::remove_all(base);
+    fs::create_directories(folder);
+    for (const auto& file : fs::directory_iterator(syntheticFolder())) {
+      fs::create_hard_link(file.path(), fs::path(folder) / file.path().filename());
+    }
+  }
+
+  // A file of that folder's own, and not a link to the one that all tests share.
+  std::string ownFile(const std::string& name) {
+    const std::string path = folder + "/" + name;
+    const std::string bytes = contentOf(path);
+    fs::remove(path);
+    writeText(path, bytes);
+    return path;
+  }
+
+  void expectNoDoubt() { EXPECT_TRUE(ownershipDoubts(folder, callingUser()).empty()); }
+
+  void expectDoubt(const std::string& path, const std::string& doubt, size_t others = 0) {
+    expectDoubtOf(callingUser(), path, doubt, others);
+  }
+
+  void expectDoubtOf(uint32_t caller, const std::string& path, const std::string& doubt,
+                     size_t others = 0) {
+    const std::vector<OwnershipDoubt> doubts = ownershipDoubts(folder, caller);
+    ASSERT_EQ(1u, doubts.size());
+    EXPECT_EQ(path, doubts[0].path);
+    EXPECT_EQ(doubt, doubts[0].doubt);
+    EXPECT_EQ(others, doubts[0].others);
+  }
+
+  // The program's standard error where the model's folder is the one that the library reads.
+  Outcome check(int32_t exitCode) {
+    const Outcome outcome = runProgram({"model", "check", folder}, base);
+    EXPECT_EQ(exitCode, outcome.exitCode);
+    EXPECT_EQ("", outcome.out);
+    return outcome;
+  }
+
+  const std::string base = privateTempFolder() + "/ownership";
+  const std::string folder = base + "/~kwplugintmp~";
+  const std::string elsewhere = base + "/elsewhere";
+};
+
+TEST_F(FolderOwnership, WhatOnlyTheCallerCanWriteRaisesNoDoubt) { expectNoDoubt(); }
+
+TEST_F(FolderOwnership, AFolderThatOthersCanWriteIsNamed) {
+  setMode(folder, 0775);
+  expectDoubt(folder, "can be written by its group " + std::to_string(getegid()));
+  setMode(folder, 0757);
+  expectDoubt(folder, "can be written by everybody");
+  setMode(folder, 01757);
+  expectDoubt(folder, "can be written by everybody, who can put there what is missing");
+}
+
+TEST_F(FolderOwnership, FilesThatOthersCanWriteAreNamedTogether) {
+  setMode(ownFile("0-3-0"), 0664);
+  const std::string group = "can be written by its group " + std::to_string(getegid());
+  expectDoubt(folder + "/0-3-0", group);
+  setMode(ownFile("5-25-3"), 0664);
+  setMode(ownFile("6-1"), 0664);
+  expectDoubt(folder + "/0-3-0", group, 2);
+  setMode(ownFile("6-2"), 0606);
+  const std::vector<OwnershipDoubt> doubts = ownershipDoubts(folder, callingUser());
+  ASSERT_EQ(2u, doubts.size());
+  EXPECT_EQ(folder + "/6-2", doubts[1].path);
+  EXPECT_EQ("can be written by everybody", doubts[1].doubt);
+}
+
+TEST_F(FolderOwnership, OtherFilesInTheFolderAreOfNoConcern) {
+  writeText(folder + "/notes", "");
+  setMode(folder + "/notes", 0666);
+  expectNoDoubt();
+}
+
+TEST_F(FolderOwnership, WhatIsMissingRaisesNoDoubt) {
+  fs::remove(folder + "/6-0");
+  expectNoDoubt();
+  fs::remove_all(folder);
+  expectNoDoubt();
+}
+
+// Root's own files are nobody else's; so as root they are given away, and otherwise the caller is
+// taken for another.
+TEST_F(FolderOwnership, WhatBelongsToSomebodyElseIsNamed) {
+  const bool isRoot = geteuid() == 0;
+  const uint32_t owner = isRoot ? kStranger : geteuid();
+  const uint32_t caller = isRoot ? 0 : kStranger;
+  const std::string doubt = "belongs to somebody else, user " + std::to_string(owner);
+  if (!isRoot) {
+    expectDoubtOf(caller, folder, doubt, 303);
+    return;
+  }
+  expectNoDoubt();
+  ASSERT_EQ(0, chown(folder.c_str(), owner, getegid()));
+  expectDoubt(folder, doubt);
+  ASSERT_EQ(0, chown(folder.c_str(), 0, getegid()));
+  ASSERT_EQ(0, chown(ownFile("2-2-1").c_str(), owner, getegid()));
+  expectDoubt(folder + "/2-2-1", doubt);
+  // To that one they are his own.
+  EXPECT_TRUE(ownershipDoubts(folder, owner).empty());
+}
+
+TEST_F(FolderOwnership, BehindALinkTheFileIsLookedAt) {
+  fs::create_directory(elsewhere);
+  fs::rename(ownFile("6-1"), elsewhere + "/far");
+  fs::create_symlink(elsewhere + "/far", folder + "/6-1");
+  expectNoDoubt();
+  setMode(elsewhere + "/far", 0602);
+  expectDoubt(elsewhere + "/far", "can be written by everybody");
+}
+
+TEST_F(FolderOwnership, BehindALinkTheFoldersRightsCount) {
+  fs::create_directory(elsewhere);
+  for (const char* name : {"6-0", "6-1"}) {
+    fs::rename(ownFile(name), elsewhere + "/" + name);
+    fs::create_symlink(elsewhere + "/" + name, folder + "/" + name);
+  }
+  setMode(elsewhere, 0777);
+  const std::vector<OwnershipDoubt> doubts = ownershipDoubts(folder, callingUser());
+  ASSERT_EQ(2u, doubts.size());  // by its group, and by everybody; once, for two files
+  EXPECT_EQ(elsewhere, doubts[1].path);
+  EXPECT_EQ("can be written by everybody", doubts[1].doubt);
+  EXPECT_EQ(0u, doubts[1].others);
+}
+
+TEST_F(FolderOwnership, AFolderThatIsALinkIsLookedThrough) {
+  fs::rename(folder, elsewhere);
+  fs::create_directory_symlink(elsewhere, folder);
+  expectNoDoubt();
+  setMode(elsewhere, 0702);
+  expectDoubt(elsewhere, "can be written by everybody");
+}
+
+TEST_F(FolderOwnership, ALinkOfSomebodyElseIsNamed) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give a link away";
+  fs::rename(folder, elsewhere);
+  fs::create_directory_symlink(elsewhere, folder);
+  ASSERT_EQ(0, lchown(folder.c_str(), kStranger, getegid()));
+  expectDoubt(folder, "is a link that belongs to somebody else, user 12345");
+}
+
+TEST_F(FolderOwnership, ALinkThatLeadsNowhereRaisesNoDoubt) {
+  fs::remove(folder + "/6-1");
+  fs::create_symlink("nowhere", folder + "/6-1");
+  expectNoDoubt();
+}
+
+TEST_F(FolderOwnership, TheTemporaryFolderCountsWhereTheLibraryWouldReadThisModel) {
+  const std::string line = "facefeature model check: " + base +
+                           ": warning: can be written by everybody, who can put there what is "
+                           "missing. Who can change a model decides which faces are alike: make it "
+                           "your own (chown) and close it to others (chmod go-w).\n";
+  const std::string verdict =
+      "facefeature model check: " + folder + ": all 303 files are as they should be\n";
+  EXPECT_EQ(verdict, check(0).err);
+  setMode(base, 01703);
+  EXPECT_EQ(line + verdict, check(0).err);
+  EXPECT_EQ(verdict, runProgram({"model", "check", folder}, privateTempFolder()).err);
+}
+
+TEST_F(FolderOwnership, AWarningLeavesTheExitCodeAndTheFaultsAsTheyAre) {
+  setMode(ownFile("6-1"), 0602);
+  setMode(ownFile("6-2"), 0602);
+  fs::remove(folder + "/3-7-2");
+  EXPECT_EQ("facefeature model check: " + folder +
+                "/3-7-2: is missing\n"
+                "facefeature model check: " +
+                folder +
+                "/6-1 (and 1 more): warning: can be written by everybody. Who can change a model "
+                "decides which faces are alike: make it your own (chown) and close it to others "
+                "(chmod go-w).\n"
+                "facefeature model check: " +
+                folder +
+                ": 1 of 303 files are wrong. Copy the model anew from where it came from.\n",
+            check(4).err);
+}
+
+}  // namespace
+}  // namespace facefeature_test

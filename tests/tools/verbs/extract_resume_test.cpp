@@ -1,0 +1,259 @@
+// "facefeature extract --list" interrupted, killed, out of room, and gone on with.
+#include <csignal>
+
+#include "model/model_fingerprint.h"
+#include "tools/verbs/batch_fixture.h"
+
+namespace facefeature_test {
+namespace {
+
+namespace fs = std::filesystem;
+using facefeature_tools::Gallery;
+using Ids = std::vector<std::string>;
+
+std::string fingerprintOf(const std::string& model) {
+  return facefeature_tools::hexText(facefeature_tools::modelFingerprint(model));
+}
+
+class BatchResumed : public Batch {
+ protected:
+  // Four photographs that are done at once, and two that keep two workers busy for good.
+  void writeListThatNeverEnds() const { writeList({kOrdinary, 21, 22, 23, kSleeps, kSleeps, 24}); }
+
+  // The same list with photographs in their places that are done at once.
+  void writeListThatEnds() const { writeList({kOrdinary, 21, 22, 23, 25, 26, 24}); }
+
+  // A run of the list that never ends, up to where nothing more happens.
+  std::unique_ptr<StartedProgram> started() const {
+    writeListThatNeverEnds();
+    auto run = std::make_unique<StartedProgram>(arguments({"--jobs", "2"}), temporary, program);
+    waitForFeatures(4);
+    // Both workers have got theirs.
+    usleep(300000);
+    return run;
+  }
+
+  // After which all is as if nothing had been.
+  void expectResumedEqualsUndisturbed() const {
+    writeListThatEnds();
+    // What is done already is not done again: the photographs are not even there.
+    const std::string wanted = undisturbed();
+    for (int number = 1; number <= 4; ++number) {
+      fs::remove(base + "/p" + std::to_string(number) + ".ppm");
+    }
+    const Outcome outcome = extract({"--resume", "--jobs", "2"});
+    EXPECT_EQ(0, outcome.exitCode) << outcome.err;
+    EXPECT_EQ(wanted, contentOf(gallery));
+    EXPECT_FALSE(fs::exists(journal));
+    EXPECT_FALSE(fs::exists(unfinished));
+  }
+};
+
+TEST_F(BatchResumed, InterruptedLeavesAGalleryOfWhatIsDone) {
+  for (const int signalNumber : {SIGINT, SIGTERM, SIGHUP}) {
+    const auto run = started();
+    const std::vector<pid_t> workers = childrenOf(run->process());
+    EXPECT_EQ(2u, workers.size());
+    kill(run->process(), signalNumber);
+    const Outcome outcome = run->outcome();
+    EXPECT_EQ(signalNumber, outcome.signal) << outcome.err;
+    EXPECT_EQ((Ids{"p1", "p2", "p3", "p4"}), idsIn(unfinished));
+    EXPECT_FALSE(fs::exists(gallery));
+    EXPECT_TRUE(contains(outcome.err,
+                         "interrupted. " + unfinished + ": 4 features, 0 photographs failed. "))
+        << outcome.err;
+    for (const pid_t worker : workers) EXPECT_TRUE(hasEnded(worker));
+    expectNothingLeftBehind();
+    expectResumedEqualsUndisturbed();
+    fs::remove(gallery);
+  }
+}
+
+TEST_F(BatchResumed, SignalsToAllItsProcessesCostNoPhotograph) {
+  const auto run = started();
+  for (const pid_t worker : childrenOf(run->process())) {
+    for (const int number : {SIGINT, SIGTERM, SIGHUP}) kill(worker, number);
+  }
+  usleep(300000);
+  EXPECT_EQ(2u, childrenOf(run->process()).size());
+  kill(run->process(), SIGINT);
+  EXPECT_FALSE(contains(run->outcome().err, "the worker"));
+}
+
+TEST_F(BatchResumed, KilledLosesNothingAndLeavesNoWorkers) {
+  const auto run = started();
+  const std::vector<pid_t> workers = childrenOf(run->process());
+  ASSERT_EQ(2u, workers.size());
+  kill(run->process(), SIGKILL);
+  EXPECT_EQ(SIGKILL, run->outcome().signal);
+  for (const pid_t worker : workers) {
+    for (int tries = 0; tries < 500 && !hasEnded(worker); ++tries) usleep(10000);
+    EXPECT_TRUE(hasEnded(worker));
+  }
+  EXPECT_FALSE(fs::exists(gallery));
+  EXPECT_TRUE(fs::exists(journal));
+  expectResumedEqualsUndisturbed();
+}
+
+TEST_F(BatchResumed, KilledWithinARecordDoesThatOneAgain) {
+  for (const size_t cut : {1u, 9u, 1000u, 2013u, 2021u}) {
+    const auto run = started();
+    kill(run->process(), SIGKILL);
+    run->outcome();
+    fs::resize_file(journal, fs::file_size(journal) - cut);
+    writeListThatEnds();
+    const std::string wanted = undisturbed();
+    EXPECT_EQ(0, extract({"--resume"}).exitCode);
+    EXPECT_EQ(wanted, contentOf(gallery)) << cut;
+    fs::remove(gallery);
+  }
+}
+
+TEST_F(BatchResumed, DamagedEndOfTheJournalIsNotTakenForFeatures) {
+  for (const std::string& rubbish :
+       {std::string(5000, '\0'), std::string(5000, 'x'), std::string("\x02\0\0\0p7", 6)}) {
+    const auto run = started();
+    kill(run->process(), SIGKILL);
+    run->outcome();
+    writeText(journal, contentOf(journal) + rubbish);
+    expectResumedEqualsUndisturbed();
+    fs::remove(gallery);
+  }
+}
+
+TEST_F(BatchResumed, WorkerThatIsKilledCostsOnePhotographAndIsReplaced) {
+  const auto run = started();
+  const std::vector<pid_t> workers = childrenOf(run->process());
+  ASSERT_EQ(2u, workers.size());
+  for (const pid_t worker : workers) kill(worker, SIGKILL);
+  const Outcome outcome = run->outcome();
+  EXPECT_EQ(3, outcome.exitCode);
+  EXPECT_EQ((Ids{"p1", "p2", "p3", "p4", "p7"}), idsIn(gallery));
+  EXPECT_EQ(2u, timesIn(outcome.err, ".ppm: the worker was ended by signal 9 ("));
+  expectNothingLeftBehind();
+}
+
+TEST_F(BatchResumed, RunThatDidNotEndIsNotOverwritten) {
+  const auto run = started();
+  kill(run->process(), SIGKILL);
+  run->outcome();
+  const std::string before = contentOf(journal);
+  const Outcome outcome = extract();
+  EXPECT_EQ(2, outcome.exitCode);
+  EXPECT_TRUE(contains(outcome.err, journal + ": is left from a run that did not end. "));
+  EXPECT_EQ(before, contentOf(journal));
+}
+
+TEST_F(BatchResumed, TwoRunsDoNotWriteOneGallery) {
+  const auto run = started();
+  const Outcome second = extract({"--resume"});
+  EXPECT_EQ(1, second.exitCode);
+  EXPECT_TRUE(contains(second.err, journal + ": is being written by another process. "));
+  kill(run->process(), SIGINT);
+  EXPECT_EQ(SIGINT, run->outcome().signal);
+  expectResumedEqualsUndisturbed();
+}
+
+TEST_F(BatchResumed, AnotherModelEndsWith4AndNamesBoth) {
+  const auto run = started();
+  kill(run->process(), SIGKILL);
+  run->outcome();
+  const std::string first = fingerprintOf(model);
+  std::string bytes = contentOf(model + "/6-0");
+  bytes[5] = 1;
+  writeText(model + "/6-0", bytes);
+  const std::string second = fingerprintOf(model);
+  const Outcome outcome = extract({"--resume"});
+  EXPECT_EQ(4, outcome.exitCode);
+  EXPECT_TRUE(contains(outcome.err, journal + ": is of the model " + first + ", not of " + second))
+      << outcome.err;
+
+  // The same where the earlier run has ended.
+  fs::remove(journal);
+  writeListThatEnds();
+  ASSERT_EQ(0, extract().exitCode);
+  bytes[5] = 0;
+  writeText(model + "/6-0", bytes);
+  const Outcome ended = extract({"--resume"});
+  EXPECT_EQ(4, ended.exitCode);
+  EXPECT_TRUE(contains(ended.err, gallery + ": is of the model " + second + ", not of " + first))
+      << ended.err;
+  // Nothing began, so nothing is in the way of the right model.
+  EXPECT_FALSE(fs::exists(journal));
+}
+
+TEST_F(BatchResumed, SomethingElseInThePlaceOfTheJournalIsRefused) {
+  writeListThatEnds();
+  writeText(journal, std::string(300, 'n'));
+  const Outcome outcome = extract({"--resume"});
+  EXPECT_EQ(3, outcome.exitCode);
+  EXPECT_TRUE(contains(outcome.err, journal + ": is no journal of this program. "));
+  EXPECT_EQ(std::string(300, 'n'), contentOf(journal));
+}
+
+TEST_F(BatchResumed, AfterItsEndDoesWhatFailedAndWhatIsNew) {
+  writeList({kOrdinary, kAborts, 22});
+  EXPECT_EQ(3, extract().exitCode);
+  writeList({kOrdinary, 21, 22, 23});
+  const std::string wanted = undisturbed();
+  fs::remove(base + "/p1.ppm");
+  fs::remove(base + "/p3.ppm");
+  const Outcome outcome = extract({"--resume"});
+  EXPECT_EQ(0, outcome.exitCode) << outcome.err;
+  EXPECT_EQ(wanted, contentOf(gallery));
+}
+
+TEST_F(BatchResumed, WithNothingToGoOnWithIsARunLikeAny) {
+  writeListThatEnds();
+  const std::string wanted = undisturbed();
+  EXPECT_EQ(0, extract({"--resume"}).exitCode);
+  EXPECT_EQ(wanted, contentOf(gallery));
+}
+
+TEST_F(BatchResumed, ReportKeepsWhatItSaidOfPhotographsThatAreNotDoneAgain) {
+  writeListThatEnds();
+  // Landmarks for a picture of another size are a warning; no picture is a failure.
+  fs::copy_file(base + "/p2.ppm", base + "/p1.ppm", fs::copy_options::overwrite_existing);
+  const std::string third = contentOf(base + "/p3.ppm");
+  fs::remove(base + "/p3.ppm");
+  EXPECT_EQ(3, extract({"--report", report}).exitCode);
+  const std::string first = contentOf(report);
+  EXPECT_TRUE(contains(first, "p1,")) << first;
+  EXPECT_TRUE(contains(first, ",failed,")) << first;
+
+  EXPECT_EQ(3, extract({"--resume", "--report", report}).exitCode);
+  EXPECT_EQ(first, contentOf(report));
+
+  writeText(base + "/p3.ppm", third);
+  EXPECT_EQ(0, extract({"--resume", "--report", report}).exitCode);
+  EXPECT_TRUE(contains(contentOf(report), "p1,"));
+  EXPECT_FALSE(contains(contentOf(report), ",failed,"));
+}
+
+TEST_F(BatchResumed, RunThatIsRefusedLeavesTheEarlierReport) {
+  const auto run = started();
+  kill(run->process(), SIGKILL);
+  run->outcome();
+  writeText(report, "of an earlier run\n");
+  EXPECT_EQ(2, extract({"--report", report}).exitCode);
+  EXPECT_EQ("of an earlier run\n", contentOf(report));
+  EXPECT_FALSE(fs::exists(report + ".part"));
+}
+
+TEST_F(BatchResumed, FullDiskEndsTheRunAndMoreRoomGoesOnWithIt) {
+  writeListThatEnds();
+  const std::string wanted = undisturbed();
+  // A limit on the size of files is as good as a full disk. Five features have no room.
+  const std::string command = "trap '' XFSZ; ulimit -f 8; exec " + program + " extract --list " +
+                              list + " -o " + gallery + " --model " + model + " --jobs 2";
+  const Outcome outcome = runProgram({"-c", command}, temporary, "/bin/bash");
+  EXPECT_EQ(1, outcome.exitCode) << outcome.err;
+  EXPECT_TRUE(contains(outcome.err, journal + ": can't be written: ")) << outcome.err;
+  EXPECT_FALSE(fs::exists(gallery));
+  EXPECT_TRUE(fs::is_empty(temporary));
+  EXPECT_EQ(0, extract({"--resume"}).exitCode);
+  EXPECT_EQ(wanted, contentOf(gallery));
+}
+
+}  // namespace
+}  // namespace facefeature_test

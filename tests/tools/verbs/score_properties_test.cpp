@@ -1,0 +1,171 @@
+// What docs/scores.md says of scores, on random features and through the library itself.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+
+#include "model/library_loader.h"
+#include "support/bits.h"
+#include "tools/gallery/random_gallery.h"
+
+namespace facefeature_test {
+namespace {
+
+constexpr int kRounds = 400;
+
+float compareFeatures(const FeatureVector& a, const FeatureVector& b) {
+  static const facefeature_tools::LoadedLibrary library;
+  return library.compareFeatures(&a, &b);
+}
+
+FeatureVector scaled(const FeatureVector& feature, float factor) {
+  FeatureVector result = feature;
+  for (int i = 0; i < 500; ++i) result.values[i] *= factor;
+  result.values[500] *= factor * factor;
+  result.values[501] *= factor;
+  return result;
+}
+
+// Rounding: 500 sums and products lose at most 500 halves of 2^-23 of the sum of the products'
+// sizes, which is at most the product of the norms; twice that for the factor 2; the norms
+// themselves the same; and a few operations more.
+constexpr double kRounding = 2000 * 0x1p-24;
+
+// Of the formula in exact numbers, as far as double has them.
+double exactScore(const FeatureVector& a, const FeatureVector& b) {
+  double product = 0.0;
+  for (int i = 499; i >= 0; --i) product += static_cast<double>(a.values[i]) * b.values[i];
+  const double squares = static_cast<double>(a.values[500]) + b.values[500];
+  return (2.0 * product - squares) / (static_cast<double>(a.values[501]) * b.values[501]) + 1.0;
+}
+
+// Of the sizes that stand in the numerator: what rounding errors are measured by.
+double sizeOf(const FeatureVector& a, const FeatureVector& b) {
+  return 3.0 + (static_cast<double>(a.values[500]) + b.values[500]) /
+                   (static_cast<double>(a.values[501]) * b.values[501]);
+}
+
+class Scores : public ::testing::Test {
+ protected:
+  Random random = seededRandom();
+};
+
+TEST_F(Scores, FollowTheFormula) {
+  SCOPED_TRACE(random.trace());
+  for (int round = 0; round < kRounds; ++round) {
+    const FeatureVector a = randomFeature(random);
+    const FeatureVector b = randomFeature(random);
+    EXPECT_NEAR(exactScore(a, b), compareFeatures(a, b), kRounding * sizeOf(a, b));
+  }
+}
+
+TEST_F(Scores, AreTheSameBitsInEitherOrder) {
+  SCOPED_TRACE(random.trace());
+  for (int round = 0; round < kRounds; ++round) {
+    const FeatureVector a = randomFeature(random);
+    const FeatureVector b = randomFeature(random);
+    EXPECT_BITS(bitsOf(compareFeatures(a, b)), compareFeatures(b, a));
+  }
+}
+
+TEST_F(Scores, OfAFaceWithItselfAreThreeLessTwiceTheQuotient) {
+  SCOPED_TRACE(random.trace());
+  for (int round = 0; round < kRounds; ++round) {
+    const FeatureVector a = randomFeature(random);
+    const double norm = a.values[501];
+    const double wanted = 3.0 - 2.0 * a.values[500] / (norm * norm);
+    EXPECT_NEAR(wanted, compareFeatures(a, a), kRounding * sizeOf(a, a));
+  }
+}
+
+TEST_F(Scores, OfAFaceWithItselfAre1WhereBothSquaresAreOne) {
+  SCOPED_TRACE(random.trace());
+  for (int round = 0; round < kRounds; ++round) {
+    FeatureVector a = randomFeature(random);
+    float squares = 0.0f;
+    for (int i = 0; i < 500; ++i) squares += a.values[i] * a.values[i];
+    a.values[500] = squares;
+    EXPECT_EQ(1.0f, compareFeatures(a, a));
+  }
+}
+
+TEST_F(Scores, AreAtMost3AndLessTheMoreTheSelfScoresAreBelow3) {
+  SCOPED_TRACE(random.trace());
+  for (int round = 0; round < kRounds; ++round) {
+    FeatureVector a = randomFeature(random);
+    FeatureVector b = randomFeature(random);
+    // As like each other as the two can be, now and then, and far from each other in length.
+    if (random.chance(30)) b = scaled(a, random.between(0.1f, 10.0f));
+    if (random.chance(30)) b.values[500] = 0.0f;
+    if (random.chance(30)) a.values[500] = 0.0f;
+    const double rounding = kRounding * sizeOf(a, b);
+    const double selfA = 3.0 - exactScore(a, a);
+    const double selfB = 3.0 - exactScore(b, b);
+    EXPECT_LE(compareFeatures(a, b), 3.0 + rounding);
+    EXPECT_LE(compareFeatures(a, b),
+              3.0 - std::sqrt(std::fmax(selfA, 0.0) * std::fmax(selfB, 0.0)) + 4 * rounding);
+  }
+}
+
+TEST_F(Scores, Reach3WhereNothingIsTakenAway) {
+  SCOPED_TRACE(random.trace());
+  FeatureVector a = randomFeature(random);
+  a.values[500] = 0.0f;
+  EXPECT_NEAR(3.0, compareFeatures(a, a), 3.0 * kRounding);
+}
+
+TEST_F(Scores, HaveNoLowerBound) {
+  SCOPED_TRACE(random.trace());
+  const FeatureVector b = randomFeature(random);
+  FeatureVector a = b;
+  float before = std::numeric_limits<float>::infinity();
+  for (float square = 1e3f; square < 1e30f; square *= 1e3f) {
+    a.values[500] = square;
+    const float score = compareFeatures(a, b);
+    EXPECT_LT(score, before);
+    before = score;
+  }
+  EXPECT_LT(before, -1e20f);
+}
+
+TEST_F(Scores, OfAFaceWithItselfNeedNotBeItsHighest) {
+  SCOPED_TRACE(random.trace());
+  const FeatureVector a = randomFeature(random);
+  FeatureVector b = a;
+  b.values[500] = a.values[500] / 2.0f;
+  EXPECT_GT(compareFeatures(a, b), compareFeatures(a, a));
+}
+
+TEST_F(Scores, OfBothFeaturesScaledByAPowerOfTwoAreTheSameBits) {
+  SCOPED_TRACE(random.trace());
+  for (int round = 0; round < kRounds; ++round) {
+    const FeatureVector a = randomFeature(random);
+    const FeatureVector b = randomFeature(random);
+    const float factor = std::ldexp(1.0f, random.integer(-20, 20));
+    const FeatureVector scaledA = scaled(a, factor);
+    const FeatureVector scaledB = scaled(b, factor);
+    EXPECT_BITS(bitsOf(compareFeatures(a, b)), compareFeatures(scaledA, scaledB));
+  }
+}
+
+TEST_F(Scores, AreNoNumberWhereAFeatureHoldsOne) {
+  SCOPED_TRACE(random.trace());
+  for (int place = 0; place < 502; ++place) {
+    FeatureVector a = randomFeature(random);
+    const FeatureVector b = randomFeature(random);
+    a.values[place] = std::numeric_limits<float>::quiet_NaN();
+    EXPECT_TRUE(std::isnan(compareFeatures(a, b))) << place;
+    EXPECT_TRUE(std::isnan(compareFeatures(b, a))) << place;
+  }
+}
+
+TEST_F(Scores, OfAFeatureOfZerosAreNoNumberOrInfinite) {
+  SCOPED_TRACE(random.trace());
+  const FeatureVector zeros = {};
+  const FeatureVector a = randomFeature(random);
+  EXPECT_TRUE(std::isnan(compareFeatures(zeros, zeros)));
+  EXPECT_EQ(-std::numeric_limits<float>::infinity(), compareFeatures(zeros, a));
+}
+
+}  // namespace
+}  // namespace facefeature_test

@@ -1,0 +1,15 @@
+// Floats as text.
+#ifndef FACEFEATURE_TOOLS_BASE_FLOAT_TEXT_H
+#define FACEFEATURE_TOOLS_BASE_FLOAT_TEXT_H
+
+#include <string>
+
+namespace facefeature_tools {
+
+// Nine digits, which tell every float from its neighbours. "nan" for every NaN: the sign of one is
+// the processor's, and says nothing.
+std::string floatText(float value);
+
+}  // namespace facefeature_tools
+
+#endif

@@ -1,0 +1,41 @@
+// The photographs of a list that have no feature or a doubtful one, for programs to read.
+#ifndef FACEFEATURE_TOOLS_BATCH_EXTRACT_REPORT_H
+#define FACEFEATURE_TOOLS_BATCH_EXTRACT_REPORT_H
+
+#include <cstddef>
+#include <string>
+#include <vector>
+
+#include "batch/extract_journal.h"
+#include "batch/photo_list.h"
+
+namespace facefeature_tools {
+
+struct ReportLine {
+  size_t place;         // of the entry
+  std::string outcome;  // "failed" or "warning"
+  std::string text;
+};
+
+class ExtractReport {
+ public:
+  // The entries outlive the report.
+  explicit ExtractReport(const std::vector<PhotoEntry>& entries) : entries_(entries) {}
+
+  void add(const ReportLine& line) { lines_.push_back(line); }
+
+  // Adds what the report of an earlier run says of entries that are done, as far as there is one.
+  void addEarlier(const std::string& path, const ExtractJournal& done);
+
+  // Writes CSV with the heading id,photo,outcome,text, in the order of the entries. Throws Failure
+  // (kFailed).
+  void write(const std::string& path) const;
+
+ private:
+  const std::vector<PhotoEntry>& entries_;
+  std::vector<ReportLine> lines_;
+};
+
+}  // namespace facefeature_tools
+
+#endif

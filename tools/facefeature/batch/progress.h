@@ -1,0 +1,65 @@
+// How far a long run is, told to a person at a terminal, to a log, or to a program.
+#ifndef FACEFEATURE_TOOLS_BATCH_PROGRESS_H
+#define FACEFEATURE_TOOLS_BATCH_PROGRESS_H
+
+#include <chrono>
+#include <cstddef>
+#include <string>
+
+namespace facefeature_tools {
+
+enum class ProgressForm {
+  kTerminal,  // one line that changes
+  kPlain,     // a line now and then
+  kJson       // an object on each line
+};
+
+// "auto" is kTerminal where standard error is a terminal, and kPlain elsewhere. Throws
+// std::invalid_argument for words other than auto, plain and json.
+ProgressForm progressForm(const std::string& word);
+
+struct ProgressCounts {
+  size_t total = 0;
+  size_t before = 0;  // done by an earlier run
+  size_t done = 0;    // by this one, failures included
+  size_t failed = 0;
+};
+
+// "120 of 1000, 3 failed, 8.1 a second, 1:48 left". seconds is how long this run has taken; rate
+// and time left are there once something is done.
+std::string progressText(const ProgressCounts& counts, double seconds);
+// The same as a JSON object; null for what is not known yet.
+std::string progressJson(const char* event, const ProgressCounts& counts, double seconds);
+
+// Everything goes to standard error.
+class Progress {
+ public:
+  Progress(ProgressForm form, const std::string& verb, size_t total, size_t before);
+
+  void succeeded() { ++counts_.done; }
+  void failed(const std::string& id, const std::string& text);
+  void warned(const std::string& id, const std::string& text);
+
+  // To be called often; tells something when it is time.
+  void tick();
+  // How it ended. The text is for people, and left out for programs.
+  void end(const std::string& text);
+
+  const ProgressCounts& counts() const { return counts_; }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+
+  double seconds() const;
+  void about(const char* event, const std::string& id, const std::string& text);
+
+  ProgressForm form_;
+  std::string verb_;
+  ProgressCounts counts_;
+  Clock::time_point start_;
+  Clock::time_point told_;
+};
+
+}  // namespace facefeature_tools
+
+#endif

@@ -1,0 +1,93 @@
+#include "batch/worker_messages.h"
+
+#include <cstdint>
+#include <cstring>
+#include <stdexcept>
+
+#include "base/little_endian.h"
+
+namespace facefeature_tools {
+namespace {
+
+void putNumber(uint32_t number, std::string& message) {
+  uint8_t bytes[4];
+  putWord(number, bytes);
+  message.append(reinterpret_cast<const char*>(bytes), sizeof bytes);
+}
+
+void putText(const std::string& text, std::string& message) {
+  putNumber(static_cast<uint32_t>(text.size()), message);
+  message += text;
+}
+
+// Takes a message apart from the front.
+class Reader {
+ public:
+  explicit Reader(const std::string& message) : message_(message) {}
+
+  const char* take(size_t count) {
+    if (count > message_.size() - at_) throw std::runtime_error("a message of a worker is damaged");
+    at_ += count;
+    return message_.data() + (at_ - count);
+  }
+  uint32_t number() { return getWord(reinterpret_cast<const uint8_t*>(take(4))); }
+  std::string text() {
+    const uint32_t length = number();
+    return std::string(take(length), length);
+  }
+  void end() const {
+    if (at_ != message_.size()) throw std::runtime_error("a message of a worker is damaged");
+  }
+
+ private:
+  const std::string& message_;
+  size_t at_ = 0;
+};
+
+}  // namespace
+
+std::string encodeRequest(const WorkerRequest& request) {
+  std::string message;
+  putText(request.photo, message);
+  putText(request.landmarks, message);
+  return message;
+}
+
+WorkerRequest decodeRequest(const std::string& message) {
+  Reader reader(message);
+  WorkerRequest request;
+  request.photo = reader.text();
+  request.landmarks = reader.text();
+  reader.end();
+  return request;
+}
+
+std::string encodeReply(const WorkerReply& reply) {
+  std::string message;
+  putNumber(static_cast<uint32_t>(reply.kind), message);
+  putNumber(static_cast<uint32_t>(reply.code), message);
+  putText(reply.text, message);
+  putNumber(static_cast<uint32_t>(reply.warnings.size()), message);
+  for (const std::string& warning : reply.warnings) putText(warning, message);
+  // Both processes run on one machine: the bytes of a float are the same in both.
+  message.append(reinterpret_cast<const char*>(&reply.feature), sizeof reply.feature);
+  return message;
+}
+
+WorkerReply decodeReply(const std::string& message) {
+  Reader reader(message);
+  WorkerReply reply;
+  const uint32_t kind = reader.number();
+  if (kind > static_cast<uint32_t>(WorkerReplyKind::kFailed)) {
+    throw std::runtime_error("a message of a worker is damaged");
+  }
+  reply.kind = static_cast<WorkerReplyKind>(kind);
+  reply.code = static_cast<int>(reader.number());
+  reply.text = reader.text();
+  for (uint32_t left = reader.number(); left > 0; --left) reply.warnings.push_back(reader.text());
+  std::memcpy(&reply.feature, reader.take(sizeof reply.feature), sizeof reply.feature);
+  reader.end();
+  return reply;
+}
+
+}  // namespace facefeature_tools

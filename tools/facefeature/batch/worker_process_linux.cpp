@@ -1,0 +1,176 @@
+#include <poll.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+#include "base/failure.h"
+#include "base/little_endian.h"
+#include "batch/worker_process.h"
+
+namespace facefeature_tools {
+namespace {
+
+constexpr int kChannel = STDIN_FILENO;
+constexpr size_t kLengthBytes = 4;
+
+// A socket and not a pair of pipes: writing to one whose reader is gone can be told to raise no
+// signal.
+bool sendAll(int socket, const char* bytes, size_t count) {
+  while (count > 0) {
+    const ssize_t sent = ::send(socket, bytes, count, MSG_NOSIGNAL);
+    if (sent < 0 && errno == EINTR) continue;
+    if (sent < 0) return false;
+    bytes += sent;
+    count -= static_cast<size_t>(sent);
+  }
+  return true;
+}
+
+bool sendMessage(int socket, const std::string& message) {
+  std::array<uint8_t, kLengthBytes> length;
+  putWord(static_cast<uint32_t>(message.size()), length.data());
+  return sendAll(socket, reinterpret_cast<const char*>(length.data()), length.size()) &&
+         sendAll(socket, message.data(), message.size());
+}
+
+// Cuts the first message off what has arrived, if it is there as a whole.
+std::optional<std::string> firstMessage(std::string& arrived) {
+  if (arrived.size() < kLengthBytes) return std::nullopt;
+  const size_t length = getWord(reinterpret_cast<const uint8_t*>(arrived.data()));
+  if (arrived.size() - kLengthBytes < length) return std::nullopt;
+  const std::string message = arrived.substr(kLengthBytes, length);
+  arrived.erase(0, kLengthBytes + length);
+  return message;
+}
+
+// Adds what can be read to what has arrived. False at the end of the stream.
+bool receiveSome(int socket, std::string& arrived) {
+  std::array<char, 1 << 16> bytes;
+  for (;;) {
+    const ssize_t got = recv(socket, bytes.data(), bytes.size(), 0);
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) return false;
+    arrived.append(bytes.data(), static_cast<size_t>(got));
+    return true;
+  }
+}
+
+std::string endingText(int status) {
+  if (WIFSIGNALED(status)) {
+    const int number = WTERMSIG(status);
+    return "was ended by signal " + std::to_string(number) + " (" + strsignal(number) + ")";
+  }
+  return "ended with exit code " + std::to_string(WEXITSTATUS(status));
+}
+
+// In the new process, up to the other program.
+[[noreturn]] void becomeWorker(int socket, pid_t parent, const WorkerCommand& command,
+                               char* const* arguments) {
+  for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) signal(number, SIG_IGN);
+  prctl(PR_SET_PDEATHSIG, SIGKILL);
+  // It may have gone before that call.
+  if (getppid() != parent) _exit(kFailed);
+  setenv("OMP_NUM_THREADS", std::to_string(command.threads).c_str(), 1);
+  if (dup2(socket, kChannel) >= 0 && dup2(STDERR_FILENO, STDOUT_FILENO) >= 0) {
+    execv("/proc/self/exe", arguments);
+  }
+  _exit(kFailed);
+}
+
+}  // namespace
+
+struct WorkerProcess::State {
+  pid_t process = -1;
+  int socket = -1;
+  std::string arrived;
+};
+
+WorkerProcess::WorkerProcess(const WorkerCommand& command) : state_(std::make_unique<State>()) {
+  std::vector<std::string> texts = {"facefeature"};
+  texts.insert(texts.end(), command.arguments.begin(), command.arguments.end());
+  std::vector<char*> arguments;
+  for (std::string& text : texts) arguments.push_back(text.data());
+  arguments.push_back(nullptr);
+
+  const pid_t parent = getpid();
+  int sockets[2] = {-1, -1};
+  // Closed in every other worker, so that each sees its own end.
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets) == 0) {
+    state_->process = fork();
+    if (state_->process == 0) becomeWorker(sockets[1], parent, command, arguments.data());
+  }
+  const int error = errno;
+  if (sockets[1] >= 0) close(sockets[1]);
+  state_->socket = sockets[0];
+  if (state_->process > 0) return;
+  if (sockets[0] >= 0) close(sockets[0]);
+  throw Failure(kFailed, "a worker process", "can't be started: " + systemMessage(error),
+                "Give it fewer --jobs or more room");
+}
+
+WorkerProcess::~WorkerProcess() {
+  close(state_->socket);
+  if (state_->process < 0) return;
+  kill(state_->process, SIGKILL);
+  while (waitpid(state_->process, nullptr, 0) < 0 && errno == EINTR) {
+  }
+}
+
+void WorkerProcess::send(const std::string& message) { sendMessage(state_->socket, message); }
+
+namespace {
+
+// Waits for a process that has closed its end, or that nobody can speak to any longer.
+std::string endOf(WorkerProcess::State& state) {
+  int status = 0;
+  while (waitpid(state.process, &status, 0) < 0 && errno == EINTR) {
+  }
+  state.process = -1;
+  return endingText(status);
+}
+
+}  // namespace
+
+std::optional<WorkerEvent> waitForWorkers(
+    const std::vector<std::unique_ptr<WorkerProcess>>& workers, std::chrono::milliseconds time) {
+  std::vector<pollfd> sockets;
+  for (size_t i = 0; i < workers.size(); ++i) {
+    // poll() passes over negative numbers.
+    const bool stands = workers[i] && workers[i]->state().process > 0;
+    sockets.push_back({stands ? workers[i]->state().socket : -1, POLLIN, 0});
+    if (!stands) continue;
+    if (auto message = firstMessage(workers[i]->state().arrived)) {
+      return WorkerEvent{i, false, *message};
+    }
+  }
+  if (poll(sockets.data(), sockets.size(), static_cast<int>(time.count())) <= 0) {
+    return std::nullopt;
+  }
+  for (size_t i = 0; i < workers.size(); ++i) {
+    if (sockets[i].revents == 0) continue;
+    WorkerProcess::State& state = workers[i]->state();
+    if (!receiveSome(state.socket, state.arrived)) return WorkerEvent{i, true, endOf(state)};
+    if (auto message = firstMessage(state.arrived)) return WorkerEvent{i, false, *message};
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string> WorkerChannel::receive() {
+  std::string arrived;
+  // One message is answered before the next one is sent, so nothing of another one arrives.
+  for (;;) {
+    if (auto message = firstMessage(arrived)) return message;
+    if (!receiveSome(kChannel, arrived)) return std::nullopt;
+  }
+}
+
+bool WorkerChannel::send(const std::string& message) { return sendMessage(kChannel, message); }
+
+}  // namespace facefeature_tools

@@ -1,0 +1,74 @@
+#include "draw/patch_sheet.h"
+
+#include <algorithm>
+
+namespace facefeature_tools {
+namespace {
+
+constexpr size_t kColumns = 7;
+constexpr double kCellWidth = 250.0;
+constexpr double kCellHeight = 160.0;
+constexpr double kPixel = 2.0;  // each pixel of a patch is drawn this wide, in whole pixels
+constexpr double kGap = 6.0;
+constexpr double kTextHeight = 42.0;
+
+uint8_t byteOf(float value) { return static_cast<uint8_t>(std::clamp(value, 0.0f, 255.0f)); }
+
+Photo photoOf(const FacePatch& patch, const std::vector<float>& sample) {
+  Photo photo = makePhoto(static_cast<uint64_t>(patch.side), static_cast<uint64_t>(patch.side));
+  const size_t pixels = static_cast<size_t>(patch.side) * static_cast<size_t>(patch.side);
+  for (size_t i = 0; i < pixels; ++i) {
+    for (size_t channel = 0; channel < 3; ++channel) {
+      // Planes come red first, the bytes of a photograph blue first.
+      const size_t plane = patch.planes == 3 ? 2 - channel : 0;
+      photo.pixels[3 * i + channel] = byteOf(sample[plane * pixels + i]);
+    }
+  }
+  return photo;
+}
+
+// Margins are no part of the face: drawn as the panel, they look like what they are.
+void coverMargins(Canvas& canvas, const Area& area, const FacePatch& patch) {
+  const double columns = patch.columnMargin * kPixel;
+  const double rows = patch.rowMargin * kPixel;
+  canvas.fill({area.x, area.y, columns, area.height}, kPanel);
+  canvas.fill({area.x + area.width - columns, area.y, columns, area.height}, kPanel);
+  canvas.fill({area.x, area.y, area.width, rows}, kPanel);
+  canvas.fill({area.x, area.y + area.height - rows, area.width, rows}, kPanel);
+}
+
+void drawSample(Canvas& canvas, ImagePoint corner, const FacePatch& patch,
+                const std::vector<float>& sample) {
+  const Canvas::Surface surface = Canvas::surfaceOf(photoOf(patch, sample), "a patch");
+  const double side = patch.side * kPixel;
+  canvas.picture(surface.get(), {corner.x + kPixel / 2.0, corner.y + kPixel / 2.0}, kPixel, true);
+  coverMargins(canvas, {corner.x, corner.y, side, side}, patch);
+}
+
+std::string idsOf(const FacePatch& patch) {
+  std::string ids = "id " + std::to_string(patch.directId);
+  if (patch.mirrorId != patch.directId) ids += " | " + std::to_string(patch.mirrorId);
+  return ids;
+}
+
+}  // namespace
+
+void drawPatchSheet(Canvas& canvas, ImagePoint corner, const std::vector<FacePatch>& patches) {
+  for (size_t i = 0; i < patches.size(); ++i) {
+    const FacePatch& patch = patches[i];
+    const double x = corner.x + static_cast<double>(i % kColumns) * kCellWidth;
+    const double y = corner.y + static_cast<double>(i / kColumns) * kCellHeight;
+    const double side = patch.side * kPixel;
+    canvas.fill({x, y, kCellWidth - kGap, kCellHeight - kGap}, kPanel);
+    canvas.text({x + 8.0, y + 14.0}, "net " + std::to_string(i), 15.0, kInk);
+    canvas.text({x + 70.0, y + 14.0}, patch.planes == 3 ? "colour" : "gray", 14.0, kFaintInk);
+    canvas.text({x + 8.0, y + 33.0}, idsOf(patch) + ", span " + std::to_string(patch.span), 13.0,
+                kFaintInk);
+    const double top = y + kTextHeight + (kCellHeight - kGap - kTextHeight - side) / 2.0 - 1.0;
+    const double left = x + (kCellWidth - kGap - 2.0 * side - kGap) / 2.0;
+    drawSample(canvas, {left, top}, patch, patch.direct);
+    drawSample(canvas, {left + side + kGap, top}, patch, patch.mirrored);
+  }
+}
+
+}  // namespace facefeature_tools

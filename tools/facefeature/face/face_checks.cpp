@@ -1,0 +1,108 @@
+#include "face/face_checks.h"
+
+#include <cmath>
+#include <cstdio>
+#include <optional>
+
+#include "face/head_fit.h"
+
+namespace facefeature_tools {
+namespace {
+
+// As much of a long list as helps.
+constexpr size_t kIdsNamed = 5;
+
+std::string withDigits(const char* format, double value) {
+  char text[64];
+  std::snprintf(text, sizeof text, format, value);
+  return text;
+}
+
+std::string doubtAboutSize(const LandmarkFile& file, const std::string& photo, int32_t width,
+                           int32_t height) {
+  const bool sameWidth = !file.width || *file.width == width;
+  const bool sameHeight = !file.height || *file.height == height;
+  if (sameWidth && sameHeight) return "";
+  const auto text = [](const std::optional<int64_t>& side) {
+    return side ? std::to_string(*side) : std::string("?");
+  };
+  return "the landmarks are for a picture of " + text(file.width) + " x " + text(file.height) +
+         " pixels, but " + photo + " has " + std::to_string(width) + " x " +
+         std::to_string(height) +
+         ". Use the landmarks of this very file; a turn told by its Exif data is carried out with "
+         "--exif apply only.";
+}
+
+// A pixel reaches half a pixel around its centre.
+bool isInside(const Landmark& landmark, int32_t width, int32_t height) {
+  return landmark.x >= -0.5f && landmark.y >= -0.5f &&
+         static_cast<double>(landmark.x) <= width - 0.5 &&
+         static_cast<double>(landmark.y) <= height - 0.5;
+}
+
+std::string doubtAboutPlaces(const std::vector<Landmark>& landmarks, int32_t width,
+                             int32_t height) {
+  std::string ids;
+  size_t outside = 0;
+  for (const Landmark& landmark : landmarks) {
+    if (isInside(landmark, width, height)) continue;
+    if (outside < kIdsNamed) ids += (outside == 0 ? "" : ", ") + std::to_string(landmark.id);
+    if (outside == kIdsNamed) ids += ", ...";
+    ++outside;
+  }
+  if (outside == 0) return "";
+  return std::to_string(outside) + " of " + std::to_string(landmarks.size()) +
+         " landmarks lie outside of the picture (id " + ids +
+         "). They may be those of another picture or of another size of it.";
+}
+
+std::string doubtAboutPose(const HeadFit& fit) {
+  if (!fit.facesCamera()) {
+    // The second row of the rotation says where the chin is.
+    const bool chinUp = fit.rotation[4] < 0.0f;
+    return std::string("the face is mirrored: ") +
+           (chinUp ? "y seems to run up instead of down."
+                   : "left and right of the landmarks seem to be exchanged. Left is the left side "
+                     "of the picture.");
+  }
+  if (std::fabs(fit.roll) > 90.0f) {
+    return "the head is upside down, turned by " +
+           withDigits("%.0f", static_cast<double>(fit.roll)) +
+           " degrees. Make sure that the photograph really is.";
+  }
+  return "";
+}
+
+std::string doubtAboutFit(const HeadFit& fit) {
+  if (fit.residual <= kLargestResidual) return "";
+  return "the landmarks are " + withDigits("%.2f", fit.residual) +
+         " units off the shape of a head on average, and good ones less than " +
+         withDigits("%.1f", kLargestResidual) +
+         " (the eyes are 6.3 apart). Ids may be mixed up, or one of the coordinates stretched.";
+}
+
+}  // namespace
+
+std::vector<std::string> doubtsAboutFace(const LandmarkFile& file, const std::string& photo,
+                                         int32_t width, int32_t height) {
+  std::vector<std::string> doubts;
+  const auto add = [&doubts](const std::string& doubt) {
+    if (!doubt.empty()) doubts.push_back(doubt);
+  };
+  if (!file.doubt.empty()) {
+    add("no full record of 29 landmarks: " + file.doubt +
+        ". The feature compares only with features of such records.");
+  }
+  add(doubtAboutSize(file, photo, width, height));
+  add(doubtAboutPlaces(file.landmarks, width, height));
+  const HeadFit fit = fitHead(file.landmarks);
+  if (fit.isGood) {
+    add(doubtAboutPose(fit));
+    add(doubtAboutFit(fit));
+  } else {
+    add("no head can be fitted to the landmarks. Are all of them at one place, or on one line?");
+  }
+  return doubts;
+}
+
+}  // namespace facefeature_tools

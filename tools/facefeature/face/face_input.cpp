@@ -1,0 +1,118 @@
+#include "face/face_input.h"
+
+#include <cmath>
+#include <utility>
+
+#include "base/failure.h"
+#include "face/face_checks.h"
+#include "face/head_fit.h"
+#include "photo/photo_orientation.h"
+
+namespace facefeature_tools {
+namespace {
+
+constexpr int32_t kSmallestSide = 2;
+
+// The detector is made for upright faces.
+constexpr float kLargestRollOfADetector = 20.0f;
+
+// Loaded once: of a list without landmarks, loading it anew would take longer than the faces.
+const FaceFinder& faceFinder() {
+  static const FaceFinder finder;
+  return finder;
+}
+
+Photo oriented(const std::string& verb, const std::string& path, Photo photo, int32_t orientation,
+               ExifRule rule) {
+  if (orientation == kAsStored) return photo;
+  if (rule == ExifRule::kApply) return turnedPhoto(photo, orientation);
+  say(verb, path + ": warning: its Exif data ask for orientation " + std::to_string(orientation) +
+                ", but the pixels are taken as they are stored. Landmarks must be for these; "
+                "--exif apply turns the picture first.");
+  return photo;
+}
+
+}  // namespace
+
+const char* exifWord(ExifRule rule) { return rule == ExifRule::kApply ? "apply" : "ignore"; }
+
+void requireExif(ExifRule rule) {
+  if (rule == ExifRule::kApply && !exifIsRead()) {
+    throw Failure(kWrongUsage, "--exif apply",
+                  "this program was built without a reader of Exif data",
+                  "Turn the picture beforehand, or build the program where libexif is installed");
+  }
+}
+
+Photo readFacePhoto(const std::string& verb, const std::string& path, ExifRule rule) {
+  requireExif(rule);
+  const std::vector<uint8_t> bytes = readPhotoBytes(path);
+  Photo photo = decodePhotoFile(path, bytes);
+  if (photo.width < kSmallestSide || photo.height < kSmallestSide) {
+    throw Failure(kBadInput, path,
+                  "has only " + std::to_string(photo.width) + " x " + std::to_string(photo.height) +
+                      " pixels",
+                  "Give a picture of at least 2 x 2 pixels");
+  }
+  return oriented(verb, path, std::move(photo), exifOrientation(bytes), rule);
+}
+
+const FoundFace& chosenFace(const std::string& verb, const std::string& photo,
+                            const std::vector<FoundFace>& faces, size_t number) {
+  if (faces.empty()) {
+    throw Failure(kBadInput, photo, "no face was found",
+                  "The detector finds upright faces that look into the camera and are not small "
+                  "in the picture; give the landmarks in a file");
+  }
+  if (number > faces.size()) {
+    throw Failure(kBadInput, photo,
+                  "has no face " + std::to_string(number) + ", only " +
+                      std::to_string(faces.size()) + (faces.size() == 1 ? " was" : " were") +
+                      " found",
+                  "Face 1 is the largest");
+  }
+  if (number == 0 && faces.size() > 1) {
+    say(verb, photo + ": " + std::to_string(faces.size()) +
+                  " faces were found; this is the largest. --face N takes another one, by falling "
+                  "size.");
+  }
+  return faces[number == 0 ? 0 : number - 1];
+}
+
+FaceLandmarks readFaceLandmarks(const std::string& verb, const std::string& photoPath,
+                                const Photo& photo, const std::string& landmarksPath, size_t face) {
+  FaceLandmarks result;
+  if (landmarksPath.empty()) {
+    const std::vector<FoundFace> faces = faceFinder().find(photo);
+    result = landmarksOfFound(chosenFace(verb, photoPath, faces, face), photoPath, photo);
+  } else {
+    result.file = readLandmarkFile(landmarksPath);
+    result.doubts = doubtsAboutFace(result.file, photoPath, photo.width, photo.height);
+  }
+  sayDoubts(verb, landmarksPath.empty() ? photoPath : landmarksPath, result.doubts);
+  return result;
+}
+
+FaceLandmarks landmarksOfFound(const FoundFace& face, const std::string& photoPath,
+                               const Photo& photo) {
+  FaceLandmarks result;
+  result.file.width = photo.width;
+  result.file.height = photo.height;
+  result.file.landmarks = face.landmarks;
+  result.doubts = doubtsAboutFace(result.file, photoPath, photo.width, photo.height);
+  const HeadFit fit = fitHead(face.landmarks);
+  if (fit.isGood && std::fabs(fit.roll) > kLargestRollOfADetector) {
+    result.doubts.push_back(
+        "the head is tilted by " + std::to_string(std::lround(fit.roll)) +
+        " degrees. The detector is made for upright faces and can be badly off here: look at the "
+        "points with \"facefeature draw\".");
+  }
+  return result;
+}
+
+void sayDoubts(const std::string& verb, const std::string& path,
+               const std::vector<std::string>& doubts) {
+  for (const std::string& doubt : doubts) say(verb, path + ": warning: " + doubt);
+}
+
+}  // namespace facefeature_tools

@@ -1,0 +1,29 @@
+// What made the features of a gallery.
+#ifndef FACEFEATURE_TOOLS_GALLERY_GALLERY_ORIGIN_H
+#define FACEFEATURE_TOOLS_GALLERY_GALLERY_ORIGIN_H
+
+#include <cstddef>
+#include <string>
+
+#include "base/sha256.h"
+
+namespace facefeature_tools {
+
+struct GalleryOrigin {
+  Digest model = {};           // modelFingerprint() of its folder
+  std::string libraryVersion;  // at most kOriginTextBytes bytes each
+  std::string blasCore;        // the processor as OpenBLAS sees it: it orders the sums of products
+};
+
+constexpr size_t kOriginTextBytes = 63;
+
+// What this program on this processor makes with a model of the given fingerprint.
+GalleryOrigin ownOrigin(const Digest& model);
+
+// The origin of features of one model that were made here and there: each text that differs names
+// both, joined by a plus sign, or is "several" where that is too long.
+GalleryOrigin joinedOrigin(const GalleryOrigin& a, const GalleryOrigin& b);
+
+}  // namespace facefeature_tools
+
+#endif

@@ -1,0 +1,103 @@
+// The form for Windows, where a link to a folder takes rights that a user seldom has: the private
+// folder holds a second name of each file, or a copy where the two are on different drives.
+#include <stdlib.h>
+#include <windows.h>
+
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <system_error>
+
+#include "base/failure.h"
+#include "model/model_files.h"
+#include "model/model_link.h"
+
+namespace facefeature_tools {
+namespace {
+
+namespace fs = std::filesystem;
+
+// What runs at the end of the process may use: plain characters, empty when there is no folder.
+char folderPath[MAX_PATH];
+
+void setTemporaryFolder(const std::string& folder) { _putenv(("TMP=" + folder).c_str()); }
+
+// With a backslash at its end, as the library gets it.
+std::string temporaryFolder() {
+  char buffer[256] = "";
+  GetTempPathA(sizeof buffer, buffer);
+  return buffer;
+}
+
+void removeFolder() {
+  if (folderPath[0] == '\0') return;
+  const fs::path folder = folderPath;
+  folderPath[0] = '\0';
+  std::error_code ignored;
+  fs::remove_all(folder, ignored);
+}
+
+// Another thread's: the process is about to end with Ctrl-C, Ctrl-Break, the window or the session.
+BOOL WINAPI removeFolderAndEnd(DWORD) {
+  removeFolder();
+  return FALSE;
+}
+
+Failure noPrivateFolder(const std::string& folder, const std::string& why) {
+  return Failure(kFailed, folder, "can't be made: " + why,
+                 "Set TMP to a folder that can be written and has a short path");
+}
+
+void linkOrCopy(const fs::path& from, const fs::path& to) {
+  std::error_code error;
+  if (!fs::exists(from, error)) return;
+  fs::create_hard_link(from, to, error);
+  if (!error) return;
+  error.clear();
+  fs::copy_file(from, to, error);
+  if (error) throw noPrivateFolder(to.string(), error.message());
+}
+
+void makeFolder(const fs::path& model) {
+  const std::string folder =
+      temporaryFolder() + "facefeature-" + std::to_string(GetCurrentProcessId());
+  std::error_code error;
+  // A folder of this name was left by a process of the same number that was ended by force.
+  fs::remove_all(folder, error);
+  const fs::path named = fs::path(folder) / kModelFolderName;
+  error.clear();
+  fs::create_directories(named, error);
+  if (error || folder.size() >= sizeof folderPath) throw noPrivateFolder(folder, error.message());
+  snprintf(folderPath, sizeof folderPath, "%s", folder.c_str());
+  for (const ModelFile& file : modelFiles()) linkOrCopy(model / file.name, named / file.name);
+}
+
+}  // namespace
+
+std::string libraryModelFolder() { return temporaryFolder() + kModelFolderName; }
+
+ModelLink::ModelLink(const std::string& modelFolder) {
+  const fs::path folder = canonicalModelFolder(modelFolder);
+  if (folder.filename() == kModelFolderName) {
+    setTemporaryFolder(folder.parent_path().string());
+    return;
+  }
+  // The library ends the process with exit() where a net can't be built.
+  static const bool atExit = std::atexit(removeFolder) == 0;
+  static_cast<void>(atExit);
+  SetConsoleCtrlHandler(removeFolderAndEnd, TRUE);
+  try {
+    makeFolder(folder);
+  } catch (const Failure&) {
+    removeFolder();
+    throw;
+  }
+  setTemporaryFolder(folderPath);
+}
+
+ModelLink::~ModelLink() {
+  SetConsoleCtrlHandler(removeFolderAndEnd, FALSE);
+  removeFolder();
+}
+
+}  // namespace facefeature_tools

@@ -1,0 +1,33 @@
+// The library with a model, ready to extract.
+#ifndef FACEFEATURE_TOOLS_MODEL_MODEL_SESSION_H
+#define FACEFEATURE_TOOLS_MODEL_MODEL_SESSION_H
+
+#include <string>
+
+#include "model/library_loader.h"
+
+namespace facefeature_tools {
+
+// Throws Failure (kBadModel) that names what is wrong with a model folder. To be asked ahead of the
+// library, which says nothing of a short file and ends the process where weights are missing.
+void requireModel(const std::string& folder);
+
+// An engine of a library that outlives it.
+class Engine {
+ public:
+  // model is the folder that the library reads, for the message. Throws Failure (kBadModel).
+  Engine(const LoadedLibrary& library, const std::string& model);
+  ~Engine();
+  Engine(const Engine&) = delete;
+  Engine& operator=(const Engine&) = delete;
+
+  FeatureEngine* get() const { return engine_; }
+
+ private:
+  const LoadedLibrary& library_;
+  FeatureEngine* engine_;
+};
+
+}  // namespace facefeature_tools
+
+#endif

@@ -1,0 +1,10 @@
+// The program without a reader of Exif data.
+#include "photo/photo_orientation.h"
+
+namespace facefeature_tools {
+
+bool exifIsRead() { return false; }
+
+int32_t exifOrientation(const std::vector<uint8_t>&) { return kAsStored; }
+
+}  // namespace facefeature_tools

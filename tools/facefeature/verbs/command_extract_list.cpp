@@ -1,0 +1,86 @@
+#include "verbs/command_extract_list.h"
+
+#include <stdexcept>
+
+#include "verbs/command_face.h"
+#include "verbs/verb_extract_worker.h"
+
+namespace facefeature_tools {
+namespace {
+
+constexpr unsigned kMostJobs = 1024;
+
+// The parsers throw where CLI11 wants words.
+std::string progressFault(const std::string& word) {
+  try {
+    progressForm(word);
+    return "";
+  } catch (const std::invalid_argument& error) {
+    return error.what();
+  }
+}
+
+std::string shardFault(const std::string& text) {
+  try {
+    parseShard(text);
+    return "";
+  } catch (const std::invalid_argument& error) {
+    return error.what();
+  }
+}
+
+}  // namespace
+
+ExtractListCommand::ExtractListCommand(CLI::App& app, CLI::App& extract) {
+  CLI::Option* photo = extract.get_option("PHOTO");
+  CLI::Option* landmarks = extract.get_option("LANDMARKS");
+  CLI::Option* list = extract.add_option("--list", request_.list,
+                                         "Instead of one photograph, all of a CSV file of "
+                                         "id,photo,landmarks; --output then names a gallery");
+  list->option_text("FILE")->excludes(photo)->each([photo, landmarks](const std::string&) {
+    photo->required(false);
+    landmarks->required(false);
+  });
+  extract
+      .add_option("--jobs", request_.jobs,
+                  "Worker processes; by default OMP_NUM_THREADS, or one a processor")
+      ->check(CLI::Range(1u, kMostJobs))
+      ->option_text("N")
+      ->needs(list);
+  extract.add_option("--progress", progress_, "auto, plain or json")
+      ->check(progressFault)
+      ->option_text("FORM")
+      ->needs(list);
+  extract.add_flag("--resume", request_.resume, "Go on with what an earlier run left")->needs(list);
+  extract
+      .add_option_function<std::string>(
+          "--shard", [this](const std::string& text) { request_.shard = parseShard(text); },
+          "Only part I of N of the list, I from 1 to N")
+      ->check(shardFault)
+      ->option_text("I/N")
+      ->needs(list);
+  extract
+      .add_option("--report", request_.report,
+                  "CSV file for the photographs that fail or are doubtful")
+      ->option_text("FILE")
+      ->needs(list);
+
+  worker_ = app.add_subcommand(kExtractWorkerVerb, "")->group("");
+  addExif(*worker_, workerRequest_.exif);
+  addFace(*worker_, workerRequest_.face);
+}
+
+bool ExtractListCommand::parsed() const { return worker_->parsed() || !request_.list.empty(); }
+
+ExitCode ExtractListCommand::run(const ExtractRequest& common) const {
+  if (worker_->parsed()) return runExtractWorker(workerRequest_);
+  ExtractListRequest request = request_;
+  request.gallery = common.feature;
+  request.model = common.model;
+  request.exif = common.exif;
+  request.face = common.face;
+  request.progress = progressForm(progress_);
+  return runExtractList(request);
+}
+
+}  // namespace facefeature_tools

@@ -1,0 +1,94 @@
+#include "verbs/verb_compare.h"
+
+#include <cmath>
+#include <cstdlib>
+
+#include "base/csv.h"
+#include "base/float_text.h"
+#include "base/standard_output.h"
+#include "gallery/feature_source.h"
+#include "model/library_loader.h"
+
+namespace facefeature_tools {
+namespace {
+
+// A score that is not a number reaches nothing.
+bool reaches(float score, const std::optional<float>& threshold) {
+  return !threshold || score >= *threshold;
+}
+
+void warnOfNoNumbers(const CompareRequest& request, size_t count) {
+  if (count == 0) return;
+  const std::string scores =
+      count == 1 ? "the score is" : std::to_string(count) + " of the scores are";
+  say(kCompareVerb, request.first + ", " + request.second + ": warning: " + scores +
+                        " not a number. One of the two is no feature of a face; extract it anew.");
+}
+
+// Prints the rows that reach the threshold. True if there are any.
+bool printTable(const CompareRequest& request, const FeatureSource& a, const FeatureSource& b,
+                const LoadedLibrary& library) {
+  printData("id_a,id_b,score\n");
+  size_t reached = 0;
+  size_t noNumbers = 0;
+  for (size_t i = 0; i < a.count(); ++i) {
+    const FeatureVector first = a.feature(i);
+    const std::string start = csvField(a.id(i)) + ",";
+    for (size_t k = 0; k < b.count(); ++k) {
+      const FeatureVector second = b.feature(k);
+      const float score = library.compareFeatures(&first, &second);
+      if (std::isnan(score)) ++noNumbers;
+      if (!reaches(score, request.threshold)) continue;
+      ++reached;
+      printData(start + csvField(b.id(k)) + "," + floatText(score) + "\n");
+    }
+  }
+  warnOfNoNumbers(request, noNumbers);
+  return reached > 0;
+}
+
+bool printScore(const CompareRequest& request, const FeatureSource& a, const FeatureSource& b,
+                const LoadedLibrary& library) {
+  const FeatureVector first = a.feature(0);
+  const FeatureVector second = b.feature(0);
+  const float score = library.compareFeatures(&first, &second);
+  if (std::isnan(score)) warnOfNoNumbers(request, 1);
+  printData(floatText(score) + "\n");
+  return reaches(score, request.threshold);
+}
+
+ExitCode compare(const CompareRequest& request) {
+  const FeatureSource a(request.first);
+  const FeatureSource b(request.second);
+  if (a.gallery() != nullptr && b.gallery() != nullptr)
+    requireSameModel(*a.gallery(), *b.gallery());
+  const LoadedLibrary library;
+  const bool isTable = a.isWholeGallery() || b.isWholeGallery();
+  const bool reached =
+      isTable ? printTable(request, a, b, library) : printScore(request, a, b, library);
+  finishData();
+  return request.threshold && !reached ? kBelow : kDone;
+}
+
+}  // namespace
+
+std::string thresholdFault(const std::string& text) {
+  char* end = nullptr;
+  const float value = std::strtof(text.c_str(), &end);
+  const bool isNumber = end != text.c_str() && *end == '\0' && !std::isnan(value);
+  return isNumber ? "" : text + " is not a number";
+}
+
+ExitCode runCompare(const CompareRequest& request) {
+  if (!request.threshold) return compare(request);
+  // Whoever asks for an answer must not take a missing library for a stranger's face.
+  try {
+    return compare(request);
+  } catch (const Failure& failure) {
+    throw Failure(failure.code() == kFailed ? kNoAnswer : failure.code(), failure);
+  } catch (const std::exception& error) {
+    throw Failure(kNoAnswer, std::runtime_error(error.what()));
+  }
+}
+
+}  // namespace facefeature_tools

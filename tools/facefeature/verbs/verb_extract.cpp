@@ -1,0 +1,50 @@
+#include "verbs/verb_extract.h"
+
+#include <cmath>
+#include <optional>
+#include <utility>
+
+#include "gallery/feature_file.h"
+#include "model/default_model.h"
+#include "model/model_link.h"
+
+namespace facefeature_tools {
+
+FaceInput readFaceInput(const ExtractRequest& request) {
+  Photo photo = readFacePhoto(kExtractVerb, request.photo, request.exif);
+  FaceLandmarks face =
+      readFaceLandmarks(kExtractVerb, request.photo, photo, request.landmarks, request.face);
+  return {std::move(photo), std::move(face.file)};
+}
+
+FeatureVector featureOf(const FaceInput& face, const LoadedLibrary& library, const Engine& engine,
+                        const std::string& model) {
+  const LandmarkRecord record = makeRecord(face.landmarks.landmarks);
+  FeatureVector feature;
+  library.extractFeature(engine.get(), face.photo.pixels.data(), face.photo.width,
+                         face.photo.height, face.photo.stride(), record.get(), feature.values);
+  if (std::isnan(feature.values[kFeatureFloats - 1])) {
+    throw Failure(kBadModel, model, "the feature is not a number",
+                  "Check the numbers of the model with \"facefeature model check\"");
+  }
+  return feature;
+}
+
+ExitCode runExtract(const ExtractRequest& request) {
+  const FaceInput face = readFaceInput(request);
+
+  const std::string model = chosenModelFolder(request.model);
+  requireModel(model);
+  std::optional<ModelLink> link;
+  if (model != libraryModelFolder()) link.emplace(model);
+
+  const LoadedLibrary library;
+  const Engine engine(library, model);
+  // The library needs its files no longer.
+  link.reset();
+
+  writeFeatureFile(request.feature, featureOf(face, library, engine, model));
+  return kDone;
+}
+
+}  // namespace facefeature_tools

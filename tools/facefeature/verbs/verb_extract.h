@@ -1,0 +1,45 @@
+#ifndef FACEFEATURE_TOOLS_VERBS_VERB_EXTRACT_H
+#define FACEFEATURE_TOOLS_VERBS_VERB_EXTRACT_H
+
+#include <cstddef>
+#include <string>
+
+#include "base/failure.h"
+#include "face/face_input.h"
+#include "face/landmark_file.h"
+#include "model/library_loader.h"
+#include "model/model_session.h"
+#include "photo/photo.h"
+
+namespace facefeature_tools {
+
+constexpr char kExtractVerb[] = "extract";
+
+struct ExtractRequest {
+  std::string photo;
+  std::string landmarks;  // empty: the detector finds the face
+  std::string feature;
+  std::string model;  // folder; empty: chosenModelFolder() decides
+  ExifRule exif = ExifRule::kIgnore;
+  size_t face = 0;  // of several that the detector finds: 1 is the largest; 0: that one, with words
+};
+
+struct FaceInput {
+  Photo photo;
+  LandmarkFile landmarks;
+};
+
+// Reads what a request names, and says what is doubtful about it. Throws Failure (kBadInput).
+FaceInput readFaceInput(const ExtractRequest& request);
+
+// The feature of a face. model names where it comes from. Throws Failure (kBadModel) when it is not
+// a number.
+FeatureVector featureOf(const FaceInput& face, const LoadedLibrary& library, const Engine& engine,
+                        const std::string& model);
+
+// "facefeature extract": a photograph and its landmarks in, a feature file out.
+ExitCode runExtract(const ExtractRequest& request);
+
+}  // namespace facefeature_tools
+
+#endif

@@ -1,0 +1,16 @@
+// The program without worker processes.
+#include "verbs/verb_extract_list.h"
+#include "verbs/verb_extract_worker.h"
+
+namespace facefeature_tools {
+
+ExitCode runExtractList(const ExtractListRequest& request) {
+  throw Failure(kWrongUsage, request.list, "this program can't extract the photographs of a list",
+                "Extract each one by itself, or the list on Linux");
+}
+
+ExitCode runExtractWorker(const ExtractRequest&) {
+  throw Failure(kWrongUsage, kExtractWorkerVerb, "is no verb for users", "See --help");
+}
+
+}  // namespace facefeature_tools

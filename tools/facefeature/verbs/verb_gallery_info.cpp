@@ -1,0 +1,29 @@
+#include "verbs/verb_gallery_info.h"
+
+#include "base/standard_output.h"
+#include "gallery/gallery_file.h"
+#include "gallery/gallery_layout.h"
+#include "model/model_fingerprint.h"
+
+namespace facefeature_tools {
+
+ExitCode runGalleryInfo(const GalleryInfoRequest& request) {
+  const Gallery gallery(request.gallery);
+  if (request.ids) {
+    for (size_t row = 0; row < gallery.count(); ++row) {
+      printData(std::string(gallery.id(row)) + "\n");
+    }
+  } else {
+    const GalleryOrigin& origin = gallery.origin();
+    printData("version: " + std::to_string(kGalleryVersion) + "\n");
+    printData("count: " + std::to_string(gallery.count()) + "\n");
+    printData("floats: " + std::to_string(kFeatureFloats) + "\n");
+    printData("model: " + hexText(origin.model) + "\n");
+    printData("library: " + origin.libraryVersion + "\n");
+    printData("blas core: " + origin.blasCore + "\n");
+  }
+  finishData();
+  return kDone;
+}
+
+}  // namespace facefeature_tools

@@ -1,0 +1,89 @@
+#include "verbs/verb_gallery_merge.h"
+
+#include <memory>
+#include <unordered_map>
+
+#include "batch/photo_list.h"
+#include "gallery/gallery_file.h"
+
+namespace facefeature_tools {
+namespace {
+
+struct Source {
+  const Gallery* gallery;
+  size_t row;
+};
+
+using Galleries = std::vector<std::unique_ptr<const Gallery>>;
+
+// Where each id comes from, and the ids as they come.
+struct Rows {
+  std::unordered_map<std::string, Source> sources;
+  std::vector<std::string> ids;
+};
+
+Galleries openGalleries(const std::vector<std::string>& paths) {
+  Galleries galleries;
+  for (const std::string& path : paths) {
+    galleries.push_back(std::make_unique<const Gallery>(path));
+    requireSameModel(*galleries.front(), *galleries.back());
+  }
+  return galleries;
+}
+
+Rows rowsOf(const Galleries& galleries) {
+  Rows rows;
+  for (const auto& gallery : galleries) {
+    for (size_t row = 0; row < gallery->count(); ++row) {
+      const std::string id(gallery->id(row));
+      const auto [place, isNew] = rows.sources.insert({id, {gallery.get(), row}});
+      if (!isNew) {
+        throw Failure(kBadInput, place->second.gallery->path() + ", " + gallery->path(),
+                      "both hold the id " + id, "Give each photograph an id of its own");
+      }
+      rows.ids.push_back(id);
+    }
+  }
+  return rows;
+}
+
+// The ids in the order of the list. Those that no gallery holds are photographs that failed.
+std::vector<std::string> idsInOrder(const std::string& listPath, const Rows& rows) {
+  std::vector<std::string> ids;
+  for (const PhotoEntry& entry : readPhotoList(listPath)) {
+    if (rows.sources.count(entry.id) != 0) ids.push_back(entry.id);
+  }
+  if (ids.size() != rows.ids.size()) {
+    throw Failure(kBadInput, listPath,
+                  "lacks " + std::to_string(rows.ids.size() - ids.size()) +
+                      " of the ids that the galleries hold",
+                  "Name the list that the galleries were made from");
+  }
+  return ids;
+}
+
+}  // namespace
+
+ExitCode runGalleryMerge(const GalleryMergeRequest& request) {
+  const Galleries galleries = openGalleries(request.galleries);
+  const Rows rows = rowsOf(galleries);
+  const std::vector<std::string> ids =
+      request.list.empty() ? rows.ids : idsInOrder(request.list, rows);
+
+  GalleryOrigin origin = galleries.front()->origin();
+  for (const auto& gallery : galleries) origin = joinedOrigin(origin, gallery->origin());
+  if (origin.blasCore != galleries.front()->origin().blasCore) {
+    say(kGalleryMergeVerb, request.output +
+                               ": warning: features from processors of several kinds (" +
+                               origin.blasCore + ") differ in their last digits.");
+  }
+  GalleryWriter writer(request.output, origin, ids);
+  for (const std::string& id : ids) {
+    const Source& source = rows.sources.at(id);
+    writer.add(source.gallery->feature(source.row));
+  }
+  writer.finish();
+  return kDone;
+}
+
+}  // namespace facefeature_tools

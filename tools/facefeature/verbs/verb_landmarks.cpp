@@ -1,0 +1,88 @@
+#include "verbs/verb_landmarks.h"
+
+#include <cerrno>
+#include <cmath>
+#include <cstdio>
+#include <filesystem>
+#include <nlohmann/json.hpp>
+
+#include "base/whole_file.h"
+
+namespace facefeature_tools {
+namespace {
+
+double hundredths(double value) { return std::round(value * 100.0) / 100.0; }
+
+void writeText(const std::string& path, const std::string& text) {
+  writeWholeFile(path, reinterpret_cast<const uint8_t*>(text.data()), text.size());
+}
+
+void printText(const std::string& text) {
+  const bool whole = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
+  if (whole && std::fflush(stdout) == 0) return;
+  throw Failure(kFailed, "standard output", "can't be written: " + systemMessage(errno),
+                "Send it to where there is room");
+}
+
+}  // namespace
+
+std::string numberedName(const std::string& path, size_t number) {
+  const std::filesystem::path whole(path);
+  std::filesystem::path name = whole.stem();
+  name += "_" + std::to_string(number);
+  name += whole.extension();
+  return (whole.parent_path() / name).string();
+}
+
+std::string foundFaceText(const std::string& photoPath, const Photo& photo, const FoundFace& face) {
+  // Kept in this order, and a point on each line, so that a person can read it.
+  nlohmann::ordered_json document;
+  document["image"] = std::filesystem::path(photoPath).filename().string();
+  document["width"] = photo.width;
+  document["height"] = photo.height;
+  document["detector"] = faceDetectorName();
+  document["face"] = {hundredths(face.left), hundredths(face.top), hundredths(face.right),
+                      hundredths(face.bottom)};
+  const auto line = [](const nlohmann::ordered_json& value) {
+    // A file name need not be UTF-8, JSON has to be.
+    return value.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+  };
+  std::string text = line(document);
+  text.pop_back();
+  text += ",\n \"landmarks\": [";
+  for (size_t i = 0; i < face.landmarks.size(); ++i) {
+    const Landmark& landmark = face.landmarks[i];
+    nlohmann::ordered_json entry;
+    entry["id"] = landmark.id;
+    entry["x"] = hundredths(static_cast<double>(landmark.x));
+    entry["y"] = hundredths(static_cast<double>(landmark.y));
+    text += (i == 0 ? "\n  " : ",\n  ") + line(entry);
+  }
+  nlohmann::ordered_json points = nlohmann::ordered_json::array();
+  for (const ImagePoint& point : face.points) {
+    points.push_back({hundredths(point.x), hundredths(point.y)});
+  }
+  return text + "\n ],\n \"points68\": " + line(points) + "}\n";
+}
+
+ExitCode runLandmarks(const LandmarksRequest& request) {
+  const FaceFinder finder;
+  const Photo photo = readFacePhoto(kLandmarksVerb, request.photo, request.exif);
+  const std::vector<FoundFace> found = finder.find(photo);
+  const FoundFace& chosen =
+      chosenFace(kLandmarksVerb, request.photo, found, request.all ? 1 : request.face);
+  const std::vector<FoundFace> wanted = request.all ? found : std::vector<FoundFace>{chosen};
+  for (size_t i = 0; i < wanted.size(); ++i) {
+    const std::string text = foundFaceText(request.photo, photo, wanted[i]);
+    const FaceLandmarks landmarks = landmarksOfFound(wanted[i], request.photo, photo);
+    sayDoubts(kLandmarksVerb, request.photo, landmarks.doubts);
+    if (request.landmarks.empty()) {
+      printText(text);
+    } else {
+      writeText(request.all ? numberedName(request.landmarks, i + 1) : request.landmarks, text);
+    }
+  }
+  return kDone;
+}
+
+}  // namespace facefeature_tools
