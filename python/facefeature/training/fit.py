@@ -1,0 +1,155 @@
+"""Fit the mean and the two projections of a model to photographs of your own people.
+
+The nets stay as they are. The photographs are an archive of chips, or a gallery of the nets'
+outputs, with the name of a person for each. At least 20 people need several photographs.
+
+    python3 -m facefeature.training fit chips.npz --model models/portraits -o my-model
+
+writes the 303 files into my-model. fit.json there lists the candidates, the choice among them, and
+the error rates before and after, measured on people who were held out of the choice and of the fit.
+The model that is written is then fitted to all people, in the form that was chosen.
+"""
+
+from __future__ import annotations
+
+import argparse
+import json
+import time
+from pathlib import Path
+from typing import Optional
+
+import numpy as np
+
+from .._model import model_fingerprint
+from . import evaluation, fitting, model_folder, outputs
+from .evaluation import Evaluation
+from .fitting import Candidate, Choice, FitError
+from .outputs import Outputs
+from .projection import Projection
+
+
+def add_arguments(parser: argparse.ArgumentParser) -> None:
+    parser.add_argument(
+        "photographs", type=Path, help="archive of chips or gallery of outputs, .npz"
+    )
+    parser.add_argument("--model", type=Path, required=True, help="model folder to start from")
+    parser.add_argument("-o", "--output", type=Path, required=True, help="model folder to write")
+    parser.add_argument(
+        "--principal", action="store_true",
+        help="also try the principal components of the outputs, for thousands of photographs",
+    )  # fmt: skip
+    parser.add_argument(
+        "--hold-out", type=float, default=0.3, metavar="SHARE",
+        help="share of the people that show what the fit gains (default: %(default)s)",
+    )  # fmt: skip
+    parser.add_argument("--folds", type=int, default=5, help="of the cross validation (default: 5)")
+    parser.add_argument(
+        "--repeats", type=int, default=2, help="of the cross validation (default: 2)"
+    )
+    parser.add_argument(
+        "--replicates", type=int, default=1000, help="of the bootstrap (default: 1000)"
+    )
+    parser.add_argument("--seed", type=int, default=1, help="default: 1")
+    parser.add_argument(
+        "--device", default="cpu", help="where PyTorch runs the nets (default: cpu)"
+    )
+    parser.add_argument(
+        "--save-outputs", type=Path, metavar="FILE", help="gallery of outputs to write, .npz"
+    )
+
+
+def run(arguments: argparse.Namespace) -> int:
+    start = time.monotonic()
+    model = model_folder.read(arguments.model)
+    gallery = outputs.load_or_compute(
+        arguments.photographs, model, device=arguments.device, on_progress=outputs.print_progress
+    )
+    if arguments.save_outputs:
+        outputs.save(arguments.save_outputs, gallery)
+    seconds_outputs = time.monotonic() - start
+
+    shipped = Projection.of_model(model)
+    kinds = ["unchanged", "mean", "learnt"] + (["principal"] if arguments.principal else [])
+    wanted = fitting.candidates(kinds)
+    generator = np.random.default_rng(arguments.seed)
+    share = arguments.hold_out
+    if not 0 < share < 1:
+        raise FitError(f"--hold-out {share:g}: a share between 0 and 1 is wanted")
+    _, held_out = fitting.split(gallery.people, [1 - share, share], generator)
+    inside = np.isin(gallery.people, held_out)
+    fitted, test = (gallery.select(np.flatnonzero(part)) for part in (~inside, inside))
+
+    choice = fitting.choose(
+        fitted, shipped, wanted, folds=arguments.folds, repeats=arguments.repeats,
+        seed=arguments.seed,
+        on_fold=lambda done, total: print(f"fit: fold {done} of {total}", flush=True),
+    )  # fmt: skip
+    before = _evaluated(test, shipped, arguments)
+    after = _evaluated(test, _fit_one(fitted, shipped, choice.chosen), arguments)
+    final = _fit_one(gallery, shipped, choice.chosen)
+    model_folder.write(final.in_model(model), arguments.output)
+    report = {
+        "model": model_fingerprint(arguments.model),
+        "fitted_model": model_fingerprint(arguments.output),
+        "photographs": len(gallery),
+        "people": len(np.unique(gallery.people[gallery.people != ""])),
+        "people_with_several_photographs": len(fitting.people_with_several(gallery.people)),
+        "seed": arguments.seed,
+        "candidates": {str(c): values for c, values in choice.measures.items()},
+        "chosen": str(choice.chosen),
+        "held_out": {
+            "people": len(held_out),
+            "before": before.as_json() if before else None,
+            "after": after.as_json() if after else None,
+        },
+        "seconds": {"outputs": seconds_outputs, "all": time.monotonic() - start},
+    }
+    (arguments.output / "fit.json").write_text(
+        json.dumps(report, indent=1) + "\n", encoding="utf-8"
+    )
+    _print(choice, before, after)
+    print(f"fit: {arguments.output} written after {time.monotonic() - start:.0f} s")
+    return 0
+
+
+def _fit_one(gallery: Outputs, model: Projection, candidate: Candidate) -> Projection:
+    """The fit of one candidate, reached through the heavier priors before it as in the choice."""
+    heavier = [c for c in fitting.candidates([candidate.kind]) if c.weight >= candidate.weight]
+    for _, projection in fitting.fit(gallery, model, heavier):
+        last = projection
+    return last
+
+
+def _evaluated(test: Outputs, projection: Projection, arguments: argparse.Namespace) -> Evaluation:
+    return evaluation.evaluate(
+        projection.features(test.outputs), test.people, replicates=arguments.replicates,
+        seed=arguments.seed,
+    )  # fmt: skip
+
+
+def _print(choice: Choice, before: Evaluation, after: Evaluation) -> None:
+    print("mean accept rate at false match rates of 0.1 to 10 %, cross validated:")
+    for candidate, values in choice.measures.items():
+        mark = "*" if candidate == choice.chosen else " "
+        print(f" {mark} {100 * np.mean(values):6.2f} %  {candidate}")
+    print(f"on {before.people} people held out ({before.genuine_pairs} pairs of one person):")
+    print(f"   before  {_rates(before)}")
+    print(f"   after   {_rates(after)}")
+
+
+def _rates(measured: Evaluation) -> str:
+    texts = [f"equal error {percent(measured.equal_error_rate)}"]
+    for rate in measured.accept_rates:
+        if rate.accepted is not None:
+            share = f"{100 * rate.false_match_rate:g} %"
+            texts.append(f"accepted at {share} {percent(rate.accepted)}")
+    return "; ".join(texts)
+
+
+def percent(rate: Optional[evaluation.Rate]) -> str:
+    """A rate with its interval, as text."""
+    if rate is None:
+        return "-"
+    if rate.low is None or rate.high is None:
+        return f"{100 * rate.value:.1f} %"
+    return f"{100 * rate.value:.1f} % ({100 * rate.low:.1f} to {100 * rate.high:.1f})"
