@@ -28,7 +28,8 @@ const std::vector<Room>& rooms() {
       {"gallery", {"base", "model"}},
       {"batch", {"base", "model", "gallery"}},
       {"draw", {"base", "photo", "face"}},
-      {"verbs", {"base", "model", "photo", "face", "gallery", "batch", "draw"}},
+      {"page", {"base", "photo", "batch"}},
+      {"verbs", {"base", "model", "photo", "face", "gallery", "batch", "draw", "page"}},
   };
   return all;
 }
