@@ -53,7 +53,7 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/models/portraits
 set(FACEFEATURE_PYTHON_DIR lib/python3/dist-packages CACHE STRING
     "Folder for the Python package, below the prefix")
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/python/facefeature DESTINATION ${FACEFEATURE_PYTHON_DIR}
-        COMPONENT python3 FILES_MATCHING PATTERN "*.py" PATTERN "py.typed"
+        COMPONENT python3 FILES_MATCHING PATTERN "*.py" PATTERN "py.typed" PATTERN "*.js"
         PATTERN "__pycache__" EXCLUDE)
 
 # The book, and the examples that it names. Debian's packages have the licence in a file of another

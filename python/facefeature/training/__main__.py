@@ -20,6 +20,7 @@ COMMANDS = [
     Command("prepare", "prepare", "cut face chips out of photographs"),
     Command("outputs", "outputs", "compute the outputs of the nets for chips"),
     Command("fit", "fit", "fit the projections of a model to photographs of people"),
+    Command("descriptors", "descriptors", "add the descriptors of a teacher to chips"),
     Command("train", "train", "train the nets and a projection"),
     Command("write", "write", "write a trained run as a folder of model files"),
 ]
