@@ -23,6 +23,8 @@ COMMANDS = [
     Command("descriptors", "descriptors", "add the descriptors of a teacher to chips"),
     Command("train", "train", "train the nets and a projection"),
     Command("write", "write", "write a trained run as a folder of model files"),
+    Command("evaluate", "evaluate", "measure error rates on people whom the training did not see"),
+    Command("card", "card", "print the card of a model"),
 ]
 
 

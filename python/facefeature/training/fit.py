@@ -16,12 +16,11 @@ import argparse
 import json
 import time
 from pathlib import Path
-from typing import Optional
 
 import numpy as np
 
 from .._model import model_fingerprint
-from . import evaluation, fitting, model_folder, outputs
+from . import evaluation, fitting, model_folder, outputs, report
 from .evaluation import Evaluation
 from .fitting import Candidate, Choice, FitError
 from .outputs import Outputs
@@ -88,7 +87,7 @@ def run(arguments: argparse.Namespace) -> int:
     after = _evaluated(test, _fit_one(fitted, shipped, choice.chosen), arguments)
     final = _fit_one(gallery, shipped, choice.chosen)
     model_folder.write(final.in_model(model), arguments.output)
-    report = {
+    document = {
         "model": model_fingerprint(arguments.model),
         "fitted_model": model_fingerprint(arguments.output),
         "photographs": len(gallery),
@@ -99,13 +98,13 @@ def run(arguments: argparse.Namespace) -> int:
         "chosen": str(choice.chosen),
         "held_out": {
             "people": len(held_out),
-            "before": before.as_json() if before else None,
-            "after": after.as_json() if after else None,
+            "before": before.as_json(),
+            "after": after.as_json(),
         },
         "seconds": {"outputs": seconds_outputs, "all": time.monotonic() - start},
     }
     (arguments.output / "fit.json").write_text(
-        json.dumps(report, indent=1) + "\n", encoding="utf-8"
+        json.dumps(document, indent=1) + "\n", encoding="utf-8"
     )
     _print(choice, before, after)
     print(f"fit: {arguments.output} written after {time.monotonic() - start:.0f} s")
@@ -133,23 +132,5 @@ def _print(choice: Choice, before: Evaluation, after: Evaluation) -> None:
         mark = "*" if candidate == choice.chosen else " "
         print(f" {mark} {100 * np.mean(values):6.2f} %  {candidate}")
     print(f"on {before.people} people held out ({before.genuine_pairs} pairs of one person):")
-    print(f"   before  {_rates(before)}")
-    print(f"   after   {_rates(after)}")
-
-
-def _rates(measured: Evaluation) -> str:
-    texts = [f"equal error {percent(measured.equal_error_rate)}"]
-    for rate in measured.accept_rates:
-        if rate.accepted is not None:
-            share = f"{100 * rate.false_match_rate:g} %"
-            texts.append(f"accepted at {share} {percent(rate.accepted)}")
-    return "; ".join(texts)
-
-
-def percent(rate: Optional[evaluation.Rate]) -> str:
-    """A rate with its interval, as text."""
-    if rate is None:
-        return "-"
-    if rate.low is None or rate.high is None:
-        return f"{100 * rate.value:.1f} %"
-    return f"{100 * rate.value:.1f} % ({100 * rate.low:.1f} to {100 * rate.high:.1f})"
+    print(f"   before  {report.summary(before)}")
+    print(f"   after   {report.summary(after)}")
