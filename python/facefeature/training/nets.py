@@ -156,6 +156,8 @@ def _inside(group: List[int]) -> torch.Tensor:
 
 def _run_net(x: torch.Tensor, p: Mapping[str, torch.Tensor]) -> torch.Tensor:
     """x: (rows, planes, side, side); p: the parameters of one net."""
+    # Pooling is several times as fast with the channels of a pixel side by side.
+    x = x.contiguous(memory_format=torch.channels_last)
 
     def convolved(x: torch.Tensor, layer: int) -> torch.Tensor:
         side = _FILTER_SIDES[layer - 1]
@@ -170,6 +172,9 @@ def _run_net(x: torch.Tensor, p: Mapping[str, torch.Tensor]) -> torch.Tensor:
 def _run_batched(x: torch.Tensor, p: Mapping[str, torch.Tensor]) -> torch.Tensor:
     """x: (nets, rows, planes, side, side); p: the parameters of all nets of the group."""
     nets, rows = x.shape[:2]
+    if torch.is_autocast_enabled():
+        # Unfolded copies in single precision would be twice as large.
+        x = x.to(torch.get_autocast_gpu_dtype())
 
     def convolved(x: torch.Tensor, layer: int) -> torch.Tensor:
         side = _FILTER_SIDES[layer - 1]

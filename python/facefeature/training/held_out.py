@@ -1,0 +1,58 @@
+"""People who are held out of a training, and error rates on them."""
+
+from __future__ import annotations
+
+from typing import Dict, Optional, Set
+
+import numpy as np
+import torch
+from numpy.typing import NDArray
+
+from . import evaluation
+from .chips import Chips
+from .nets import Nets
+from .patches import faces_of, library_patches
+
+
+def choose_people(people: NDArray, share: float, seed: int) -> Set[str]:
+    """A share of the people, drawn by the seed.
+
+    Those with several photographs are drawn first: only they give pairs of one person. Photographs
+    without a person can't be held out.
+    """
+    names, counts = np.unique(people[people != ""], return_counts=True)
+    wanted = int(round(share * len(names)))
+    order = np.random.default_rng([seed, 1]).permutation(len(names))
+    order = order[np.argsort(counts[order] < 2, kind="stable")]
+    return set(names[order[:wanted]].tolist())
+
+
+def joined_outputs(nets: Nets, chips: Chips, device: str, batch: int = 32) -> torch.Tensor:
+    """(n, 8000): what the library would project for each chip."""
+    parts = []
+    with torch.no_grad():
+        for start in range(0, len(chips), batch):
+            indices = range(start, min(start + batch, len(chips)))
+            parts.append(nets(library_patches(faces_of(chips, indices, device))).cpu())
+    return torch.cat(parts)
+
+
+def error_rates(
+    outputs: torch.Tensor, mean: torch.Tensor, projection: torch.Tensor, people: NDArray
+) -> Optional[Dict[str, float]]:
+    """Rates of the library's score if both projections are this one; None without pairs of both
+    kinds."""
+    features = ((outputs - mean.cpu()) @ projection.cpu().t()).double()
+    norms = features.norm(dim=1)
+    twice = norms.square()[:, None] + norms.square()[None]
+    scores = (2 * features @ features.t() - twice) / (norms[:, None] * norms[None]) + 1
+    person = np.unique(people, return_inverse=True)[1]
+    pairs = evaluation.pairs_of(scores.numpy(), person)
+    if not pairs.same.any() or pairs.same.all():
+        return None
+    points = evaluation.curve(pairs)
+    return {
+        "held_out_eer": evaluation.equal_error(points)[0],
+        "held_out_accept_1e-2": evaluation.accepted_at(points, 1e-2)[0],
+        "held_out_accept_1e-3": evaluation.accepted_at(points, 1e-3)[0],
+    }
