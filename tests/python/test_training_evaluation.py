@@ -54,7 +54,9 @@ class ErrorRates(SeededTest):
             expected = brentq(lambda f: 1 - f - interp1d(false, true)(f), 0, 1)
             value, threshold = evaluation.equal_error(points)
             self.assertAlmostEqual(expected, value, delta=1e-6)
-            self.assertIn(threshold, thresholds)
+            at = np.flatnonzero(thresholds == threshold)[0]
+            self.assertGreaterEqual(false[at], 1 - true[at])
+            self.assertLess(false[at - 1], 1 - true[at - 1])
             for f in (0.1, 0.01, 0.001):
                 share, threshold = evaluation.accepted_at(points, f)
                 self.assertAlmostEqual(max(true[false <= f]), share)
@@ -62,13 +64,33 @@ class ErrorRates(SeededTest):
                 self.assertAlmostEqual((pairs.scores[pairs.same] >= threshold).mean(), share)
 
     def test_of_separated_scores_are_zero(self):
-        features, people = features_of_people(self.numbers, 10, 3, noise=0.01)
+        features, people = features_of_people(self.numbers, 30, 3, noise=0.01)
         result = evaluation.evaluate(features, people, replicates=20)
-        self.assertEqual((0.0, 0.0, 0.0), (result.equal_error_rate.value,
-                         result.equal_error_rate.low, result.equal_error_rate.high))  # fmt: skip
-        self.assertEqual(1.0, result.rank_one.value)
-        self.assertEqual((30, 10, 30, 405), (result.photographs, result.people,
-                         result.genuine_pairs, result.impostor_pairs))  # fmt: skip
+        # 30 trials without an error: a rate above this bound would show one with 95 %.
+        bound = 1 - 0.05 ** (1 / 30)
+        self.assertEqual(evaluation.Rate(0.0, 0.0, bound), result.equal_error_rate)
+        self.assertEqual(evaluation.Rate(1.0, 1 - bound, 1.0), result.rank_one)
+        counts = (result.photographs, result.people, result.genuine_pairs, result.impostor_pairs)
+        self.assertEqual((90, 30, 90, 3915), counts)
+
+    def test_of_few_people_have_no_intervals(self):
+        features, people = features_of_people(self.numbers, 19, 2, noise=3)
+        result = evaluation.evaluate(features, people)
+        self.assertIsNone(result.equal_error_rate.low)
+        self.assertEqual(0, result.replicates)
+
+    def test_at_rank_one_count_equal_scores_against_the_person(self):
+        """Scores as whole numbers, against a count with loops."""
+        for _ in range(20):
+            scores, person = made_pairs(self.numbers, 6, 2, ties=False)
+            scores = np.round(scores)
+            hits = []
+            for i in range(12):
+                own = [scores[i, j] for j in range(12) if person[j] == person[i] and j != i]
+                hits.append(
+                    all(scores[i, j] < max(own) for j in range(12) if person[j] != person[i])
+                )
+            self.assertEqual(np.mean(hits), evaluation._Hits(scores, person).share(None))
 
     def test_of_scores_that_say_nothing_are_one_half(self):
         scores = np.zeros((30, 30), np.float32)

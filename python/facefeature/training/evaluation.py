@@ -1,4 +1,6 @@
-"""Error rates of scores, with intervals. The definitions are those of ISO/IEC 19795-1.
+"""Error rates of scores, with intervals.
+
+The terms are those of ISO/IEC 19795-1, and the definitions those of the program's evaluate.
 
 A pair of photographs is accepted at a threshold t if its score is at least t. A score that is NaN
 reaches no threshold.
@@ -14,7 +16,10 @@ operating points cross the line on which both rates are equal.
 
 An interval is the middle 95 % of what a bootstrap over people gives: people are drawn with
 replacement, and a pair counts as often as its people were drawn. Pairs are not independent of each
-other, because each person is part of many, so an interval by pairs would be far too narrow.
+other, because each person is part of many, so an interval by pairs would be far too narrow. A rate
+of exactly 0 or 1 has no errors in any replicate; its interval then ends at the bound of as many
+independent trials as there are people with several photographs, 1 - 0.05^(1/n). With fewer than 20
+such people there are no intervals.
 """
 
 from __future__ import annotations
@@ -29,12 +34,13 @@ import facefeature
 
 FALSE_MATCH_RATES = (1e-1, 1e-2, 1e-3, 1e-4, 1e-5, 1e-6)
 
-# An accept rate is not reported if fewer wrong acceptances than this are expected at its false
-# match rate: the threshold would depend on a handful of pairs.
-FEWEST_WRONG_ACCEPTANCES = 10
+# An accept rate is not reported if its false match rate allows fewer wrong acceptances than this.
+# With 30, a rate has a chance of 90 % to be within 30 % of the true one if pairs are independent.
+FEWEST_WRONG_ACCEPTANCES = 30
 
-# Resampled rates are sorted, and the interval is cut off at these shares.
-_INTERVAL = (2.5, 97.5)
+FEWEST_PEOPLE_FOR_INTERVALS = 20
+
+_INTERVAL = (2.5, 97.5)  # percentiles of the resampled rates
 
 
 class EvaluationError(facefeature.FaceFeatureError):
@@ -63,7 +69,7 @@ class Pairs:
 
 @dataclass(frozen=True)
 class Rate:
-    """An estimate with its interval. The interval is None if no bootstrap was asked for."""
+    """An estimate with its interval, which is None without a bootstrap or with too few people."""
 
     value: float
     low: Optional[float] = None
@@ -72,8 +78,8 @@ class Rate:
 
 @dataclass(frozen=True)
 class AcceptRate:
-    """The accept rate at a false match rate. The three numbers are None if the pairs are too few
-    for this rate (see FEWEST_WRONG_ACCEPTANCES)."""
+    """The accept rate at a false match rate, and the threshold for it. Both are None if the pairs
+    are too few for this rate (see FEWEST_WRONG_ACCEPTANCES)."""
 
     false_match_rate: float
     accepted: Optional[Rate]
@@ -134,15 +140,16 @@ def curve(pairs: Pairs) -> Curve:
 
 
 def equal_error(points: Curve) -> Tuple[float, float]:
-    """The equal error rate and the threshold of the operating point at or before it."""
-    gap = points.false_match - points.false_non_match
+    """The equal error rate, and the highest threshold at which the false match rate is at least the
+    false non-match rate. Both are NaN if there is none, because too many scores are NaN."""
+    gap = points.false_match - points.false_non_match  # -1 at the first point
     after = int(np.searchsorted(gap, 0.0))
-    if after == 0:
-        return float(points.false_match[0]), float(points.thresholds[0])
+    if after == len(gap):
+        return float("nan"), float("nan")
     before = after - 1
     share = gap[before] / (gap[before] - gap[after])
     rise = points.false_match[after] - points.false_match[before]
-    return float(points.false_match[before] + share * rise), float(points.thresholds[before])
+    return float(points.false_match[before] + share * rise), float(points.thresholds[after])
 
 
 def accepted_at(points: Curve, false_match_rate: float) -> Tuple[float, float]:
@@ -183,6 +190,9 @@ def evaluate(
     hits = _Hits(scores, person)
     points = ranked.curve(None)
     impostors = int((~pairs.same).sum())
+    several = int((np.bincount(person) > 1).sum())
+    if several < FEWEST_PEOPLE_FOR_INTERVALS:
+        replicates = 0
     rates = [f for f in false_match_rates if f * impostors >= FEWEST_WRONG_ACCEPTANCES]
 
     generator = np.random.default_rng(seed)
@@ -208,16 +218,16 @@ def evaluate(
             continue
         share, at = accepted_at(points, f)
         column = [row[rates.index(f)] for row in accepted]
-        table.append(AcceptRate(f, _with_interval(share, column), at))
+        table.append(AcceptRate(f, _with_interval(share, column, several), at))
     return Evaluation(
         photographs=len(known),
         people=pairs.people,
         genuine_pairs=int(pairs.same.sum()),
         impostor_pairs=impostors,
-        equal_error_rate=_with_interval(value, equal_errors),
+        equal_error_rate=_with_interval(value, equal_errors, several),
         equal_error_threshold=threshold,
         accept_rates=table,
-        rank_one=_with_interval(hits.share(None), firsts),
+        rank_one=_with_interval(hits.share(None), firsts, several),
         genuine_percentiles=_percentiles(pairs.scores[pairs.same]),
         impostor_percentiles=_percentiles(pairs.scores[~pairs.same]),
         replicates=replicates,
@@ -271,15 +281,17 @@ class _Sorted:
 
 
 class _Hits:
-    """For each photograph of a person with several: is the best-scoring other photograph one of the
-    same person?"""
+    """For each photograph of a person with several: does another photograph of the same person
+    score higher than every photograph of somebody else? Equal scores count against it."""
 
     def __init__(self, scores: NDArray[np.float32], person: NDArray[np.integer]) -> None:
         probes = np.flatnonzero(np.bincount(person)[person] > 1)
-        others = np.where(np.isnan(scores), -np.inf, scores)
-        np.fill_diagonal(others, -np.inf)
+        own = np.equal.outer(person[probes], person)
+        table = np.where(np.isnan(scores[probes]), -np.inf, scores[probes])
+        others = np.where(own, -np.inf, table).max(axis=1)
+        own[np.arange(len(probes)), probes] = False
+        self._hit = np.where(own, table, -np.inf).max(axis=1) > others
         self._person = person[probes]
-        self._hit = person[others[probes].argmax(axis=1)] == self._person
 
     def share(self, drawn: Optional[NDArray[np.int64]]) -> float:
         weights = np.ones(len(self._hit)) if drawn is None else drawn[self._person]
@@ -287,10 +299,15 @@ class _Hits:
         return float((weights * self._hit).sum() / total) if total else float("nan")
 
 
-def _with_interval(value: float, resampled: List[float]) -> Rate:
+def _with_interval(value: float, resampled: List[float], people: int) -> Rate:
     if not resampled:
         return Rate(value)
     low, high = np.nanpercentile(resampled, _INTERVAL)
+    without_errors = 1 - 0.05 ** (1 / people)
+    if value == 0:
+        high = without_errors
+    if value == 1:
+        low = 1 - without_errors
     return Rate(value, float(low), float(high))
 
 
