@@ -23,7 +23,7 @@
 #include "engine/model_files.h"
 #include "engine/model_state.h"
 #include "fuzz_input.h"
-#include "net/weight_files.h"
+#include "layers/weight_files.h"
 #include "same_results.h"
 #include "support/model_folder.h"
 #include "written_file.h"

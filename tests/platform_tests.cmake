@@ -11,7 +11,7 @@ set(facefeature_posix_tests
   # Functions of the C library that are put in front of the real ones, which PE files do not allow.
   host/opened_files_test.cpp
   # TMPDIR, slashes and paths of any length. host/temporary_folder_windows_test.cpp stands in.
-  engine/model_directory_test.cpp
+  platform/model_directory_test.cpp
   host/temporary_folder_test.cpp
   # Symbolic links and signals. tools/model/model_link_windows_test.cpp stands in.
   tools/model/model_link_test.cpp
@@ -35,7 +35,7 @@ set(facefeature_posix_tests
 
 # Only on Windows.
 set(facefeature_windows_tests
-  engine/model_directory_windows_test.cpp
+  platform/model_directory_windows_test.cpp
   host/temporary_folder_windows_test.cpp
   host/ordinal_host_windows_test.cpp
   kernels/blas_cores_windows_test.cpp

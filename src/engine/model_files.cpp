@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "engine/model_directory.h"
 #include "engine/model_state.h"
+#include "platform/model_directory.h"
 #include "platform/platform.h"
 
 namespace facefeature {

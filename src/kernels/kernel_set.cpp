@@ -1,8 +1,8 @@
 #include "kernels/kernel_set.h"
 
-#include "engine/project_rows.h"
 #include "kernels/multiply.h"
 #include "kernels/pooling.h"
+#include "kernels/project_rows.h"
 #include "kernels/unfold.h"
 
 namespace facefeature {

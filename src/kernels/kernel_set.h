@@ -2,7 +2,7 @@
 // one, which ends on the same bits.  [STATE]
 //
 // What a form may be is told beside its plain function: unfold.h, pooling.h, multiply.h, and
-// engine/project_rows.h and geometry/patch_matrices.h for the stages outside of the nets.
+// kernels/project_rows.h and geometry/patch_matrices.h for the stages outside of the nets.
 #ifndef FACEFEATURE_KERNELS_KERNEL_SET_H
 #define FACEFEATURE_KERNELS_KERNEL_SET_H
 

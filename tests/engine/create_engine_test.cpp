@@ -12,10 +12,10 @@
 
 #include "engine/feature_engine.h"
 #include "engine/loaded_model.h"
-#include "engine/model_directory.h"
 #include "engine/model_state.h"
+#include "layers/weight_layer.h"
 #include "net/conv_net.h"
-#include "net/weight_layer.h"
+#include "platform/model_directory.h"
 #include "support/bits.h"
 #include "support/reference_model.h"
 #include "support/tasks.h"

@@ -11,13 +11,13 @@
 #include <vector>
 
 #include "config/net_documents.h"
-#include "kernels/conv_layer.h"
-#include "kernels/fc_layer.h"
-#include "kernels/pool_layer.h"
+#include "layers/conv_layer.h"
+#include "layers/data_layer.h"
+#include "layers/fc_layer.h"
+#include "layers/neuron_layer.h"
+#include "layers/pool_layer.h"
 #include "net/conv_net.h"
-#include "net/data_layer.h"
 #include "net/made_net.h"
-#include "net/neuron_layer.h"
 #include "support/random.h"
 #include "support/reference_config.h"
 #include "support/reference_layers.h"

@@ -1,0 +1,19 @@
+// The products of many rows with one vector.
+#ifndef FACEFEATURE_KERNELS_PROJECT_ROWS_H
+#define FACEFEATURE_KERNELS_PROJECT_ROWS_H
+
+#include <cstdint>
+
+namespace facefeature {
+
+// products[r] = the sum over j, rising, of matrix[r * cols + j] * x[j], in single precision from 0,
+// each product rounded and then each sum. The forms (kernels/kernel_set.h) end on the same bits:
+// the fast one works on several rows side by side, a lane a row, and never splits a sum.
+void projectRowsPlain(const float* matrix, int32_t rows, int32_t cols, const float* x,
+                      float* products);
+void projectRowsFast(const float* matrix, int32_t rows, int32_t cols, const float* x,
+                     float* products);
+
+}  // namespace facefeature
+
+#endif

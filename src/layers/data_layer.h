@@ -1,0 +1,31 @@
+// DataLayer, where a run begins.
+#ifndef FACEFEATURE_LAYERS_DATA_LAYER_H
+#define FACEFEATURE_LAYERS_DATA_LAYER_H
+
+#include "net/layer.h"
+
+namespace facefeature {
+
+// Its output is one of the matrices that the caller of ConvNet::forward hands over; every net gets
+// all of them and the data layer picks its own. Its text must say actsTarget=0: the value is never
+// applied, but without it the layer would own a matrix, lose it at the first run, and free one of
+// the caller's at its end.
+class DataLayer : public Layer {
+ public:
+  DataLayer(ConvNet* owner, const char* name);
+
+  void applyInput(int32_t inputIndex, float scale) override;  // does nothing
+
+  // Takes inputs[dataIdx] and notifies the output layers. Throws std::out_of_range for an index
+  // beyond inputs.
+  void runForward(std::vector<Matrix*>& inputs) override;
+
+  // Throws the text "No data given!": a data layer is nobody's output.
+  void notifyInputReady() override;
+
+  int32_t dataIdx;  // the key; 0 if absent
+};
+
+}  // namespace facefeature
+
+#endif

@@ -1,0 +1,17 @@
+#include "platform/model_directory.h"
+
+#include "platform/platform.h"
+
+namespace facefeature {
+
+// In one file, since their order of making is the order in which they stand.
+const std::string tempBasePath = withoutLastComponent(temporaryFolder());
+const std::string ModelDirectory = tempBasePath + kPathSeparator + "~kwplugintmp~" + kPathSeparator;
+
+std::string withoutLastComponent(const std::string& folder) {
+  const size_t separator = folder.rfind(kPathSeparator);
+  if (separator == std::string::npos) endByFailedCheck();
+  return folder.substr(0, separator);
+}
+
+}  // namespace facefeature

@@ -1,0 +1,160 @@
+// The forms of the projection against the plain one, bit by bit.
+#include "kernels/project_rows.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstddef>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include "engine/model_state.h"
+#include "engine/project_feature.h"
+#include "support/bits.h"
+#include "support/placed_floats.h"
+#include "support/random.h"
+#include "support/scoped_kernels.h"
+
+namespace facefeature_test {
+namespace {
+
+using facefeature::KernelSet;
+using facefeature::projectRowsPlain;
+
+class ProjectRows : public ::testing::TestWithParam<const KernelSet*> {
+ protected:
+  Random random = seededRandom();
+  ::testing::ScopedTrace trace{__FILE__, __LINE__, random.trace()};
+
+  // The payload of a NaN that a sum ends on is no promise; all else is compared to the bit.
+  void expectProducts(int32_t rows, int32_t cols, int32_t matrixSort, int32_t vectorSort,
+                      int32_t place) {
+    SCOPED_TRACE(::testing::Message() << rows << " x " << cols << ", sorts " << matrixSort
+                                      << " and " << vectorSort << ", place " << place);
+    const std::vector<float> matrix =
+        floatsOfSort(random, static_cast<size_t>(rows) * static_cast<size_t>(cols), matrixSort);
+    const std::vector<float> x = floatsOfSort(random, static_cast<size_t>(cols), vectorSort);
+    std::vector<float> wanted = floatsOfSort(random, static_cast<size_t>(rows), 0);
+    const std::vector<float> unwritten = floatsOfSort(random, static_cast<size_t>(rows), 5);
+    projectRowsPlain(matrix.data(), rows, cols, x.data(), wanted.data());
+
+    PlacedFloats placedMatrix(matrix, place);
+    PlacedFloats placedX(x, randomPlace(random));
+    PlacedFloats products(unwritten, randomPlace(random));
+    GetParam()->projectRows(placedMatrix.data(), rows, cols, placedX.data(), products.data());
+    ASSERT_TRUE(sameFloats(wanted.data(), products.data(), wanted.size()));
+    ASSERT_TRUE(products.isUntouchedAround() && placedX.isUntouchedAround() &&
+                placedMatrix.isUntouchedAround());
+    ASSERT_TRUE(identicalFloats(matrix.data(), placedMatrix.data(), matrix.size()));
+    ASSERT_TRUE(identicalFloats(x.data(), placedX.data(), x.size()));
+  }
+
+  int32_t anySort() { return random.integer(0, kFloatSorts - 1); }
+};
+
+TEST_P(ProjectRows, SmallMatricesOfAllShapesEndOnTheBitsOfThePlainForm) {
+  for (int32_t rows = 0; rows <= 40 && !HasFailure(); ++rows) {
+    for (int32_t cols = 0; cols <= 40; ++cols) {
+      expectProducts(rows, cols, 1, 1, randomPlace(random));
+      expectProducts(rows, cols, anySort(), anySort(), randomPlace(random));
+    }
+  }
+}
+
+TEST_P(ProjectRows, AtEveryPlaceInMemoryTheBitsAreThoseOfThePlainForm) {
+  for (int32_t place = 0; place < kFloatPlaces && !HasFailure(); ++place) {
+    for (const int32_t rows : {1, 4, 7, 16, 21, 37}) {
+      for (const int32_t cols : {1, 3, 4, 16, 63, 64, 65, 257}) {
+        expectProducts(rows, cols, 1, 1, place);
+      }
+    }
+  }
+}
+
+TEST_P(ProjectRows, LongRowsEndOnTheBitsOfThePlainForm) {
+  for (const int32_t cols : {8000, 8001}) {
+    for (const int32_t rows : {0, 1, 3, 4, 15, 16, 17, 33, 40}) {
+      expectProducts(rows, cols, 1, 1, randomPlace(random));
+      expectProducts(rows, cols, anySort(), random.integer(0, 2), randomPlace(random));
+    }
+  }
+}
+
+TEST_P(ProjectRows, TheMatrixOfAModelEndsOnTheBitsOfThePlainForm) {
+  expectProducts(500, 8000, 1, 1, 16);
+  expectProducts(500, 8000, 0, 0, 17);
+  expectProducts(500, 8001, 1, 0, 3);
+  for (int32_t cols = 0; cols <= 40; ++cols) {
+    expectProducts(500, cols, 1, 1, randomPlace(random));
+  }
+}
+
+// A sum that is split over lanes would meet the infinities, or the overflow, in another order.
+TEST_P(ProjectRows, EachSumRunsFromTheFirstColumnToTheLast) {
+  constexpr float kLargest = std::numeric_limits<float>::max();
+  for (const int32_t rows : {1, 4, 16, 19}) {
+    const size_t cols = 13;
+    std::vector<float> matrix(static_cast<size_t>(rows) * cols, 0.0f);
+    for (size_t r = 0; r < static_cast<size_t>(rows); ++r) {
+      float* row = &matrix[r * cols];
+      row[0] = row[5] = r % 2 == 0 ? kLargest : 1.0f;
+      row[6] = row[12] = -row[0];
+      row[9] = 0x1p-24f;
+    }
+    const std::vector<float> x(cols, 1.0f);
+    std::vector<float> products(static_cast<size_t>(rows));
+    GetParam()->projectRows(matrix.data(), rows, 13, x.data(), products.data());
+    for (size_t r = 0; r < products.size(); ++r) {
+      const float infinite = std::numeric_limits<float>::infinity();
+      // 1 + 1 - 1 + 2^-24 rounds to 1 ahead of the last -1.
+      EXPECT_SAME_FLOAT(r % 2 == 0 ? infinite : 0.0f, products[r]) << "row " << r << " of " << rows;
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(Sets, ProjectRows, ::testing::ValuesIn(kKernelSets), kernelSetName);
+
+struct ProjectCall {
+  const float* matrix;
+  int32_t rows, cols;
+};
+
+std::vector<ProjectCall> projectCalls;
+
+void noteProjectRows(const float* matrix, int32_t rows, int32_t cols, const float* x,
+                     float* products) {
+  projectCalls.push_back({matrix, rows, cols});
+  projectRowsPlain(matrix, rows, cols, x, products);
+}
+
+TEST(ProjectFeature, TakesBothProductsFromTheActiveSetAndCopiesNoMatrix) {
+  KernelSet noting = facefeature::kPlainKernels;
+  noting.projectRows = noteProjectRows;
+  const ScopedKernels active(noting);
+  projectCalls.clear();
+  std::vector<float> mean(8000, 0.0f), self(4000000, 0.0f), cross(4000000, 0.0f);
+  std::vector<float> x(8000, 1.0f), feature(502);
+  facefeature::featureMean = mean.data();
+  facefeature::selfProjection = self.data();
+  facefeature::crossProjection = cross.data();
+  facefeature::ProjectFeature(x.data(), feature.data());
+  facefeature::featureMean = nullptr;
+  facefeature::selfProjection = nullptr;
+  facefeature::crossProjection = nullptr;
+  const float* lowest = cross.data() + cross.size();
+  int64_t rowsOfBoth = 0;
+  bool seenSelf = false;
+  for (const ProjectCall& call : projectCalls) {
+    EXPECT_EQ(8000, call.cols);
+    rowsOfBoth += call.rows;
+    seenSelf = seenSelf || call.matrix == self.data();
+    if (call.matrix >= cross.data() && call.matrix < lowest) lowest = call.matrix;
+  }
+  EXPECT_EQ(1000, rowsOfBoth);
+  EXPECT_TRUE(seenSelf);
+  EXPECT_EQ(cross.data(), lowest);
+}
+
+}  // namespace
+}  // namespace facefeature_test
