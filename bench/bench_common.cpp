@@ -9,6 +9,8 @@
 #include <malloc.h>
 #endif
 
+#include "support/scoped_kernels.h"
+
 namespace facefeature_bench {
 namespace {
 
@@ -22,17 +24,19 @@ benchmark::internal::Benchmark* addUntimed(const std::string& name, BenchmarkBod
       ->ComputeStatistics("min", minimumOf);
 }
 
-const facefeature::KernelSet* const kSets[] = {&facefeature::kPlainKernels,
-                                               &facefeature::kFastKernels};
-
 BenchmarkBody withSet(const facefeature::KernelSet& set, const BenchmarkBody& body) {
   return [&set, body](benchmark::State& state) {
-    const ActiveSet active(set);
+    const facefeature_test::ScopedKernels active(set);
     body(state);
   };
 }
 
 }  // namespace
+
+facefeature::PatchPlan activePlan() {
+  const bool isPlain = facefeature::activeKernels == &facefeature::plainKernels();
+  return isPlain ? facefeature::PatchPlan::kPatchByPatch : facefeature::PatchPlan::kSharedFrames;
+}
 
 benchmark::internal::Benchmark* addBenchmark(const std::string& name, BenchmarkBody body) {
   return addUntimed(name, std::move(body))->UseRealTime();
@@ -43,7 +47,7 @@ benchmark::internal::Benchmark* addSelfTimed(const std::string& name, BenchmarkB
 }
 
 void addForSets(const std::string& name, const BenchmarkBody& body, int64_t iterations) {
-  for (const facefeature::KernelSet* set : kSets) {
+  for (const facefeature::KernelSet* set : facefeature_test::runnableKernelSets()) {
     benchmark::internal::Benchmark* added =
         addBenchmark(name + "/" + set->name, withSet(*set, body));
     if (iterations > 0) added->Iterations(iterations);
@@ -51,7 +55,7 @@ void addForSets(const std::string& name, const BenchmarkBody& body, int64_t iter
 }
 
 void addSelfTimedForSets(const std::string& name, const BenchmarkBody& body) {
-  for (const facefeature::KernelSet* set : kSets) {
+  for (const facefeature::KernelSet* set : facefeature_test::runnableKernelSets()) {
     addSelfTimed(name + "/" + set->name, withSet(*set, body));
   }
 }

@@ -15,6 +15,7 @@
 #include <string>
 #include <vector>
 
+#include "geometry/patch_plan.h"
 #include "kernels/kernel_set.h"
 
 namespace facefeature_bench {
@@ -34,24 +35,15 @@ using BenchmarkBody = std::function<void(benchmark::State&)>;
 benchmark::internal::Benchmark* addBenchmark(const std::string& name, BenchmarkBody body);
 benchmark::internal::Benchmark* addSelfTimed(const std::string& name, BenchmarkBody body);
 
-// Add them once for each set, as name/plain and name/fast; the set is active while the body runs.
+// Add them once for each set that runs here, as name/ and the set's name; the set is active while
+// the body runs.
 // With iterations given a repetition has that many, else as many as its time has room for.
 void addForSets(const std::string& name, const BenchmarkBody& body, int64_t iterations = 0);
 void addSelfTimedForSets(const std::string& name, const BenchmarkBody& body);
 
-// Makes a set the active one for as long as this stands.
-class ActiveSet {
- public:
-  explicit ActiveSet(const facefeature::KernelSet& set) : former_(facefeature::activeKernels) {
-    facefeature::activeKernels = &set;
-  }
-  ~ActiveSet() { facefeature::activeKernels = former_; }
-  ActiveSet(const ActiveSet&) = delete;
-  ActiveSet& operator=(const ActiveSet&) = delete;
-
- private:
-  const facefeature::KernelSet* former_;
-};
+// The plain plan while the plain set is active, so that "plain" is what defines the results; else
+// the plan that the library uses.
+facefeature::PatchPlan activePlan();
 
 // Reads all of it once, front to back, and does no more than it must to have read it.
 uint64_t readAll(const float* floats, int64_t count);

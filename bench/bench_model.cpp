@@ -6,6 +6,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "bench_common.h"
 #include "support/private_temp_folder.h"
 #include "support/synthetic_folder.h"
 
@@ -121,7 +122,7 @@ void destroySharedEngine() {
 
 void extract(FeatureEngine* engine, const Picture& picture, float* feature) {
   facefeature::ExtractFeature(engine, picture.pixels.data(), picture.width, picture.height,
-                              picture.stride(), picture.face(), feature);
+                              picture.stride(), picture.face(), feature, activePlan());
 }
 
 }  // namespace facefeature_bench

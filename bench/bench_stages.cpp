@@ -8,11 +8,11 @@
 
 #include "bench_common.h"
 #include "bench_model.h"
+#include "engine/build_patch_matrices.h"
 #include "engine/model_state.h"
 #include "engine/net_features.h"
 #include "engine/project_feature.h"
 #include "geometry/gray_image.h"
-#include "geometry/patch_matrices.h"
 #include "kernels/matrix.h"
 
 namespace facefeature_bench {
@@ -38,9 +38,9 @@ std::vector<uint8_t> grayOf(const Picture& picture) {
 }
 
 PatchMatrices patchMatricesOf(const Picture& picture, const uint8_t* gray) {
-  return PatchMatrices(facefeature::BuildPatchMatrices(sharedEngine(), picture.pixels.data(),
-                                                       picture.width, picture.height,
-                                                       picture.stride(), gray, picture.face()));
+  return PatchMatrices(facefeature::BuildPatchMatrices(
+      sharedEngine(), picture.pixels.data(), picture.width, picture.height, picture.stride(), gray,
+      picture.face(), activePlan()));
 }
 
 // The whole picture, as the plain road converts it; the fast one has no such stage.
@@ -59,7 +59,7 @@ void timeGray(benchmark::State& state, bool large) {
 void timePatchMatrices(benchmark::State& state, bool large) {
   const Picture& picture = pictureOf(large);
   std::vector<uint8_t> gray;
-  if (!facefeature::activeKernels->sharesFrames) gray = grayOf(picture);
+  if (activePlan() == facefeature::PatchPlan::kPatchByPatch) gray = grayOf(picture);
   const uint8_t* grayImage = gray.empty() ? nullptr : gray.data();
   const PatchMatrices matrices = patchMatricesOf(picture, grayImage);
   for (auto unused : state) {

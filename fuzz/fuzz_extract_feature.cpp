@@ -1,8 +1,8 @@
 // Is any request either rejected without a trace or answered with one feature, whatever the kernel
-// set? Any bytes describe the call: a picture of any size and any stride, also a negative one or
-// one that lets rows overlap, with not a byte around it; and a record of any count, ids and
-// coordinates. The picture and the record are as long as the arguments say: nothing can be judged
-// about memory.
+// set and the plan? Any bytes describe the call: a picture of any size and any stride, also a
+// negative one or one that lets rows overlap, with not a byte around it; and a record of any count,
+// ids and coordinates. The picture and the record are as long as the arguments say: nothing can be
+// judged about memory.
 //
 // A request that a plain reading of the contract rejects gives 502 quiet NaNs, and nothing else
 // changes; any other gives the same bits with each kernel set, a second time, and whatever stood in
@@ -32,10 +32,12 @@
 #include "net/conv_net.h"
 #include "same_results.h"
 #include "support/model_folder.h"
+#include "support/scoped_kernels.h"
 
 namespace {
 
 using facefeature::FeatureEngine;
+using facefeature::PatchPlan;
 using facefeature_fuzz::fail;
 using facefeature_fuzz::Input;
 using facefeature_fuzz::requireSameBytes;
@@ -221,11 +223,12 @@ bool isAccepted(const Request& request) {
 }
 
 // The feature after a call, where it was full of mark before.
-std::vector<float> extracted(const Request& request, float mark) {
+std::vector<float> extracted(const Request& request, float mark,
+                             PatchPlan plan = PatchPlan::kSharedFrames) {
   std::vector<float> feature(kFeatureFloats, mark);
   facefeature::ExtractFeature(request.hasEngine ? sharedEngine() : nullptr, request.pixels(),
                               request.width, request.height, request.stride, request.landmarks(),
-                              request.hasFeature ? feature.data() : nullptr);
+                              request.hasFeature ? feature.data() : nullptr, plan);
   return feature;
 }
 
@@ -250,12 +253,13 @@ void checkRejected(const Request& request) {
   }
 }
 
-void requireFeature(const std::vector<float>& wanted, const Request& request, float mark) {
-  const std::vector<float> got = extracted(request, mark);
+void requireFeature(const std::vector<float>& wanted, const Request& request, float mark,
+                    PatchPlan plan = PatchPlan::kSharedFrames) {
+  const std::vector<float> got = extracted(request, mark, plan);
   facefeature_fuzz::requireSameFloats("a feature", wanted.data(), got.data(), wanted.size());
 }
 
-void checkAccepted(Request& request, bool withPlainKernels) {
+void checkAccepted(Request& request, bool withOtherSets) {
   soilFaces(0x11);
   const std::vector<float> wanted = extracted(request, 1.0f);
   soilFaces(0xEE);
@@ -264,10 +268,13 @@ void checkAccepted(Request& request, bool withPlainKernels) {
   requireFeature(wanted, request, 2.0f);
   std::memcpy(&request.record[4], &nothing, sizeof nothing);
   // They take several times as long, so they are tried with some of the requests.
-  if (!withPlainKernels) return;
-  facefeature::activeKernels = &facefeature::kPlainKernels;
-  requireFeature(wanted, request, 3.0f);
-  facefeature::activeKernels = &facefeature::kFastKernels;
+  if (!withOtherSets) return;
+  for (const facefeature::KernelSet* set : facefeature_test::runnableKernelSets()) {
+    const facefeature_test::ScopedKernels active(*set);
+    const bool isPlain = set == &facefeature::plainKernels();
+    requireFeature(wanted, request, 3.0f,
+                   isPlain ? PatchPlan::kPatchByPatch : PatchPlan::kSharedFrames);
+  }
 }
 
 }  // namespace
@@ -275,11 +282,11 @@ void checkAccepted(Request& request, bool withPlainKernels) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   omp_set_num_threads(1);
   Input input(data, size);
-  const bool withPlainKernels = input.byte() % 4 == 0;
+  const bool withOtherSets = input.byte() % 4 == 0;
   Request request = anyRequest(input);
   const Bytes picture = request.picture, record = request.record;
   if (request.hasEngine && request.hasFeature && isAccepted(request)) {
-    checkAccepted(request, withPlainKernels);
+    checkAccepted(request, withOtherSets);
   } else {
     checkRejected(request);
   }

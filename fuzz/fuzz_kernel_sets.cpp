@@ -13,18 +13,17 @@
 #include "kernels/kernel_set.h"
 #include "kernels/unfold.h"
 #include "same_results.h"
+#include "support/scoped_kernels.h"
 
 namespace {
 
 using facefeature::FrameRect;
 using facefeature::kCanonicalSide;
 using facefeature::KernelSet;
-using facefeature::kPlainKernels;
+using facefeature::plainKernels;
 using facefeature_fuzz::Input;
 using facefeature_fuzz::requireSameBytes;
 using facefeature_fuzz::requireSameFloats;
-
-const KernelSet* const kOtherSets[] = {&facefeature::kFastKernels};
 
 // A copy that starts some floats into its storage and ends with it.
 class Placed {
@@ -54,9 +53,9 @@ void checkUnfold(Input& input) {
       high < 1 || wide < 1 ? 0 : product(channels * filterSize * filterSize, high * wide);
   Placed image(input, input.floats(product(channels, height * width)));
   std::vector<float> wanted(count);
-  kPlainKernels.unfold(image.data(), channels, height, width, filterSize, padding, stride,
-                       wanted.data());
-  for (const KernelSet* set : kOtherSets) {
+  plainKernels().unfold(image.data(), channels, height, width, filterSize, padding, stride,
+                        wanted.data());
+  for (const KernelSet* set : facefeature_test::runnableKernelSets()) {
     Placed got(input, std::vector<float>(count, -1.0f));
     set->unfold(image.data(), channels, height, width, filterSize, padding, stride, got.data());
     requireSameFloats("unfold", wanted.data(), got.data(), count);
@@ -68,8 +67,8 @@ void checkBiases(Input& input) {
   Placed biases(input, input.floats(static_cast<size_t>(planes)));
   const std::vector<float> before = input.floats(product(planes, count));
   Placed wanted(input, before);
-  kPlainKernels.addPlaneBiases(biases.data(), planes, count, wanted.data());
-  for (const KernelSet* set : kOtherSets) {
+  plainKernels().addPlaneBiases(biases.data(), planes, count, wanted.data());
+  for (const KernelSet* set : facefeature_test::runnableKernelSets()) {
     Placed got(input, before);
     set->addPlaneBiases(biases.data(), planes, count, got.data());
     requireSameFloats("addPlaneBiases", wanted.data(), got.data(), before.size());
@@ -81,8 +80,8 @@ void checkPooling(Input& input) {
   const int32_t side = 2 * outputs + input.integer(0, 3);
   Placed plane(input, input.floats(product(side, side)));
   std::vector<float> wanted(product(outputs, outputs));
-  kPlainKernels.maxPoolPairs(plane.data(), side, outputs, wanted.data());
-  for (const KernelSet* set : kOtherSets) {
+  plainKernels().maxPoolPairs(plane.data(), side, outputs, wanted.data());
+  for (const KernelSet* set : facefeature_test::runnableKernelSets()) {
     Placed got(input, std::vector<float>(wanted.size(), -1.0f));
     set->maxPoolPairs(plane.data(), side, outputs, got.data());
     requireSameFloats("maxPoolPairs", wanted.data(), got.data(), wanted.size());
@@ -94,8 +93,8 @@ void checkProjection(Input& input) {
   Placed matrix(input, input.floats(product(rows, cols)));
   Placed x(input, input.floats(static_cast<size_t>(cols)));
   std::vector<float> wanted(static_cast<size_t>(rows));
-  kPlainKernels.projectRows(matrix.data(), rows, cols, x.data(), wanted.data());
-  for (const KernelSet* set : kOtherSets) {
+  plainKernels().projectRows(matrix.data(), rows, cols, x.data(), wanted.data());
+  for (const KernelSet* set : facefeature_test::runnableKernelSets()) {
     Placed got(input, std::vector<float>(wanted.size(), -1.0f));
     set->projectRows(matrix.data(), rows, cols, x.data(), got.data());
     requireSameFloats("projectRows", wanted.data(), got.data(), wanted.size());

@@ -34,6 +34,7 @@
 #include "net_maker.h"
 #include "same_results.h"
 #include "support/model_folder.h"
+#include "support/scoped_kernels.h"
 #include "text_oracle.h"
 #include "written_file.h"
 
@@ -100,7 +101,7 @@ std::vector<std::unique_ptr<Matrix>> dataOf(const MadeNet& made, size_t run) {
 
 Outcome runWith(const KernelSet& set, const MadeNet& made) {
   constexpr size_t kRuns = 2;
-  facefeature::activeKernels = &set;
+  const facefeature_test::ScopedKernels active(set);
   Outcome outcome = {Ending::kDone, {}, {}};
   // A layer may look at the data of an earlier run until it runs again.
   std::vector<std::unique_ptr<Matrix>> data[kRuns];
@@ -208,11 +209,13 @@ void checkNet(const MadeNet& made) {
     checkFatalText(made, oracle.fatalReason());
     return;
   }
-  const Outcome wanted = runWith(facefeature::kPlainKernels, made);
+  const Outcome wanted = runWith(facefeature::plainKernels(), made);
   memory.fillWith(0xBE);
-  requireSame(wanted, runWith(facefeature::kFastKernels, made));
+  for (const KernelSet* set : facefeature_test::runnableKernelSets()) {
+    if (set != &facefeature::plainKernels()) requireSame(wanted, runWith(*set, made));
+  }
   memory.fillWith(0x00);
-  requireSame(wanted, runWith(facefeature::kFastKernels, made));
+  requireSame(wanted, runWith(*facefeature::activeKernels, made));
   facefeature::netDocuments[0].clear();
 }
 

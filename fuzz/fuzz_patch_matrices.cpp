@@ -1,5 +1,5 @@
-// BuildPatchMatrices frame by frame, with and without a gray image, against the plain way patch by
-// patch: 25 matrices and both faces of the engine. Any bytes: they choose the picture's size, its
+// BuildPatchMatrices with every plan, with and without a gray image, against the plain plan: 25
+// matrices and both faces of the engine. Any bytes: they choose the picture's size, its
 // rows and pixels, and the coordinates of a record of 29 entries.
 #include <cstddef>
 #include <cstdint>
@@ -7,18 +7,18 @@
 #include <memory>
 #include <vector>
 
+#include "engine/build_patch_matrices.h"
 #include "engine/feature_engine.h"
 #include "fuzz_input.h"
 #include "geometry/gray_image.h"
 #include "geometry/model_points.h"
-#include "geometry/patch_matrices.h"
-#include "kernels/kernel_set.h"
 #include "same_results.h"
 
 namespace {
 
 using facefeature::FeatureEngine;
 using facefeature::Matrix;
+using facefeature::PatchPlan;
 using facefeature_fuzz::Input;
 
 // The photograph, with not a byte behind its last pixel.
@@ -71,14 +71,13 @@ struct Outcome {
   std::vector<uint8_t> faces;
 };
 
-Outcome built(const facefeature::KernelSet& set, uint8_t fill, const Photograph& photo,
-              const uint8_t* gray, const LandmarkSet* landmarks) {
-  facefeature::activeKernels = &set;
+Outcome built(PatchPlan plan, uint8_t fill, const Photograph& photo, const uint8_t* gray,
+              const LandmarkSet* landmarks) {
   const std::unique_ptr<FeatureEngine> engine(new FeatureEngine);
   std::memset(engine->grayFace, fill, sizeof engine->grayFace);
   std::memset(engine->colorFace, fill, sizeof engine->colorFace);
   std::vector<Matrix*>* matrices = facefeature::BuildPatchMatrices(
-      engine.get(), photo.pixels, photo.width, photo.height, photo.stride, gray, landmarks);
+      engine.get(), photo.pixels, photo.width, photo.height, photo.stride, gray, landmarks, plan);
   Outcome outcome;
   for (const Matrix* matrix : *matrices) {
     outcome.floats.insert(outcome.floats.end(), matrix->buffer, matrix->buffer + matrix->size);
@@ -112,8 +111,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       new uint8_t[static_cast<size_t>(photo.width) * static_cast<size_t>(photo.height)]);
   facefeature::ConvertToGray(photo.pixels, photo.width, photo.height, photo.stride, gray.get());
 
-  const Outcome wanted = built(facefeature::kPlainKernels, 1, photo, gray.get(), landmarks);
-  requireSame(wanted, built(facefeature::kFastKernels, 2, photo, nullptr, landmarks));
-  requireSame(wanted, built(facefeature::kFastKernels, 3, photo, gray.get(), landmarks));
+  const Outcome wanted = built(PatchPlan::kPatchByPatch, 1, photo, gray.get(), landmarks);
+  for (const PatchPlan plan : facefeature::kPatchPlans) {
+    requireSame(wanted, built(plan, 2, photo, nullptr, landmarks));
+    requireSame(wanted, built(plan, 3, photo, gray.get(), landmarks));
+  }
   return 0;
 }

@@ -6,6 +6,7 @@
 #include <new>
 #include <vector>
 
+#include "engine/build_patch_matrices.h"
 #include "engine/feature_engine.h"
 #include "engine/model_state.h"
 #include "engine/net_features.h"
@@ -13,8 +14,7 @@
 #include "geometry/gray_image.h"
 #include "geometry/landmark_set.h"
 #include "geometry/model_points.h"
-#include "geometry/patch_matrices.h"
-#include "kernels/kernel_set.h"
+#include "geometry/patch_plan.h"
 #include "kernels/matrix.h"
 
 namespace facefeature {
@@ -43,13 +43,13 @@ bool isGoodRequest(const uint8_t* pixels, int32_t width, int32_t height,
          isGoodRecord(*landmarks) && isModelLoaded();
 }
 
-// The gray copy of the photograph, or null where its values are made as they are read: a face reads
-// a few ten thousand pixels, and a photograph may have as many millions. Its size is counted in 64
-// bits also where an address has 32.
+// The gray copy of the photograph. Null with shared frames, which compute gray values as they read
+// them: a face reads some ten thousand pixels, and a photograph may have as many millions. The size
+// is counted in 64 bits, also on systems with addresses of 32.
 std::unique_ptr<uint8_t[]> grayImageOf(const uint8_t* pixels, int32_t width, int32_t height,
-                                       int32_t stride) {
+                                       int32_t stride, PatchPlan plan) {
   std::unique_ptr<uint8_t[]> gray;
-  if (activeKernels->sharesFrames) return gray;
+  if (plan == PatchPlan::kSharedFrames) return gray;
   const uint64_t count = static_cast<uint64_t>(width) * static_cast<uint64_t>(height);
   if (count > std::numeric_limits<size_t>::max()) throw std::bad_alloc();
   gray.reset(new uint8_t[static_cast<size_t>(count)]);
@@ -60,7 +60,7 @@ std::unique_ptr<uint8_t[]> grayImageOf(const uint8_t* pixels, int32_t width, int
 }  // namespace
 
 void ExtractFeature(FeatureEngine* engine, const uint8_t* pixels, int32_t width, int32_t height,
-                    int32_t stride, const LandmarkSet* landmarks, float* feature) {
+                    int32_t stride, const LandmarkSet* landmarks, float* feature, PatchPlan plan) {
   if (engine == nullptr || feature == nullptr) return;
   if (!isGoodRequest(pixels, width, height, landmarks)) {
     // A score with such a feature is a NaN too, which no threshold lets pass.
@@ -68,9 +68,9 @@ void ExtractFeature(FeatureEngine* engine, const uint8_t* pixels, int32_t width,
     return;
   }
   const std::unique_ptr<float[]> patchFeatures(new float[kPatchFeatureFloats]);
-  const std::unique_ptr<uint8_t[]> grayImage = grayImageOf(pixels, width, height, stride);
+  const std::unique_ptr<uint8_t[]> grayImage = grayImageOf(pixels, width, height, stride, plan);
   std::vector<Matrix*>* patchMatrices =
-      BuildPatchMatrices(engine, pixels, width, height, stride, grayImage.get(), landmarks);
+      BuildPatchMatrices(engine, pixels, width, height, stride, grayImage.get(), landmarks, plan);
   runNets(engine->nets, *patchMatrices, patchFeatures.get());
   ProjectFeature(patchFeatures.get(), feature);
   freePatchMatrices(patchMatrices);

@@ -8,6 +8,7 @@
 
 #include "facefeature/facefeature.h"
 #include "geometry/face_warp.h"
+#include "geometry/patch_plan.h"
 #include "geometry/patch_table.h"
 
 namespace facefeature {
@@ -32,7 +33,8 @@ using ::FeatureVector;
 
 FeatureEngine* CreateFeatureEngine();
 void ExtractFeature(FeatureEngine* engine, const uint8_t* pixels, int32_t width, int32_t height,
-                    int32_t stride, const LandmarkSet* landmarks, float* feature);
+                    int32_t stride, const LandmarkSet* landmarks, float* feature,
+                    PatchPlan plan = PatchPlan::kSharedFrames);
 float CompareFeatures(const FeatureVector* a, const FeatureVector* b);
 void DestroyFeatureEngine(FeatureEngine* engine);
 

@@ -6,7 +6,7 @@
 
 namespace facefeature {
 
-float patchMeans[kPatchCount][kLargestSample];
+PatchMean patchMeans[kPatchCount];
 
 float* featureMean = nullptr;
 float* selfProjection = nullptr;

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "geometry/patch_means.h"
 #include "geometry/patch_table.h"
 
 namespace facefeature {
@@ -11,9 +12,9 @@ namespace facefeature {
 constexpr int32_t kPatchFeatureFloats = 8000;  // 25 nets, 2 rows, 160 floats
 constexpr int32_t kProjectedFloats = 500;
 
-// Written by CreateFeatureEngine, read by extractions. Slot p holds the mean of patch p's samples,
-// in the order of a sample's floats. All 0 at load; never cleared.
-extern float patchMeans[kPatchCount][kLargestSample];
+// Written by CreateFeatureEngine, read by extractions. Element p is the mean of patch p. All 0 at
+// load; never cleared.
+extern PatchMean patchMeans[kPatchCount];
 
 // Written by CreateFeatureEngine, freed by the destruction of the last engine, read by extractions;
 // null while there is no model. The projections are 500 rows of 8000 floats each, row after row.

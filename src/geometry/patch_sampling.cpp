@@ -2,7 +2,6 @@
 
 #include <algorithm>
 
-#include "engine/model_state.h"
 #include "geometry/face_warp.h"
 #include "geometry/patch_table.h"
 #include "geometry/truncate.h"
@@ -60,18 +59,19 @@ SamplePlaces placesOf(const float* center, int32_t patch, int32_t step) {
 // One sample; step is 1 for a direct and -1 for a mirrored one. The mean is subtracted unmirrored
 // from either: the nets are trained so.
 void sample(const uint8_t* face, int32_t planes, const float* center, int32_t patch, int32_t step,
-            float* out) {
+            const float* mean, float* out) {
   const int32_t side = patchSpec.patchSize[patch];
   const int32_t pixels = side * side;
   const SamplePlaces places = placesOf(center, patch, step);
   // Bytes come blue first, planes red first.
   for (int32_t plane = 0; plane < planes; ++plane) {
-    const float* mean = patchMeans[patch] + plane * pixels;
+    const float* planeMean = mean + plane * pixels;
     float* target = out + plane * pixels;
     for (int32_t i = 0; i < side; ++i) {
       const uint8_t* row = face + places.y[i] * kCanonicalSide * planes + (planes - 1 - plane);
       for (int32_t j = 0; j < side; ++j) {
-        target[side * i + j] = static_cast<float>(row[places.x[j] * planes]) - mean[side * i + j];
+        target[side * i + j] =
+            static_cast<float>(row[places.x[j] * planes]) - planeMean[side * i + j];
       }
     }
     blankMargins(patch, target);
@@ -80,22 +80,24 @@ void sample(const uint8_t* face, int32_t planes, const float* center, int32_t pa
 
 }  // namespace
 
-void SampleGrayPatch(const uint8_t* grayFace, const float* center, int32_t patch, float* out) {
-  sample(grayFace, 1, center, patch, 1, out);
+void SampleGrayPatch(const uint8_t* grayFace, const float* center, int32_t patch, const float* mean,
+                     float* out) {
+  sample(grayFace, 1, center, patch, 1, mean, out);
 }
 
 void SampleGrayPatchMirrored(const uint8_t* grayFace, const float* center, int32_t patch,
-                             float* out) {
-  sample(grayFace, 1, center, patch, -1, out);
+                             const float* mean, float* out) {
+  sample(grayFace, 1, center, patch, -1, mean, out);
 }
 
-void SampleColorPatch(const uint8_t* colorFace, const float* center, int32_t patch, float* out) {
-  sample(colorFace, 3, center, patch, 1, out);
+void SampleColorPatch(const uint8_t* colorFace, const float* center, int32_t patch,
+                      const float* mean, float* out) {
+  sample(colorFace, 3, center, patch, 1, mean, out);
 }
 
 void SampleColorPatchMirrored(const uint8_t* colorFace, const float* center, int32_t patch,
-                              float* out) {
-  sample(colorFace, 3, center, patch, -1, out);
+                              const float* mean, float* out) {
+  sample(colorFace, 3, center, patch, -1, mean, out);
 }
 
 FrameRect sampledRect(const float* center, int32_t patch, int32_t step) {

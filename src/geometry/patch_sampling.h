@@ -9,18 +9,20 @@
 namespace facefeature {
 
 // Each takes a frame (160 x 160 pixels, geometry/face_warp.h), the sample's centre in it (x, then
-// y), the patch number 0 to 24, and writes sampleLength(patch) floats: plane after plane (red,
-// green, blue; or the one gray plane), row after row. The patch's mean is subtracted and the
-// margins are 0. Reads patchMeans (engine/model_state.h). Places outside the frame read its border.
+// y), the patch number 0 to 24 and the patch's mean, and writes sampleLength(patch) floats: plane
+// after plane (red, green, blue; or the one gray plane), row after row. The mean is subtracted and
+// the margins are 0. Positions outside the frame read its border.
 //
-// The mirrored forms run to the left where the direct ones run to the right. The mean is not
+// The mirrored variants read from right to left instead of from left to right. The mean is not
 // mirrored along with the pixels.
-void SampleGrayPatch(const uint8_t* grayFace, const float* center, int32_t patch, float* out);
+void SampleGrayPatch(const uint8_t* grayFace, const float* center, int32_t patch, const float* mean,
+                     float* out);
 void SampleGrayPatchMirrored(const uint8_t* grayFace, const float* center, int32_t patch,
-                             float* out);
-void SampleColorPatch(const uint8_t* colorFace, const float* center, int32_t patch, float* out);
+                             const float* mean, float* out);
+void SampleColorPatch(const uint8_t* colorFace, const float* center, int32_t patch,
+                      const float* mean, float* out);
 void SampleColorPatchMirrored(const uint8_t* colorFace, const float* center, int32_t patch,
-                              float* out);
+                              const float* mean, float* out);
 
 // The part of the frame that a sample of the patch with this centre reads, direct or mirrored: step
 // is 1 or -1.

@@ -1,8 +1,11 @@
-// The forms of the work that takes the time: the plain one, which defines the result, and the fast
-// one, which ends on the same bits.  [STATE]
+// The kernel sets: variants of the functions that take most of the time.  [STATE]
 //
-// What a form may be is told beside its plain function: unfold.h, pooling.h, multiply.h, and
-// kernels/project_rows.h and geometry/patch_matrices.h for the stages outside of the nets.
+// A set belongs to a kind of processor. The plain set defines every result; each other set is
+// bit-identical to it. The header of each plain function documents what its fast variants may do
+// differently: unfold.h, pooling.h, multiply.h, project_rows.h.
+//
+// To add a set: write its functions, in files named after their instruction set, and add one entry
+// to the list in kernel_set.cpp. Tests, fuzz targets and benchmarks iterate over the list.
 #ifndef FACEFEATURE_KERNELS_KERNEL_SET_H
 #define FACEFEATURE_KERNELS_KERNEL_SET_H
 
@@ -10,9 +13,13 @@
 
 namespace facefeature {
 
-// Plain functions over plain pointers.
+// Functions over plain pointers. None of them is null, and any thread may call them.
 struct KernelSet {
-  const char* name;
+  const char* name;  // unique in the list
+
+  // Whether this processor and the operating system support every instruction of the set. Nothing
+  // else of the set may be called if not. Always gives the same answer (platform/processor.h).
+  bool (*runsHere)();
 
   // UnfoldPatches.
   void (*unfold)(const float* image, int32_t channels, int32_t height, int32_t width,
@@ -28,17 +35,24 @@ struct KernelSet {
   // products[r] = the sum over j of matrix[r * cols + j] * x[j], for rows rows.
   void (*projectRows)(const float* matrix, int32_t rows, int32_t cols, const float* x,
                       float* products);
-
-  // Whether patches that hang in equal frames share one, warped only where a sample reads it, and
-  // gray values are made where they are read.
-  bool sharesFrames;
 };
 
-extern const KernelSet kPlainKernels;
-extern const KernelSet kFastKernels;
+// A range of sets, for range-based for.
+struct KernelSetList {
+  const KernelSet* first;
+  int32_t count;
 
-// The set that the library works with: the fast one from load on. Only tests and benchmarks choose
-// another, while nothing runs.
+  const KernelSet* begin() const { return first; }
+  const KernelSet* end() const { return first + count; }
+};
+
+// All sets, best first. The last one is the plain set, which runs everywhere.
+KernelSetList kernelSets();
+
+const KernelSet& plainKernels();
+
+// The set in use: from load on the first of the list that runs here. Only tests and benchmarks
+// assign another, while nothing runs (tests/support/scoped_kernels.h).
 extern const KernelSet* activeKernels;
 
 }  // namespace facefeature

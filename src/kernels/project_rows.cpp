@@ -1,10 +1,5 @@
 #include "kernels/project_rows.h"
 
-#if defined(__SSE2__) || defined(_M_X64)
-#include <emmintrin.h>
-#define FACEFEATURE_HAS_SSE2 1
-#endif
-
 namespace facefeature {
 
 void projectRowsPlain(const float* matrix, int32_t rows, int32_t cols, const float* x,
@@ -17,91 +12,13 @@ void projectRowsPlain(const float* matrix, int32_t rows, int32_t cols, const flo
   }
 }
 
-#if defined(FACEFEATURE_HAS_SSE2)
-
-namespace {
-
-constexpr int32_t kLanes = 4;
-constexpr int32_t kGroups = 4;  // of lanes: enough sums in flight to hide how long one takes
-constexpr int32_t kBlockRows = kLanes * kGroups;
-
-// How far ahead a row is asked for, in floats. The rows are 32 kB apart, and the processor's own
-// prefetching follows fewer of them than a block has.
-constexpr int32_t kAhead = 64;
-
-// Four columns of four rows, turned so that each register holds a column: a lane a row.
-struct Columns {
-  __m128 column[kLanes];
-};
-
-Columns loadColumns(const float* rows, int64_t stride) {
-  Columns c;
-  for (int32_t i = 0; i < kLanes; ++i) c.column[i] = _mm_loadu_ps(rows + i * stride);
-  _MM_TRANSPOSE4_PS(c.column[0], c.column[1], c.column[2], c.column[3]);
-  return c;
-}
-
-// Groups times four rows. Each lane adds in column order, one rounding for the product and one for
-// the sum, so it ends on the bits of the plain loop.
-void projectGroups(const float* matrix, int32_t groups, int32_t cols, const float* x,
-                   float* products) {
-  __m128 sums[kGroups];
-  for (int32_t g = 0; g < groups; ++g) sums[g] = _mm_setzero_ps();
-  const int64_t stride = cols;
-  const int32_t whole = cols - cols % kLanes;
-  for (int32_t j = 0; j < whole; j += kLanes) {
-    const __m128 x0 = _mm_set1_ps(x[j]);
-    const __m128 x1 = _mm_set1_ps(x[j + 1]);
-    const __m128 x2 = _mm_set1_ps(x[j + 2]);
-    const __m128 x3 = _mm_set1_ps(x[j + 3]);
-    for (int32_t g = 0; g < groups; ++g) {
-      const float* rows = matrix + g * kLanes * stride + j;
-      const Columns c = loadColumns(rows, stride);
-      __m128 sum = sums[g];
-      sum = _mm_add_ps(sum, _mm_mul_ps(c.column[0], x0));
-      sum = _mm_add_ps(sum, _mm_mul_ps(c.column[1], x1));
-      sum = _mm_add_ps(sum, _mm_mul_ps(c.column[2], x2));
-      sum = _mm_add_ps(sum, _mm_mul_ps(c.column[3], x3));
-      sums[g] = sum;
-    }
-    if (j % 16 == 0) {
-      for (int32_t r = 0; r < groups * kLanes; ++r) {
-        _mm_prefetch(reinterpret_cast<const char*>(matrix + r * stride + j + kAhead), _MM_HINT_T0);
-      }
-    }
-  }
-  for (int32_t g = 0; g < groups; ++g) {
-    float lanes[kLanes];
-    _mm_storeu_ps(lanes, sums[g]);
-    for (int32_t i = 0; i < kLanes; ++i) {
-      const float* row = matrix + (g * kLanes + i) * stride;
-      for (int32_t j = whole; j < cols; ++j) lanes[i] += row[j] * x[j];
-      products[g * kLanes + i] = lanes[i];
-    }
-  }
-}
-
-}  // namespace
-
 void projectRowsFast(const float* matrix, int32_t rows, int32_t cols, const float* x,
                      float* products) {
-  int32_t r = 0;
-  for (; r + kBlockRows <= rows; r += kBlockRows) {
-    projectGroups(matrix + static_cast<int64_t>(r) * cols, kGroups, cols, x, products + r);
-  }
-  for (; r + kLanes <= rows; r += kLanes) {
-    projectGroups(matrix + static_cast<int64_t>(r) * cols, 1, cols, x, products + r);
-  }
-  projectRowsPlain(matrix + static_cast<int64_t>(r) * cols, rows - r, cols, x, products + r);
-}
-
+#if defined(__SSE2__) || defined(_M_X64)
+  projectRowsSse2(matrix, rows, cols, x, products);
 #else
-
-void projectRowsFast(const float* matrix, int32_t rows, int32_t cols, const float* x,
-                     float* products) {
   projectRowsPlain(matrix, rows, cols, x, products);
-}
-
 #endif
+}
 
 }  // namespace facefeature

@@ -7,11 +7,15 @@
 namespace facefeature {
 
 // products[r] = the sum over j, rising, of matrix[r * cols + j] * x[j], in single precision from 0,
-// each product rounded and then each sum. The forms (kernels/kernel_set.h) end on the same bits:
-// the fast one works on several rows side by side, a lane a row, and never splits a sum.
+// each product rounded and then each sum. The variants are bit-identical: the fast ones work on
+// several rows side by side, one lane for each row, and never split a sum.
 void projectRowsPlain(const float* matrix, int32_t rows, int32_t cols, const float* x,
                       float* products);
 void projectRowsFast(const float* matrix, int32_t rows, int32_t cols, const float* x,
+                     float* products);
+
+// projectRowsFast on x86-64; not defined elsewhere.
+void projectRowsSse2(const float* matrix, int32_t rows, int32_t cols, const float* x,
                      float* products);
 
 }  // namespace facefeature

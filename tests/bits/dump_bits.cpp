@@ -17,9 +17,9 @@
 #include <string>
 #include <vector>
 
+#include "engine/build_patch_matrices.h"
 #include "geometry/gray_image.h"
 #include "geometry/head_pose.h"
-#include "geometry/patch_matrices.h"
 #include "kernels/vector_math.h"
 #include "net/conv_net.h"
 #include "support/random.h"

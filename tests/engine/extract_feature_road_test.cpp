@@ -9,10 +9,10 @@
 #include <string>
 #include <vector>
 
+#include "engine/build_patch_matrices.h"
 #include "engine/feature_engine.h"
 #include "engine/net_features.h"
 #include "geometry/gray_image.h"
-#include "geometry/patch_matrices.h"
 #include "net/conv_net.h"
 #include "support/bits.h"
 #include "support/oracle_extraction.h"

@@ -1,5 +1,5 @@
-// Whole extractions with every set of kernels against the plain one: the bits of the feature and
-// what the engine's faces hold afterwards.
+// Whole extractions with every kernel set and every plan against the plain ones: the bits of the
+// feature and what the engine's faces hold afterwards.
 #include <gtest/gtest.h>
 #include <omp.h>
 
@@ -17,8 +17,7 @@ namespace facefeature_test {
 namespace {
 
 using facefeature::KernelSet;
-using facefeature::kFastKernels;
-using facefeature::kPlainKernels;
+using facefeature::PatchPlan;
 
 // The number of threads of the loop over the nets, for as long as this stands.
 class ScopedThreads {
@@ -45,12 +44,13 @@ class ExtractForms : public ::testing::Test {
     ASSERT_NE(nullptr, engine->get());
   }
 
-  Outcome outcomeOf(const KernelSet& set, int threads, const Picture& picture, FaceRecord& face) {
+  Outcome outcomeOf(const KernelSet& set, PatchPlan plan, int threads, const Picture& picture,
+                    FaceRecord& face) {
     const ScopedKernels active(set);
     const ScopedThreads team(threads);
     Outcome outcome;
     const FeatureEngine& record = *engine->get();
-    outcome.feature = extracted(engine->get(), picture, face);
+    outcome.feature = extracted(engine->get(), picture, face, plan);
     outcome.faces.assign(record.grayFace, record.grayFace + sizeof record.grayFace);
     outcome.faces.insert(outcome.faces.end(), record.colorFace,
                          record.colorFace + sizeof record.colorFace);
@@ -58,12 +58,16 @@ class ExtractForms : public ::testing::Test {
   }
 
   void expectForms(const Picture& picture, FaceRecord& face) {
-    const Outcome wanted = outcomeOf(kPlainKernels, 1, picture, face);
+    const Outcome wanted =
+        outcomeOf(facefeature::plainKernels(), PatchPlan::kPatchByPatch, 1, picture, face);
     ASSERT_NE(kUnwritten, wanted.feature[501]);
-    for (const KernelSet* set : kKernelSets) {
+    for (const KernelSet* set : runnableKernelSets()) {
       for (const int threads : {1, 2}) {
-        if (set == &kPlainKernels && threads == 1) continue;
-        const Outcome got = outcomeOf(*set, threads, picture, face);
+        // The plain kernels run with the plain plan, on two threads; all others with the library's.
+        const bool isPlain = set == &facefeature::plainKernels();
+        if (isPlain && threads == 1) continue;
+        const PatchPlan plan = isPlain ? PatchPlan::kPatchByPatch : PatchPlan::kSharedFrames;
+        const Outcome got = outcomeOf(*set, plan, threads, picture, face);
         EXPECT_TRUE(sameFloats(wanted.feature.data(), got.feature.data(), kFeatureFloats))
             << set->name << ", threads: " << threads;
         EXPECT_TRUE(wanted.faces == got.faces) << set->name << ", threads: " << threads;

@@ -10,9 +10,12 @@
 
 #include "engine/feature_engine.h"
 #include "engine/model_state.h"
+#include "kernels/kernel_set.h"
+#include "kernels/project_rows.h"
 #include "support/bits.h"
 #include "support/random.h"
 #include "support/reference_projection.h"
+#include "support/scoped_kernels.h"
 
 namespace facefeature_test {
 namespace {
@@ -197,6 +200,42 @@ TEST(ProjectFeature, AnInfiniteNormComesFromAFloatSum) {
   EXPECT_SAME_FLOAT(1e38f, feature[3]);
   EXPECT_SAME_FLOAT(std::numeric_limits<float>::infinity(), feature[500]);
   EXPECT_SAME_FLOAT(std::numeric_limits<float>::infinity(), feature[501]);
+}
+
+struct ProjectCall {
+  const float* matrix;
+  int32_t rows, cols;
+};
+
+std::vector<ProjectCall> projectCalls;
+
+void noteProjectRows(const float* matrix, int32_t rows, int32_t cols, const float* x,
+                     float* products) {
+  projectCalls.push_back({matrix, rows, cols});
+  facefeature::projectRowsPlain(matrix, rows, cols, x, products);
+}
+
+TEST(ProjectFeature, TakesBothProductsFromTheActiveSetAndCopiesNoMatrix) {
+  facefeature::KernelSet noting = facefeature::plainKernels();
+  noting.projectRows = noteProjectRows;
+  const ScopedKernels active(noting);
+  projectCalls.clear();
+  const Projection projection;
+  std::vector<float> x(8000, 1.0f), feature(502);
+  ProjectFeature(x.data(), feature.data());
+  const std::vector<float>& cross = projection.cross;
+  const float* lowest = cross.data() + cross.size();
+  int64_t rowsOfBoth = 0;
+  bool seenSelf = false;
+  for (const ProjectCall& call : projectCalls) {
+    EXPECT_EQ(8000, call.cols);
+    rowsOfBoth += call.rows;
+    seenSelf = seenSelf || call.matrix == projection.self.data();
+    if (call.matrix >= cross.data() && call.matrix < lowest) lowest = call.matrix;
+  }
+  EXPECT_EQ(1000, rowsOfBoth);
+  EXPECT_TRUE(seenSelf);
+  EXPECT_EQ(cross.data(), lowest);
 }
 
 }  // namespace

@@ -33,10 +33,11 @@ bool isColour(int32_t patch) { return patchSpec.isColor[patch] == 1; }
 void sampleInto(float* out, const uint8_t* frame, Point centre, int32_t patch, Form form) {
   const float center[2] = {centre.x, centre.y};
   if (isColour(patch)) {
-    (form == Form::kDirect ? SampleColorPatch : SampleColorPatchMirrored)(frame, center, patch,
-                                                                          out);
+    (form == Form::kDirect ? SampleColorPatch : SampleColorPatchMirrored)(
+        frame, center, patch, ScopedPatchMeans::slot(patch), out);
   } else {
-    (form == Form::kDirect ? SampleGrayPatch : SampleGrayPatchMirrored)(frame, center, patch, out);
+    (form == Form::kDirect ? SampleGrayPatch : SampleGrayPatchMirrored)(
+        frame, center, patch, ScopedPatchMeans::slot(patch), out);
   }
 }
 

@@ -147,11 +147,11 @@ std::vector<float> sampleOf(const std::vector<uint8_t>& face, const float* cente
   if (reference::patchRow(patch).colour) {
     const auto color =
         step == 1 ? facefeature::SampleColorPatch : facefeature::SampleColorPatchMirrored;
-    color(face.data(), center, patch, out.data());
+    color(face.data(), center, patch, ScopedPatchMeans::slot(patch), out.data());
   } else {
     const auto gray =
         step == 1 ? facefeature::SampleGrayPatch : facefeature::SampleGrayPatchMirrored;
-    gray(face.data(), center, patch, out.data());
+    gray(face.data(), center, patch, ScopedPatchMeans::slot(patch), out.data());
   }
   return out;
 }

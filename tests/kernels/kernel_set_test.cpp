@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <set>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -22,8 +23,7 @@ namespace facefeature_test {
 namespace {
 
 using facefeature::KernelSet;
-using facefeature::kFastKernels;
-using facefeature::kPlainKernels;
+using facefeature::plainKernels;
 
 // Twice the lanes of the widest registers that any machine has, and one.
 constexpr int32_t kLongest = 33;
@@ -70,8 +70,8 @@ void expectUnfolding(const KernelSet& set, Random& random, const UnfoldShape& s)
   const size_t count = patchFloats(s);
   std::vector<float> wanted = floatsOfSort(random, count, 0);
   std::vector<float> unwritten = floatsOfSort(random, count, 5);
-  kPlainKernels.unfold(image.data(), s.channels, s.height, s.width, s.filterSize, s.padding,
-                       s.stride, wanted.data());
+  plainKernels().unfold(image.data(), s.channels, s.height, s.width, s.filterSize, s.padding,
+                        s.stride, wanted.data());
 
   PlacedFloats input(image, randomPlace(random));
   PlacedFloats patches(unwritten, randomPlace(random));
@@ -124,7 +124,7 @@ void expectBiases(const KernelSet& set, Random& random, int32_t planes, int32_t 
   const std::vector<float> biases = floatsOfAnySort(random, static_cast<size_t>(planes));
   const std::vector<float> before = floatsOfAnySort(random, static_cast<size_t>(planes * count));
   PlacedFloats wanted(before, 0);
-  kPlainKernels.addPlaneBiases(biases.data(), planes, count, wanted.data());
+  plainKernels().addPlaneBiases(biases.data(), planes, count, wanted.data());
 
   PlacedFloats input(biases, randomPlace(random));
   PlacedFloats out(before, randomPlace(random));
@@ -158,7 +158,7 @@ void expectMaxima(const KernelSet& set, Random& random, int32_t imgSize, int32_t
   const size_t count = static_cast<size_t>(outputsX * outputsX);
   std::vector<float> wanted = floatsOfSort(random, count, 0);
   std::vector<float> unwritten = floatsOfSort(random, count, 5);
-  kPlainKernels.maxPoolPairs(plane.data(), imgSize, outputsX, wanted.data());
+  plainKernels().maxPoolPairs(plane.data(), imgSize, outputsX, wanted.data());
 
   PlacedFloats input(plane, randomPlace(random));
   PlacedFloats out(unwritten, randomPlace(random));
@@ -191,22 +191,43 @@ TEST_P(KernelForm, PoolsThePlanesOfTheNetsToTheBitsOfThePlainForm) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Sets, KernelForm, ::testing::ValuesIn(kKernelSets), kernelSetName);
+INSTANTIATE_TEST_SUITE_P(Sets, KernelForm, ::testing::ValuesIn(runnableKernelSets()),
+                         kernelSetName<::testing::TestParamInfo<const KernelSet*>>);
 
 TEST(KernelSets, HaveNamesOfTheirOwn) {
   std::set<std::string> names;
-  for (const KernelSet* set : kKernelSets) EXPECT_TRUE(names.insert(set->name).second);
-  EXPECT_EQ(1u, names.count("plain"));
+  for (const KernelSet& set : facefeature::kernelSets()) EXPECT_TRUE(names.insert(set.name).second);
   EXPECT_EQ(1u, names.count("fast"));
 }
 
-TEST(KernelSets, TheFastOneIsActiveUnlessSomebodyChoosesAnother) {
-  EXPECT_EQ(&kFastKernels, facefeature::activeKernels);
-  {
-    const ScopedKernels plain(kPlainKernels);
-    EXPECT_EQ(&kPlainKernels, facefeature::activeKernels);
+TEST(KernelSets, EndWithThePlainOneWhichRunsEverywhere) {
+  const facefeature::KernelSetList sets = facefeature::kernelSets();
+  ASSERT_LT(0, sets.count);
+  EXPECT_EQ(sets.end() - 1, &plainKernels());
+  EXPECT_STREQ("plain", plainKernels().name);
+  EXPECT_TRUE(plainKernels().runsHere());
+}
+
+TEST(KernelSets, AreComplete) {
+  for (const KernelSet& set : facefeature::kernelSets()) {
+    SCOPED_TRACE(set.name);
+    ASSERT_NE(nullptr, set.runsHere);
+    EXPECT_NE(nullptr, set.unfold);
+    EXPECT_NE(nullptr, set.addPlaneBiases);
+    EXPECT_NE(nullptr, set.maxPoolPairs);
+    EXPECT_NE(nullptr, set.projectRows);
   }
-  EXPECT_EQ(&kFastKernels, facefeature::activeKernels);
+}
+
+TEST(KernelSets, TheFirstThatRunsHereIsActiveUnlessATestChoosesAnother) {
+  const KernelSet* const best = runnableKernelSets().front();
+  EXPECT_EQ(best, facefeature::activeKernels);
+  {
+    const ScopedKernels plain("plain");
+    EXPECT_EQ(&plainKernels(), facefeature::activeKernels);
+  }
+  EXPECT_EQ(best, facefeature::activeKernels);
+  EXPECT_THROW(kernelSetNamed("no such set"), std::invalid_argument);
 }
 
 // Plain kernels that tell that they were called.
@@ -215,21 +236,21 @@ int32_t calls;
 void countUnfold(const float* image, int32_t channels, int32_t height, int32_t width,
                  int32_t filterSize, int32_t padding, int32_t stride, float* patches) {
   ++calls;
-  kPlainKernels.unfold(image, channels, height, width, filterSize, padding, stride, patches);
+  plainKernels().unfold(image, channels, height, width, filterSize, padding, stride, patches);
 }
 
 void countBiases(const float* biases, int32_t planes, int32_t count, float* out) {
   ++calls;
-  kPlainKernels.addPlaneBiases(biases, planes, count, out);
+  plainKernels().addPlaneBiases(biases, planes, count, out);
 }
 
 void countPools(const float* plane, int32_t imgSize, int32_t outputsX, float* out) {
   ++calls;
-  kPlainKernels.maxPoolPairs(plane, imgSize, outputsX, out);
+  plainKernels().maxPoolPairs(plane, imgSize, outputsX, out);
 }
 
 TEST(KernelSets, TheOperationsOfTheNetsWorkWithTheActiveOne) {
-  KernelSet counting = kPlainKernels;
+  KernelSet counting = plainKernels();
   counting.unfold = countUnfold;
   counting.addPlaneBiases = countBiases;
   counting.maxPoolPairs = countPools;

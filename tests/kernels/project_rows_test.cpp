@@ -1,4 +1,4 @@
-// The forms of the projection against the plain one, bit by bit.
+// The projection of every kernel set against the plain one, bit by bit.
 #include "kernels/project_rows.h"
 
 #include <gtest/gtest.h>
@@ -9,8 +9,6 @@
 #include <string>
 #include <vector>
 
-#include "engine/model_state.h"
-#include "engine/project_feature.h"
 #include "support/bits.h"
 #include "support/placed_floats.h"
 #include "support/random.h"
@@ -113,48 +111,8 @@ TEST_P(ProjectRows, EachSumRunsFromTheFirstColumnToTheLast) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Sets, ProjectRows, ::testing::ValuesIn(kKernelSets), kernelSetName);
-
-struct ProjectCall {
-  const float* matrix;
-  int32_t rows, cols;
-};
-
-std::vector<ProjectCall> projectCalls;
-
-void noteProjectRows(const float* matrix, int32_t rows, int32_t cols, const float* x,
-                     float* products) {
-  projectCalls.push_back({matrix, rows, cols});
-  projectRowsPlain(matrix, rows, cols, x, products);
-}
-
-TEST(ProjectFeature, TakesBothProductsFromTheActiveSetAndCopiesNoMatrix) {
-  KernelSet noting = facefeature::kPlainKernels;
-  noting.projectRows = noteProjectRows;
-  const ScopedKernels active(noting);
-  projectCalls.clear();
-  std::vector<float> mean(8000, 0.0f), self(4000000, 0.0f), cross(4000000, 0.0f);
-  std::vector<float> x(8000, 1.0f), feature(502);
-  facefeature::featureMean = mean.data();
-  facefeature::selfProjection = self.data();
-  facefeature::crossProjection = cross.data();
-  facefeature::ProjectFeature(x.data(), feature.data());
-  facefeature::featureMean = nullptr;
-  facefeature::selfProjection = nullptr;
-  facefeature::crossProjection = nullptr;
-  const float* lowest = cross.data() + cross.size();
-  int64_t rowsOfBoth = 0;
-  bool seenSelf = false;
-  for (const ProjectCall& call : projectCalls) {
-    EXPECT_EQ(8000, call.cols);
-    rowsOfBoth += call.rows;
-    seenSelf = seenSelf || call.matrix == self.data();
-    if (call.matrix >= cross.data() && call.matrix < lowest) lowest = call.matrix;
-  }
-  EXPECT_EQ(1000, rowsOfBoth);
-  EXPECT_TRUE(seenSelf);
-  EXPECT_EQ(cross.data(), lowest);
-}
+INSTANTIATE_TEST_SUITE_P(Sets, ProjectRows, ::testing::ValuesIn(runnableKernelSets()),
+                         kernelSetName<::testing::TestParamInfo<const KernelSet*>>);
 
 }  // namespace
 }  // namespace facefeature_test

@@ -1,10 +1,7 @@
-// Which file of src/ may include which.
+// Which folder of src/ may include which.
 //
-// Folders can't be layered: a convolution layer (kernels/) is a layer (net/), a neuron (net/) works
-// on a matrix (kernels/), weight files (net/) lie in the model folder (engine/), a sample
-// (geometry/) is taken less its mean (engine/). Files can. A file includes files of its own level
-// and of those below it, never of one above; a new file finds its level by the first rule that fits
-// its path.
+// Three floors: {platform, config, kernels} < {net, geometry} < {layers, engine}. A folder includes
+// its own files and those of the folders in its line; docs/architecture.md has the same lines.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -20,45 +17,23 @@
 namespace facefeature_test {
 namespace {
 
-struct LevelRule {
-  int32_t level;
-  const char* paths;  // a regular expression for the whole path below src/
+// "facefeature" is the public header, include/facefeature/facefeature.h.
+const std::map<std::string, std::set<std::string>> kMayInclude = {
+    {"platform", {}},
+    {"config", {}},
+    {"kernels", {"platform"}},
+    {"net", {"config", "kernels"}},
+    {"geometry", {"facefeature", "kernels"}},
+    {"layers", {"platform", "config", "kernels", "net"}},
+    {"engine", {"facefeature", "platform", "kernels", "net", "geometry"}},
 };
 
-const LevelRule kLevels[] = {
-    // The public header, which stands below include/.
-    {0, R"(facefeature/facefeature\.h)"},
-    // What asks nobody: the operating system, tables, records.
-    {1, R"(platform/.*)"},
-    {1, R"(geometry/(landmark_set|truncate|patch_table|model_points)\..*)"},
-    // The whole net is built from the layers' point of view: they hold a pointer to their net and
-    // reach the layers ahead of them through it. Only the factory knows what kinds there are.
-    {4, R"(net/conv_net\.h)"},
-    {6, R"(net/(conv_net|layer_factory)\..*)"},
-    // Layers that compute, on top of the graph of net/.
-    {5, R"(kernels/.*_layers?\..*)"},
-    // Numbers alone: not a word about layers or texts.
-    {2, R"(kernels/.*)"},
-    // Pixels and rows by plain pointers, wherever they are used. The set of kernels names the forms
-    // of the projection and so must see them.
-    {2, R"(engine/project_rows\..*)"},
-    {2, R"(geometry/(gray_image|face_warp|patch_frames)\..*)"},
-    // Net texts, and where the trained numbers come from.
-    {3, R"(config/.*)"},
-    {3, R"(engine/model_(directory|files|state)\..*)"},
-    // The graph, its activation functions, its trained parameters.
-    {4, R"(net/.*)"},
-    // From a picture to patch matrices. The engine's record is here for its two scratch faces.
-    {6, R"(geometry/.*|engine/feature_engine\.h)"},
-    // The road of a request, and the exports.
-    {7, R"(engine/.*)"},
-};
+std::string folderOf(const std::string& path) { return path.substr(0, path.find('/')); }
 
-int32_t levelOf(const std::string& path) {
-  for (const LevelRule& rule : kLevels) {
-    if (std::regex_match(path, std::regex(rule.paths))) return rule.level;
-  }
-  return -1;
+bool mayInclude(const std::string& path, const std::string& included) {
+  const auto line = kMayInclude.find(folderOf(path));
+  if (line == kMayInclude.end()) return false;
+  return folderOf(path) == folderOf(included) || line->second.count(folderOf(included)) != 0;
 }
 
 // The paths between quotes, as they stand.
@@ -99,17 +74,50 @@ const std::map<std::string, std::string>& sources() {
   return files;
 }
 
-TEST(Includes, EveryFileHasALevel) {
+TEST(Includes, EveryFileIsInAFolderWithALine) {
   ASSERT_GT(sources().size(), 50u);
-  for (const auto& [path, text] : sources()) EXPECT_GE(levelOf(path), 1) << path;
+  for (const auto& [path, text] : sources()) {
+    EXPECT_EQ(1u, kMayInclude.count(folderOf(path))) << path;
+  }
 }
 
-TEST(Includes, NoneGoesUp) {
+TEST(Includes, StayWithinTheLineOfTheFolder) {
   for (const auto& [path, text] : sources()) {
     for (const std::string& included : quotedIncludes(text)) {
-      EXPECT_LE(levelOf(included), levelOf(path)) << path << " includes " << included;
+      EXPECT_TRUE(mayInclude(path, included)) << path << " includes " << included;
     }
   }
+}
+
+// Follows the lines from a folder; true if they lead back to it.
+bool reaches(const std::string& from, const std::string& folder) {
+  const auto line = kMayInclude.find(from);
+  if (line == kMayInclude.end()) return false;
+  return std::any_of(line->second.begin(), line->second.end(), [&](const std::string& next) {
+    return next == folder || reaches(next, folder);
+  });
+}
+
+TEST(Includes, OfFoldersMakeNoCircle) {
+  for (const auto& [folder, included] : kMayInclude)
+    EXPECT_FALSE(reaches(folder, folder)) << folder;
+}
+
+TEST(Includes, LinesAreThoseOfTheDocument) {
+  const std::regex row(R"(^\| `(\w+)/` \| ([^|]*) \|.*)"), folder(R"(`(\w+)/`)");
+  std::map<std::string, std::set<std::string>> documented;
+  std::smatch match;
+  for (const std::string& line : linesOfText(fileText("docs/architecture.md"))) {
+    if (!std::regex_match(line, match, row)) continue;
+    const std::string name = match[1], cell = match[2];
+    std::set<std::string>& folders = documented[name];
+    for (std::sregex_iterator each(cell.begin(), cell.end(), folder), end; each != end; ++each) {
+      folders.insert((*each)[1]);
+    }
+  }
+  std::map<std::string, std::set<std::string>> lines = kMayInclude;
+  for (auto& [name, folders] : lines) folders.erase("facefeature");
+  EXPECT_EQ(lines, documented);
 }
 
 TEST(Includes, NameFilesByTheirPathBelowTheSourceFolder) {
@@ -157,74 +165,56 @@ TEST(Includes, OnlyThePlatformFolderKnowsTheOperatingSystem) {
   }
 }
 
-// The headers of intrinsics that a file includes. A guarded one stands within a condition on the
-// instruction set that it needs, so that other machines compile the file without it.
-struct IntrinsicsInclude {
-  std::string header;
-  bool isGuarded;
-};
-
-std::vector<IntrinsicsInclude> intrinsicsIncludes(const std::string& text) {
-  const std::regex feature(R"(.*\b(__SSE2__|_M_X64|__AVX2__|__ARM_NEON)\b.*)");
-  const std::regex opening(R"(^\s*#\s*if.*)"), otherwise(R"(^\s*#\s*el.*)"),
-      closing(R"(^\s*#\s*endif.*)");
-  std::vector<IntrinsicsInclude> found;
-  std::vector<bool> conditions;  // the open ones, and whether each names an instruction set
-  for (const std::string& line : linesOfText(text)) {
-    if (std::regex_match(line, opening)) conditions.push_back(std::regex_match(line, feature));
-    if (std::regex_match(line, otherwise) && !conditions.empty()) conditions.back() = false;
-    if (std::regex_match(line, closing) && !conditions.empty()) conditions.pop_back();
-    for (const std::string& header : systemIncludes(line)) {
-      if (!endsWith(header, "intrin.h") && header != "arm_neon.h") continue;
-      const bool guarded = std::count(conditions.begin(), conditions.end(), true) > 0;
-      found.push_back({header, guarded});
-    }
-  }
-  return found;
+// Only a file named after its instruction set uses intrinsics: a machine without the set then runs
+// nothing of the file, and the compiler options of the set apply to nothing else.
+bool mayUseIntrinsics(const std::string& path, const std::string& header) {
+  // The questions to the processor itself.
+  if (header == "intrin.h") return path == "platform/processor.cpp";
+  const std::map<std::string, std::set<std::string>> headers = {
+      {"_sse2", {"emmintrin.h"}},
+      {"_avx2", {"immintrin.h"}},
+      {"_avx512", {"immintrin.h"}},
+      {"_neon", {"arm_neon.h"}},
+  };
+  return std::any_of(headers.begin(), headers.end(), [&](const auto& set) {
+    return endsWith(path, set.first + ".cpp") && set.second.count(header) != 0;
+  });
 }
 
-// SSE2 belongs to every x86-64 machine: a source file may use it beside its plain form, behind a
-// guard. Code for an instruction set that not every such machine has stays in files that say so.
-bool mayInclude(const std::string& path, const IntrinsicsInclude& included) {
-  if (endsWith(path, "_avx2.cpp")) return true;
-  const bool isBaseline = included.header == "emmintrin.h" || included.header == "xmmintrin.h";
-  return endsWith(path, ".cpp") && isBaseline && included.isGuarded;
+bool isOfIntrinsics(const std::string& header) {
+  return endsWith(header, "intrin.h") || header == "arm_neon.h";
 }
 
-TEST(Includes, OfIntrinsicsAreGuardedBaselineOnesOrInFilesOfAnInstructionSet) {
+TEST(Includes, OfIntrinsicsAreInFilesNamedAfterTheirInstructionSet) {
+  size_t found = 0;
   for (const auto& [path, text] : sources()) {
-    for (const IntrinsicsInclude& included : intrinsicsIncludes(text)) {
-      EXPECT_TRUE(mayInclude(path, included)) << path << " includes " << included.header;
+    for (const std::string& header : systemIncludes(text)) {
+      if (!isOfIntrinsics(header)) continue;
+      ++found;
+      EXPECT_TRUE(mayUseIntrinsics(path, header)) << path << " includes " << header;
     }
   }
+  EXPECT_LT(0u, found);
 }
 
-TEST(Includes, ARuleForIntrinsicsCatchesAnUnguardedOne) {
-  const std::string bare = "#if defined(_WIN32)\n#include <emmintrin.h>\n#endif\n";
-  const std::string behind = "#if defined(__SSE2__)\n#endif\n#include <emmintrin.h>\n";
-  const std::string otherwise = "#ifdef __SSE2__\n#else\n#include <emmintrin.h>\n#endif\n";
-  for (const std::string& text : {bare, behind, otherwise}) {
-    ASSERT_EQ(1u, intrinsicsIncludes(text).size());
-    EXPECT_FALSE(mayInclude("engine/project_rows.cpp", intrinsicsIncludes(text)[0])) << text;
-  }
-  const std::string guarded = "#if defined(__SSE2__)\n# include <emmintrin.h>\n#endif\n";
-  ASSERT_EQ(1u, intrinsicsIncludes(guarded).size());
-  EXPECT_TRUE(mayInclude("engine/project_rows.cpp", intrinsicsIncludes(guarded)[0]));
-  EXPECT_FALSE(mayInclude("engine/project_rows.h", intrinsicsIncludes(guarded)[0]));
-  const std::string wide = "#if defined(__AVX2__)\n#include <immintrin.h>\n#endif\n";
-  EXPECT_FALSE(mayInclude("kernels/unfold.cpp", intrinsicsIncludes(wide)[0]));
-  EXPECT_TRUE(mayInclude("kernels/unfold_avx2.cpp", intrinsicsIncludes(wide)[0]));
+TEST(Includes, ARuleForIntrinsicsCatchesThemElsewhere) {
+  EXPECT_TRUE(isOfIntrinsics("emmintrin.h") && isOfIntrinsics("arm_neon.h"));
+  EXPECT_TRUE(mayUseIntrinsics("kernels/unfold_sse2.cpp", "emmintrin.h"));
+  EXPECT_TRUE(mayUseIntrinsics("kernels/unfold_avx512.cpp", "immintrin.h"));
+  EXPECT_TRUE(mayUseIntrinsics("kernels/unfold_neon.cpp", "arm_neon.h"));
+  EXPECT_FALSE(mayUseIntrinsics("kernels/unfold.cpp", "emmintrin.h"));
+  EXPECT_FALSE(mayUseIntrinsics("kernels/unfold_avx2.h", "immintrin.h"));
+  EXPECT_FALSE(mayUseIntrinsics("kernels/unfold_sse2.cpp", "immintrin.h"));
+  EXPECT_FALSE(mayUseIntrinsics("kernels/unfold_neon.cpp", "immintrin.h"));
 }
 
-TEST(Includes, ATableOfLevelsCatchesAnUpwardEdge) {
-  EXPECT_LT(levelOf("kernels/matrix.h"), levelOf("net/layer.h"));
-  EXPECT_LT(levelOf("net/layer.h"), levelOf("kernels/conv_layer.h"));
-  EXPECT_LT(levelOf("kernels/softmax_layer.h"), levelOf("net/layer_factory.cpp"));
-  EXPECT_LT(levelOf("geometry/patch_table.h"), levelOf("engine/model_state.h"));
-  EXPECT_LT(levelOf("geometry/patch_sampling.h"), levelOf("engine/extract_feature.cpp"));
-  EXPECT_LT(levelOf("geometry/truncate.h"), levelOf("geometry/face_warp.cpp"));
-  EXPECT_LT(levelOf("engine/project_rows.h"), levelOf("engine/model_state.h"));
-  EXPECT_EQ(-1, levelOf("elsewhere/file.h"));
+TEST(Includes, ARuleForFoldersCatchesAnUpwardInclude) {
+  EXPECT_FALSE(mayInclude("net/layer.cpp", "layers/conv_layer.h"));
+  EXPECT_FALSE(mayInclude("kernels/multiply.cpp", "net/layer.h"));
+  EXPECT_FALSE(mayInclude("geometry/patch_sampling.cpp", "engine/model_state.h"));
+  EXPECT_FALSE(mayInclude("elsewhere/file.cpp", "kernels/matrix.h"));
+  EXPECT_TRUE(mayInclude("layers/conv_layer.h", "net/layer.h"));
+  EXPECT_TRUE(mayInclude("engine/extract_feature.cpp", "geometry/landmark_set.h"));
 }
 
 }  // namespace

@@ -79,8 +79,8 @@ std::set<std::string> documentedVariables() {
 
 TEST(ModuleState, IsWhatTheDocumentSays) {
   std::set<std::string> found;
-  for (const std::string& name : writableVariables(FACEFEATURE_CORE)) {
-    found.insert(unqualified(name));
+  for (const char* archive : {FACEFEATURE_CORE, FACEFEATURE_GEOMETRY}) {
+    for (const std::string& name : writableVariables(archive)) found.insert(unqualified(name));
   }
   EXPECT_EQ(documentedVariables(), found);
 }
@@ -99,9 +99,11 @@ TEST(ModuleState, OfTheSharedLibraryIsThatOfItsCore) {
 }
 
 TEST(ModuleState, IsNeverOfOneThread) {
-  for (const std::string& line : linesOfCommand("objdump -h -w " + quoted(FACEFEATURE_CORE))) {
-    EXPECT_EQ(std::string::npos, line.find(".tbss")) << line;
-    EXPECT_EQ(std::string::npos, line.find(".tdata")) << line;
+  for (const char* archive : {FACEFEATURE_CORE, FACEFEATURE_GEOMETRY}) {
+    for (const std::string& line : linesOfCommand("objdump -h -w " + quoted(archive))) {
+      EXPECT_EQ(std::string::npos, line.find(".tbss")) << line;
+      EXPECT_EQ(std::string::npos, line.find(".tdata")) << line;
+    }
   }
 }
 

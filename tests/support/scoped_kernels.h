@@ -1,32 +1,40 @@
-// Working with one set of kernels for the length of a test.
+// The kernel sets that run here, and a scope that uses one of them.
 #ifndef FACEFEATURE_TESTS_SUPPORT_SCOPED_KERNELS_H
 #define FACEFEATURE_TESTS_SUPPORT_SCOPED_KERNELS_H
 
-#include <gtest/gtest.h>
-
+#include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "kernels/kernel_set.h"
 
 namespace facefeature_test {
 
-// All sets that there are. The plain one stands among them: its results are what the others are
-// compared with, and it must keep to its buffers like them.
-inline const facefeature::KernelSet* const kKernelSets[] = {&facefeature::kPlainKernels,
-                                                            &facefeature::kFastKernels};
-
-// Names the tests of a parameter.
-inline std::string kernelSetName(
-    const ::testing::TestParamInfo<const facefeature::KernelSet*>& parameter) {
-  return parameter.param->name;
+// In the order of the list, the plain set last. The others are compared with it, and it must keep
+// to its buffers like them.
+inline std::vector<const facefeature::KernelSet*> runnableKernelSets() {
+  std::vector<const facefeature::KernelSet*> sets;
+  for (const facefeature::KernelSet& set : facefeature::kernelSets()) {
+    if (set.runsHere()) sets.push_back(&set);
+  }
+  return sets;
 }
 
-// Puts back what was there, also when a test leaves early.
+// Throws std::invalid_argument if no set has the name or the set does not run here.
+inline const facefeature::KernelSet& kernelSetNamed(const std::string& name) {
+  for (const facefeature::KernelSet* set : runnableKernelSets()) {
+    if (set->name == name) return *set;
+  }
+  throw std::invalid_argument("no kernel set runs here that is called " + name);
+}
+
+// Makes a set the active one until the end of the scope.
 class ScopedKernels {
  public:
   explicit ScopedKernels(const facefeature::KernelSet& set) : before_(facefeature::activeKernels) {
     facefeature::activeKernels = &set;
   }
+  explicit ScopedKernels(const std::string& name) : ScopedKernels(kernelSetNamed(name)) {}
   ~ScopedKernels() { facefeature::activeKernels = before_; }
   ScopedKernels(const ScopedKernels&) = delete;
   ScopedKernels& operator=(const ScopedKernels&) = delete;
@@ -34,6 +42,12 @@ class ScopedKernels {
  private:
   const facefeature::KernelSet* before_;
 };
+
+// Names the instances of a parametrised test. Info is a ::testing::TestParamInfo.
+template <typename Info>
+std::string kernelSetName(const Info& info) {
+  return info.param->name;
+}
 
 }  // namespace facefeature_test
 

@@ -93,11 +93,12 @@ class OwnEngine {
 // The contents of a feature that has not been written.
 constexpr float kUnwritten = 12345.5f;
 
-inline std::vector<float> extracted(FeatureEngine* engine, const Picture& picture,
-                                    FaceRecord& face) {
+inline std::vector<float> extracted(
+    FeatureEngine* engine, const Picture& picture, FaceRecord& face,
+    facefeature::PatchPlan plan = facefeature::PatchPlan::kSharedFrames) {
   std::vector<float> feature(kFeatureFloats, kUnwritten);
   facefeature::ExtractFeature(engine, picture.pixels(), picture.width, picture.height,
-                              picture.stride, face.set(), feature.data());
+                              picture.stride, face.set(), feature.data(), plan);
   return feature;
 }
 

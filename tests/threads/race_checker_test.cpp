@@ -6,8 +6,8 @@
 #include <cstdlib>
 #include <vector>
 
+#include "engine/build_patch_matrices.h"
 #include "engine/feature_engine.h"
-#include "geometry/patch_matrices.h"
 #include "geometry/patch_table.h"
 #include "net/conv_net.h"
 #include "support/test_engine.h"

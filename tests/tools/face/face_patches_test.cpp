@@ -6,7 +6,7 @@
 #include <set>
 #include <vector>
 
-#include "geometry/patch_matrices.h"
+#include "engine/build_patch_matrices.h"
 #include "support/bits.h"
 #include "support/faces.h"
 #include "support/random.h"

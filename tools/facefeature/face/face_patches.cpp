@@ -4,44 +4,27 @@
 #include <set>
 #include <utility>
 
-#include "engine/feature_engine.h"
+#include "geometry/face.h"
 #include "geometry/face_similarity.h"
-#include "geometry/head_pose.h"
-#include "geometry/landmark_set.h"
-#include "geometry/patch_matrices.h"
+#include "geometry/face_warp.h"
+#include "geometry/fill_patches.h"
+#include "geometry/patch_means.h"
 #include "geometry/patch_table.h"
-#include "kernels/matrix.h"
 
 namespace facefeature_tools {
 namespace {
 
+using facefeature::Face;
 using facefeature::FaceSimilarity;
 using facefeature::patchSpec;
 
 static_assert(kFacePatches == facefeature::kPatchCount, "a table for each of the library's");
 
-struct Anchored {
-  Landmark slots[facefeature::kSlotCount];
-  facefeature::FaceAnchors anchors;
-  float referenceLength;
-};
-
-Anchored anchored(const std::vector<Landmark>& landmarks) {
-  const LandmarkRecord record = makeRecord(landmarks);
-  Anchored face;
-  float unused[3];
-  face.referenceLength =
-      facefeature::EstimateHeadPose(record.get(), &unused[0], &unused[1], &unused[2]);
-  facefeature::sortLandmarks(record.get(), face.slots);
-  face.anchors = facefeature::anchorsOf(face.slots);
-  return face;
-}
-
-float heightFor(const Anchored& face, int32_t span) {
+float heightFor(const Face& face, int32_t span) {
   return facefeature::lowerAnchorHeight(span, face.anchors, face.referenceLength);
 }
 
-FacePatch describedPatch(const Anchored& face, int32_t patch) {
+FacePatch describedPatch(const Face& face, int32_t patch) {
   FacePatch result = {};
   result.side = patchSpec.patchSize[patch];
   result.planes = patchSpec.isColor[patch] == 1 ? 3 : 1;
@@ -55,30 +38,37 @@ FacePatch describedPatch(const Anchored& face, int32_t patch) {
 
 }  // namespace
 
-// The matrices that the nets of the library are handed. No model is loaded into this program, so
-// that the means that are taken off are 0.
+// What the nets of the library read, but with means of 0, because this program loads no model.
 std::vector<FacePatch> facePatches(const Photo& photo, const std::vector<Landmark>& landmarks) {
-  const Anchored face = anchored(landmarks);
   const LandmarkRecord record = makeRecord(landmarks);
-  const std::unique_ptr<FeatureEngine> engine(new FeatureEngine);
-  const std::unique_ptr<std::vector<facefeature::Matrix*>,
-                        void (*)(std::vector<facefeature::Matrix*>*)>
-      matrices(facefeature::BuildPatchMatrices(engine.get(), photo.pixels.data(), photo.width,
-                                               photo.height, photo.stride(), nullptr, record.get()),
-               facefeature::freePatchMatrices);
-  std::vector<FacePatch> patches;
+  const Face face = facefeature::faceOf(record.get());
+  std::vector<float> rows[kFacePatches];
+  float* patches[kFacePatches];
   for (int32_t patch = 0; patch < kFacePatches; ++patch) {
-    const facefeature::Matrix& matrix = *(*matrices)[static_cast<size_t>(patch)];
-    FacePatch result = describedPatch(face, patch);
-    result.direct.assign(matrix.buffer, matrix.buffer + matrix.cols);
-    result.mirrored.assign(matrix.buffer + matrix.cols, matrix.buffer + 2 * matrix.cols);
-    patches.push_back(std::move(result));
+    rows[patch].resize(2 * static_cast<size_t>(facefeature::sampleLength(patch)));
+    patches[patch] = rows[patch].data();
   }
-  return patches;
+  const auto means = std::make_unique<facefeature::PatchMean[]>(kFacePatches);
+  std::vector<uint8_t> grayFace(facefeature::kGrayFaceBytes);
+  std::vector<uint8_t> colorFace(facefeature::kColorFaceBytes);
+  facefeature::fillPatches(
+      {photo.pixels.data(), photo.width, photo.height, photo.stride(), nullptr}, record.get(),
+      facefeature::PatchPlan::kSharedFrames, means.get(), {grayFace.data(), colorFace.data()},
+      patches);
+  std::vector<FacePatch> described;
+  for (int32_t patch = 0; patch < kFacePatches; ++patch) {
+    FacePatch result = describedPatch(face, patch);
+    const auto middle = rows[patch].begin() + facefeature::sampleLength(patch);
+    result.direct.assign(rows[patch].begin(), middle);
+    result.mirrored.assign(middle, rows[patch].end());
+    described.push_back(std::move(result));
+  }
+  return described;
 }
 
 std::vector<FaceFrame> faceFrames(const std::vector<Landmark>& landmarks) {
-  const Anchored face = anchored(landmarks);
+  const LandmarkRecord record = makeRecord(landmarks);
+  const Face face = facefeature::faceOf(record.get());
   const std::set<int32_t> spans(patchSpec.referenceSpan,
                                 patchSpec.referenceSpan + facefeature::kPatchCount);
   std::vector<FaceFrame> frames;

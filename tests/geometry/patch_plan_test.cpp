@@ -1,15 +1,17 @@
-// BuildPatchMatrices with the kernels that share frames and make gray values as they are read,
-// against the plain way patch by patch over a whole gray image: all bytes of the result.
+// Every plan, with and without a gray image, against the plain plan over a whole gray image: all
+// bytes of the patches and of the scratch faces.
+#include "geometry/patch_plan.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <limits>
-#include <memory>
 #include <vector>
 
+#include "engine/model_state.h"
+#include "geometry/face_warp.h"
+#include "geometry/fill_patches.h"
 #include "geometry/gray_image.h"
-#include "geometry/patch_matrices.h"
 #include "support/bits.h"
 #include "support/faces.h"
 #include "support/guarded_picture.h"
@@ -17,7 +19,6 @@
 #include "support/placed_floats.h"
 #include "support/random.h"
 #include "support/sample_faces.h"
-#include "support/scoped_kernels.h"
 #include "support/scoped_patch_means.h"
 
 namespace facefeature_test {
@@ -28,51 +29,49 @@ using namespace facefeature;
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
-// What a call leaves: the matrices, and both faces of the engine.
+// What a call leaves behind.
 struct Outcome {
-  std::vector<std::vector<float>> matrices;
+  std::vector<std::vector<float>> patches;
   std::vector<uint8_t> grayFace, colorFace;
 };
 
-class PatchMatricesForms : public ::testing::Test {
+class PatchPlans : public ::testing::Test {
  protected:
-  // The faces hold something else ahead of each call: a pixel that is read and was not warped
+  // The scratch faces start with other bytes in each call: a pixel that is read and was not warped
   // shows.
-  Outcome built(const KernelSet& set, const uint8_t* pixels, const Picture& picture,
-                const uint8_t* gray, FaceRecord& face) {
-    const ScopedKernels active(set);
-    const auto engine = std::make_unique<FeatureEngine>();
-    const std::vector<uint8_t> before = random.bytes(kGrayFaceBytes + kColorFaceBytes);
-    std::memcpy(engine->grayFace, before.data(), kGrayFaceBytes);
-    std::memcpy(engine->colorFace, before.data() + kGrayFaceBytes, kColorFaceBytes);
-    std::vector<Matrix*>* matrices = BuildPatchMatrices(
-        engine.get(), pixels, picture.width, picture.height, picture.stride, gray, face.set());
+  Outcome filled(PatchPlan plan, const uint8_t* pixels, const Picture& picture, const uint8_t* gray,
+                 FaceRecord& face) {
     Outcome outcome;
-    for (const Matrix* matrix : *matrices) {
-      outcome.matrices.emplace_back(matrix->buffer, matrix->buffer + matrix->size);
+    outcome.grayFace = random.bytes(kGrayFaceBytes);
+    outcome.colorFace = random.bytes(kColorFaceBytes);
+    float* patches[kPatchCount];
+    for (int32_t patch = 0; patch < kPatchCount; ++patch) {
+      outcome.patches.emplace_back(2 * static_cast<size_t>(sampleLength(patch)), -1e30f);
+      patches[patch] = outcome.patches.back().data();
     }
-    freePatchMatrices(matrices);
-    outcome.grayFace.assign(engine->grayFace, engine->grayFace + kGrayFaceBytes);
-    outcome.colorFace.assign(engine->colorFace, engine->colorFace + kColorFaceBytes);
+    fillPatches({pixels, picture.width, picture.height, picture.stride, gray}, face.set(), plan,
+                patchMeans, {outcome.grayFace.data(), outcome.colorFace.data()}, patches);
     return outcome;
   }
 
-  void expectForms(const Picture& picture, FaceRecord& face) {
+  void expectPlans(const Picture& picture, FaceRecord& face) {
     SCOPED_TRACE(::testing::Message()
                  << picture.width << " x " << picture.height << ", stride " << picture.stride);
     std::vector<uint8_t> gray(static_cast<size_t>(picture.width) *
                               static_cast<size_t>(picture.height));
     ConvertToGray(picture.pixels(), picture.width, picture.height, picture.stride, gray.data());
-    const Outcome wanted = built(kPlainKernels, picture.pixels(), picture, gray.data(), face);
+    const Outcome wanted =
+        filled(PatchPlan::kPatchByPatch, picture.pixels(), picture, gray.data(), face);
 
     GuardedPicture pixels(picture, anyGuard());
-    expectSame(wanted, built(kFastKernels, pixels.pixels(), picture, nullptr, face), "fast");
     GuardedBuffer guardedGray(gray, anyGuard());
-    expectSame(wanted, built(kFastKernels, pixels.pixels(), picture, guardedGray.data(), face),
-               "fast, with a gray image");
-    if (random.chance(10)) {
-      expectSame(wanted, built(kPlainKernels, pixels.pixels(), picture, nullptr, face),
-                 "plain, without a gray image");
+    for (const PatchPlan plan : kPatchPlans) {
+      // The plain plan takes much longer without a gray image.
+      if (plan == PatchPlan::kPatchByPatch && !random.chance(10)) continue;
+      SCOPED_TRACE(::testing::Message() << "plan " << static_cast<int>(plan));
+      expectSame(wanted, filled(plan, pixels.pixels(), picture, nullptr, face), "no gray image");
+      expectSame(wanted, filled(plan, pixels.pixels(), picture, guardedGray.data(), face),
+                 "a gray image");
     }
   }
 
@@ -96,13 +95,13 @@ class PatchMatricesForms : public ::testing::Test {
     return random.chance(50) ? GuardedBuffer::Guard::kBehind : GuardedBuffer::Guard::kAhead;
   }
 
-  static void expectSame(const Outcome& wanted, const Outcome& got, const char* form) {
-    SCOPED_TRACE(form);
-    ASSERT_EQ(wanted.matrices.size(), got.matrices.size());
-    for (size_t patch = 0; patch < wanted.matrices.size(); ++patch) {
-      ASSERT_EQ(wanted.matrices[patch].size(), got.matrices[patch].size());
-      ASSERT_TRUE(identicalFloats(wanted.matrices[patch].data(), got.matrices[patch].data(),
-                                  wanted.matrices[patch].size()))
+  static void expectSame(const Outcome& wanted, const Outcome& got, const char* input) {
+    SCOPED_TRACE(input);
+    ASSERT_EQ(wanted.patches.size(), got.patches.size());
+    for (size_t patch = 0; patch < wanted.patches.size(); ++patch) {
+      ASSERT_EQ(wanted.patches[patch].size(), got.patches[patch].size());
+      ASSERT_TRUE(identicalFloats(wanted.patches[patch].data(), got.patches[patch].data(),
+                                  wanted.patches[patch].size()))
           << "patch " << patch;
     }
     ASSERT_TRUE(wanted.grayFace == got.grayFace);
@@ -110,18 +109,18 @@ class PatchMatricesForms : public ::testing::Test {
   }
 };
 
-TEST_F(PatchMatricesForms, EndOnTheSameBitsForFacesOfAllKinds) {
+TEST_F(PatchPlans, EndOnTheSameBitsForFacesOfAllKinds) {
   for (int32_t round = 0; round < 8 * kFaceKinds && !HasFailure(); ++round) {
     const FaceKind kind = static_cast<FaceKind>(round % kFaceKinds);
     SCOPED_TRACE(nameOf(kind));
     const int32_t width = random.integer(80, 400), height = random.integer(80, 400);
     const Picture picture = randomPicture(random, width, height);
     FaceRecord face = faceOfKind(random, kind, width, height);
-    expectForms(picture, face);
+    expectPlans(picture, face);
   }
 }
 
-TEST_F(PatchMatricesForms, EndOnTheSameBitsForPicturesFromTwoByTwoOn) {
+TEST_F(PatchPlans, EndOnTheSameBitsForPicturesFromTwoByTwoOn) {
   const int32_t sides[] = {2, 3, 4, 17, 159, 160, 161};
   for (const int32_t width : sides) {
     for (const int32_t height : sides) {
@@ -130,38 +129,38 @@ TEST_F(PatchMatricesForms, EndOnTheSameBitsForPicturesFromTwoByTwoOn) {
       const FaceKind kind = anyKind();
       SCOPED_TRACE(nameOf(kind));
       FaceRecord face = faceOfKind(random, kind, width, height);
-      expectForms(picture, face);
+      expectPlans(picture, face);
     }
   }
 }
 
-TEST_F(PatchMatricesForms, EndOnTheSameBitsForEveryRowLength) {
+TEST_F(PatchPlans, EndOnTheSameBitsForEveryRowLength) {
   const int32_t width = 120, height = 90;
   for (const int32_t stride : {360, 361, 362, 363, 511, 5000, -360, -361, -5000}) {
     const Picture picture = randomPicture(random, width, height, stride);
     FaceRecord face = faceOfKind(random, FaceKind::kNoisy, width, height);
-    expectForms(picture, face);
+    expectPlans(picture, face);
   }
 }
 
-TEST_F(PatchMatricesForms, EndOnTheSameBitsForCoordinatesUpToAndBeyondIntegers) {
+TEST_F(PatchPlans, EndOnTheSameBitsForCoordinatesUpToAndBeyondIntegers) {
   for (int32_t power = -20; power <= 60 && !HasFailure(); ++power) {
     const float factor = std::ldexp(random.between(1.0f, 2.0f), power);
     SCOPED_TRACE(factor);
     const Picture picture = randomPicture(random, 150, 130);
     FaceRecord large = faceOfKind(random, FaceKind::kNoisy, 150, 130);
     transform(large, factor, 0.0f, 0.0f);
-    expectForms(picture, large);
+    expectPlans(picture, large);
     if (power % 2 != 0) continue;
     FaceRecord distant = faceOfKind(random, FaceKind::kTurned, 150, 130);
     transform(distant, random.chance(50) ? 1.0f : 1000.0f, factor * random.between(-1.0f, 1.0f),
               factor * random.between(-1.0f, 1.0f));
-    expectForms(picture, distant);
+    expectPlans(picture, distant);
   }
 }
 
 // The frames are ordinary, and single samples are centred far outside of them or nowhere.
-TEST_F(PatchMatricesForms, EndOnTheSameBitsWhereSinglePointsLieAnywhere) {
+TEST_F(PatchPlans, EndOnTheSameBitsWhereSinglePointsLieAnywhere) {
   const float places[] = {1e9f,  -1e9f,   2147483520.0f, 2147483648.0f, -2147483648.0f, -3e9f,
                           1e20f, 0x1p24f, -0x1p23f,      3e38f,         -kInfinity,     kNaN};
   for (int32_t round = 0; round < 40 && !HasFailure(); ++round) {
@@ -172,16 +171,16 @@ TEST_F(PatchMatricesForms, EndOnTheSameBitsWhereSinglePointsLieAnywhere) {
       Landmark& entry = face.entries[static_cast<size_t>(random.integer(0, last))];
       (random.chance(50) ? entry.x : entry.y) = places[random.integer(0, round % 4 == 0 ? 11 : 7)];
     }
-    expectForms(picture, face);
+    expectPlans(picture, face);
   }
 }
 
-TEST_F(PatchMatricesForms, EndOnTheSameBitsForTheFacesOfSamples) {
+TEST_F(PatchPlans, EndOnTheSameBitsForTheFacesOfSamples) {
   if (samplesFolder().empty()) GTEST_SKIP() << "no folder of sample faces beside the sources";
   for (SampleFace& sample : sampleFaces(samplesFolder())) {
     SCOPED_TRACE(sample.name);
     const Picture picture = randomPicture(random, sample.width, sample.height);
-    expectForms(picture, sample.face);
+    expectPlans(picture, sample.face);
   }
 }
 

@@ -1,4 +1,4 @@
-#include "geometry/patch_matrices.h"
+#include "engine/build_patch_matrices.h"
 
 #include <gtest/gtest.h>
 
