@@ -1,8 +1,7 @@
-"""What the documents hold in blocks of code and between backticks."""
+"""The documents, and the blocks of code in them."""
 
 from __future__ import annotations
 
-import os
 import re
 from dataclasses import dataclass
 from pathlib import Path
@@ -12,68 +11,83 @@ ROOT = Path(__file__).resolve().parents[2]
 
 def documents() -> list[Path]:
     """Everything that a user or a maintainer reads."""
-    return [ROOT / "README.md", ROOT / "CONTRIBUTING.md", *sorted((ROOT / "docs").glob("*.md"))]
-
-
-TOOLS = ("facefeature", "cmake", "ctest", "cc", "python3", "sbatch", "mpirun")
+    return [
+        *sorted(ROOT.glob("*.md")),
+        *sorted((ROOT / "docs").glob("*.md")),
+        *sorted((ROOT / "models").glob("*/*.md")),
+        *sorted((ROOT / "bench").glob("**/*.md")),
+    ]
 
 
 @dataclass(frozen=True)
 class Block:
-    """Neighbouring lines that are indented by four spaces, without that indentation, or those between
-    two fences."""
+    """A fenced block, or neighbouring lines that are indented by four spaces."""
 
-    place: str  # file and line, for words
+    place: str  # file and line, for messages
+    language: str  # empty if the fence names none, and for indented lines
     lines: tuple[str, ...]
 
 
 def blocks_of(path: Path) -> list[Block]:
-    found, lines, start, fenced = [], [], 0, False
+    found, lines, start, language = [], [], 0, None
     text = path.read_text(encoding="utf-8").split("\n") + ["end"]
     for number, line in enumerate(text, 1):
-        if line.startswith("```"):
-            fenced = not fenced
-            line = ""
-        if fenced:
-            start = start if lines else number
-            lines += [line] if lines or line else []
-        elif line.startswith("    ") or (lines and not line.strip()):
+        fence = line.startswith("```")
+        closes = fence and language is not None
+        if language is not None and not closes:
+            lines.append(line)
+            continue
+        if language is None and not fence and (line.startswith("    ") or (lines and not line)):
             start = start if lines else number
             lines.append(line[4:])
-        elif lines:
-            while not lines[-1].strip():
-                lines.pop()
-            found.append(Block(f"{path.relative_to(ROOT)}:{start}", tuple(lines)))
-            lines = []
+            continue
+        while lines and not lines[-1].strip():
+            lines.pop()
+        if lines:
+            place = f"{path.relative_to(ROOT)}:{start}"
+            found.append(Block(place, language or "", tuple(lines)))
+        lines, language = [], None
+        if fence and not closes:
+            start, language = number + 1, line[3:].strip()
     return found
 
 
 def commands_of(block: Block) -> list[str]:
-    """One command a line; a line that is indented goes on with the one above; what stands behind two
-    spaces says what the command is for."""
+    """The command lines of a shell block. An indented line and a line after a backslash continue the
+    one before; what follows two spaces or " # " is a comment."""
     joined: list[str] = []
+    continues = False
     for line in filter(str.strip, block.lines):
-        words = re.split(r" {2,}", line.strip())[0]
-        if line.startswith(" "):
-            joined[-1] += " " + words
-        else:
-            joined.append(words)
+        words = re.split(r" {2,}| # ", line.strip())[0]
+        if joined and (continues or line.startswith(" ")):
+            joined[-1] += " " + words.rstrip("\\").strip()
+        elif not line.startswith("#"):
+            joined.append(words.rstrip("\\").strip())
+        continues = words.endswith("\\")
     return joined
 
 
-def is_command(line: str) -> bool:
-    """Begins with this project's program, one of its scripts or builds, or a tool that builds."""
-    first, *others = re.sub(r"^(\w+=\S+ )+", "", line).split(" ")
-    if others and (first in TOOLS or first.startswith("build/")):
-        return True
-    script = ROOT / first
-    return script.is_file() and os.access(script, os.X_OK) or line == "build/dev/cores_test"
+def text_without_code(path: Path) -> str:
+    text = path.read_text(encoding="utf-8")
+    return re.sub(r"(?m)^    .*$|^```(.|\n)*?^```", "", text)
 
 
 def spans_of(path: Path) -> list[str]:
-    """What stands between backticks, also across the end of a line."""
-    text = re.sub(r"(?m)^    .*$|^```(.|\n)*?^```", "", path.read_text(encoding="utf-8"))
-    return [re.sub(r"\s+", " ", span) for span in re.findall(r"`([^`]+)`", text)]
+    """The text between backticks, also across the end of a line."""
+    spans = re.findall(r"`([^`]+)`", text_without_code(path))
+    return [re.sub(r"\s+", " ", span) for span in spans]
+
+
+def links_of(path: Path) -> list[str]:
+    """The targets of links and pictures."""
+    return re.findall(r"\]\(([^()\s]+)\)", text_without_code(path))
+
+
+def anchors_of(path: Path) -> set[str]:
+    """What "#..." may name in a document: its headings as GitHub turns them into anchors."""
+    headings = re.findall(r"(?m)^#+ (.*)$", text_without_code(path))
+    kept = (re.sub(r"[^\w\- ]", "", heading.lower()) for heading in headings)
+    return {heading.strip().replace(" ", "-") for heading in kept}
 
 
 def forms_of(command: str) -> list[str]:

@@ -75,7 +75,7 @@ struct Verbs {
     model->require_subcommand(1);
     modelSynth = model->add_subcommand(
         "synth",
-        "Write a model of random numbers for tests; it is NOT trained and recognizes nobody");
+        "Write a model of random numbers for tests; it is NOT trained and recognises nobody");
     modelSynth->add_option("DIR", modelSynthRequest.folder, "Folder for the 303 files")->required();
     modelSynth->add_option("--seed", modelSynthRequest.seed, "Same seed, same bytes")
         ->check(notNegative)
