@@ -5,11 +5,11 @@
 namespace facefeature {
 namespace {
 
-// From here on one block move is quicker than a loop. The result is the same.
+// From this many pointers on, one block move is faster than a loop. The result is the same.
 constexpr uint32_t kBlockMoveFrom = 28;
 
-// One search serves sections and entries: it asks for the name at a place and knows no more of the
-// array.
+// One search serves sections and entries: it asks for the name at an index and knows nothing else
+// about the array.
 using NameAt = const char* (*)(const void* array, uint32_t index);
 
 const char* entryNameAt(const void* array, uint32_t index) {
@@ -20,8 +20,8 @@ const char* sectionNameAt(const void* array, uint32_t index) {
   return static_cast<const ConfigSection* const*>(array)[index]->name;
 }
 
-// The half-open search. The lookup's closed one must not be used in its place, nor this one there:
-// which of several equal names a lookup meets would change.
+// The search over a half-open range, for insertion. It can't be swapped with the lookup's search
+// over a closed range: that would change which of several equal names a lookup finds.
 uint32_t lowerBound(const void* array, uint32_t count, const char* name, NameAt nameAt) {
   uint32_t low = 0;
   uint32_t high = count;
@@ -52,7 +52,7 @@ int32_t closedSearch(const void* array, uint32_t count, const char* name, NameAt
   return -1;
 }
 
-// Moves the pointers from index on up by one place; array holds count of them.
+// Moves the pointers from index on up by one; array holds count of them.
 void openGap(void* array, uint32_t count, uint32_t index) {
   constexpr size_t kWidth = sizeof(void*);
   static_assert(sizeof(const char*) == kWidth && sizeof(ConfigSection*) == kWidth,

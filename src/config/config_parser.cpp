@@ -15,8 +15,7 @@ constexpr uint32_t kFirstBytes = 64;     // of the assembly buffer and of a head
 constexpr uint32_t kFirstEntries = 8;    // of the entry list
 constexpr uint32_t kFirstSections = 16;  // of the section list
 
-// [STATE] Scratch of the parse that is going on, without storage between parses. One at a time.
-//
+// [STATE] Scratch data of the current parse; holds no memory between parses. One parse at a time.
 // The entry being read: its key, a NUL, and its values.
 std::vector<char> assembly;
 // The entries of the section being read, in order; one list serves all sections in turn.
@@ -58,12 +57,13 @@ class Parser {
 
   bool atEnd() const { return *cursor_ == '\0'; }
 
-  // Reads lines up to the next head or the end into the entries of a new section. The caller's.
+  // Reads lines up to the next head or the end into the entries of a new section, owned by the
+  // caller.
   ConfigSection* readSection(const std::string& name, ConfigPool& pool);
 
-  // Scans for a head and reads its name, from wherever the cursor stands: usually on the bracket
-  // that the head test has approved. Behind a head with an empty name it works line by line and so
-  // eats everything up to the next left bracket. Empty where there was no head on the line.
+  // Scans for a head and reads its name, starting at the cursor: usually at the bracket that the
+  // head test has accepted. After a head with an empty name it works line by line and so skips
+  // everything up to the next left bracket. Returns an empty name if the line has no head.
   std::string readHead();
 
  private:
@@ -74,8 +74,8 @@ class Parser {
   bool testHead();
   void skipLine();
 
-  // True, and the rest of the line is behind the cursor, at a byte that ends what a line says. On
-  // the NUL the cursor stays.
+  // Returns true, with the cursor after the rest of the line, at a byte that ends the content of a
+  // line. At the NUL the cursor stays.
   bool endLine();
 
   const char* cursor_;
@@ -83,7 +83,7 @@ class Parser {
 
 void Parser::skipLine() {
   while (!atEnd() && !endsLine(*cursor_)) ++cursor_;
-  // A run of empty lines is passed in one step.
+  // Skips a run of empty lines in one step.
   while (endsLine(*cursor_)) ++cursor_;
 }
 
@@ -171,7 +171,7 @@ ConfigSection* Parser::readSection(const std::string& name, ConfigPool& pool) {
     }
     if (result == KeyResult::kNothing) continue;
     assembly.push_back('\0');
-    // No entry for an empty value; an earlier one of the same key stays as it is.
+    // An empty value makes no entry; an earlier one with the same key is unchanged.
     if (!readValue()) continue;
     assembly.insert(assembly.end(), 2, '\0');
     entryList.push_back(nullptr);
@@ -184,7 +184,7 @@ ConfigSection* Parser::readSection(const std::string& name, ConfigPool& pool) {
   return section.release();
 }
 
-// One more section, in its place. A parse that runs out of memory loses what it has read.
+// Inserts one more section in order. A parse that runs out of memory leaks what it has read.
 void addSection(std::vector<ConfigSection*>& list, ConfigSection* section) {
   const uint32_t count = static_cast<uint32_t>(list.size());
   list.push_back(nullptr);
@@ -198,7 +198,7 @@ void parseSections(const char* text, ConfigDocument& document) {
   std::vector<ConfigSection*> list;
   list.reserve(kFirstSections);
 
-  // Entries ahead of the first head belong to a section that is always there.
+  // Entries before the first head belong to a section that always exists.
   Parser parser(text);
   addSection(list, parser.readSection("[DEFAULT]", *document.pool));
   while (!parser.atEnd()) {

@@ -1,4 +1,4 @@
-// Reading a text into sections: five small readers over one cursor.
+// Parses a text into sections: five small readers that share one cursor.
 #ifndef FACEFEATURE_CONFIG_CONFIG_PARSER_H
 #define FACEFEATURE_CONFIG_CONFIG_PARSER_H
 
@@ -6,9 +6,9 @@
 
 namespace facefeature {
 
-// Fills document, which must be cleared and have its pool, with the sections of text (ends at its
-// NUL). The assembly buffer and the entry list are one for the whole process: one parse at a time,
-// on any thread. Throws std::bad_alloc.
+// Fills document, which must be cleared and have its pool, with the sections of text (which ends at
+// its NUL). The assembly buffer and the entry list are shared by the whole process: one parse at a
+// time, on any thread. Throws std::bad_alloc.
 void parseSections(const char* text, ConfigDocument& document);
 
 }  // namespace facefeature

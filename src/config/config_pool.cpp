@@ -22,7 +22,7 @@ void freeBlock(ConfigPoolBlock* block) {
 
 uint32_t freeBytes(const ConfigPoolBlock& block) { return block.capacity - block.used; }
 
-// The block is empty, so there is nothing to carry over.
+// The block is empty, so there is nothing to copy.
 void replaceMemory(ConfigPoolBlock& block, uint32_t capacity) {
   char* memory = new char[capacity];
   delete[] block.memory;
@@ -43,8 +43,8 @@ ConfigPool::~ConfigPool() {
 }
 
 char* ConfigPool::allocate(uint32_t size) {
-  // What is left in a block that is passed over stays unused for good. currentBlock may point past
-  // the end: a release that takes away a block ahead of it leaves it as it is.
+  // The rest of a block that is skipped stays unused. currentBlock may point past the end: a
+  // release that removes a block before it does not adjust it.
   while (currentBlock >= blockCount || freeBytes(*blocks[currentBlock]) < size) {
     if (currentBlock < blockCount) ++currentBlock;
     blockSize = std::max(blockSize, size);

@@ -15,7 +15,7 @@ std::string valueOf(const std::string& sectionName, const std::string& key) {
   return value;
 }
 
-// A stream on a token, as number lists are read.
+// A stream over one token, as number lists are read.
 std::istringstream tokenStream(const std::string& token) {
   std::istringstream stream(token);
   stream.imbue(std::locale::classic());
@@ -32,8 +32,8 @@ std::vector<std::string> splitList(const std::string& text) {
   return tokens;
 }
 
-// One variable serves a whole list of numbers: a token that is no number leaves the one before it.
-// A stream writes 0 or a limit when it fails, so it reads into another variable.
+// One variable serves the whole list: a token that is not a number repeats the previous value. A
+// stream writes 0 or a limit when it fails, so it extracts into a separate variable.
 std::vector<int32_t>* getIntList(const std::string& sectionName, const std::string& key) {
   auto list = std::make_unique<std::vector<int32_t>>();
   int32_t number = 0;

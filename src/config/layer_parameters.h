@@ -8,17 +8,17 @@
 
 namespace facefeature {
 
-// The pieces of text between "_". An empty piece ahead of a "_" is a token, but nothing follows a
-// last "_": "a__b" is "a", "", "b"; "a_" is "a"; "" is none.
+// The tokens between "_". An empty token before a "_" counts, but nothing follows a trailing "_":
+// "a__b" is "a", "", "b"; "a_" is "a"; "" has no tokens.
 std::vector<std::string> splitList(const std::string& text);
 
-// Each reads the key of a section of the current document (config/net_documents.h) and answers a
-// new list that belongs to the caller; an empty list when the section or the key is missing. Only
-// the first of several values joined by commas counts.
+// Each reads the key of a section of the current document (config/net_documents.h) and returns a
+// new list, owned by the caller; an empty list if the section or the key is missing. Only the first
+// of several values separated by commas is read.
 //
-// Numbers are read the way a stream reads them in the classic locale, and not by
-// config/number_text.h. A token that is no number of the type (out of range included) still gives
-// an element: it repeats the element before it, and the first one is 0.
+// Numbers are extracted as by a stream in the classic locale, not by config/number_text.h. A token
+// that is not a number of the type (or is out of range) still gives an element: it repeats the
+// previous element, or is 0 if it is the first.
 std::vector<int32_t>* getIntList(const std::string& sectionName, const std::string& key);
 std::vector<float>* getFloatList(const std::string& sectionName);  // the key is always "coeffs"
 std::vector<std::string>* getStringList(const std::string& sectionName, const std::string& key);

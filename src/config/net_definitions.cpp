@@ -4,7 +4,7 @@
 
 namespace facefeature {
 
-// Index, number, channels. Channels and width agree with the patch that the net reads
+// Index, number, channels. Channels and width match the patch that the net reads
 // (geometry/patch_table.cpp).
 const NetDefinition* const netDefinitions[kNetCount] = {
     NET_55("0", "1", "3"),   NET_55("1", "2", "3"),   NET_47("2", "3", "3"),

@@ -1,4 +1,4 @@
-// The texts of the 25 nets, which the library carries.
+// The texts of the 25 nets, built into the library.
 #ifndef FACEFEATURE_CONFIG_NET_DEFINITIONS_H
 #define FACEFEATURE_CONFIG_NET_DEFINITIONS_H
 

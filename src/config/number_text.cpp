@@ -12,7 +12,7 @@ constexpr int32_t kFractionDigits = 38;
 // The largest finite float, as a double.
 constexpr double kLargestFloat = 3.4028234663852886e38;
 
-// [STATE] The digits of the number being read, each as its value. One conversion at a time.
+// [STATE] The digits of the number being read, as values 0 to 9. One conversion at a time.
 int32_t intDigits[kIntDigits];
 int32_t wholeDigits[kWholeDigits];
 int32_t fractionDigits[kFractionDigits];
@@ -29,7 +29,7 @@ bool skipZeros(const char*& cursor) {
   return seen;
 }
 
-// -1 for a minus; passes over one sign.
+// Returns -1 for a minus sign, else 1; skips one sign.
 int32_t readSign(const char*& cursor) {
   if (*cursor == '-') {
     ++cursor;
@@ -95,8 +95,8 @@ NumberTextResult parseFloatText(const char* text, float& value) {
     double fraction = 0.0;
     parseFractionDigits(cursor, fraction);
     number = fraction + number;
-    // The range is looked at on this path alone. Without a point 39 digits may give infinity, and
-    // that counts as read.
+    // Only this path checks the range. Without a point, 39 digits may give infinity, which is
+    // treated as a valid number.
     if (number > kLargestFloat) {
       value = static_cast<float>(sign * kLargestFloat);
       return NumberTextClamped;
@@ -111,8 +111,8 @@ NumberTextResult parseWholeDigits(const char*& cursor, double& value) {
   const int32_t count = copyDigits(cursor, wholeDigits, kWholeDigits);
   if (count == kWholeDigits && isDigit(*cursor)) return NumberTextClamped;
   if (count > 0) {
-    // From the last digit up, with a weight that is multiplied and not looked up: each step rounds,
-    // and a correctly rounded conversion would end on other bits.
+    // From the last digit up, with a weight that is multiplied instead of looked up: each step
+    // rounds, and a correctly rounded conversion would give other bits.
     double sum = 0.0;
     double weight = 1.0;
     for (int32_t i = count - 1; i >= 0; --i) {
@@ -135,8 +135,8 @@ NumberTextResult parseWholeDigits(const char*& cursor, double& value) {
 
 NumberTextResult parseFractionDigits(const char*& cursor, double& value) {
   const int32_t count = copyDigits(cursor, fractionDigits, kFractionDigits);
-  // From the first digit down. The weight carries its rounding along: the third one is
-  // 0.0010000000000000002 and not 0.001.
+  // From the first digit down. The weight accumulates its rounding errors: the third one is
+  // 0.0010000000000000002 instead of 0.001.
   double sum = 0.0;
   double weight = 0.1;
   for (int32_t i = 0; i < count; ++i) {

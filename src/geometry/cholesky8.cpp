@@ -23,9 +23,9 @@ int32_t SolveCholesky8(float* matrix, float* rightSide) {
     }
     float pivot = A[i][i];
     for (int32_t k = 0; k < i; ++k) pivot -= A[i][k] * A[i][k];
-    // Written so that a NaN goes on: it is no small pivot.
+    // Written so that a NaN continues: it is not a small pivot.
     if (std::numeric_limits<float>::min() > pivot) return 0;
-    // The reciprocal is kept, so that the solution multiplies where it would divide.
+    // Stores the reciprocal, so that the solution multiplies instead of dividing.
     A[i][i] = 1.0f / roundedSqrt(pivot);
   }
   if (b == nullptr) return 1;

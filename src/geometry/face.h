@@ -1,4 +1,4 @@
-// What the frames of one face are derived from, and the frame of a patch.
+// The data from which the frames of one face are derived, and the frame of a patch.
 #ifndef FACEFEATURE_GEOMETRY_FACE_H
 #define FACEFEATURE_GEOMETRY_FACE_H
 
@@ -24,7 +24,7 @@ struct PatchFrame {
   float aligned[2 * kSlotCount];  // x and y of every slot in the frame
 };
 
-// The frame in which the face has the size that the patch asks for: patchSpec.referenceSpan.
+// The frame in which the face has the size that the patch needs: patchSpec.referenceSpan.
 PatchFrame frameOf(const Face& face, int32_t patch);
 
 }  // namespace facefeature

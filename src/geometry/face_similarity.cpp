@@ -6,22 +6,22 @@ namespace facefeature {
 namespace {
 
 // Both fits minimise the squared distance of a x - b y + tx, b x + a y + ty from the targets; the
-// closed form follows from setting the four derivatives to zero, with n = 2 points. Written in the
-// one order in which features have always been made: every parenthesis is a rounding, and a
-// better-conditioned form would be another feature. The digits lost far from the origin (about 0.04
-// pixel at 1000) belong to it.
+// closed form follows from setting the four derivatives to zero, with n = 2 points. The order of
+// operations defines the feature: every parenthesis is a rounding, and a better-conditioned form
+// would give another feature. The digits lost far from the origin (about 0.04 pixel at 1000) are
+// part of the definition.
 
-// Where the upper anchor stands in the canonical frame.
+// y of the upper anchor in the canonical frame.
 constexpr float kUpperX = 80.0f;
 constexpr float kUpperY = 60.0f;
-constexpr float kSumU = 160.0f;  // x of both anchors in the frame, added
+constexpr float kSumU = 160.0f;  // sum of the x of both anchors in the frame
 
-// What the two fits share.
+// The terms that both fits share.
 struct Sums {
   float Sx, Sy;  // of the anchors in the photograph
   float Q;       // of their squares
   float Sv;      // y of both anchors in the frame
-  float A;       // of the products across, x with x and y with y
+  float A;       // sums of products across: x with x and y with y
 };
 
 Sums sumsOf(const FaceAnchors& p, float h) {
@@ -37,8 +37,8 @@ Sums sumsOf(const FaceAnchors& p, float h) {
 }  // namespace
 
 FaceAnchors anchorsOf(const Landmark slots[kSlotCount]) {
-  // Anchors are places in the sorted order, not ids. In a full record slots 6 and 8 hold ids 6 and
-  // 10; a record that lacks a lower id shifts its neighbours into them and moves the frame.
+  // Anchors are positions in the sorted order, not ids. In a complete record slots 6 and 8 hold ids
+  // 6 and 10. If a lower id is missing, its neighbours shift into them and the frame moves.
   const Landmark& upper = slots[6];
   const Landmark& lower = slots[8];
   FaceAnchors anchors = {upper.x, upper.y, lower.x, lower.y, 0.0f};
@@ -66,7 +66,7 @@ FaceSimilarity fitToCanonical(const FaceAnchors& p, float h) {
 
 FaceSimilarity fitToImage(const FaceAnchors& p, float h) {
   const Sums s = sumsOf(p, h);
-  // The squares of the anchors in the frame, added: of 80, 60, 80 and h.
+  // The sum of the squares of the anchors in the frame: of 80, 60, 80 and h.
   const float T = (h * h + 6400.0f) + 10000.0f;
   const float B2 = (p.y8 * kUpperX - p.x8 * h) + (p.y6 * kUpperX - p.x6 * kUpperY);
   const float D2 = (T * 2.0f - kSumU * kSumU) - s.Sv * s.Sv;

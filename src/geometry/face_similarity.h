@@ -16,7 +16,7 @@ struct FaceSimilarity {
   float ty;
 };
 
-// The anchors in the photograph, in pixels: what the frames of one face hang on.
+// The anchors in the photograph, in pixels: they place the frames of one face.
 struct FaceAnchors {
   float x6, y6;    // the upper one, slot 6: between the eyes in a full record
   float x8, y8;    // the lower one, slot 8: the upper lip in a full record
@@ -26,13 +26,14 @@ struct FaceAnchors {
 // Takes the anchors from the sorted slots.
 FaceAnchors anchorsOf(const Landmark slots[kSlotCount]);
 
-// The height h of the lower anchor in the canonical frame, (80, h); the upper one is at (80, 60).
-// referenceSpan, in pixels of the frame, is what the patch wants referenceLength to become.
+// The height h of the lower anchor in the canonical frame, at (80, h); the upper one is at (80,
+// 60). referenceSpan, in pixels of the frame, is the length to which the patch scales
+// referenceLength.
 float lowerAnchorHeight(int32_t referenceSpan, const FaceAnchors& anchors, float referenceLength);
 
-// Least squares similarities in closed form, exact for two points but for rounding: photograph to
-// frame, and frame to photograph. The second is fitted anew and is not the inverse of the first,
-// bit for bit. Coincident anchors divide by zero and give infinities and NaNs.
+// Least squares similarities in closed form, exact for two points up to rounding: photograph to
+// frame, and frame to photograph. The second is fitted separately and is not the exact inverse of
+// the first. Coincident anchors divide by zero and give infinities and NaNs.
 FaceSimilarity fitToCanonical(const FaceAnchors& anchors, float h);
 FaceSimilarity fitToImage(const FaceAnchors& anchors, float h);
 

@@ -8,7 +8,7 @@
 namespace facefeature {
 namespace {
 
-// A place in the image: the upper left of four pixels, and what each of them weighs.
+// A position in the image: the upper left of four pixels, and the weight of each.
 struct Place {
   int32_t x, y;
   float w00, w10, w01, w11;
@@ -17,10 +17,10 @@ struct Place {
 // Position c along an axis, as the index of the first of two pixels and the fraction to the second.
 //
 // The fraction belongs to the unclamped position. Left of and above the image it is negative and
-// the weights extrapolate; right of and below it it sweeps 0 to 1 again and again over the last two
-// columns or rows. Part of what a feature is: clamp it too, and every face near the border of its
-// photograph gets another feature. At a whole number on the last column the second-last is read,
-// with a fraction of 0.
+// the weights extrapolate; right of and below it, it sweeps from 0 to 1 repeatedly over the last
+// two columns or rows. This is part of the definition of a feature: clamping the fraction as well
+// would change the feature of every face near the border of its photograph. At a whole number on
+// the last column the second-last pixel is read, with a fraction of 0.
 int32_t splitPosition(float c, int32_t length, float& fraction) {
   const int32_t index = truncateToInt(c);
   fraction = c - static_cast<float>(index);
@@ -40,7 +40,7 @@ Place placeAt(float sx, float sy, int32_t width, int32_t height) {
   return place;
 }
 
-// One byte from the four pixels. Not clamped to 0 to 255: an extrapolated value wraps, so that 256
+// One byte from the four pixels. It is not clamped to 0 to 255: an extrapolated value wraps, so 256
 // becomes 0 and -1 becomes 255. NaN, infinite and huge values truncate to -2147483648, whose low
 // byte is 0: a frame that can't be placed is zero.
 uint8_t blend(const Place& place, uint8_t b00, uint8_t b10, uint8_t b01, uint8_t b11) {
@@ -53,7 +53,7 @@ uint8_t blend(const Place& place, uint8_t b00, uint8_t b10, uint8_t b01, uint8_t
   return static_cast<uint8_t>(static_cast<uint32_t>(truncateToInt(v)) & 0xFFu);
 }
 
-// What one pixel of the frame is made of, from the four pixels of the image that start at p.
+// One pixel of the frame, from the four pixels of the image that start at p.
 using BlendPixel = void (*)(const Place& place, const uint8_t* p, int64_t stride, uint8_t* out);
 
 inline void blendGray(const Place& place, const uint8_t* p, int64_t stride, uint8_t* out) {
@@ -72,7 +72,7 @@ inline void blendGrayOfColor(const Place& place, const uint8_t* p, int64_t strid
   out[0] = blend(place, gray[0], gray[1], gray[2], gray[3]);
 }
 
-// An image and how many bytes its pixels and those of the frame have.
+// An image, and the number of bytes in its pixels and in those of the frame.
 struct Source {
   const uint8_t* image;
   int32_t width;
@@ -87,7 +87,7 @@ const uint8_t* pixelAt(const Source& source, const Place& place) {
          static_cast<int64_t>(place.x) * source.pixelBytes;
 }
 
-// Asks for memory that is going to be read; says nothing to a compiler that can't.
+// Prefetches memory that will be read; does nothing on compilers without the builtin.
 void prefetch(const uint8_t* p) {
 #if defined(__GNUC__)
   __builtin_prefetch(p);
@@ -96,9 +96,9 @@ void prefetch(const uint8_t* p) {
 #endif
 }
 
-// Inlined into its three callers, so that blendPixel is known in each. A row is walked twice: first
-// the places of its pixels are found and their memory asked for, then it is read. Walked once, each
-// read of a large photograph would wait for the one before it.
+// Inlined into its three callers, so that blendPixel is known in each. Walks a row twice: first
+// computes the positions of its pixels and prefetches them, then reads. In a single pass each read
+// of a large photograph would wait for the one before it.
 inline void warp(const Source& source, BlendPixel blendPixel, uint8_t* face, const FrameRect& rect,
                  float a, float b, float tx, float ty) {
   Place places[kCanonicalSide];

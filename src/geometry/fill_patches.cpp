@@ -10,7 +10,7 @@
 namespace facefeature {
 namespace {
 
-// What one call works with.
+// The arguments of one call.
 struct Job {
   const Photograph& photo;
   const Face& face;

@@ -8,8 +8,9 @@ namespace facefeature {
 
 // gray = (117 blue + 601 green + 306 red) >> 10: the weights 0.114, 0.587 and 0.299 of ITU-R BT.601
 // in units of 1/1024. pixels: blue, green, red, rows stride bytes apart (stride may be negative).
-// gray: width * height bytes, rows without gaps, the caller's. Nothing is done for a height
+// gray: width * height bytes, rows without gaps, owned by the caller. Does nothing for a height
 // below 1.
+//
 // Inline, since the warp also calls it for the four pixels that it reads of a photograph.
 inline void ConvertToGray(const uint8_t* pixels, int32_t width, int32_t height, int32_t stride,
                           uint8_t* gray) {

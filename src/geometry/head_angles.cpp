@@ -1,4 +1,10 @@
-// The angles of the head. No feature depends on them; they are the pose as a person reads it.
+// The angles of the head. No feature depends on them; they describe the pose to a person.
+//
+// The convention is that of Tait and Bryan in the order Z, Y', X'': the rotation matrix is
+// Rz(angles[2]) Ry(angles[1]) Rx(angles[0]). With m its elements, sin(angles[1]) = -m20,
+// tan(angles[2]) = m10 / m00 and tan(angles[0]) = m21 / m22; the code writes these elements in
+// terms of the quaternion. Near sin(angles[1]) = 1 or -1 the other two are not unique, and
+// angles[0] is set to 0.
 #include <cmath>
 
 #include "geometry/head_pose.h"
@@ -21,8 +27,9 @@ void RotationToQuaternion(const float* rotation, float* quaternion) {
   const float m10 = rotation[3], m11 = rotation[4], m12 = rotation[5];
   const float m20 = rotation[6], m21 = rotation[7], m22 = rotation[8];
   float x, y, z, w;
-  // Divides by w wherever t is positive, however small, and else by the component that belongs to
-  // the largest element of the diagonal.
+  // The usual four cases of matrix to quaternion, each dividing by a component that is safely away
+  // from zero. The first case applies whenever t is positive, however small; otherwise the largest
+  // element of the diagonal decides.
   const float t = ((m11 + m00) + m22) + 1.0f;
   if (t > 0.0f) {
     const float c = 2.0f * roundedSqrt(t);
@@ -64,7 +71,7 @@ void QuaternionToAngles(const float* quaternion, float* angles) {
   constexpr double kNear = 1e-6;
   angles[0] = 0.0f;
   if (s + kNear >= 1.0 && 1.0 >= s - kNear) {
-    // Looking straight to a side, two of the three axes fall together.
+    // Looking straight to one side: the axes of the other two angles coincide.
     angles[1] = kRightAngle;
     angles[2] = -2.0f * roundedAtan2(x, w);
   } else if (s + kNear >= -1.0 && -1.0 >= s - kNear) {

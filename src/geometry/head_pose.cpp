@@ -10,16 +10,16 @@
 namespace facefeature {
 namespace {
 
-// What the distance between the eyes is taken to be in model units.
+// The distance between the eyes of the model, in model units.
 constexpr float kReferenceUnits = 6.2773f;
 
-// Room for count times width floats. The array's own check makes a request that can't be counted
-// fail as exhausted memory.
+// Allocates count times width floats. operator new[] rejects a request that overflows with
+// std::bad_alloc.
 std::unique_ptr<float[]> newFloats(int32_t count, size_t width) {
   return std::unique_ptr<float[]>(new float[static_cast<size_t>(count) * width]);
 }
 
-// Subtracts the mean of each of the width coordinates; means receives them.
+// Subtracts the mean of each of the width coordinates and writes the means to means.
 std::unique_ptr<float[]> centred(const float* points, int32_t count, int32_t width, float* means) {
   std::unique_ptr<float[]> result = newFloats(count, static_cast<size_t>(width));
   float* const centre = result.get();
@@ -36,9 +36,15 @@ std::unique_ptr<float[]> centred(const float* points, int32_t count, int32_t wid
 
 float dot(const float* p, const float* q) { return (p[0] * q[0] + p[1] * q[1]) + p[2] * q[2]; }
 
-// Makes the rows r1 and r2 orthogonal and of equal length, moving both as little as possible. Each
-// parenthesis is a step of its own: written any other way the sums round differently. With parallel
-// rows D is 0 and the result infinite or NaN.
+// Replaces the rows r1 and r2 by the nearest two (least squares) that are orthogonal and of equal
+// length. With G = [A H; H B] the Gram matrix of the rows, these are trace(G^(1/2)) / 2 times
+// G^(-1/2) applied to them. For two rows that has the closed form
+//
+//     u = ((B + D) r1 - H r2) / (2 D),  v = ((A + D) r2 - H r1) / (2 D),  D = sqrt(A B - H H).
+//
+// f1 and f2 equal (B + D) / (2 D) and (A + D) / (2 D) algebraically. They are written here in the
+// order that defines the feature: each parenthesis is a rounding, and any other form rounds
+// differently. For parallel rows D is 0 and the result infinite or NaN.
 void orthogonalise(const float* r1, const float* r2, float* u, float* v) {
   const float A = dot(r1, r1);
   const float B = dot(r2, r2);
@@ -100,7 +106,7 @@ void FitProjection(const float* points, const float* model, int32_t count, float
   float M[3];  // mean of the model points
   const std::unique_ptr<float[]> centredPoints = centred(points, count, 2, m);
   const std::unique_ptr<float[]> centredModel = centred(model, count, 3, M);
-  // A failed factorisation is not noticed: the fit then goes on with the unsolved sums.
+  // A failed factorisation is not detected: the fit then continues with the unsolved sums.
   float p[8];
   SolveProjectionRows(centredPoints.get(), centredModel.get(), count, p);
 
@@ -109,8 +115,8 @@ void FitProjection(const float* points, const float* model, int32_t count, float
   orthogonalise(p, p + 4, u, v);
   *scale = roundedSqrt((u[0] * u[0] + u[1] * u[1]) + u[2] * u[2]);
 
-  // The second row too is divided by the first one's length, and the third is only about of unit
-  // length when the fit is noisy.
+  // The second row is also divided by the length of the first, and the third has only approximately
+  // unit length if the fit is noisy.
   float* R = rotation;
   for (int32_t j = 0; j < 3; ++j) {
     R[j] = u[j] / *scale;
@@ -135,7 +141,7 @@ int32_t SolveProjectionRows(const float* points, const float* model, int32_t cou
     const float* xy = points + int64_t{i} * 2;
     const float* XYZ = model + int64_t{i} * 3;
     const float terms[4] = {XYZ[0], XYZ[1], XYZ[2], 1.0f};
-    // A product with the last term, 1, is the other factor itself, bit for bit.
+    // Multiplying by the last term, 1, is exact.
     for (int32_t r = 0; r < 4; ++r) {
       for (int32_t c = r; c < 4; ++c) M[r][c] += terms[r] * terms[c];
     }
@@ -144,7 +150,9 @@ int32_t SolveProjectionRows(const float* points, const float* model, int32_t cou
       q[4 + r] += xy[1] * terms[r];
     }
   }
-  // One equation system for both rows, though its halves don't touch each other.
+  // The eight unknowns are the two rows of four coefficients. Both rows have the same 4 x 4 normal
+  // matrix, so the system is block diagonal and could be solved as two systems of four. It is
+  // solved as one of eight because that order of operations defines the result.
   float A[8][8] = {};
   for (int32_t r = 0; r < 4; ++r) {
     for (int32_t c = 0; c < 4; ++c) {

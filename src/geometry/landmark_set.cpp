@@ -19,7 +19,8 @@ void sortLandmarks(const LandmarkSet* landmarks, Landmark slots[kSlotCount]) {
     const Landmark& entry = landmarks->entries[i];
     if (!isDroppedFromAlignment(entry.id)) *slot++ = entry;
   }
-  // Stable, though nothing is promised for equal ids: every platform then gives the same feature.
+  // Stable, although the order of equal ids is not promised: every platform then gives the same
+  // feature.
   std::stable_sort(slots, slots + kSlotCount, standsAhead);
 }
 

@@ -3,8 +3,7 @@
 namespace facefeature {
 
 // 29 ids have a point: 0 to 6, 9 to 13, 43 to 45, 200, 221 to 223, 225 to 227, 240, 241, 300, 302,
-// 314 to 316. The rest share the point of id 0. Twenty ids a line; the first of each stands beside
-// it.
+// 314 to 316. All others share the point of id 0. Twenty ids a line, each line with its first id.
 const int32_t ModelPointIndex[kLandmarkIds] = {
     0,  1,  2,  3,  4,  5,  6,  0,  0, 7, 8, 9, 10, 11, 0,  0,  0,  0, 0, 0,  //   0
     0,  0,  0,  0,  0,  0,  0,  0,  0, 0, 0, 0, 0,  0,  0,  0,  0,  0, 0, 0,  //  20

@@ -41,7 +41,7 @@ void addFramePart(std::vector<FrameRect>& parts, FrameRect part) {
   for (size_t i = 0; i < parts.size(); ++i) {
     const FrameRect both = around(parts[i], part);
     if (pixelsOf(both) > pixelsOf(parts[i]) + pixelsOf(part)) continue;
-    // The larger part may now be worth joining with another one.
+    // The larger part may now be worth merging with another.
     parts.erase(parts.begin() + static_cast<std::ptrdiff_t>(i));
     return addFramePart(parts, both);
   }

@@ -1,4 +1,4 @@
-// Which parts of a frame are needed at all.
+// The parts of a frame that are needed.
 #ifndef FACEFEATURE_GEOMETRY_PATCH_FRAMES_H
 #define FACEFEATURE_GEOMETRY_PATCH_FRAMES_H
 
@@ -9,18 +9,18 @@
 
 namespace facefeature {
 
-// Patches of the same colours and referenceSpan hang in the same frame. True for the last patch of
-// such a group; a group is warped when its last patch has come.
+// Patches with the same colours and referenceSpan share a frame. True for the last patch of such a
+// group; the group's frame is warped when its last patch is reached.
 bool isLastOfItsFrame(int32_t patch);
 
-// True for the last patch that uses the engine's gray, or colour, face. Its frame stays there.
+// True for the last patch that uses the gray, or colour, scratch face. Its frame remains there.
 bool isLastOfItsKind(int32_t patch);
 
-// Whether two patches hang in the same frame.
+// Whether two patches share a frame.
 bool shareFrame(int32_t patch, int32_t other);
 
-// Adds a part to the parts of a frame. Two parts that are dearer apart than together, by their
-// pixels, become the rectangle around both.
+// Adds a part to the parts of a frame. Merges two parts when their bounding rectangle has no more
+// pixels than the two have separately.
 void addFramePart(std::vector<FrameRect>& parts, FrameRect part);
 
 }  // namespace facefeature

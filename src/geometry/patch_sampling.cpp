@@ -11,14 +11,14 @@ namespace {
 
 constexpr int32_t kLargestSide = 55;
 
-// Rounds to the nearest pixel of the frame; beyond the border it is the border. 0.5 is added in
-// single precision: 0.49999997 becomes 1 and not 0.
+// Rounds to the nearest pixel of the frame, clamped to its border. 0.5 is added in single
+// precision: 0.49999997 becomes 1 instead of 0.
 int32_t framePosition(float position) {
   return std::clamp(truncateToInt(position + 0.5f), 0, kCanonicalSide - 1);
 }
 
 // Writes 0 into the margins of one plane. They are blanked after the mean is subtracted, so they
-// are 0 and not minus the mean. A column margin hides a row margin.
+// are 0 instead of minus the mean. A column margin overrides a row margin.
 void blankMargins(int32_t patch, float* plane) {
   const int32_t side = patchSpec.patchSize[patch];
   const int32_t columns = patchSpec.columnMargin[patch];
@@ -35,7 +35,7 @@ void blankMargins(int32_t patch, float* plane) {
   }
 }
 
-// Where the side rows and columns of a sample lie in the frame, by row and by column.
+// The rows and columns of the frame that the rows and columns of a sample read.
 struct SamplePlaces {
   int32_t y[kLargestSide];
   int32_t x[kLargestSide];
@@ -57,13 +57,13 @@ SamplePlaces placesOf(const float* center, int32_t patch, int32_t step) {
 }
 
 // One sample; step is 1 for a direct and -1 for a mirrored one. The mean is subtracted unmirrored
-// from either: the nets are trained so.
+// from either: the nets are trained this way.
 void sample(const uint8_t* face, int32_t planes, const float* center, int32_t patch, int32_t step,
             const float* mean, float* out) {
   const int32_t side = patchSpec.patchSize[patch];
   const int32_t pixels = side * side;
   const SamplePlaces places = placesOf(center, patch, step);
-  // Bytes come blue first, planes red first.
+  // Bytes are in the order blue, green, red; planes in the order red, green, blue.
   for (int32_t plane = 0; plane < planes; ++plane) {
     const float* planeMean = mean + plane * pixels;
     float* target = out + plane * pixels;
@@ -103,7 +103,8 @@ void SampleColorPatchMirrored(const uint8_t* colorFace, const float* center, int
 FrameRect sampledRect(const float* center, int32_t patch, int32_t step) {
   const int32_t side = patchSpec.patchSize[patch];
   const SamplePlaces places = placesOf(center, patch, step);
-  // Looked for and not taken from the ends: nothing then rests on the order of the places.
+  // Searched for instead of taken from the ends, so that nothing depends on the order of the
+  // positions.
   const auto columns = std::minmax_element(places.x, places.x + side);
   const auto rows = std::minmax_element(places.y, places.y + side);
   return {*columns.first, *rows.first, *columns.second + 1, *rows.second + 1};

@@ -1,4 +1,4 @@
-// Cutting a patch out of the canonical frame.
+// Cuts a patch out of the canonical frame.
 #ifndef FACEFEATURE_GEOMETRY_PATCH_SAMPLING_H
 #define FACEFEATURE_GEOMETRY_PATCH_SAMPLING_H
 
@@ -14,7 +14,7 @@ namespace facefeature {
 // the margins are 0. Positions outside the frame read its border.
 //
 // The mirrored variants read from right to left instead of from left to right. The mean is not
-// mirrored along with the pixels.
+// mirrored with the pixels.
 void SampleGrayPatch(const uint8_t* grayFace, const float* center, int32_t patch, const float* mean,
                      float* out);
 void SampleGrayPatchMirrored(const uint8_t* grayFace, const float* center, int32_t patch,

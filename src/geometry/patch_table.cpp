@@ -2,9 +2,9 @@
 
 namespace facefeature {
 
-// Partners across the centre line stand in the two point rows; a patch on the line has its point in
-// both. Patches 7 and 13 are cut alike: they differ in their means and nets only. The width and the
-// colours of each agree with its net (config/net_definitions.cpp). 0.3333f is the float with bits
+// The two point rows hold partners across the centre line; a patch on the line has its point in
+// both. Patches 7 and 13 are cut alike and differ only in their means and nets. The width and the
+// colours of each match its net (config/net_definitions.cpp). 0.3333f is the float with bits
 // 0x3EAAA64C and not a third.
 const PatchSpec patchSpec = {
     // clang-format off

@@ -1,4 +1,4 @@
-// The one conversion from float to integer in the geometry.
+// The only conversion from float to integer in the geometry.
 #ifndef FACEFEATURE_GEOMETRY_TRUNCATE_H
 #define FACEFEATURE_GEOMETRY_TRUNCATE_H
 
@@ -8,7 +8,7 @@
 namespace facefeature {
 
 // Truncates toward zero, whatever the rounding mode. NaN, infinities and values beyond the range
-// give -2147483648, which is what x86 answers for them; a plain cast would be undefined there, and
+// give -2147483648, which is what x86 returns for them. A plain cast would be undefined there, and
 // ARM saturates instead.
 inline int32_t truncateToInt(float value) {
   if (value >= -2147483648.0f && value < 2147483648.0f) return static_cast<int32_t>(value);

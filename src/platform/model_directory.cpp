@@ -4,7 +4,7 @@
 
 namespace facefeature {
 
-// In one file, since their order of making is the order in which they stand.
+// In one file, so that they are initialised in order of definition.
 const std::string tempBasePath = withoutLastComponent(temporaryFolder());
 const std::string ModelDirectory = tempBasePath + kPathSeparator + "~kwplugintmp~" + kPathSeparator;
 

@@ -1,4 +1,4 @@
-// Where the model files lie.  [STATE]
+// The folder of the model files.  [STATE]
 #ifndef FACEFEATURE_PLATFORM_MODEL_DIRECTORY_H
 #define FACEFEATURE_PLATFORM_MODEL_DIRECTORY_H
 
@@ -14,8 +14,8 @@ extern const std::string tempBasePath;
 // tempBasePath and "/~kwplugintmp~/", with the separators of the platform. Ends in one.
 extern const std::string ModelDirectory;
 
-// The text before the last separator of a temporary folder; without one the process ends
-// (endByFailedCheck). That is the end of a temporary folder too long for the system's buffer.
+// The text before the last separator of a temporary folder. If there is no separator, ends the
+// process (endByFailedCheck), as for a temporary folder that is too long for the system's buffer.
 std::string withoutLastComponent(const std::string& folder);
 
 }  // namespace facefeature

@@ -1,5 +1,5 @@
-// Everything the operating system is asked for. One .cpp a system; outside of this folder no file
-// knows which it is.
+// Everything that the library asks of the operating system, with one .cpp for each system. No file
+// outside of this folder depends on the system.
 #ifndef FACEFEATURE_PLATFORM_PLATFORM_H
 #define FACEFEATURE_PLATFORM_PLATFORM_H
 
@@ -9,39 +9,38 @@
 
 namespace facefeature {
 
-// Between the parts of a path, as the system writes it.
+// The separator between the parts of a path.
 extern const char kPathSeparator;
 
-// So many characters has the path of an engine's file at most; one that is longer ends the process.
+// Maximum length of the path of an engine file. A longer path terminates the process.
 extern const size_t kLongestEngineFilePath;
 
-// The temporary folder with a separator at its end: GetTempPathA's answer on Windows, elsewhere
-// $TMPDIR, or /tmp where that is unset or empty. On Windows an answer of 256 bytes or more is lost,
-// and the text is empty.
+// The temporary folder with a trailing separator: the result of GetTempPathA on Windows, elsewhere
+// $TMPDIR, or /tmp if that is unset or empty. On Windows a result of 256 bytes or more is
+// discarded, and the text is empty.
 std::string temporaryFolder();
 
-// Ends the process at once, as the system's runtime does when a text does not fit its buffer:
-// nothing is printed, no exception leaves the library, nothing that was registered for the end
-// runs.
+// Ends the process at once, as the system's runtime does if a text does not fit its buffer: nothing
+// is printed, no exception leaves the library, and no exit handler runs.
 [[noreturn]] void endByFailedCheck();
 
-// Opens a file for binary reading, shared with readers and writers, in place of whatever the stream
-// had open; its error state is cleared. False when it can't be opened; a folder can't.
+// Opens a file for binary reading, shared with readers and writers, replacing whatever the stream
+// had open; clears its error state. Returns false if the file can't be opened; a folder can't.
 bool openSharedForReading(std::ifstream& stream, const std::string& path);
 
-// Keeps the OpenMP runtime in the process even when this library is unloaded: its worker threads
-// outlive a parallel loop and wait inside its code. Called with each creation of an engine. On
-// Windows the runtime is a part of this library, and nothing is done.
+// Keeps the OpenMP runtime in the process even if this library is unloaded: its worker threads
+// outlive a parallel loop and wait inside its code. Called at each creation of an engine. On
+// Windows the runtime is part of this library, and this does nothing.
 void keepOpenMpRuntimeLoaded();
 
 // Called when an engine has been created, which may start worker threads. On Windows the library
-// holds itself from then on, until releaseOpenMpWorkers.
+// holds a reference to itself from then until releaseOpenMpWorkers.
 void expectOpenMpWorkers();
 
-// Ends the worker threads that the runtime keeps for the calling thread, so that a host that
-// unloads the library has none left. Does nothing in a child of a process that had created an
-// engine: the runtime may believe in threads that did not follow it there, and would wait for them
-// for ever. Threads that the child has started itself then stay until it ends.
+// Ends the worker threads that the runtime keeps for the calling thread, so that none remain for a
+// host that unloads the library. Does nothing in a child of a process that had created an engine:
+// the runtime may believe in threads that do not exist in the child, and would wait for them
+// forever. Threads that the child has started itself then remain until it exits.
 void releaseOpenMpWorkers();
 
 }  // namespace facefeature

@@ -22,7 +22,7 @@ pid_t creatingProcess = 0;
 
 const char kPathSeparator = '/';
 
-// No buffer of a fixed size is in the way.
+// There is no buffer of a fixed size.
 const size_t kLongestEngineFilePath = std::numeric_limits<size_t>::max();
 
 std::string temporaryFolder() {
@@ -35,7 +35,7 @@ std::string temporaryFolder() {
 bool openSharedForReading(std::ifstream& stream, const std::string& path) {
   stream.close();
   stream.clear();
-  // A folder opens like a file here and fails only when it is read.
+  // Here a folder opens like a file and fails only when it is read.
   struct stat status;
   if (stat(path.c_str(), &status) != 0 || S_ISDIR(status.st_mode)) return false;
   stream.open(path, std::ios::in | std::ios::binary);
@@ -52,8 +52,8 @@ void keepOpenMpRuntimeLoaded() {
 }
 
 void expectOpenMpWorkers() {
-  // The first one stays. In a child that creates an engine of its own the runtime may still believe
-  // in the parent's worker threads, and would wait for them at the destruction.
+  // The first one is kept. In a child that creates an engine of its own the runtime may still
+  // believe in the parent's worker threads, and would wait for them at the destruction.
   if (creatingProcess == 0) creatingProcess = getpid();
 }
 

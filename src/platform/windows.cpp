@@ -15,10 +15,10 @@ namespace facefeature {
 
 namespace {
 
-// GetTempPathA is told this length, and leaves the buffer alone where the path is longer.
+// GetTempPathA is given this length, and does not write to the buffer if the path is longer.
 constexpr DWORD kTemporaryPathBytes = 256;
 
-// [STATE] This library as the loader counts it, held while worker threads of the OpenMP runtime may
+// [STATE] The loader's handle of this library, held while worker threads of the OpenMP runtime may
 // be waiting in its code; null otherwise.
 HMODULE heldLibrary = nullptr;
 
@@ -26,7 +26,7 @@ HMODULE heldLibrary = nullptr;
 
 const char kPathSeparator = '\\';
 
-// The names are made in buffers of MAX_PATH bytes, the NUL at their end included.
+// The names are built in buffers of MAX_PATH bytes, including the terminating NUL.
 const size_t kLongestEngineFilePath = MAX_PATH - 1;
 
 std::string temporaryFolder() {
