@@ -82,24 +82,24 @@ enum {
   kOrdinalDestroyFeatureEngine = 4
 };
 
-/* Floats in a feature. */
+/* Number of floats in a feature. */
 enum { kFeatureFloats = 502 };
 
-/* The engine. Made and freed by the library, never looked into by a host. */
+/* The engine. Created and freed by the library; opaque to the host. */
 typedef struct FeatureEngine FeatureEngine;
 
 /*
- * A feature: plain data without pointers, in the host's memory and byte order, to be stored and
- * sent as the host likes. Elements 0 to 499 are multiplied between two faces by CompareFeatures;
- * element 500 is a sum of squares and element 501 the Euclidean norm of elements 0 to 499.
+ * A feature: plain data without pointers, in the host's memory and byte order. The host may store
+ * and send it as it likes. CompareFeatures multiplies elements 0 to 499 of two faces; element 500
+ * is a sum of squares, and element 501 is the Euclidean norm of elements 0 to 499.
  */
 typedef struct FeatureVector {
   float values[kFeatureFloats];
 } FeatureVector;
 
 /*
- * One landmark. x runs to the right and y down, in pixels of the photograph; the centre of its top
- * left pixel is (0, 0), fractions are welcome, and points outside the picture are allowed.
+ * One landmark, in pixels of the photograph. x runs to the right and y down; the centre of the top
+ * left pixel is (0, 0). Fractions are welcome, and points outside the picture are allowed.
  */
 typedef struct Landmark {
   int32_t id; /* 0 to 317 */
@@ -108,12 +108,12 @@ typedef struct Landmark {
 } Landmark;
 
 /*
- * The landmarks of one face: a count, a word that nothing reads, then count entries, in any order.
- * A full record has the 29 ids 0 to 6, 9 to 13, 43, 44, 45, 200, 221 to 223, 225 to 227, 240, 241,
- * 300, 302, 314, 315, 316; docs/landmarks.md says where each lies on a face. Ids are not checked
- * against that list: another one from 0 to 317 counts as one more point at the place of id 0, and
- * in the place of a missing one it moves the frame without a sign. entries is declared with one
- * element and holds as many as count says: allocate sizeof(LandmarkSet) + (count - 1) *
+ * The landmarks of one face: a count, a word that is never read, then count entries in any order. A
+ * complete record has the 29 ids 0 to 6, 9 to 13, 43, 44, 45, 200, 221 to 223, 225 to 227, 240,
+ * 241, 300, 302, 314, 315, 316; docs/landmarks.md describes the position of each on a face. Ids are
+ * not checked against that list: any other id from 0 to 317 is treated as one more point at the
+ * model's position of id 0, and if it replaces a missing id, the frame moves silently. entries is
+ * declared with one element and holds count of them: allocate sizeof(LandmarkSet) + (count - 1) *
  * sizeof(Landmark) bytes. The library reads the record during the call, does not write to it, and
  * does not keep it.
  */
@@ -126,50 +126,50 @@ typedef struct LandmarkSet {
 /*
  * Ordinal 1. Reads the model and builds an engine.
  *
- * Returns the engine, which belongs to the caller until DestroyFeatureEngine, or null when one of
- * the files "0-1-0" to "0-25-0", "6-0", "6-1", "6-2" can't be opened. Nothing is printed then.
+ * Returns the engine, which belongs to the caller until DestroyFeatureEngine. Returns null, and
+ * prints nothing, if one of the files "0-1-0" to "0-25-0", "6-0", "6-1", "6-2" can't be opened.
  *
- * A file of weights or biases that can't be opened prints "load PATH failed" and a line end on
- * standard output, and the engine is built all the same. Without its biases a layer adds none;
- * without its weights the first ExtractFeature ends the process. Files are not otherwise checked:
- * what a file lacks at its end counts as zeros. `facefeature model check` checks a model folder.
+ * If a file of weights or biases can't be opened, prints "load PATH failed" and a line end on
+ * standard output and still builds the engine. A layer without its biases adds none; without its
+ * weights the first ExtractFeature ends the process. Files are not validated otherwise: floats
+ * missing at the end of a file are zeros. `facefeature model check` checks a model folder.
  *
- * A net that can't be built (never so with the nets that the library carries) prints
+ * If a net can't be built (which never happens with the nets that the library contains), prints
  * "Error creating ConvNet: " with the reason and a line end on standard output, and ends the
  * process with exit status 1.
  *
- * Throws std::bad_alloc when memory runs out, also where a file's header asks for too much.
+ * Throws std::bad_alloc when memory runs out, also if a file's header asks for too much.
  *
- * Several engines may stand at once, one for each thread of the host, say. Each has nets of its
- * own; they share the patch means and the projection, which each creation reads anew. So all of
- * them are created from one and the same folder. A creation that fails at "6-0", "6-1" or "6-2"
- * takes the projection from the engines that stand: their features are NaNs until a creation
+ * Several engines may exist at the same time, for instance one for each thread of the host. Each
+ * has its own nets. They share the patch means and the projection, which each creation reads anew,
+ * so all of them must be created from the same folder. A creation that fails at "6-0", "6-1" or
+ * "6-2" removes the projection from the existing engines: their features are NaNs until a creation
  * succeeds.
  */
 FeatureEngine* CreateFeatureEngine(void);
 
 /*
- * Ordinal 2. Makes the feature of one face.
+ * Ordinal 2. Computes the feature of one face.
  *
  * engine     from CreateFeatureEngine. Null: feature is left untouched.
  * pixels     the photograph, 8 bits a channel, blue, green, red, first row first; read only.
- *            Lent for the call.
+ *            Borrowed for the call.
  * width,     of the photograph, at least 2 each.
  * height
  * stride     bytes from the start of one row to the start of the next; at least 3 * width. A
- *            negative one walks a bottom-up picture, pixels then being its top row. Not judged.
- * landmarks  the face; lent for the call. 25 entries with ids other than 240, 241, 315 and 316.
- * feature    room for 502 floats in the caller's memory, any alignment that suits a float; every
- *            one is written. Null: nothing is done.
+ *            negative one walks a bottom-up picture, with pixels at its top row. Not validated.
+ * landmarks  the face; borrowed for the call. 25 entries with ids other than 240, 241, 315 and 316.
+ * feature    room for 502 floats in the caller's memory, aligned for a float; every one is written.
+ *            Null: the call does nothing.
  *
- * The feature is 502 quiet NaNs, and nothing else is touched, when pixels or landmarks is null,
- * width or height is below 2, count is negative, an id lies outside 0 to 317, the entries besides
- * 240, 241, 315 and 316 are not exactly 25, or there is no projection (see CreateFeatureEngine).
- * Test values[501] with isnan(): a good feature has a number there. An engine that was destroyed
- * must not be used.
+ * The feature is 502 quiet NaNs, and nothing else is touched, if pixels or landmarks is null, width
+ * or height is below 2, count is negative, an id is outside 0 to 317, the number of entries other
+ * than 240, 241, 315 and 316 is not exactly 25, or there is no projection (see
+ * CreateFeatureEngine). Test values[501] with isnan(): it is a number in every valid feature. An
+ * engine that was destroyed must not be used.
  *
- * Coordinates are not judged. Landmarks that are NaN, infinite, all the same or of another
- * picture give a feature that means nothing, without a sign.
+ * Coordinates are not validated. Landmarks that are NaN, infinite, all equal or of another picture
+ * silently produce a meaningless feature.
  *
  * Throws std::bad_alloc when memory runs out before the nets run; after that the process ends.
  */
@@ -178,23 +178,23 @@ void ExtractFeature(FeatureEngine* engine, const uint8_t* pixels, int32_t width,
 
 /*
  * Ordinal 3. The score of two features: (2 (a . b) - (a[500] + b[500])) / (a[501] b[501]) + 1,
- * higher for faces more alike, the same bits in either order.
+ * higher for more similar faces, with the same bits in either order.
  *
- * It has no fixed range, is not clamped, and is NaN when a feature holds NaNs. Both pointers must
- * be good and both features made with one and the same model; neither is checked. Reads its
- * arguments and nothing else: any thread, any time, no engine needed. Cannot fail.
+ * It has no fixed range, is not clamped, and is NaN if a feature holds NaNs. Both pointers must be
+ * valid and both features must come from the same model; neither is checked. Reads its arguments
+ * and nothing else: any thread, any time, no engine needed. Cannot fail.
  */
 float CompareFeatures(const FeatureVector* a, const FeatureVector* b);
 
 /*
  * Ordinal 4. Frees an engine. Null is allowed and does nothing.
  *
- * The model's shared numbers go with the last engine, and so do the worker threads that the OpenMP
- * runtime keeps for the calling thread, those of the host's own OpenMP loops on this thread
- * included. A host that unloads the library destroys its engines first, the last one on the thread
- * that extracted; where several threads extracted, the others end first, and their workers with
- * them. On Windows workers that are left would wait in code that is gone. In a child of a process
- * that had created an engine, workers stay until it ends.
+ * The last engine also frees the model's shared numbers, and ends the worker threads that the
+ * OpenMP runtime keeps for the calling thread, including those of the host's own OpenMP loops on
+ * this thread. A host that unloads the library destroys its engines first, the last one on the
+ * thread that extracted. If several threads extracted, the others must exit first, which ends their
+ * workers. On Windows the remaining workers would wait in unmapped code. In a child of a process
+ * that had created an engine, workers remain until it exits.
  */
 void DestroyFeatureEngine(FeatureEngine* engine);
 
@@ -202,7 +202,7 @@ void DestroyFeatureEngine(FeatureEngine* engine);
 } /* extern "C" */
 #endif
 
-/* Hosts are built against these layouts, and features lie in their databases. */
+/* Hosts are built against these layouts, and their databases hold features. */
 #if defined(__cplusplus) && (__cplusplus >= 201103L || defined(_MSC_VER))
 static_assert(sizeof(FeatureVector) == 2008, "a feature is 502 floats and nothing else");
 static_assert(sizeof(Landmark) == 12, "entries are packed");

@@ -12,7 +12,7 @@ std::vector<Matrix*>* BuildPatchMatrices(FeatureEngine* engine, const uint8_t* p
                                          int32_t width, int32_t height, int32_t stride,
                                          const uint8_t* grayImage, const LandmarkSet* landmarks,
                                          PatchPlan plan) {
-  // Freed here only if memory runs out on the way.
+  // Frees them only if memory runs out before the return.
   std::unique_ptr<std::vector<Matrix*>, void (*)(std::vector<Matrix*>*)> matrices(
       new std::vector<Matrix*>, freePatchMatrices);
   matrices->reserve(kPatchCount);

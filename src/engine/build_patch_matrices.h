@@ -1,4 +1,4 @@
-// What the 25 nets read, for one face.
+// The input of the 25 nets, for one face.
 #ifndef FACEFEATURE_ENGINE_BUILD_PATCH_MATRICES_H
 #define FACEFEATURE_ENGINE_BUILD_PATCH_MATRICES_H
 

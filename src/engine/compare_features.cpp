@@ -9,7 +9,7 @@ float CompareFeatures(const FeatureVector* a, const FeatureVector* b) {
   const float squares = a->values[500] + b->values[500];
   const float numerator = product * 2.0f - squares;
   const float norms = a->values[501] * b->values[501];
-  // Not clamped, and a norm of 0 is not looked for: infinities and NaNs are answers too.
+  // Not clamped, and a norm of 0 is not checked for: infinities and NaNs are valid results.
   return numerator / norms + 1.0f;
 }
 

@@ -1,4 +1,4 @@
-// How many engines stand.  [STATE]
+// The number of live engines.  [STATE]
 #ifndef FACEFEATURE_ENGINE_ENGINE_COUNT_H
 #define FACEFEATURE_ENGINE_ENGINE_COUNT_H
 
@@ -6,8 +6,9 @@
 
 namespace facefeature {
 
-// Raised by a creation that ends well, lowered by a destruction; the model's buffers go with the
-// last engine. Written while no other function of the library but CompareFeatures runs.
+// Incremented by a creation that succeeds, decremented by a destruction; the model's buffers are
+// freed with the last engine. Written while no function of the library other than CompareFeatures
+// runs.
 extern int32_t engineCount;
 
 }  // namespace facefeature

@@ -1,4 +1,4 @@
-// The four functions that leave the library, and nothing else does (exports.map, exports.def).
+// The four functions that the library exports, and nothing else (exports.map, exports.def).
 #include "engine/feature_engine.h"
 #include "platform/exported.h"
 

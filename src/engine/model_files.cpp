@@ -9,14 +9,14 @@
 namespace facefeature {
 namespace {
 
-// Reads the count and so many floats. A count that does not arrive is none.
+// Reads the count and that many floats. A count that is missing is treated as 0.
 void readCountedFloats(std::ifstream& stream, int32_t n) {
   int32_t count = 0;
   stream.read(reinterpret_cast<char*>(&count), sizeof count);
   if (stream.fail()) return;
   const int64_t room = static_cast<int64_t>(kPatchCount - (n - 1)) * kLargestSample;
   const int64_t floats = std::clamp<int64_t>(count, 0, room);
-  // Counted from the start of all slots, since a large count runs on into the next ones.
+  // Counted from the start of all slots, since a large count continues into the next ones.
   stream.read(
       reinterpret_cast<char*>(patchMeans) + static_cast<size_t>(n - 1) * sizeof patchMeans[0],
       static_cast<std::streamsize>(floats * static_cast<int64_t>(sizeof(float))));
@@ -25,8 +25,8 @@ void readCountedFloats(std::ifstream& stream, int32_t n) {
 }  // namespace
 
 std::string engineFilePath(const std::string& name) {
-  // ModelDirectory ends in a separator already. The file system takes two for one; the paths of the
-  // layers' files have a single one, and both show in what a host sees of them.
+  // ModelDirectory already ends in a separator. The file system treats two as one; the paths of the
+  // layers' files have a single one, and both are visible to a host.
   const std::string path = ModelDirectory + kPathSeparator + name;
   if (path.size() > kLongestEngineFilePath) endByFailedCheck();
   return path;

@@ -1,4 +1,4 @@
-// Reading the engine's own model files: the patch means and the three raw float files.
+// Reads the engine's own model files: the patch means and the three raw float files.
 #ifndef FACEFEATURE_ENGINE_MODEL_FILES_H
 #define FACEFEATURE_ENGINE_MODEL_FILES_H
 
@@ -13,12 +13,12 @@ namespace facefeature {
 std::string engineFilePath(const std::string& name);
 
 // Reads file "0-n-0", n from 1 to 25, into slot n - 1 of patchMeans. The file's own count says how
-// many floats follow: fewer leave the rest of the slot as it was, more run on into the next slot,
-// and none goes beyond the last slot's end. False when the file can't be opened.
+// many floats follow: fewer leave the rest of the slot unchanged, more continue into the next slot,
+// and none goes beyond the end of the last slot. Returns false if the file can't be opened.
 bool readPatchMean(std::ifstream& stream, int32_t n);
 
-// Reads floats into buffer from the file's start; what a short file lacks is 0. False when the file
-// can't be opened.
+// Reads floats into buffer from the file's start; floats missing at its end are 0. Returns false if
+// the file can't be opened.
 bool readRawFloats(std::ifstream& stream, const std::string& name, float* buffer, int32_t count);
 
 }  // namespace facefeature

@@ -1,4 +1,4 @@
-// DataLayer, where a run begins.
+// DataLayer, the start of a run.
 #ifndef FACEFEATURE_LAYERS_DATA_LAYER_H
 #define FACEFEATURE_LAYERS_DATA_LAYER_H
 
@@ -6,10 +6,10 @@
 
 namespace facefeature {
 
-// Its output is one of the matrices that the caller of ConvNet::forward hands over; every net gets
-// all of them and the data layer picks its own. Its text must say actsTarget=0: the value is never
+// Its output is one of the matrices that the caller passes to ConvNet::forward; every net gets all
+// of them and the data layer picks its own. Its text must say actsTarget=0: the value is never
 // applied, but without it the layer would own a matrix, lose it at the first run, and free one of
-// the caller's at its end.
+// the caller's when it is destroyed.
 class DataLayer : public Layer {
  public:
   DataLayer(ConvNet* owner, const char* name);
@@ -20,7 +20,7 @@ class DataLayer : public Layer {
   // beyond inputs.
   void runForward(std::vector<Matrix*>& inputs) override;
 
-  // Throws the text "No data given!": a data layer is nobody's output.
+  // Throws the text "No data given!": a data layer is never an output of another layer.
   void notifyInputReady() override;
 
   int32_t dataIdx;  // the key; 0 if absent

@@ -8,9 +8,9 @@
 namespace facefeature {
 namespace {
 
-// Inputs are meant to have one shape, and nothing but these two compares them: only so far that no
-// element is read from behind one. The first is for walks along the storage, the second for walks
-// by row and column.
+// Inputs should have the same shape. Only these two functions compare them, and only so far that
+// nothing is read past the end of an input: the first for loops over the storage, the second for
+// loops over rows and columns.
 void requireStorageOf(const Matrix& wanted, const Matrix& other) {
   if (other.size < wanted.size) throw std::out_of_range("inputs of unlike shapes");
 }
@@ -63,8 +63,8 @@ void EltwiseSumLayer::applyInput(int32_t inputIndex, float scale) {
 EltwiseMaxLayer::EltwiseMaxLayer(ConvNet* net, const char* layerName) : Layer(net, layerName) {}
 
 void EltwiseMaxLayer::applyInput(int32_t inputIndex, float /*scale*/) {
-  // Nothing for input 0: the first pair is formed when input 1 comes, with input 1 as the first
-  // operand, which loses ties and NaNs.
+  // Does nothing for input 0. The first pair is formed when input 1 arrives, with input 1 as the
+  // first operand, which loses ties and NaNs.
   if (inputIndex <= 0) return;
   Matrix& out = *getActivations();
   const Matrix& in = *inputMatrices.at(static_cast<size_t>(inputIndex));

@@ -1,4 +1,4 @@
-// Weighted sum and maximum of several inputs of one shape.
+// Weighted sum and maximum of several inputs of the same shape.
 #ifndef FACEFEATURE_LAYERS_ELTWISE_LAYERS_H
 #define FACEFEATURE_LAYERS_ELTWISE_LAYERS_H
 
@@ -13,15 +13,15 @@ class EltwiseSumLayer : public Layer {
  public:
   EltwiseSumLayer(ConvNet* owner, const char* name);
 
-  // Throws std::out_of_range with the text "invalid vector<T> subscript" when there is no
-  // coefficient for the input, before anything is changed; and for an input that is smaller than
-  // the ones before it.
+  // Throws std::out_of_range with the text "invalid vector<T> subscript" if there is no coefficient
+  // for the input, before anything is changed; also throws std::out_of_range for an input that is
+  // smaller than the ones before it.
   void applyInput(int32_t inputIndex, float scale) override;
 
-  std::vector<float>* coeffs;  // one an input; lives until the process ends
+  std::vector<float>* coeffs;  // one per input; lives until the process ends
 };
 
-// Type "eltmax": the maximum by elementMax, input 1 against input 0 first, then the result against
+// Type "eltmax": the maximum by elementMax, first of input 1 and input 0, then of the result and
 // each later input. With one input nothing is ever written.
 class EltwiseMaxLayer : public Layer {
  public:

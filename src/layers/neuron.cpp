@@ -41,7 +41,7 @@ BoundedReluNeuron::BoundedReluNeuron(float bound) : a(bound) {}
 void BoundedReluNeuron::transform() {
   for (int32_t i = 0; i < matrix->size; ++i) {
     const float x = matrix->buffer[i];
-    // The upper bound comes second and wins: with a of 0 or below everything becomes a.
+    // The upper bound is applied second and wins: with a at or below 0 everything becomes a.
     const float positive = x > 0.0f ? x : 0.0f;
     matrix->buffer[i] = a > positive ? positive : a;
   }

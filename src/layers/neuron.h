@@ -8,9 +8,9 @@
 
 namespace facefeature {
 
-// Rewrites a matrix in place, element by element in storage order. The base is the keyword "ident":
-// it leaves every bit as it is. Where floats and doubles alternate, the order is the .cpp's, and it
-// is part of the result.
+// Rewrites a matrix in place, element by element in storage order. The base class is the keyword
+// "ident": it changes no bit. Where floats and doubles alternate, the order in the .cpp is part of
+// the result.
 //
 // No virtual destructor: neurons hold nothing that needs freeing, and their owner frees them as
 // plain storage (::operator delete).
@@ -30,7 +30,7 @@ class Neuron {
   ~Neuron() = default;
 };
 
-// x above 0, else +0: also for NaN and -0.
+// x if x > 0, else +0: also for NaN and -0.
 class ReluNeuron : public Neuron {
  public:
   void transform() override;
@@ -42,7 +42,7 @@ class SoftReluNeuron : public Neuron {
   void transform() override;
 };
 
-// min(max(x, 0), a): the lower bound first, and the upper one wins.
+// min(max(x, 0), a): the lower bound is applied first, and the upper one wins.
 class BoundedReluNeuron : public Neuron {
  public:
   explicit BoundedReluNeuron(float bound);
@@ -89,9 +89,9 @@ class LinearNeuron : public Neuron {
   float b;
 };
 
-// A new neuron for the keyword, the caller's, to be freed by ::operator delete. Parameters a and b
-// come from the section called layerName of the current document; a missing one is 0, which is no
-// neutral value. Throws the text "Unknown neuron type: " and the keyword.
+// A new neuron for the keyword, owned by the caller, to be freed by ::operator delete. Parameters a
+// and b come from the section called layerName of the current document; a missing one is 0, which
+// is not a neutral value. Throws the text "Unknown neuron type: " and the keyword.
 Neuron* createNeuron(const std::string& layerName, const char* type);
 
 }  // namespace facefeature

@@ -13,7 +13,7 @@ NeuronLayer::NeuronLayer(ConvNet* net, const char* layerName)
   neuron = createNeuron(name, keyword.c_str());
 }
 
-// A neuron has no virtual destructor and nothing that one would free: its storage is all there is.
+// A neuron has no virtual destructor and no members that need one: only its storage is freed.
 NeuronLayer::~NeuronLayer() { ::operator delete(neuron); }
 
 void NeuronLayer::applyInput(int32_t /*inputIndex*/, float /*scale*/) {

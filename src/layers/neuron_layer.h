@@ -7,8 +7,8 @@
 
 namespace facefeature {
 
-// Rewrites its first input in place. It has no use for a matrix of its own: texts give it
-// actsTarget=0, so that its output is the very matrix of its input.
+// Rewrites its first input in place. It needs no matrix of its own: texts give it actsTarget=0, so
+// that its output is its input's matrix.
 class NeuronLayer : public Layer {
  public:
   // Throws a text for an unknown keyword.

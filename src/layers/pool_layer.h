@@ -9,7 +9,7 @@
 
 namespace facefeature {
 
-// The fields are the keys of the same names, 0 when missing; kernels/pooling.h tells what they do.
+// The fields are the keys of the same names, 0 if missing; kernels/pooling.h documents them.
 class PoolLayer : public Layer {
  public:
   PoolLayer(ConvNet* owner, const char* name);
@@ -37,8 +37,8 @@ class MaxPoolLayer : public PoolLayer {
   void applyInput(int32_t inputIndex, float scale) override;
 };
 
-// A new layer of the kind that the section's key pool names, "max" or "avg"; the caller's. Throws
-// the text "Unknown pooling layer type " and the value.
+// A new layer of the kind that the section's key pool names, "max" or "avg"; owned by the caller.
+// Throws the text "Unknown pooling layer type " and the value.
 Layer* createPoolLayer(ConvNet* owner, const std::string& sectionName);
 
 }  // namespace facefeature

@@ -14,7 +14,7 @@ ResponseNormLayer::ResponseNormLayer(ConvNet* net, const char* layerName)
   section.getFloat("pow", pow);
 }
 
-// Normalising within a plane is not part of the system: the layer passes the run on and no more.
+// Normalisation within a plane does not exist in this system: the layer only continues the run.
 void ResponseNormLayer::applyInput(int32_t /*inputIndex*/, float /*scale*/) {}
 
 CrossMapResponseNormLayer::CrossMapResponseNormLayer(ConvNet* net, const char* layerName)

@@ -11,14 +11,14 @@ void SoftmaxLayer::applyInput(int32_t /*inputIndex*/, float /*scale*/) {
   const Matrix& in = *inputMatrices.at(0);
   Matrix& out = *getActivations();
   if (in.size < 1) {
-    // The first element of a row is worked on below, and here no row has one.
+    // The code below accesses the first element of a row, and here no row has one.
     in.copyTo(out);
     return;
   }
 
-  // With one row, maxima and sums are 1 x 1, and Matrix takes any vector of one row for a row
-  // vector: only the first element is shifted and divided, and the row does not sum to 1. Left so
-  // on purpose. The rule is Matrix's, and a special case here would only hide it.
+  // With one row, maxima and sums are 1 x 1, and Matrix treats any vector of one row as a row
+  // vector: only the first element is shifted and divided, and the row does not sum to 1. This is
+  // intentional: the rule belongs to Matrix, and a special case here would only hide it.
   const std::unique_ptr<Matrix> maxima(new Matrix(in.rows, 1));
   in.reduce(1, *maxima, elementMax, std::numeric_limits<float>::lowest());
   in.addBroadcast(*maxima, -1.0f, out);

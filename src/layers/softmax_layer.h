@@ -1,4 +1,4 @@
-// SoftmaxLayer: each row of the input as a distribution.
+// SoftmaxLayer: turns each row of the input into a distribution.
 #ifndef FACEFEATURE_LAYERS_SOFTMAX_LAYER_H
 #define FACEFEATURE_LAYERS_SOFTMAX_LAYER_H
 

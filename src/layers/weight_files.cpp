@@ -12,8 +12,8 @@
 namespace facefeature {
 namespace {
 
-// Opens a file of the model folder, or says that it can't be opened: that is all that a host ever
-// hears of it.
+// Opens a file of the model folder, or prints that it can't be opened: a host hears nothing else of
+// it.
 bool openLayerFile(const std::string& fileName, std::ifstream& stream) {
   const std::string path = ModelDirectory + fileName;
   if (openSharedForReading(stream, path)) return true;

@@ -46,7 +46,7 @@ WeightRef* WeightLayer::sharedRecord(int32_t layerIndex, int32_t matrixIndex) co
   const std::vector<Layer*>& layers = owner->layers;
   const size_t layer = static_cast<size_t>(layerIndex);
   const size_t matrix = static_cast<size_t>(matrixIndex);
-  // This layer is not in the net's list yet, so the list's length is its own index.
+  // This layer is not in the net's list yet, so the length of the list is its own index.
   if (layer == layers.size()) return weights.at(matrix);
   const WeightLayer* source = dynamic_cast<const WeightLayer*>(layers.at(layer));
   if (source == nullptr) throw std::out_of_range("a source layer without weights");

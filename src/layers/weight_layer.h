@@ -8,8 +8,9 @@
 
 namespace facefeature {
 
-// A matrix that layers may share. The record with a null source owns it; one that was taken from
-// another only looks at it, and never looks at its source again, so layers may die in any order.
+// A matrix that layers may share. The record with a null source owns it. A record that was taken
+// from another layer only refers to it and never accesses its source again, so layers may be
+// destroyed in any order.
 struct WeightRef {
   Matrix* matrix;
   WeightRef* source;
@@ -17,12 +18,12 @@ struct WeightRef {
 
 class WeightLayer : public Layer {
  public:
-  // Reads the files that the section names (layers/weight_files.h). Where the section has
-  // weightSourceLayerIndices, weights come from those layers instead, matrix numbers from
-  // weightSourceMatrixIndices; the layer's own position in the net means the layer itself. What was
-  // read from files is then in no record and stays allocated for good.
-  // Throws std::out_of_range for an index of no layer, of no WeightLayer or of no matrix, and for
-  // fewer matrix numbers than layers.
+  // Reads the files that the section names (layers/weight_files.h). If the section has
+  // weightSourceLayerIndices, weights come from those layers instead, with matrix numbers from
+  // weightSourceMatrixIndices; the layer's own position in the net means the layer itself. Matrices
+  // that were read from files then belong to no record and are never freed. Throws
+  // std::out_of_range for an index of no layer, of no WeightLayer or of no matrix, and for fewer
+  // matrix numbers than layers.
   WeightLayer(ConvNet* owner, const char* name, bool transposeOnLoad);
   ~WeightLayer() override;
 
@@ -31,7 +32,7 @@ class WeightLayer : public Layer {
   WeightRef* biases;                // owned; always owns its matrix, which is empty without a file
 
  protected:
-  // The matrix for an input. Throws std::out_of_range when there is none, as after a missing file:
+  // The matrix for an input. Throws std::out_of_range if there is none, as after a missing file:
   // reading past the list would be undefined, and inside the loop over the nets both end the
   // process.
   const Matrix& weightMatrix(int32_t inputIndex) const;
