@@ -8,7 +8,7 @@
 #include "support/pictures.h"
 
 // The reader is part of the host program, which a build may leave out.
-#if __has_include("photo.h")
+#if __has_include("photo/photo.h")
 #include "photo/photo.h"
 #define FACEFEATURE_READS_PHOTOGRAPHS 1
 #else
