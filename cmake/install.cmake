@@ -53,8 +53,12 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/models/portraits
 set(FACEFEATURE_PYTHON_DIR lib/python3/dist-packages CACHE STRING
     "Folder for the Python package, below the prefix")
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/python/facefeature DESTINATION ${FACEFEATURE_PYTHON_DIR}
-        COMPONENT python3 FILES_MATCHING PATTERN "*.py" PATTERN "py.typed" PATTERN "*.js"
-        PATTERN "__pycache__" EXCLUDE)
+        COMPONENT python3 FILES_MATCHING PATTERN "*.py" PATTERN "py.typed"
+        PATTERN "__pycache__" EXCLUDE PATTERN "training" EXCLUDE)
+# The training kit is a package of its own: it needs PyTorch.
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/python/facefeature/training
+        DESTINATION ${FACEFEATURE_PYTHON_DIR}/facefeature COMPONENT python3training
+        FILES_MATCHING PATTERN "*.py" PATTERN "*.js" PATTERN "__pycache__" EXCLUDE)
 
 # The book, and the examples that it names. Debian's packages have the licence in a file of another
 # name.

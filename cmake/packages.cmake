@@ -11,8 +11,9 @@ set(library_package libfacefeature1)
 set(dev_package libfacefeature-dev)
 set(tools_package facefeature)
 set(python3_package python3-facefeature)
+set(python3training_package python3-facefeature-training)
 set(model_package facefeature-model-portraits)
-set(components library dev tools python3 model)
+set(components library dev tools python3 python3training model)
 
 # The documents. What a package carries in machine code stands in its copyright file with the words
 # that its authors ask for: OpenBLAS in both, and in the program headers, and dlib where it is built.
@@ -115,6 +116,17 @@ set(CPACK_DEBIAN_PYTHON3_PACKAGE_RECOMMENDS ${model_package})
 set(CPACK_COMPONENT_PYTHON3_DESCRIPTION
     "A module over the library, with numpy arrays in and out: extraction, scores of
 pairs and of whole sets, and files of many features.")
+
+set(CPACK_DEBIAN_PYTHON3TRAINING_PACKAGE_NAME ${python3training_package})
+set(CPACK_DEBIAN_PYTHON3TRAINING_PACKAGE_SECTION python)
+set(CPACK_DEBIAN_PYTHON3TRAINING_PACKAGE_ARCHITECTURE all)
+set(CPACK_DEBIAN_PYTHON3TRAINING_PACKAGE_DEPENDS
+    "${python3_package} (= ${version}), python3-torch, python3-pil, python3-scipy")
+set(CPACK_DEBIAN_PYTHON3TRAINING_PACKAGE_SUGGESTS "${tools_package}, python3-matplotlib")
+set(CPACK_COMPONENT_PYTHON3TRAINING_DESCRIPTION
+    "The training kit: from photographs of faces and the names of people to a folder
+of model files, and from such a folder to projections fitted to a user's own
+photographs.")
 
 set(CPACK_DEBIAN_MODEL_PACKAGE_NAME ${model_package})
 set(CPACK_DEBIAN_MODEL_PACKAGE_SECTION graphics)
