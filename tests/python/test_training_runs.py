@@ -8,7 +8,7 @@ import sys
 import time
 
 import numpy as np
-from support import TemporaryFolderTest
+from support import MODEL, TemporaryFolderTest
 from training_support import made_chips, needs_pillow, needs_torch
 
 from facefeature.training import __main__ as command_line
@@ -91,6 +91,14 @@ class ATraining(TemporaryFolderTest):
         losses = [float(row["loss"]) for row in self.rows("run")]
         self.assertLess(losses[-1], 0.9 * losses[0])
 
+    def test_starts_from_a_model(self):
+        self.assertEqual(0, self.train("run", "--steps", "1", "--rate", "0", "--start", MODEL))
+        model, arrays = model_folder.read(MODEL), self.arrays("run")
+        for name, values in model.nets.items():
+            np.testing.assert_array_equal(values, arrays[name], name)
+        np.testing.assert_array_equal(model.cross_projection, arrays["cross"])
+        np.testing.assert_array_equal(model.mean, arrays["mean"])
+
     def test_learns_from_people_alone(self):
         made = chips.load(self.archive)
         chips.save(self.archive, made.with_teacher(None))
@@ -102,8 +110,10 @@ class ATraining(TemporaryFolderTest):
 
     def test_in_two_processes_is_one_with_twice_the_batch(self):
         # Losses that are means over faces: those of the two halves average to that of the whole.
-        settings = ("--steps", "2", "--no-noise", "--relation-weight", "0", "--precision", "float32",
-                    "--average", "0", "--validate-steps", "100", "--rate", "1e-5")  # fmt: skip
+        settings = (
+            "--steps", "2", "--no-noise", "--relation-weight", "0", "--precision", "float32",
+            "--average", "0", "--validate-steps", "100", "--rate", "1e-5",
+        )  # fmt: skip
         together = [
             sys.executable, "-m", "torch.distributed.run", "--standalone", "--nproc_per_node", "2",
             # PyTorch 1.13 mistakes its own default of these two under Python 3.11.

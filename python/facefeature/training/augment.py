@@ -3,11 +3,12 @@
 ``Noise.apply`` changes a batch of faces in this order:
 
 1. mirrored for half of the faces;
-2. pose: the head is turned a little. The turned positions of the landmarks follow from the depths of
-   the rigid head; a quadratic field through them moves the pixels;
+2. pose: the head is turned a little. The turned positions of the landmarks follow from the depths
+   of the rigid head; a quadratic field through them moves the pixels;
 3. expression: mouth, eyes and brows move, as smooth bumps of the same field;
 4. occlusion: glasses, hats and other things are drawn over the face;
-5. light: gain, colour cast, offset, gamma, gray, light from a side, resolution, sharpness and noise;
+5. light: gain, colour cast, offset, gamma, gray, light from a side, resolution, sharpness and
+   noise;
 6. landmarks: each point, all points, the turn, the scale and the squeeze, as a detector errs.
 
 Lengths are in parts of the reference length, the distance between the eyes of a frontal face. All
@@ -177,7 +178,8 @@ def _turned(slots: torch.Tensor, draws: Draws, amount: float) -> torch.Tensor:
     center = slots.mean(1, keepdim=True)
     first, second = (inverse @ (slots - center)).unbind(2)  # (n, 3) each: the affine camera
     first_unit = F.normalize(first, dim=1)
-    second_unit = F.normalize(second - (second * first_unit).sum(1, keepdim=True) * first_unit, dim=1)
+    along = (second * first_unit).sum(1, keepdim=True)
+    second_unit = F.normalize(second - along * first_unit, dim=1)
     towards = torch.cross(first_unit, second_unit, dim=1)
     scale = (first.norm(dim=1) + second.norm(dim=1))[:, None] / 2
     depth = scale * (model @ towards[..., None])[..., 0]  # (n, 25) pixels

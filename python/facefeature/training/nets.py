@@ -37,9 +37,9 @@ class Nets(nn.Module):
             arrays = {}
             for layer in range(1, 6):
                 rows, columns = _layer_shape(group[0], layer)
-                weights = torch.randn(len(group), rows, columns)
                 # Rectifiers halve the variance; nothing rectifies the last layer.
-                arrays[f"w{layer}"] = nn.Parameter(weights * ((1 if layer == 5 else 2) / rows) ** 0.5)
+                spread = ((1 if layer == 5 else 2) / rows) ** 0.5
+                arrays[f"w{layer}"] = nn.Parameter(torch.randn(len(group), rows, columns) * spread)
                 arrays[f"b{layer}"] = nn.Parameter(torch.zeros(len(group), columns))
             self.groups.append(nn.ParameterDict(arrays))
             patch = PATCHES[group[0]]
@@ -58,8 +58,11 @@ class Nets(nn.Module):
         with torch.no_grad():
             for g, group in enumerate(GROUPS):
                 for row, net in enumerate(group):
-                    self._set_net(g, row, {item: torch.from_numpy(np.array(arrays[name], np.float32))
-                                           for item, name in _file_names(net).items()})
+                    values = {
+                        item: torch.from_numpy(np.array(arrays[name], np.float32))
+                        for item, name in _file_names(net).items()
+                    }
+                    self._set_net(g, row, values)
 
     def arrays(self) -> Dict[str, NDArray[np.float32]]:
         """The arrays of ``Model.nets``, by file name."""
@@ -178,11 +181,11 @@ def _run_batched(x: torch.Tensor, p: Mapping[str, torch.Tensor]) -> torch.Tensor
 
     def convolved(x: torch.Tensor, layer: int) -> torch.Tensor:
         side = _FILTER_SIDES[layer - 1]
-        w = p[f"w{layer}"]
         unfolded = x.unfold(3, side, 1).unfold(4, side, 1)
         out = unfolded.shape[3]
         unfolded = unfolded.permute(0, 1, 3, 4, 2, 5, 6).reshape(nets, rows * out * out, -1)
-        y = torch.baddbmm(p[f"b{layer}"][:, None].to(unfolded.dtype), unfolded, w.to(unfolded.dtype))
+        weights, biases = p[f"w{layer}"].to(x.dtype), p[f"b{layer}"][:, None].to(x.dtype)
+        y = torch.baddbmm(biases, unfolded, weights)
         return y.reshape(nets, rows, out, out, -1).permute(0, 1, 4, 2, 3)
 
     for layer in (1, 2, 3):

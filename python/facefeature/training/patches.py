@@ -47,12 +47,10 @@ def faces_of(
 ) -> Faces:
     """These chips as a batch; side and threads as ``Chips.images`` takes them."""
     images, sizes = chips.images(indices, side, threads)
-    return Faces(
-        torch.from_numpy(images).to(device),
-        torch.from_numpy(sizes.astype(np.int64)).to(device),
-        torch.from_numpy(np.ascontiguousarray(chips.slots[indices], np.float32)).to(device),
-        torch.from_numpy(np.ascontiguousarray(chips.reference_length[indices], np.float32)).to(device),
-    )
+    slots = np.array(chips.slots[indices], np.float32)
+    lengths = np.array(chips.reference_length[indices], np.float32)
+    arrays = (images, sizes.astype(np.int64), slots, lengths)
+    return Faces(*(torch.from_numpy(array).to(device) for array in arrays))
 
 
 def library_patches(faces: Faces) -> Patches:

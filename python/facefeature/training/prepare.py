@@ -87,7 +87,7 @@ def add_arguments(parser: argparse.ArgumentParser) -> None:
     )  # fmt: skip
     parser.add_argument(
         "--exif", choices=["ignore", "apply"], default="ignore",
-        help="orientation in the Exif data of a JPEG file; landmarks of LIST must follow it (ignore)",
+        help="the orientation that Exif data give; landmarks of LIST must follow it (ignore)",
     )  # fmt: skip
     parser.add_argument("--part", type=int, default=1000, help="photographs in a part (1000)")
 

@@ -87,7 +87,15 @@ class Student(nn.Module):
         own = cosines.gather(1, people[:, None]).clamp(-1 + 1e-6, 1 - 1e-6)
         # Beyond 180 degrees the cosine would rise again.
         with_margin = torch.cos((torch.acos(own) + _MARGIN).clamp_max(torch.pi))
-        return F.cross_entropy(_COSINE_SCALE * cosines.scatter(1, people[:, None], with_margin), people)
+        logits = _COSINE_SCALE * cosines.scatter(1, people[:, None], with_margin)
+        return F.cross_entropy(logits, people)
+
+    def set_model(self, model: Model) -> None:
+        """Takes the nets of a model, and its cross projection."""
+        self.nets.set_arrays(model.nets)
+        with torch.no_grad():
+            self.mean.copy_(torch.from_numpy(model.mean))
+            self.projection.copy_(torch.from_numpy(model.cross_projection))
 
     def model(self) -> Model:
         """A model whose two projections are both the trained one."""

@@ -2,7 +2,8 @@
 
 With descriptors in the archives (the command descriptors adds them), the nets learn to predict them
 (--learn teacher). From people alone they learn an angular margin softmax (--learn people), which
-needs several photographs of most people. Patches are sampled anew for every step, with noise of
+needs several photographs of most people. The nets start with random weights, or with those of a
+model (--start), to learn from other photographs. Patches are sampled anew for every step, with noise of
 pose, expression, occlusion, light and landmarks.
 
 RUN receives run.json (settings, counts, timings), checkpoint.pt, losses.csv, and at the end
@@ -36,7 +37,7 @@ import torch.distributed as dist
 from torch.nn.parallel import DistributedDataParallel
 
 from ..errors import FaceFeatureError
-from . import chips, held_out, write
+from . import chips, held_out, model_folder, write
 from .augment import Noise
 from .chips import Chips
 from .patches import Faces, Patches, faces_of, training_patches
@@ -72,6 +73,7 @@ class Settings:
     noise: dict
     weights: dict
     processes: int
+    start: str
 
 
 def add_arguments(parser: argparse.ArgumentParser) -> None:
@@ -80,6 +82,7 @@ def add_arguments(parser: argparse.ArgumentParser) -> None:
     add("run_folder", type=Path, metavar="RUN", help="folder of the run")
     add("--learn", choices=["teacher", "people", "both"], default="teacher",
         help="what to learn from (teacher)")
+    add("--start", type=Path, metavar="MODEL", help="model folder to start from")
     add("--steps", type=int, default=5000, help="steps of the whole run (5000)")
     add("--batch", type=int, default=64, help="faces a step and process (64)")
     add("--seed", type=int, default=1)
@@ -93,7 +96,8 @@ def add_arguments(parser: argparse.ArgumentParser) -> None:
     add("--held-out-share", type=float, default=0.05,
         help="share of the people to hold out, those with several photographs first (0.05)")
     for kind in ("pose", "expression", "occlusion", "light", "landmarks"):
-        add(f"--{kind}-noise", type=float, default=1.0, metavar="X", help="amount of this noise (1)")
+        add(f"--{kind}-noise", type=float, default=1.0, metavar="X",
+            help="amount of this noise (1)")
     add("--no-noise", action="store_true", help="no noise at all, and no mirrored faces")
     for kind, weight in Weights()._asdict().items():
         add(f"--{kind}-weight", type=float, default=weight, metavar="X",
@@ -104,7 +108,8 @@ def add_arguments(parser: argparse.ArgumentParser) -> None:
     add("--threads", type=int, default=0, help="threads of PyTorch on the CPU (all CPUs)")
     add("--decoded-gib", type=float, default=1.0,
         help="keep decoded chips on the device if they all fit into so many GiB (1)")
-    add("--minutes", type=float, default=0, help="stop after so many minutes; a later run continues")
+    add("--minutes", type=float, default=0,
+        help="stop after so many minutes; a later run continues")
     add("--checkpoint-steps", type=int, default=100, help="steps between checkpoints (100)")
     add("--validate-steps", type=int, default=500,
         help="steps between error rates on the held-out people (500)")
@@ -166,7 +171,7 @@ def _settings(arguments: argparse.Namespace, group: _Group) -> Settings:
         held_out_share=arguments.held_out_share, held_out=str(arguments.held_out or ""),
         precision=_precision(arguments.precision, group.device),
         noise=asdict(Noise.none() if arguments.no_noise else noise),
-        weights=weights._asdict(), processes=group.size,
+        weights=weights._asdict(), processes=group.size, start=str(arguments.start or ""),
     )  # fmt: skip
 
 
@@ -237,7 +242,7 @@ class Run:
         if self._group.rank == 0:
             self._folder.mkdir(parents=True, exist_ok=True)
         if not self._continue():
-            self._student.nets.set_means(self._patch_means())
+            self._start()
         self._averaged = [p.detach().clone() for p in self._student.parameters()]
         if self._restored is not None:
             for average, value in zip(self._averaged, self._restored):
@@ -311,6 +316,12 @@ class Run:
             generator = np.random.default_rng([self._settings.seed, 2, rank, epoch])
             self._orders = (epoch, generator.permutation(len(self._chips)))
         return self._orders[1]
+
+    def _start(self) -> None:
+        if self._settings.start:
+            self._student.set_model(model_folder.read(self._settings.start))
+        else:
+            self._student.nets.set_means(self._patch_means())
 
     def _patch_means(self) -> Patches:
         """Mean patches of up to _MEAN_FACES chips, both samples of each."""
