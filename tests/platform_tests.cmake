@@ -22,6 +22,8 @@ set(facefeature_posix_tests
   tools/verbs/extract_list_test.cpp
   tools/verbs/extract_resume_test.cpp
   tools/verbs/progress_test.cpp
+  # ptrace(). What the change writes, and in which order, is the same everywhere.
+  tools/gallery/gallery_crash_test.cpp
   # Owners, groups and their rights, of which the program asks nothing there yet.
   tools/model/folder_ownership_test.cpp
   # The tools of the build machine look into sources and ELF files, and the same sources are looked

@@ -16,7 +16,7 @@ The shared library does the work; ``library_path`` says where it is looked for.
 
 from ._engine import Engine
 from ._features import FEATURE_FLOATS, read_feature, write_feature
-from ._gallery import Gallery, write_gallery
+from ._gallery import Gallery, Match, write_gallery
 from ._landmarks import FULL_IDS, Landmarks, read_landmarks
 from ._library import library_path, load_library
 from ._model import model_fingerprint
@@ -49,6 +49,7 @@ __all__ = [
     "LandmarkError",
     "Landmarks",
     "LibraryError",
+    "Match",
     "ModelError",
     "compare",
     "library_path",

@@ -1,32 +1,19 @@
-"""Galleries: many features with their ids and where they come from, in one file.
+"""Galleries: many features with their ids and what made them, in one file.
 
-A gallery is little-endian and is mapped into memory as it is. Its header has 256 bytes, zero where
-nothing stands:
-
-      0  "FFGALLRY"
-      8  uint32  version, 1
-     12  uint32  bytes of the header, 256
-     16  uint64  count of features
-     24  uint32  floats of a feature, 502
-     32  32 bytes  fingerprint of the model
-     64  64 bytes  version of the library, NUL padded
-    128  64 bytes  what OpenBLAS calls the processor, NUL padded
-    192  uint64  place of the ids
-    200  uint64  bytes of the ids
-    208  uint64  place of the features, a multiple of 64
-
-The ids are count + 1 uint64 places within the UTF-8 text that follows them; id i stands from place
-i to place i + 1. The features are count x 502 float32, and the file ends with them.
+docs/galleries.md describes every byte. A gallery of version 2 has a header, two copies of a root, and
+segments, each of which adds rows or removes rows and ends in a trailer. Version 1, which is read but no
+longer written, has a header, the ids and the features.
 """
 
 from __future__ import annotations
 
+import hashlib
 import mmap
 import os
 import struct
 import tempfile
 import unicodedata
-from typing import Any, List, Sequence, Tuple, Union
+from typing import Any, Dict, List, NamedTuple, Optional, Sequence, Tuple, Union
 
 import numpy as np
 from numpy.typing import NDArray
@@ -35,54 +22,183 @@ from ._features import FEATURE_FLOATS, feature_rows
 from .errors import FeatureError, GalleryError
 
 _MAGIC = b"FFGALLRY"
-_VERSION = 1
-_HEADER = struct.Struct("<8sIIQII32s64s64sQQQ40x")
+_SEGMENT_MAGIC = b"FFSEGMNT"
+_VERSION = 2
+_OLD_VERSION = 1
+_OLD_HEADER = struct.Struct("<8sIIQII32s64s64sQQQ40x")
+_HEADER = struct.Struct("<8sIIQII32s192x")
+_ROOT = struct.Struct("<QQQQQ24x64s64s32x")  # the digest follows
+_TRAILER = struct.Struct("<8sIIQQQQQQQ152x")  # the digest follows
+_RECORD = 256  # bytes of a header, a root or a trailer
+_PAGE = 4096
+_ROOTS = (_PAGE, 2 * _PAGE)
+_FIRST_SEGMENT = 3 * _PAGE
+_ROWS, _REMOVALS = 1, 2  # kinds of segments
+_BLOCK = 65536  # bytes under one digest
 _ALIGNMENT = 64
 _FEATURE_BYTES = 4 * FEATURE_FLOATS
 _LONGEST_ID = 1024  # bytes
-_LONGEST_TEXT = 63  # bytes; a NUL stands behind them
+_LONGEST_TEXT = 63  # bytes; a NUL follows them
 
 Path = Union[str, "os.PathLike[str]"]
+
+
+class _Segment(NamedTuple):
+    """The places of a segment, in bytes from the start of the file."""
+
+    kind: int
+    start: int
+    count: int
+    ids_bytes: int
+    features_at: int
+    digests_at: int
+    trailer_at: int
+    previous: int
+
+    @property
+    def end(self) -> int:
+        return self.trailer_at + _RECORD
+
+
+def _aligned(place: int) -> int:
+    return -(-place // _ALIGNMENT) * _ALIGNMENT
+
+
+def _plan(kind: int, start: int, count: int, text_bytes: int, previous: int) -> _Segment:
+    """Where everything of a segment is. text_bytes is the length of all its ids."""
+    if kind == _ROWS:
+        ids_bytes = 8 * (count + 1) + text_bytes
+        features_at = _aligned(start + ids_bytes)
+        digests_at = features_at + count * _FEATURE_BYTES
+    else:
+        ids_bytes = features_at = 0
+        digests_at = start + 8 * count
+    digests = -(-(digests_at - start) // _BLOCK)
+    trailer_at = _aligned(digests_at + 32 * digests)
+    return _Segment(
+        kind, start, count, ids_bytes, features_at, digests_at, trailer_at, previous
+    )
+
+
+def _sha256(*parts: Any) -> bytes:
+    digest = hashlib.sha256()
+    for part in parts:
+        digest.update(part)
+    return digest.digest()
+
+
+class Match(NamedTuple):
+    """A row of a gallery that a search has found."""
+
+    id: str
+    score: float
+    row: int
 
 
 class Gallery:
     """A gallery, opened for reading.
 
     path             as it was given
+    version          of the file format, 1 or 2
     ids              (n,) tuple of str, no two alike
-    features         (n, 502), float32, read-only: the file itself, mapped, which must not be
-                     changed in place meanwhile (the host program and this package write galleries
-                     beside and rename them)
+    features         (n, 502), float32, read-only: the file itself, mapped, if all rows are in one
+                     piece, as extract, merge and compact leave them; otherwise a copy in memory,
+                     made when the attribute is first read
     fingerprint      of the model: 64 digits
     library_version  of the library that made the features; empty when not known
     blas_core        what OpenBLAS called the processor there, on which the last digits of a feature
                      depend; empty when not known
 
-    Opening one reads the header and the ids. The file stays mapped as long as ``features`` or an
-    array cut from it lives. Raises GalleryError for a file that is no sound gallery; the floats are
-    not judged.
+    Opening a gallery reads the header and the ids, and gives the state that it has then: the host
+    program may add and remove rows meanwhile. The file stays mapped as long as ``features`` or an
+    array cut from it lives. Raises GalleryError for a file that is not a valid gallery; the floats
+    are not checked.
     """
 
     def __init__(self, path: Path) -> None:
         self.path = os.fspath(path)
-        try:
-            with open(path, "rb") as file:
-                if os.fstat(file.fileno()).st_size < _HEADER.size:
-                    raise GalleryError(f"{path}: is no gallery: shorter than a header")
-                data = mmap.mmap(file.fileno(), 0, access=mmap.ACCESS_READ)
-        except OSError as error:
-            raise GalleryError(f"{path}: can't be read: {error.strerror}") from error
-        count, ids_at, ids_bytes, features_at = self._read_header(data)
-        self.ids = self._read_ids(data, count, ids_at, ids_bytes)
-        self._rows = {id_: row for row, id_ in enumerate(self.ids)}
-        if len(self._rows) != count:
-            raise GalleryError(f"{path}: an id stands there twice")
-        floats = np.frombuffer(data, "<f4", count * FEATURE_FLOATS, features_at)
-        self.features: NDArray[np.float32] = floats.reshape(count, FEATURE_FLOATS)
+        # A writer may extend the file between the mapping and the reading of the root.
+        for _ in range(100):
+            data = self._map()
+            self.version = int.from_bytes(data[8:12], "little")
+            if self.version == _OLD_VERSION:
+                segments, rows = [self._read_old_header(data)], None
+                break
+            if self.version != _VERSION:
+                raise GalleryError(
+                    f"{path}: has version {self.version}, and only 1 and 2 can be read"
+                )
+            root = self._newest_root(data)
+            if root[1] <= len(data):
+                segments, rows = self._read_segments(data, root), root[2]
+                break
+        else:
+            raise GalleryError(f"{path}: is cut short")
+        ids: List[str] = []
+        self._pieces: List[NDArray[np.float32]] = []
+        removed: List[int] = []
+        for segment in segments:
+            if segment.kind == _REMOVALS:
+                numbers = np.frombuffer(data, "<u8", segment.count, segment.start).tolist()
+                if any(number >= len(ids) for number in numbers):
+                    raise GalleryError(f"{path}: has damaged removals")
+                removed += numbers
+                continue
+            ids += self._read_ids(data, segment.count, segment.start, segment.ids_bytes)
+            floats = np.frombuffer(
+                data, "<f4", segment.count * FEATURE_FLOATS, segment.features_at
+            )
+            self._pieces.append(floats.reshape(segment.count, FEATURE_FLOATS))
+        self._kept: Optional[NDArray[np.bool_]] = None
+        if removed:
+            self._kept = np.ones(len(ids), dtype=bool)
+            self._kept[removed] = False
+            ids = [id_ for id_, kept in zip(ids, self._kept) if kept]
+        self.ids = tuple(ids)
+        if rows is not None and (len(set(removed)) != len(removed) or len(ids) != rows):
+            raise GalleryError(f"{path}: has damaged removals")
+        self._rows: Dict[str, int] = {id_: row for row, id_ in enumerate(self.ids)}
+        if len(self._rows) != len(self.ids):
+            raise GalleryError(f"{path}: an id occurs twice")
+        self._features: Optional[NDArray[np.float32]] = None
+
+    @property
+    def features(self) -> NDArray[np.float32]:
+        if self._features is None:
+            if len(self._pieces) == 1 and self._kept is None:
+                self._features = self._pieces[0]
+            else:
+                pieces = self._pieces or [np.empty((0, FEATURE_FLOATS), np.float32)]
+                rows = np.concatenate(pieces)
+                self._features = rows if self._kept is None else rows[self._kept]
+                self._features.flags.writeable = False
+        return self._features
 
     def feature(self, id_: str) -> NDArray[np.float32]:
         """The feature of an id, (502,), float32, read-only. Raises KeyError."""
         return self.features[self._rows[id_]]
+
+    def search(
+        self, features: Any, top: int = 10, threshold: Optional[float] = None
+    ) -> List[List[Match]]:
+        """The rows that score highest with each of several features.
+
+        features   (n, 502) or (502,), float32, of the gallery's model, or a Gallery
+        top        most matches of a feature; 0 for no limit
+        threshold  least score of a match
+
+        Returns a list for each feature: its matches in descending order of score, equal scores in
+        order of the gallery. Every row is scored, with the bits of ``compare``. A score that is NaN
+        matches nothing. Raises FeatureError for another shape or dtype, GalleryError for a gallery
+        of another model.
+        """
+        # The scores need galleries, and a search needs scores.
+        from ._scores import best_rows  # pylint: disable=import-outside-toplevel,cyclic-import
+
+        return [
+            [Match(self.ids[row], score, row) for row, score in matches]
+            for matches in best_rows(self, features, top, threshold)
+        ]
 
     def __len__(self) -> int:
         return len(self.ids)
@@ -90,17 +206,27 @@ class Gallery:
     def __repr__(self) -> str:
         return f"<facefeature.Gallery {self.path}, {len(self)} features>"
 
-    def _read_header(self, data: Any) -> Tuple[int, int, int, int]:
-        (magic, version, header_bytes, count, floats, _, fingerprint, library, core, ids_at,
-         ids_bytes, features_at) = _HEADER.unpack_from(data)  # fmt: skip
-        if magic != _MAGIC:
-            raise GalleryError(f"{self.path}: is no gallery")
-        if version != _VERSION:
-            raise GalleryError(f"{self.path}: has version {version}, and only 1 can be read")
+    def _map(self) -> Any:
+        try:
+            with open(self.path, "rb") as file:
+                if os.fstat(file.fileno()).st_size < _RECORD:
+                    raise GalleryError(
+                        f"{self.path}: is not a gallery: shorter than a header"
+                    )
+                data = mmap.mmap(file.fileno(), 0, access=mmap.ACCESS_READ)
+        except OSError as error:
+            raise GalleryError(f"{self.path}: can't be read: {error.strerror}") from error
+        if data[:8] != _MAGIC:
+            raise GalleryError(f"{self.path}: is not a gallery")
+        return data
+
+    def _read_old_header(self, data: Any) -> _Segment:
+        (_, _, header_bytes, count, floats, _, fingerprint, library, core, ids_at,
+         ids_bytes, features_at) = _OLD_HEADER.unpack_from(data)  # fmt: skip
         sound = (
-            header_bytes == _HEADER.size
+            header_bytes == _OLD_HEADER.size
             and floats == FEATURE_FLOATS
-            and ids_at >= _HEADER.size
+            and ids_at >= _OLD_HEADER.size
             and ids_at % 8 == 0
             and ids_bytes >= 8 * (count + 1)
             and features_at >= ids_at + ids_bytes
@@ -108,11 +234,70 @@ class Gallery:
             and features_at + count * _FEATURE_BYTES == len(data)
         )
         if not sound:
-            raise GalleryError(f"{self.path}: is cut short, too long, or has a damaged header")
+            raise GalleryError(
+                f"{self.path}: is cut short, too long, or has a damaged header"
+            )
+        self._set_origin(fingerprint, library, core)
+        return _Segment(
+            _ROWS, ids_at, count, ids_bytes, features_at, len(data), len(data), 0
+        )
+
+    def _set_origin(self, fingerprint: bytes, library: bytes, core: bytes) -> None:
         self.fingerprint = fingerprint.hex()
         self.library_version = library.partition(b"\0")[0].decode("utf-8", "replace")
         self.blas_core = core.partition(b"\0")[0].decode("utf-8", "replace")
-        return count, ids_at, ids_bytes, features_at
+
+    def _newest_root(self, data: Any) -> Tuple[Any, ...]:
+        """The fields of the root with the highest sequence number whose digest is right."""
+        if len(data) < _FIRST_SEGMENT:
+            raise GalleryError(f"{self.path}: is cut short within its header")
+        header = data[:_RECORD]
+        roots = [data[at : at + _RECORD] for at in _ROOTS]
+        sound = [_ROOT.unpack_from(r) for r in roots if _sha256(header, r[:224]) == r[224:]]
+        _, _, header_bytes, _, floats, _, fingerprint = _HEADER.unpack(header)
+        if not sound or header_bytes != _FIRST_SEGMENT or floats != FEATURE_FLOATS:
+            raise GalleryError(f"{self.path}: has a damaged header")
+        root = max(sound, key=lambda fields: fields[0])
+        self._set_origin(fingerprint, root[5], root[6])
+        return root
+
+    def _read_segments(self, data: Any, root: Tuple[Any, ...]) -> List[_Segment]:
+        _, below, _, count, trailer_at, _, _ = root
+        segments: List[_Segment] = []
+        while trailer_at != 0:
+            segments.insert(0, self._read_trailer(data, trailer_at, below))
+            below, trailer_at = segments[0].start, segments[0].previous
+        if below != _FIRST_SEGMENT or len(segments) != count:
+            raise GalleryError(f"{self.path}: has a damaged header")
+        return segments
+
+    def _read_trailer(self, data: Any, at: int, below: int) -> _Segment:
+        damaged = GalleryError(f"{self.path}: has a damaged segment")
+        if at < _FIRST_SEGMENT or at + _RECORD != below:
+            raise damaged
+        (magic, kind, record, start, count, ids_at, ids_bytes, features_at, digests_at,
+         previous) = _TRAILER.unpack_from(data, at)  # fmt: skip
+        text_bytes = ids_bytes - 8 * (count + 1) if kind == _ROWS else 0
+        if (
+            magic != _SEGMENT_MAGIC
+            or record != _RECORD
+            or kind not in (_ROWS, _REMOVALS)
+            or not _FIRST_SEGMENT <= start <= at
+            or start % _ALIGNMENT != 0
+            or text_bytes < 0
+        ):
+            raise damaged
+        segment = _plan(kind, start, count, text_bytes, previous)
+        places = (ids_at, ids_bytes, features_at, digests_at, at)
+        expected = (
+            start if kind == _ROWS else 0, segment.ids_bytes, segment.features_at,
+            segment.digests_at, segment.trailer_at,
+        )  # fmt: skip
+        if places != expected:
+            raise damaged
+        if _sha256(data[digests_at : at + 224]) != data[at + 224 : at + _RECORD]:
+            raise damaged
+        return segment
 
     def _read_ids(self, data: Any, count: int, at: int, size: int) -> Tuple[str, ...]:
         places = struct.unpack_from(f"<{count + 1}Q", data, at)
@@ -154,15 +339,41 @@ def write_gallery(
         raise GalleryError(f"{path}: ids: no two may be alike")
     places = np.zeros(len(texts) + 1, dtype="<u8")
     places[1:] = np.cumsum([len(text) for text in texts], dtype=np.uint64)
-    section = places.tobytes() + b"".join(texts)
-    features_at = -(-(_HEADER.size + len(section)) // _ALIGNMENT) * _ALIGNMENT
+    text = b"".join(texts)
+    segment = _plan(_ROWS, _FIRST_SEGMENT, len(rows), len(text), 0)
     header = _HEADER.pack(
-        _MAGIC, _VERSION, _HEADER.size, len(rows), FEATURE_FLOATS, 0, _digest(fingerprint),
-        _text(library_version, "library_version"), _text(blas_core, "blas_core"), _HEADER.size,
-        len(section), features_at,
+        _MAGIC, _VERSION, _FIRST_SEGMENT, 0, FEATURE_FLOATS, 0, _digest(fingerprint)
+    )
+    root = _ROOT.pack(
+        1, segment.end, len(rows), 1, segment.trailer_at,
+        _text(library_version, "library_version"), _text(blas_core, "blas_core"),
     )  # fmt: skip
-    padding = bytes(features_at - _HEADER.size - len(section))
-    _write_and_rename(os.fspath(path), [header, section, padding, rows.astype("<f4").tobytes()])
+    root = (root + _sha256(header, root)).ljust(_PAGE, b"\0")
+    ids_section = places.tobytes() + text
+    padding = bytes(segment.features_at - segment.start - len(ids_section))
+    floats = rows.astype("<f4").tobytes()
+    parts = [header.ljust(_PAGE, b"\0"), root, root, ids_section, padding, floats]
+    _write_and_rename(os.fspath(path), parts + _segment_end(segment, parts[3:]))
+
+
+def _segment_end(segment: _Segment, parts: List[bytes]) -> List[bytes]:
+    """The digests and the trailer of a segment with these bytes."""
+    digests = b""
+    block = b""
+    for part in parts:
+        for at in range(0, len(part), _BLOCK):
+            block += part[at : at + _BLOCK]
+            if len(block) >= _BLOCK:
+                digests += _sha256(block[:_BLOCK])
+                block = block[_BLOCK:]
+    if block:
+        digests += _sha256(block)
+    trailer = _TRAILER.pack(
+        _SEGMENT_MAGIC, segment.kind, _RECORD, segment.start, segment.count, segment.start,
+        segment.ids_bytes, segment.features_at, segment.digests_at, segment.previous,
+    )  # fmt: skip
+    end = digests.ljust(segment.trailer_at - segment.digests_at, b"\0") + trailer
+    return [end, _sha256(end)]
 
 
 def _checked_id(id_: Any) -> bytes:

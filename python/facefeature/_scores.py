@@ -2,7 +2,7 @@
 
 from __future__ import annotations
 
-from typing import Any, Union
+from typing import Any, List, Optional, Tuple, Union
 
 import numpy as np
 from numpy.typing import NDArray
@@ -49,11 +49,7 @@ def score_matrix(
     """
     if b is None:
         b = a
-    if isinstance(a, Gallery) and isinstance(b, Gallery) and a.fingerprint != b.fingerprint:
-        raise GalleryError(
-            f"{a.path} and {b.path}: made with different models, {a.fingerprint} and "
-            f"{b.fingerprint}. Extract both with one model."
-        )
+    _require_one_model(a, b)
     first = feature_rows(a.features if isinstance(a, Gallery) else a, "a")
     second = feature_rows(b.features if isinstance(b, Gallery) else b, "b")
 
@@ -67,6 +63,53 @@ def score_matrix(
             columns = slice(left, left + _BLOCK_COLUMNS)
             scores[rows, columns] = _block(columns_of_first[:, rows], columns_of_second[:, columns])
     return scores
+
+
+def best_rows(
+    gallery: Gallery, features: Any, top: int, threshold: Optional[float]
+) -> List[List[Tuple[int, float]]]:
+    """The rows and scores that Gallery.search answers with."""
+    _require_one_model(gallery, features)
+    if isinstance(features, Gallery):
+        probes = features.features
+    elif np.ndim(features) == 1:
+        probes = one_feature(features, "features")[np.newaxis]
+    else:
+        probes = feature_rows(features, "features")
+    answers = []
+    for start in range(0, len(probes), _BLOCK_ROWS):
+        scores = score_matrix(probes[start : start + _BLOCK_ROWS], gallery)
+        answers += [_best(row, top, threshold) for row in scores]
+    return answers
+
+
+def _best(
+    scores: NDArray[np.float32], top: int, threshold: Optional[float]
+) -> List[Tuple[int, float]]:
+    matching = ~np.isnan(scores)
+    if threshold is not None:
+        matching &= scores >= np.float32(threshold)
+    rows = np.flatnonzero(matching)
+    if 0 < top < len(rows):
+        # Every row that is as good as the last one of the answer stays, so that ties are decided
+        # by their order in the gallery.
+        last = np.partition(scores[rows], len(rows) - top)[len(rows) - top]
+        rows = rows[scores[rows] >= last]
+    # A stable sort keeps equal scores in the order of the gallery.
+    rows = rows[np.argsort(-scores[rows], kind="stable")]
+    if top > 0:
+        rows = rows[:top]
+    return [(int(row), float(scores[row])) for row in rows]
+
+
+def _require_one_model(a: Any, b: Any) -> None:
+    if not isinstance(a, Gallery) or not isinstance(b, Gallery):
+        return
+    if a.fingerprint != b.fingerprint:
+        raise GalleryError(
+            f"{a.path} and {b.path}: made with different models, {a.fingerprint} and "
+            f"{b.fingerprint}. Extract both with one model."
+        )
 
 
 def _block(a: NDArray[np.float32], b: NDArray[np.float32]) -> NDArray[np.float32]:

@@ -1,5 +1,6 @@
-"""Galleries: written, read, mapped, refused."""
+"""Galleries: written, read, mapped, searched, refused."""
 
+import hashlib
 import os
 import stat
 import struct
@@ -8,27 +9,81 @@ import unittest
 import numpy as np
 from support import TemporaryFolderTest, features
 
-from facefeature import FeatureError, Gallery, GalleryError, score_matrix, write_gallery
+from facefeature import (
+    FeatureError,
+    Gallery,
+    GalleryError,
+    compare,
+    score_matrix,
+    write_gallery,
+)
 
 MODEL = "0123456789abcdef" * 4
 OTHER = "fedcba9876543210" * 4
 
 
-def by_hand(ids, rows, model, library=b"1.0.0", core=b"Haswell"):
-    """A gallery put together byte by byte."""
+def ids_section(ids):
     texts = [id_.encode() for id_ in ids]
     places = [0]
     for text in texts:
         places.append(places[-1] + len(text))
-    section = b"".join(struct.pack("<Q", place) for place in places) + b"".join(texts)
-    features_at = 256 + len(section)
-    while features_at % 64:
-        features_at += 1
+    return b"".join(struct.pack("<Q", place) for place in places) + b"".join(texts)
+
+
+def filled(data, multiple=64):
+    return data + bytes(-len(data) % multiple)
+
+
+def old_by_hand(ids, rows, model, library=b"1.0.0", core=b"Haswell"):
+    """A gallery of version 1, put together byte by byte."""
+    section = ids_section(ids)
+    features_at = 256 + len(section) + -(256 + len(section)) % 64
     header = b"FFGALLRY" + struct.pack("<IIQII", 1, 256, len(ids), 502, 0)
     header += bytes.fromhex(model) + library.ljust(64, b"\0") + core.ljust(64, b"\0")
     header += struct.pack("<QQQ", 256, len(section), features_at)
     data = (header.ljust(256, b"\0") + section).ljust(features_at, b"\0")
     return data + b"".join(struct.pack("<502f", *row) for row in rows)
+
+
+def segment(start, previous, data, kind, count, ids_bytes, features_at):
+    """A segment of version 2 with this data, its digests and its trailer."""
+    digests = [hashlib.sha256(data[i : i + 65536]).digest() for i in range(0, len(data), 65536)]
+    table = b"".join(digests)
+    table += bytes(-(start + len(data) + len(table)) % 64)
+    end = table + b"FFSEGMNT" + struct.pack("<IIQQ", kind, 256, start, count)
+    ids_at = start if kind == 1 else 0
+    end += struct.pack("<QQQQQ", ids_at, ids_bytes, features_at, start + len(data), previous)
+    end = end.ljust(len(table) + 224, b"\0")
+    return data + end + hashlib.sha256(end).digest()
+
+
+def rows_segment(start, previous, ids, rows):
+    section = ids_section(ids)
+    data = filled(section)
+    features_at = start + len(data)
+    data += b"".join(struct.pack("<502f", *row) for row in rows)
+    return segment(start, previous, data, 1, len(ids), len(section), features_at)
+
+
+def removals_segment(start, previous, numbers):
+    data = b"".join(struct.pack("<Q", number) for number in numbers)
+    return segment(start, previous, data, 2, len(numbers), 0, 0)
+
+
+def with_roots(segments, count, model, library=b"1.0.0", core=b"Haswell", sequence=1):
+    header = b"FFGALLRY" + struct.pack("<IIQII", 2, 12288, 0, 502, 0) + bytes.fromhex(model)
+    header = header.ljust(256, b"\0")
+    size = 12288 + sum(map(len, segments))
+    root = struct.pack("<QQQQQ", sequence, size, count, len(segments), size - 256)
+    root = root.ljust(64, b"\0") + library.ljust(64, b"\0") + core.ljust(64, b"\0")
+    root = root.ljust(224, b"\0")
+    root += hashlib.sha256(header + root).digest()
+    return filled(header, 4096) + filled(root, 4096) * 2 + b"".join(segments)
+
+
+def by_hand(ids, rows, model, library=b"1.0.0", core=b"Haswell"):
+    """A gallery of version 2, put together byte by byte."""
+    return with_roots([rows_segment(12288, 0, ids, rows)], len(ids), model, library, core)
 
 
 class AGallery(TemporaryFolderTest):
@@ -56,6 +111,29 @@ class AGallery(TemporaryFolderTest):
         self.assertEqual(self.rows[3].tobytes(), gallery.feature("日本").tobytes())
         with self.assertRaises(KeyError):
             gallery.feature("nobody")
+
+    def test_of_version_1_is_read(self):
+        self.path.write_bytes(old_by_hand(self.ids, self.rows, MODEL))
+        gallery = Gallery(self.path)
+        self.assertEqual((1, tuple(self.ids)), (gallery.version, gallery.ids))
+        self.assertEqual(self.rows.tobytes(), gallery.features.tobytes())
+        self.assertEqual((MODEL, "Haswell"), (gallery.fingerprint, gallery.blas_core))
+
+    def test_of_several_segments_has_the_rows_that_are_left(self):
+        first = rows_segment(12288, 0, self.ids[:4], self.rows[:4])
+        at = 12288 + len(first)
+        second = removals_segment(at, at - 256, [0, 2])
+        at += len(second)
+        third = rows_segment(at, at - 256, self.ids[4:] + ["a"], self.rows[[4, 5, 6, 0]])
+        data = with_roots([first, second, third], 6, MODEL)
+        self.path.write_bytes(data + b"of a process that was killed")
+        gallery = Gallery(self.path)
+        self.assertEqual((self.ids[1], self.ids[3], *self.ids[4:], "a"), gallery.ids)
+        rows = self.rows[[1, 3, 4, 5, 6, 0]]
+        self.assertEqual(rows.tobytes(), gallery.features.tobytes())
+        self.assertEqual(rows[-1].tobytes(), gallery.feature("a").tobytes())
+        with self.assertRaises(ValueError):
+            gallery.features[0, 0] = 1
 
     def test_is_mapped_and_not_to_be_written(self):
         write_gallery(self.path, self.ids, self.rows, fingerprint=MODEL)
@@ -136,16 +214,30 @@ class ADamagedGallery(TemporaryFolderTest):
     def test_is_refused_wherever_it_is_cut(self):
         for end in [0, 1, 7, 8, 255, 256, 300, len(self.good) - 1]:
             self.refused(self.good[:end])
-        self.refused(self.good + b"\0")
 
     def test_is_refused_with_the_reason(self):
-        self.refused(b"X" + self.good[1:], "is no gallery")
-        self.refused(self.good[:8] + struct.pack("<I", 2) + self.good[12:], "version 2")
+        self.refused(b"X" + self.good[1:], "is not a gallery")
+        self.refused(self.good[:8] + struct.pack("<I", 3) + self.good[12:], "version 3")
+
+        self.refused(self.good[:20] + b"\1" + self.good[21:], "damaged header")
+        self.refused(self.good[:-300] + b"\1" + self.good[-299:], "damaged segment")
+        self.refused(by_hand(["a", "a", "b"], self.rows, MODEL), "twice")
+        removal = rows_segment(12288, 0, ["a"], self.rows[:1])
+        for numbers in ([1], [0, 0]):
+            end = 12288 + len(removal)
+            both = [removal, removals_segment(end, end - 256, numbers)]
+            self.refused(with_roots(both, 0, MODEL), "damaged removals")
+
+    def test_of_version_1_is_refused_with_the_reason(self):
+        good = old_by_hand(["a", "bc", "dé"], self.rows, MODEL)
 
         def with_number(at, number, form="<Q"):
             size = struct.calcsize(form)
-            return self.good[:at] + struct.pack(form, number) + self.good[at + size :]
+            return good[:at] + struct.pack(form, number) + good[at + size :]
 
+        for end in [8, 255, 256, 300, len(good) - 1]:
+            self.refused(good[:end])
+        self.refused(good + b"\0")
         for at in (16, 192, 200, 208):
             for number in (0, 1, 2**32, 2**63, 2**64 - 1):
                 self.refused(with_number(at, number), "header|ids")
@@ -154,14 +246,24 @@ class ADamagedGallery(TemporaryFolderTest):
         for place in (256, 264, 272, 280):
             for number in (7, 2**63, 2**64 - 1):
                 self.refused(with_number(place, number), "ids")
-        self.refused(self.good.replace("dé".encode(), b"d\xff\xff"), "damaged ids")
-        self.refused(by_hand(["a", "a", "b"], self.rows, MODEL), "twice")
+        self.refused(good.replace("dé".encode(), b"d\xff\xff"), "damaged ids")
+        self.refused(old_by_hand(["a", "a", "b"], self.rows, MODEL), "twice")
+
+    def test_with_one_damaged_root_is_read_from_the_other(self):
+        for root in (4096, 8192):
+            data = bytearray(self.good)
+            data[root] ^= 1
+            self.path.write_bytes(data)
+            self.assertEqual(3, len(Gallery(self.path)))
 
     def test_never_ends_in_anything_but_a_refusal(self):
-        for _ in range(300):
-            data = bytearray(self.good)
+        old = old_by_hand(["a", "bc", "dé"], self.rows, MODEL)
+        for round_ in range(600):
+            data = bytearray(self.good if round_ % 2 else old)
             for _ in range(self.random.randrange(1, 4)):
                 data[self.random.randrange(300)] = self.random.randrange(256)
+            if round_ % 2:
+                data[-self.random.randrange(1, 400)] ^= 1
             self.path.write_bytes(data)
             try:
                 gallery = Gallery(self.path)
@@ -174,6 +276,57 @@ class ADamagedGallery(TemporaryFolderTest):
             Gallery(self.path)
         with self.assertRaisesRegex(GalleryError, "can't be read"):
             Gallery(self.folder)
+
+
+class ASearch(TemporaryFolderTest):
+    def setUp(self):
+        super().setUp()
+        self.rows = features(self.numbers, 90)
+        self.rows[7] = np.nan
+        self.rows[[20, 60, 30]] = self.rows[5]
+        self.rows[11, 501] = 0
+        write_gallery(self.folder / "g", [f"id {i}" for i in range(90)], self.rows,
+                      fingerprint=MODEL)  # fmt: skip
+        self.gallery = Gallery(self.folder / "g")
+        self.probes = features(self.numbers, 70)
+
+    def expected(self, probe, top, threshold=None):
+        """A sort of the library's own scores."""
+        scores = [(compare(probe, row), i) for i, row in enumerate(self.rows)]
+        scores = [s for s in scores if s[0] == s[0] and (threshold is None or s[0] >= threshold)]
+        scores.sort(key=lambda s: (-s[0], s[1]))
+        scores = scores[:top] if top else scores
+        return [(f"id {i}", score, i) for score, i in scores]
+
+    def test_answers_as_a_sort_of_all_scores_would(self):
+        for top in (1, 10, 89, 100, 0):
+            answers = self.gallery.search(self.probes, top=top)
+            self.assertEqual(70, len(answers))
+            for probe, matches in zip(self.probes[:5], answers):
+                self.assertEqual(self.expected(probe, top), matches)
+
+    def test_puts_equal_scores_in_the_order_of_the_gallery(self):
+        for top in (1, 2, 3, 4, 50):
+            (matches,) = self.gallery.search(self.rows[5], top=top)
+            self.assertEqual(self.expected(self.rows[5], top), matches)
+
+    def test_with_a_threshold_has_what_reaches_it(self):
+        probe = self.probes[0]
+        threshold = compare(probe, self.rows[40])
+        (matches,) = self.gallery.search(probe, top=0, threshold=threshold)
+        self.assertEqual(self.expected(probe, 0, threshold), matches)
+        self.assertIn("id 40", [match.id for match in matches])
+
+    def test_takes_a_gallery_of_the_same_model_only(self):
+        write_gallery(self.folder / "p", ["p", "q"], self.probes[:2], fingerprint=MODEL)
+        self.assertEqual(
+            self.gallery.search(self.probes[:2]), self.gallery.search(Gallery(self.folder / "p"))
+        )
+        write_gallery(self.folder / "p", ["p"], self.probes[:1], fingerprint=OTHER)
+        with self.assertRaisesRegex(GalleryError, "different models"):
+            self.gallery.search(Gallery(self.folder / "p"))
+        with self.assertRaises(FeatureError):
+            self.gallery.search(self.probes[:, :500])
 
 
 class TwoGalleries(TemporaryFolderTest):

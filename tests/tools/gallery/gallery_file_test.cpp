@@ -11,6 +11,7 @@
 #include <filesystem>
 
 #include "base/failure.h"
+#include "base/sha256.h"
 #include "support/bits.h"
 #include "tools/gallery/random_gallery.h"
 #include "tools/run_program.h"
@@ -65,21 +66,48 @@ std::string padded(std::string text, size_t size) {
   return text;
 }
 
+std::string digestOf(const std::string& bytes) {
+  facefeature_tools::Sha256 sha;
+  sha.add(bytes.data(), bytes.size());
+  const facefeature_tools::Digest digest = sha.digest();
+  return std::string(digest.begin(), digest.end());
+}
+
 TEST_F(GalleryFile, HasEveryByteWhereReadersExpectIt) {
   Random random = seededRandom();
   SCOPED_TRACE(random.trace());
-  const auto features = writeRandomGallery(path, {"a", "b\xC3\xA9", "third, \"3\""}, random);
-  std::string wanted = "FFGALLRY" + raw32(1) + raw32(256) + raw64(3) + raw32(502) + raw32(0) +
-                       std::string(32, '\7') + padded("1.2.3", 64) + padded("Somecore", 64) +
-                       raw64(256) + raw64(8 * 4 + 14) + raw64(320) + std::string(40, '\0');
-  ASSERT_EQ(256u, wanted.size());
-  wanted += raw64(0) + raw64(1) + raw64(4) + raw64(14);
-  wanted += "ab\xC3\xA9third, \"3\"";
-  wanted.resize(320);
+  std::vector<std::string> ids = {"a", "b\xC3\xA9", "third, \"3\""};
+  // Enough rows for a second block of digests.
+  for (int i = 3; i < 40; ++i) ids.push_back(std::to_string(i));
+  const auto features = writeRandomGallery(path, ids, random);
+
+  std::string data = raw64(0);
+  std::string text;
+  for (const std::string& id : ids) data += raw64((text += id).size());
+  data = padded(data + text, (data.size() + text.size() + 63) / 64 * 64);
+  const uint64_t featuresAt = 12288 + data.size();
   for (const FeatureVector& feature : features) {
-    for (const float value : feature.values) wanted += raw32(bitsOf(value));
+    for (const float value : feature.values) data += raw32(bitsOf(value));
   }
-  EXPECT_EQ(wanted, contentOf(path));
+  ASSERT_GT(data.size(), 65536u);
+  ASSERT_LT(data.size(), 131072u);
+  const std::string digests = digestOf(data.substr(0, 65536)) + digestOf(data.substr(65536));
+  const uint64_t digestsAt = 12288 + data.size();
+  const uint64_t trailerAt = (digestsAt + digests.size() + 63) / 64 * 64;
+  std::string end = padded(digests, trailerAt - digestsAt);
+  end += "FFSEGMNT" + raw32(1) + raw32(256) + raw64(12288) + raw64(40) + raw64(12288) +
+         raw64(8 * 41 + text.size()) + raw64(featuresAt) + raw64(digestsAt) + raw64(0);
+  end = padded(end, trailerAt - digestsAt + 224);
+  end += digestOf(end);
+
+  const std::string header = padded("FFGALLRY" + raw32(2) + raw32(12288) + raw64(0) + raw32(502) +
+                                        raw32(0) + std::string(32, '\7'),
+                                    256);
+  std::string root = raw64(1) + raw64(trailerAt + 256) + raw64(40) + raw64(1) + raw64(trailerAt);
+  root = padded(padded(root, 64) + padded("1.2.3", 64) + padded("Somecore", 64), 224);
+  root += digestOf(header + root);
+  EXPECT_EQ(padded(header, 4096) + padded(root, 4096) + padded(root, 4096) + data + end,
+            contentOf(path));
   EXPECT_FALSE(fs::exists(path + ".part"));
 }
 
@@ -135,58 +163,102 @@ TEST_F(GalleryFile, CutShortAnywhereIsRefused) {
   SCOPED_TRACE(random.trace());
   writeRandomGallery(path, {"a", "b"}, random);
   const std::string whole = contentOf(path);
-  for (size_t size = 0; size < whole.size(); size += size < 400 ? 1 : 97) {
+  for (size_t size = 0; size < whole.size(); size += size < 64 ? 1 : 397) {
     EXPECT_NE("", faultOf(whole.substr(0, size))) << size;
   }
   EXPECT_NE("", faultOf(whole.substr(0, whole.size() - 1)));
-  EXPECT_NE("", faultOf(whole + '\0'));
   EXPECT_EQ("", faultOf(whole));
 }
 
-TEST_F(GalleryFile, WrongNumbersInTheHeaderAreRefused) {
+TEST_F(GalleryFile, BytesOfAnUnfinishedChangeAreIgnored) {
+  Random random = seededRandom();
+  writeRandomGallery(path, {"a", "b"}, random);
+  EXPECT_EQ("", faultOf(contentOf(path) + "what a killed process has left"));
+  EXPECT_EQ(2u, Gallery(path).count());
+}
+
+TEST_F(GalleryFile, AChangedByteOfTheHeaderOrATrailerIsRefused) {
   Random random = seededRandom();
   SCOPED_TRACE(random.trace());
   writeRandomGallery(path, {"a", "b"}, random);
   const std::string whole = contentOf(path);
-  const auto with = [&](size_t at, const std::string& bytes) {
+  const auto changedAt = [&](size_t at) {
     std::string changed = whole;
-    changed.replace(at, bytes.size(), bytes);
+    changed[at] = static_cast<char>(changed[at] ^ (1 << random.integer(0, 7)));
     return faultOf(changed);
   };
-  EXPECT_NE(std::string::npos, with(0, "f").find(": is no gallery. "));
-  EXPECT_NE(std::string::npos, with(8, "\2").find(": is a gallery of version 2, "));
-  EXPECT_NE("", with(12, "\1"));
-  EXPECT_NE("", with(24, raw32(501)));
-  const uint64_t huge[] = {0, 1, 3, 1u << 20, uint64_t{1} << 61, UINT64_MAX / 8, UINT64_MAX};
-  for (const uint64_t number : huge) {
-    EXPECT_NE("", with(16, raw64(number))) << number;
-    EXPECT_NE("", with(192, raw64(number))) << number;
-    EXPECT_NE("", with(200, raw64(number))) << number;
-    EXPECT_NE("", with(208, raw64(number))) << number;
-    EXPECT_NE("", with(256, raw64(number | 1))) << number;
-    if (number > 1) {
-      EXPECT_NE("", with(264, raw64(number))) << number;
-    }
-    EXPECT_NE("", with(272, raw64(number))) << number;
-  }
-  EXPECT_NE(std::string::npos, with(280, "\n").find(": has damaged ids. "));
-  EXPECT_NE("", with(280, "\xFF"));
+  for (size_t at = 0; at < 256; ++at) EXPECT_NE("", changedAt(at)) << at;
+  for (size_t at = whole.size() - 320; at < whole.size(); ++at) EXPECT_NE("", changedAt(at)) << at;
+  EXPECT_NE(std::string::npos, changedAt(0).find(": is not a gallery. "));
+  std::string other = whole;
+  other[8] = 3;
+  EXPECT_NE(std::string::npos, faultOf(other).find(": is a gallery of version 3, "));
 }
 
-TEST_F(GalleryFile, ChangedBytesNeverReachBeyondTheFile) {
+TEST_F(GalleryFile, OneDamagedRootIsReplacedByTheOther) {
+  Random random = seededRandom();
+  SCOPED_TRACE(random.trace());
+  writeRandomGallery(path, {"a", "b"}, random);
+  const std::string whole = contentOf(path);
+  for (const size_t root : {size_t{4096}, size_t{8192}}) {
+    for (size_t at = root; at < root + 256; at += 5) {
+      std::string changed = whole;
+      changed[at] = static_cast<char>(~changed[at]);
+      EXPECT_EQ("", faultOf(changed)) << at;
+      changed[12288 - root + at % 4096] = static_cast<char>(~changed[12288 - root + at % 4096]);
+      EXPECT_NE(std::string::npos, faultOf(changed).find(": has a damaged header: neither"));
+    }
+  }
+}
+
+// A digest stops accidents, and whoever can compute one can write any numbers under it.
+TEST_F(GalleryFile, WrongNumbersUnderGoodDigestsNeverReachBeyondTheFile) {
   Random random = seededRandom();
   SCOPED_TRACE(random.trace());
   writeRandomGallery(path, {"a", "bb", "ccc"}, random);
   const std::string whole = contentOf(path);
-  for (int round = 0; round < 500; ++round) {
-    std::string changed = whole;
-    for (int i = random.integer(1, 4); i > 0; --i) {
-      changed[static_cast<size_t>(random.integer(8, 300))] =
-          static_cast<char>(random.chance(50) ? 0 : random.next() >> 56);
+  const size_t trailer = whole.size() - 256;
+  const size_t digests = Gallery(path).segments()[0].digestsAt;
+  const auto reseal = [&](std::string& bytes) {
+    bytes.replace(trailer + 224, 32, digestOf(bytes.substr(digests, trailer + 224 - digests)));
+    for (const size_t root : {size_t{4096}, size_t{8192}}) {
+      bytes.replace(root + 224, 32, digestOf(bytes.substr(0, 256) + bytes.substr(root, 224)));
     }
+  };
+  std::string same = whole;
+  reseal(same);
+  ASSERT_TRUE(same == whole) << "the digests are somewhere else";
+  int opened = 0;
+  for (int round = 0; round < 3000; ++round) {
+    std::string changed = whole;
+    const uint64_t numbers[] = {0,
+                                1,
+                                3,
+                                64,
+                                256,
+                                12288,
+                                trailer,
+                                whole.size(),
+                                uint64_t{1} << 61,
+                                UINT64_MAX / 8,
+                                UINT64_MAX - 255,
+                                UINT64_MAX};
+    for (int i = random.integer(1, 2); i > 0; --i) {
+      const std::string number = raw64(numbers[random.integer(0, 11)]);
+      const size_t field = 8 * static_cast<size_t>(random.integer(0, 9));
+      const int32_t where = random.integer(0, 2);
+      if (where == 0) changed.replace(trailer + field, 8, number);
+      if (where == 1) changed.replace(12288 + field % 32, 8, number);
+      if (where == 2) {
+        changed.replace(4096 + field, 8, number);
+        changed.replace(8192 + field, 8, number);
+      }
+    }
+    reseal(changed);
     writeText(path, changed);
     try {
       const Gallery gallery(path);
+      ++opened;
       for (size_t row = 0; row < gallery.count(); ++row) {
         EXPECT_LE(gallery.id(row).size(), 300u);
         gallery.feature(row);
@@ -194,6 +266,7 @@ TEST_F(GalleryFile, ChangedBytesNeverReachBeyondTheFile) {
     } catch (const Failure&) {
     }
   }
+  EXPECT_GT(opened, 0);
 }
 
 TEST_F(GalleryFile, FoldersAndMissingFilesAreRefused) {

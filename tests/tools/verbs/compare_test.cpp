@@ -121,7 +121,7 @@ TEST_F(Compare, OfRowsAndFilesThatAreNotThereEndsWith3) {
                 runProgram({"compare", first + "#none", second}));
   expectFailure(3, "facefeature compare: " + base + "/none#x: can't be opened: ",
                 runProgram({"compare", base + "/none#x", second}));
-  expectFailure(3, "facefeature compare: " + file + ": is no gallery. ",
+  expectFailure(3, "facefeature compare: " + file + ": is not a gallery. ",
                 runProgram({"compare", file + "#x", second}));
 }
 

@@ -46,7 +46,7 @@ TEST_F(GalleryVerbs, InfoPrintsTheHeader) {
   EXPECT_EQ(0, outcome.exitCode);
   std::string model;
   for (int i = 0; i < 32; ++i) model += "07";
-  EXPECT_EQ("version: 1\ncount: 4\nfloats: 502\nmodel: " + model +
+  EXPECT_EQ("version: 2\ncount: 4\nfloats: 502\nmodel: " + model +
                 "\nlibrary: 1.2.3\nblas core: Somecore\n",
             outcome.out);
   EXPECT_EQ("plain\nwith, comma\nquo\"te\nJ\xC3\xBCrgen\n",
@@ -55,7 +55,7 @@ TEST_F(GalleryVerbs, InfoPrintsTheHeader) {
 
 TEST_F(GalleryVerbs, InfoOfSomethingElseEndsWith3) {
   writeText(gallery, "no gallery at all");
-  expectFailure(3, "facefeature gallery info: " + gallery + ": is no gallery. ",
+  expectFailure(3, "facefeature gallery info: " + gallery + ": is not a gallery. ",
                 runProgram({"gallery", "info", gallery}));
 }
 

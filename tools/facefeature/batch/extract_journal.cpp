@@ -14,6 +14,7 @@
 #include "base/open_file.h"
 #include "gallery/gallery_file.h"
 #include "gallery/gallery_layout.h"
+#include "gallery/gallery_root.h"
 #include "model/model_fingerprint.h"
 
 namespace facefeature_tools {
@@ -36,11 +37,6 @@ std::array<uint8_t, kCheckBytes> checkSum(const uint8_t* record, size_t count) {
   std::array<uint8_t, kCheckBytes> sum;
   std::copy_n(digest.begin(), sum.size(), sum.begin());
   return sum;
-}
-
-std::string originText(const uint8_t* field) {
-  const char* text = reinterpret_cast<const char*>(field);
-  return std::string(text, std::find(text, text + kOriginTextBytes, '\0'));
 }
 
 Failure notWritten(const std::string& path) {

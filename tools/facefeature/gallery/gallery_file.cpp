@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 
 #include "base/failure.h"
 #include "base/identifier.h"
@@ -20,9 +19,8 @@ Failure notSound(const std::string& path, const std::string& wrong) {
   return Failure(kBadInput, path, wrong, kRemedy);
 }
 
-std::string originText(const uint8_t* field) {
-  const char* text = reinterpret_cast<const char*>(field);
-  return std::string(text, std::find(text, text + kOriginTextBytes, '\0'));
+Failure wrongNumbers(const std::string& path) {
+  return notSound(path, "is cut short, too long, or has a header of wrong numbers");
 }
 
 bool hasMagic(const uint8_t* bytes) {
@@ -31,22 +29,35 @@ bool hasMagic(const uint8_t* bytes) {
 
 }  // namespace
 
-Gallery::Gallery(const std::string& path) : path_(path), file_(path, kRemedy) {
-  readHeader();
-  checkIds();
+Gallery::Gallery(const std::string& path) : path_(path) {
+  // A writer may extend the file between the mapping and the reading of the root, which then
+  // reaches beyond the mapping. The next mapping contains it.
+  constexpr int kMostTries = 100;
+  for (int tries = 1;; ++tries) {
+    file_ = std::make_unique<const MappedFile>(path, kRemedy);
+    if (file_->size() < sizeof kGalleryMagic || !hasMagic(bytes())) {
+      throw notSound(path_, "is not a gallery");
+    }
+    if (file_->size() < kOldHeaderBytes) throw notSound(path_, "is cut short within its header");
+    version_ = getWord(bytes() + kVersionAt);
+    if (version_ == kOldGalleryVersion) {
+      readOldHeader();
+      return;
+    }
+    if (version_ != kGalleryVersion) {
+      throw notSound(path_, "is a gallery of version " + std::to_string(version_) +
+                                ", and this program reads versions 1 and 2");
+    }
+    if (readNewHeader()) break;
+    if (tries == kMostTries) throw notSound(path_, "is cut short");
+  }
+  readSegments();
 }
 
-void Gallery::readHeader() {
-  const uint8_t* header = file_.bytes();
-  const uint64_t size = file_.size();
-  if (size < sizeof kGalleryMagic || !hasMagic(header)) throw notSound(path_, "is no gallery");
-  if (size < kGalleryHeaderBytes) throw notSound(path_, "is cut short within its header");
-  const uint32_t version = getWord(header + kVersionAt);
-  if (version != kGalleryVersion) {
-    throw notSound(path_, "is a gallery of version " + std::to_string(version) +
-                              ", and this program reads version 1 only");
-  }
-  if (getWord(header + kHeaderBytesAt) != kGalleryHeaderBytes ||
+void Gallery::readOldHeader() {
+  const uint8_t* header = bytes();
+  const uint64_t size = file_->size();
+  if (getWord(header + kHeaderBytesAt) != kOldHeaderBytes ||
       getWord(header + kFeatureFloatsAt) != kFeatureFloats) {
     throw notSound(path_, "has a header of wrong numbers");
   }
@@ -55,49 +66,190 @@ void Gallery::readHeader() {
   const uint64_t idsBytes = getLongWord(header + kIdsBytesAt);
   const uint64_t features = getLongWord(header + kFeaturesOffsetAt);
   // Each number is bounded by the size before it is multiplied or added, so that none wraps round.
-  const bool sound = count < size / 8 && ids >= kGalleryHeaderBytes && ids <= size &&
-                     ids % 8 == 0 && idsBytes <= size - ids && idsBytes >= 8 * (count + 1) &&
+  const bool sound = count < size / 8 && ids >= kOldHeaderBytes && ids <= size && ids % 8 == 0 &&
+                     idsBytes <= size - ids && idsBytes >= 8 * (count + 1) &&
                      features >= ids + idsBytes && features % kFeatureAlignment == 0 &&
                      features <= size && (size - features) % kFeatureBytes == 0 &&
                      (size - features) / kFeatureBytes == count;
-  if (!sound) throw notSound(path_, "is cut short, too long, or has a header of wrong numbers");
+  if (!sound) throw wrongNumbers(path_);
 
-  std::copy_n(header + kModelAt, origin_.model.size(), origin_.model.begin());
-  origin_.libraryVersion = originText(header + kLibraryVersionAt);
-  origin_.blasCore = originText(header + kBlasCoreAt);
-  count_ = count;
-  idOffsets_ = header + ids;
-  idText_ = reinterpret_cast<const char*>(idOffsets_ + 8 * (count + 1));
-  idTextBytes_ = idsBytes - 8 * (count + 1);
-  features_ = header + features;
+  root_.bytes = size;
+  root_.rows = count;
+  root_.segments = 1;
+  std::copy_n(header + kModelAt, root_.origin.model.size(), root_.origin.model.begin());
+  root_.origin.libraryVersion = originText(header + kLibraryVersionAt);
+  root_.origin.blasCore = originText(header + kBlasCoreAt);
+  SegmentPlan plan;
+  plan.start = ids;
+  plan.count = count;
+  plan.idsBytes = idsBytes;
+  plan.featuresAt = features;
+  plan.digestsAt = plan.trailerAt = plan.end = size;
+  segments_.push_back(plan);
+  addPart(plan);
+  makeRuns({});
 }
 
-void Gallery::checkIds() {
-  uint64_t start = getLongWord(idOffsets_);
+bool Gallery::readNewHeader() {
+  const uint64_t size = file_->size();
+  if (size < kFirstSegmentAt) throw notSound(path_, "is cut short within its header");
+  const std::optional<GalleryRoot> root = newestRoot(bytes());
+  if (!root) throw notSound(path_, "has a damaged header: neither copy of its root is sound");
+  // Digests hold only what was damaged by accident. Everything below is checked again.
+  if (getWord(bytes() + kHeaderBytesAt) != kFirstSegmentAt ||
+      getWord(bytes() + kFeatureFloatsAt) != kFeatureFloats) {
+    throw notSound(path_, "has a header of wrong numbers");
+  }
+  root_ = *root;
+  return root_.bytes <= size;
+}
+
+// Reads and checks the trailer there. All of the segment is below the given offset.
+SegmentPlan Gallery::readTrailer(uint64_t trailerAt, uint64_t below) const {
+  const Failure damaged = notSound(path_, "has a damaged segment");
+  if (trailerAt < kFirstSegmentAt || trailerAt % kFeatureAlignment != 0 || below < kRecordBytes ||
+      trailerAt > below - kRecordBytes) {
+    throw damaged;
+  }
+  const uint8_t* trailer = bytes() + trailerAt;
+  const uint64_t start = getLongWord(trailer + kTrailerStartAt);
+  const uint64_t count = getLongWord(trailer + kTrailerCountAt);
+  const uint64_t idsBytes = getLongWord(trailer + kTrailerIdsBytesAt);
+  const uint64_t previous = getLongWord(trailer + kTrailerPreviousAt);
+  const uint32_t kind = getWord(trailer + kTrailerKindAt);
+  const bool isRows = kind == static_cast<uint32_t>(SegmentKind::kRows);
+  // Each number is bounded before it is multiplied or added, so that none wraps round.
+  if (std::memcmp(trailer, kSegmentMagic, sizeof kSegmentMagic) != 0 ||
+      getWord(trailer + kTrailerBytesAt) != kRecordBytes || start < kFirstSegmentAt ||
+      start > trailerAt || start % kFeatureAlignment != 0 || count > trailerAt / 8 ||
+      idsBytes > trailerAt || (isRows && idsBytes < 8 * (count + 1)) ||
+      (!isRows && kind != static_cast<uint32_t>(SegmentKind::kRemovals))) {
+    throw damaged;
+  }
+  const SegmentPlan plan = isRows ? planRows(start, previous, count, idsBytes - 8 * (count + 1))
+                                  : planRemovals(start, previous, count);
+  if (plan.trailerAt != trailerAt || plan.idsBytes != idsBytes ||
+      getLongWord(trailer + kTrailerIdsAt) != (isRows ? start : 0) ||
+      getLongWord(trailer + kTrailerFeaturesAt) != plan.featuresAt ||
+      getLongWord(trailer + kTrailerDigestsAt) != plan.digestsAt) {
+    throw damaged;
+  }
+  Sha256 sha;
+  sha.add(bytes() + plan.digestsAt, trailerAt + kDigestAt - plan.digestsAt);
+  const Digest digest = sha.digest();
+  if (!std::equal(digest.begin(), digest.end(), trailer + kDigestAt)) throw damaged;
+  return plan;
+}
+
+void Gallery::readSegments() {
+  uint64_t below = root_.bytes;
+  for (uint64_t trailer = root_.lastTrailer; trailer != 0;) {
+    segments_.push_back(readTrailer(trailer, below));
+    // Segments follow one another without gaps, so a chain can't be longer than the file.
+    if (segments_.back().end != below) throw notSound(path_, "has a damaged segment");
+    below = segments_.back().start;
+    trailer = segments_.back().previousTrailer;
+  }
+  if (below != kFirstSegmentAt || segments_.size() != root_.segments) throw wrongNumbers(path_);
+  std::reverse(segments_.begin(), segments_.end());
+
+  std::vector<uint64_t> removed;
+  for (const SegmentPlan& plan : segments_) {
+    if (plan.kind == SegmentKind::kRows) {
+      addPart(plan);
+      continue;
+    }
+    for (uint64_t i = 0; i < plan.count; ++i) {
+      removed.push_back(getLongWord(bytes() + plan.start + 8 * i));
+      if (removed.back() >= storedRows_) throw notSound(path_, "has damaged removals");
+    }
+  }
+  std::sort(removed.begin(), removed.end());
+  if (std::adjacent_find(removed.begin(), removed.end()) != removed.end() ||
+      storedRows_ - removed.size() != root_.rows) {
+    throw notSound(path_, "has damaged removals");
+  }
+  makeRuns(removed);
+}
+
+void Gallery::addPart(const SegmentPlan& plan) {
+  Part part;
+  part.firstStored = storedRows_;
+  part.count = plan.count;
+  part.idOffsets = bytes() + plan.start;
+  part.textBytes = plan.idsBytes - 8 * (plan.count + 1);
+  part.features = bytes() + plan.featuresAt;
+  checkIds(part);
+  parts_.push_back(part);
+  storedRows_ += plan.count;
+}
+
+void Gallery::makeRuns(const std::vector<uint64_t>& removed) {
+  size_t row = 0;
+  auto gap = removed.begin();
+  for (size_t p = 0; p < parts_.size(); ++p) {
+    const Part& part = parts_[p];
+    size_t at = 0;
+    while (at < part.count) {
+      const bool gapIsHere =
+          gap != removed.end() && *gap - part.firstStored < part.count;  // gaps are ascending
+      const size_t end = gapIsHere ? static_cast<size_t>(*gap - part.firstStored) : part.count;
+      if (end > at) {
+        runs_.push_back({row, end - at, part.features + at * kFeatureBytes});
+        places_.push_back({p, at});
+        row += end - at;
+      }
+      if (gapIsHere) ++gap;
+      at = end + (gapIsHere ? 1 : 0);
+    }
+  }
+}
+
+void Gallery::checkIds(const Part& part) const {
+  const char* text = reinterpret_cast<const char*>(part.idOffsets + 8 * (part.count + 1));
+  uint64_t start = getLongWord(part.idOffsets);
   bool sound = start == 0;
-  for (size_t row = 0; row < count_ && sound; ++row) {
-    const uint64_t end = getLongWord(idOffsets_ + 8 * (row + 1));
-    sound = end >= start && end <= idTextBytes_ && identifierFault(id(row)).empty();
+  for (size_t row = 0; row < part.count && sound; ++row) {
+    const uint64_t end = getLongWord(part.idOffsets + 8 * (row + 1));
+    sound = end >= start && end <= part.textBytes &&
+            identifierFault(std::string_view(text + start, end - start)).empty();
     start = end;
   }
-  if (!sound || start != idTextBytes_) throw notSound(path_, "has damaged ids");
+  if (!sound || start != part.textBytes) throw notSound(path_, "has damaged ids");
+}
+
+Gallery::Place Gallery::locate(size_t row) const {
+  const auto after =
+      std::upper_bound(runs_.begin(), runs_.end(), row,
+                       [](size_t wanted, const FeatureRun& run) { return wanted < run.firstRow; });
+  const size_t run = static_cast<size_t>(after - runs_.begin()) - 1;
+  return {places_[run].part, places_[run].row + (row - runs_[run].firstRow)};
 }
 
 std::string_view Gallery::id(size_t row) const {
-  const uint64_t start = getLongWord(idOffsets_ + 8 * row);
-  const uint64_t end = getLongWord(idOffsets_ + 8 * (row + 1));
-  return std::string_view(idText_ + start, end - start);
+  const Place place = locate(row);
+  const Part& part = parts_[place.part];
+  const uint64_t start = getLongWord(part.idOffsets + 8 * place.row);
+  const uint64_t end = getLongWord(part.idOffsets + 8 * (place.row + 1));
+  const char* text = reinterpret_cast<const char*>(part.idOffsets + 8 * (part.count + 1));
+  return std::string_view(text + start, end - start);
 }
 
 FeatureVector Gallery::feature(size_t row) const {
-  const uint8_t* bytes = features_ + row * kFeatureBytes;
+  const Place place = locate(row);
+  const uint8_t* source = parts_[place.part].features + place.row * kFeatureBytes;
   FeatureVector feature;
-  for (size_t i = 0; i < kFeatureFloats; ++i) feature.values[i] = getFloat(bytes + 4 * i);
+  for (size_t i = 0; i < kFeatureFloats; ++i) feature.values[i] = getFloat(source + 4 * i);
   return feature;
 }
 
+uint64_t Gallery::storedRow(size_t row) const {
+  const Place place = locate(row);
+  return parts_[place.part].firstStored + place.row;
+}
+
 std::optional<size_t> Gallery::find(std::string_view wanted) const {
-  for (size_t row = 0; row < count_; ++row) {
+  for (size_t row = 0; row < count(); ++row) {
     if (id(row) == wanted) return row;
   }
   return std::nullopt;
@@ -110,6 +262,18 @@ bool looksLikeGallery(const std::string& path) {
   const size_t got = std::fread(bytes, 1, sizeof bytes, file);
   std::fclose(file);
   return got == sizeof bytes && hasMagic(bytes);
+}
+
+std::unordered_map<std::string_view, size_t> rowsById(const Gallery& gallery) {
+  std::unordered_map<std::string_view, size_t> rows;
+  rows.reserve(gallery.count());
+  for (size_t row = 0; row < gallery.count(); ++row) {
+    if (rows.emplace(gallery.id(row), row).second) continue;
+    throw Failure(kBadInput, gallery.path(),
+                  "has the id " + std::string(gallery.id(row)) + " twice",
+                  "Restore the gallery from a copy");
+  }
+  return rows;
 }
 
 void requireSameModel(const Gallery& a, const Gallery& b) {

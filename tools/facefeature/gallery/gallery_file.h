@@ -1,59 +1,114 @@
-// Galleries: many features with their ids and where they come from, in one file that programs map
-// into memory. docs/galleries.md describes every byte.
+// Galleries: many features with their ids and what made them, in one file that programs map into
+// memory. docs/galleries.md describes every byte.
 #ifndef FACEFEATURE_TOOLS_GALLERY_GALLERY_FILE_H
 #define FACEFEATURE_TOOLS_GALLERY_GALLERY_FILE_H
 
 #include <facefeature/facefeature.h>
 
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 #include "base/mapped_file.h"
 #include "base/output_file.h"
 #include "gallery/gallery_origin.h"
+#include "gallery/gallery_root.h"
+#include "gallery/segment_plan.h"
+#include "gallery/segment_writer.h"
 
 namespace facefeature_tools {
 
-// A whole gallery, read where it is touched. Any thread may read.
+// Rows whose features follow one another in memory.
+struct FeatureRun {
+  size_t firstRow;
+  size_t count;
+  const uint8_t* features;  // count x 502 floats of 4 bytes, little-endian
+};
+
+// A gallery as it is when it is opened, read where it is touched. Any thread may read. Another
+// process may change the file meanwhile: this object keeps the state that it has opened.
+//
+// Rows are numbered from 0 to count() - 1 in the order of the gallery. Removed rows have no number.
 class Gallery {
  public:
-  // Throws Failure (kBadInput) for a file that is no sound gallery. The floats are not judged.
+  // Throws Failure (kBadInput) for a file that is not a valid gallery. Does not check the floats,
+  // nor the digests of the blocks: gallery_verify.h does.
   explicit Gallery(const std::string& path);
 
   const std::string& path() const { return path_; }
-  const GalleryOrigin& origin() const { return origin_; }
-  size_t count() const { return count_; }
+  uint32_t version() const { return version_; }
+  const GalleryOrigin& origin() const { return root_.origin; }
+  size_t count() const { return root_.rows; }
 
   // row is below count(). The text lives as long as the gallery.
   std::string_view id(size_t row) const;
   FeatureVector feature(size_t row) const;
 
-  // The row of an id, if it is there.
+  // The row of an id, if the gallery has it. Searches all rows.
   std::optional<size_t> find(std::string_view id) const;
 
+  // All rows in order. The pointers live as long as the gallery.
+  const std::vector<FeatureRun>& runs() const { return runs_; }
+
+  // What the file contains. Version 1: one segment without digests.
+  const GalleryRoot& root() const { return root_; }
+  const std::vector<SegmentPlan>& segments() const { return segments_; }
+  size_t removedCount() const { return storedRows_ - root_.rows; }
+  const MappedFile& file() const { return *file_; }
+
+  // The number of a row when removed rows are counted too.
+  uint64_t storedRow(size_t row) const;
+
  private:
-  void readHeader();
-  void checkIds();
+  // The rows of one segment.
+  struct Part {
+    uint64_t firstStored;
+    size_t count;
+    const uint8_t* idOffsets;
+    size_t textBytes;
+    const uint8_t* features;
+  };
+  // For each run, where it starts.
+  struct Place {
+    size_t part;
+    size_t row;  // within the part
+  };
+
+  void readOldHeader();
+  bool readNewHeader();
+  SegmentPlan readTrailer(uint64_t trailerAt, uint64_t below) const;
+  void readSegments();
+  void addPart(const SegmentPlan& plan);
+  void makeRuns(const std::vector<uint64_t>& removed);
+  void checkIds(const Part& part) const;
+  Place locate(size_t row) const;
+  const uint8_t* bytes() const { return file_->bytes(); }
 
   std::string path_;
-  MappedFile file_;
-  GalleryOrigin origin_;
-  size_t count_ = 0;
-  const uint8_t* idOffsets_ = nullptr;
-  const char* idText_ = nullptr;
-  size_t idTextBytes_ = 0;
-  const uint8_t* features_ = nullptr;
+  std::unique_ptr<const MappedFile> file_;
+  uint32_t version_ = 0;
+  GalleryRoot root_;
+  std::vector<SegmentPlan> segments_;
+  std::vector<Part> parts_;
+  uint64_t storedRows_ = 0;
+  std::vector<FeatureRun> runs_;
+  std::vector<Place> places_;
 };
 
 // Does the file begin as a gallery does? False for a file that can't be read.
 bool looksLikeGallery(const std::string& path);
 
-// Writes a gallery row by row. Until finish() the path keeps what it held.
+// The row of each id. The texts are the gallery's. Throws Failure (kBadInput) for an id that
+// occurs twice.
+std::unordered_map<std::string_view, size_t> rowsById(const Gallery& gallery);
+
+// Writes a new gallery row by row. Until finish() the path keeps what it had.
 class GalleryWriter {
  public:
-  // The ids are good by identifierFault() and differ. Throws Failure (kFailed).
+  // The ids are valid by identifierFault() and all different. Throws Failure (kFailed).
   GalleryWriter(const std::string& path, const GalleryOrigin& origin,
                 const std::vector<std::string>& ids);
 
@@ -65,10 +120,12 @@ class GalleryWriter {
 
  private:
   OutputFile file_;
+  ByteSink sink_;
+  SegmentWriter segment_;
 };
 
-// Features of different models have nothing to do with each other, though a score comes out.
-// Throws Failure (kBadModel) that names both.
+// Throws Failure (kBadModel) that names both galleries if they are of different models. A score of
+// features of two models is a number without a meaning.
 void requireSameModel(const Gallery& a, const Gallery& b);
 
 }  // namespace facefeature_tools

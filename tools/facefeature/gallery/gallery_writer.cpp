@@ -1,60 +1,48 @@
-#include <algorithm>
 #include <array>
 
-#include "base/little_endian.h"
 #include "gallery/gallery_file.h"
 #include "gallery/gallery_layout.h"
 
 namespace facefeature_tools {
 namespace {
 
-void putText(const std::string& text, uint8_t* field) {
-  std::copy_n(text.begin(), std::min(text.size(), kOriginTextBytes), field);
+SegmentPlan planOf(const std::vector<std::string>& ids) {
+  uint64_t textBytes = 0;
+  for (const std::string& id : ids) textBytes += id.size();
+  return planRows(kFirstSegmentAt, 0, ids.size(), textBytes);
+}
+
+void writePage(const GalleryRecord& record, OutputFile& file) {
+  std::array<uint8_t, kGalleryPage> page = {};
+  std::copy(record.begin(), record.end(), page.begin());
+  file.write(page.data(), page.size());
 }
 
 }  // namespace
 
 GalleryWriter::GalleryWriter(const std::string& path, const GalleryOrigin& origin,
                              const std::vector<std::string>& ids)
-    : file_(path) {
-  uint64_t idsBytes = 8 * (ids.size() + 1);
-  for (const std::string& id : ids) idsBytes += id.size();
-  const uint64_t idsEnd = kGalleryHeaderBytes + idsBytes;
-  const uint64_t padding = (kFeatureAlignment - idsEnd % kFeatureAlignment) % kFeatureAlignment;
-
-  std::array<uint8_t, kGalleryHeaderBytes> header = {};
-  std::copy(std::begin(kGalleryMagic), std::end(kGalleryMagic), header.begin());
-  putWord(kGalleryVersion, &header[kVersionAt]);
-  putWord(kGalleryHeaderBytes, &header[kHeaderBytesAt]);
-  putLongWord(ids.size(), &header[kCountAt]);
-  putWord(kFeatureFloats, &header[kFeatureFloatsAt]);
-  std::copy(origin.model.begin(), origin.model.end(), &header[kModelAt]);
-  putText(origin.libraryVersion, &header[kLibraryVersionAt]);
-  putText(origin.blasCore, &header[kBlasCoreAt]);
-  putLongWord(kGalleryHeaderBytes, &header[kIdsOffsetAt]);
-  putLongWord(idsBytes, &header[kIdsBytesAt]);
-  putLongWord(idsEnd + padding, &header[kFeaturesOffsetAt]);
-  file_.write(header.data(), header.size());
-
-  std::array<uint8_t, 8> offsetBytes;
-  uint64_t offset = 0;
-  putLongWord(offset, offsetBytes.data());
-  file_.write(offsetBytes.data(), offsetBytes.size());
-  for (const std::string& id : ids) {
-    offset += id.size();
-    putLongWord(offset, offsetBytes.data());
-    file_.write(offsetBytes.data(), offsetBytes.size());
-  }
-  for (const std::string& id : ids) file_.write(id);
-  file_.write(std::string(padding, '\0'));
+    : file_(path),
+      sink_([this](const uint8_t* bytes, size_t count) { file_.write(bytes, count); }),
+      segment_(planOf(ids), sink_) {
+  const SegmentPlan plan = planOf(ids);
+  const GalleryRecord header = headerRecord(origin.model);
+  writePage(header, file_);
+  GalleryRoot root;
+  root.bytes = plan.end;
+  root.rows = ids.size();
+  root.segments = 1;
+  root.lastTrailer = plan.trailerAt;
+  root.origin = origin;
+  for (size_t copy = 0; copy < kRoots; ++copy) writePage(rootRecord(header, root), file_);
+  segment_.putIds(ids);
 }
 
-void GalleryWriter::add(const FeatureVector& feature) {
-  std::array<uint8_t, kFeatureBytes> bytes;
-  for (size_t i = 0; i < kFeatureFloats; ++i) putFloat(feature.values[i], &bytes[4 * i]);
-  file_.write(bytes.data(), bytes.size());
-}
+void GalleryWriter::add(const FeatureVector& feature) { segment_.putFeature(feature); }
 
-void GalleryWriter::finish() { file_.publish(); }
+void GalleryWriter::finish() {
+  segment_.finish();
+  file_.publish();
+}
 
 }  // namespace facefeature_tools

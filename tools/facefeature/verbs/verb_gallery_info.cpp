@@ -15,7 +15,7 @@ ExitCode runGalleryInfo(const GalleryInfoRequest& request) {
     }
   } else {
     const GalleryOrigin& origin = gallery.origin();
-    printData("version: " + std::to_string(kGalleryVersion) + "\n");
+    printData("version: " + std::to_string(gallery.version()) + "\n");
     printData("count: " + std::to_string(gallery.count()) + "\n");
     printData("floats: " + std::to_string(kFeatureFloats) + "\n");
     printData("model: " + hexText(origin.model) + "\n");
