@@ -26,10 +26,11 @@ const std::vector<Room>& rooms() {
       {"photo", {"base"}},
       {"face", {"base", "photo"}},
       {"gallery", {"base", "model"}},
+      {"search", {"base", "model", "gallery"}},
       {"batch", {"base", "model", "gallery"}},
       {"draw", {"base", "photo", "face"}},
       {"page", {"base", "photo", "batch"}},
-      {"verbs", {"base", "model", "photo", "face", "gallery", "batch", "draw", "page"}},
+      {"verbs", {"base", "model", "photo", "face", "gallery", "search", "batch", "draw", "page"}},
   };
   return all;
 }
