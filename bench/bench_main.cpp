@@ -6,7 +6,7 @@
 
 #include "bench_common.h"
 #include "bench_model.h"
-#include "kernels/blas.h"
+#include "kernels/kernel_set.h"
 
 namespace {
 
@@ -27,12 +27,11 @@ int main(int argc, char** argv) {
   benchmark::Initialize(&count, arguments.data());
   if (benchmark::ReportUnrecognizedArguments(count, arguments.data())) return 2;
 
-  benchmark::AddCustomContext("openblas_core", openblas_get_corename());
+  benchmark::AddCustomContext("kernel_set", facefeature::activeKernels->name);
   benchmark::AddCustomContext("compiler", FACEFEATURE_BENCH_COMPILER);
   benchmark::AddCustomContext("flags", FACEFEATURE_BENCH_FLAGS);
 
-  // A matrix product outside of the loop over the nets is to run on one thread as it does inside.
-  // Benchmarks that want more say so for themselves.
+  // Benchmarks that want more threads say so for themselves.
   omp_set_num_threads(1);
   facefeature_bench::registerKernels();
   facefeature_bench::registerStages();

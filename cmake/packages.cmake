@@ -15,10 +15,9 @@ set(python3training_package python3-facefeature-training)
 set(model_package facefeature-model-portraits)
 set(components library dev tools python3 python3training model)
 
-# The documents. What a package carries in machine code stands in its copyright file with the words
-# that its authors ask for: OpenBLAS in both, and in the program headers, and dlib where it is built.
-set(compiled_in_library libopenblas-openmp-dev)
-set(compiled_in_tools libopenblas-openmp-dev libcli11-dev nlohmann-json3-dev)
+# The documents. If a package carries machine code of another package, its copyright file quotes the
+# notice that the authors ask for: headers in the program, and dlib if it is built in.
+set(compiled_in_tools libcli11-dev nlohmann-json3-dev)
 if(FACEFEATURE_BUILD_TOOLS)
   get_directory_property(has_dlib DIRECTORY ${PROJECT_SOURCE_DIR}/tools/facefeature/face
                          DEFINITION FACEFEATURE_HAS_DLIB)

@@ -26,6 +26,7 @@
 #include "kernels/multiply.h"
 #include "matrix_operands.h"
 #include "matrix_slots.h"
+#include "support/bits.h"
 #include "support/reference_arithmetic.h"
 
 namespace {
@@ -298,8 +299,8 @@ void applyFunction(MatrixOperands& operands) {
   }
 }
 
-double valueAt(const Model& model, int32_t r, int32_t c) {
-  return static_cast<double>(model.cells.at(static_cast<size_t>(model.place(r, c))).at(0));
+float valueAt(const Model& model, int32_t r, int32_t c) {
+  return model.cells.at(static_cast<size_t>(model.place(r, c))).at(0);
 }
 
 // The matrices have as many lines as are used, or more.
@@ -327,16 +328,14 @@ void multiply(MatrixOperands& operands) {
   for (int32_t i = 0; i < m * n; ++i) {
     const size_t place = static_cast<size_t>(i / n * ldc + i % n);
     float& value = c.storage->wanted.at(c.offset + place);
-    double wanted = static_cast<double>(beta) * static_cast<double>(value);
-    double terms = std::fabs(wanted);
+    float wanted = 0.0f;
     for (int32_t l = 0; l < k; ++l) {
-      const double x = valueAt(left, i / n, l), y = valueAt(right, l, i % n);
-      wanted += static_cast<double>(alpha) * x * y;
-      terms += std::fabs(static_cast<double>(alpha) * x * y);
+      wanted = reference::fused(valueAt(left, i / n, l), valueAt(right, l, i % n), wanted);
     }
+    if (alpha != 1.0f) wanted = reference::product(alpha, wanted);
+    if (beta != 0.0f) wanted = reference::sum(reference::product(beta, value), wanted);
     value = c.got->buffer[place];
-    const double allowed = isWhole ? 0.0 : terms * (k + 4) * std::ldexp(1.0, -24);
-    require(std::fabs(static_cast<double>(value) - wanted) <= allowed, "product", place);
+    require(facefeature_test::sameBits(wanted, value), "product", place);
   }
 }
 

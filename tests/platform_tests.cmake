@@ -30,9 +30,7 @@ set(facefeature_posix_tests
   # at there. tools/windows-suite looks into the DLL.
   rules/.*)
 
-# tests/CMakeLists.txt leaves out whole folders there: cores (every one that Debian's OpenBLAS has;
-# the DLL has three, which kernels/blas_cores_windows_test.cpp and tools/windows/compare-bits go
-# through), exhaustion (a limit on addresses, setrlimit), memcheck (Valgrind), packages and python (what is installed on a Debian machine), rules, and soak
+# tests/CMakeLists.txt leaves out whole folders there: exhaustion (a limit on addresses, setrlimit), memcheck (Valgrind), packages and python (what is installed on a Debian machine), rules, and soak
 # (counts of the Linux kernel). fuzz/CMakeLists.txt leaves out fuzz_nets, which forks.
 
 # Only on Windows.
@@ -40,7 +38,6 @@ set(facefeature_windows_tests
   platform/model_directory_windows_test.cpp
   host/temporary_folder_windows_test.cpp
   host/ordinal_host_windows_test.cpp
-  kernels/blas_cores_windows_test.cpp
   tools/verbs/extract_list_windows_test.cpp
   tools/model/model_link_windows_test.cpp)
 

@@ -35,10 +35,7 @@ void printMachine(const facefeature_bench::Measured& m) {
   if (!m.o2.context.empty()) {
     std::printf("; plain -O2: %s", m.o2.context.at("flags").c_str());
   }
-  std::printf("\nBLAS core  %s", context.at("openblas_core").c_str());
-  if (!m.releaseHaswell.context.empty()) {
-    std::printf("; AVX2 rows: %s", m.releaseHaswell.context.at("openblas_core").c_str());
-  }
+  std::printf("\nkernel set %s (\"fast\")", context.at("kernel_set").c_str());
   std::printf("\ncommit     %s; load average before the runs %s\n\n",
               told("FACEFEATURE_BENCH_COMMIT"), told("FACEFEATURE_BENCH_LOAD"));
 }

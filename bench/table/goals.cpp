@@ -64,10 +64,6 @@ void printGoals(const Measured& m) {
                 kSmall1 + fast, m.release, kSmall1 + plain, 1.0 / 6);
   printQuotient("", "the same: fast / plain forms built with -O2", m.release, kSmall1 + fast, m.o2,
                 kSmall1 + plain, 1.0 / 6);
-  printQuotient("", "with an AVX2 BLAS: fast / plain forms of the same build", m.releaseHaswell,
-                kSmall1 + fast, m.releaseHaswell, kSmall1 + plain, 1.0 / 4.5);
-  printQuotient("", "with an AVX2 BLAS: fast / plain forms built with -O2", m.releaseHaswell,
-                kSmall1 + fast, m.o2Haswell, kSmall1 + plain, 1.0 / 4.5);
   printQuotient("2", "4000x3000 / 640x480, 1 thread, fast", m.release, kLarge1 + fast, m.release,
                 kSmall1 + fast, 1.15);
   std::printf("3  %-66s\n", "25 nets / the same nets in another runtime: bench/peers/run");

@@ -18,10 +18,10 @@ struct Series {
   double median() const;
 };
 
-// The runs of one build with one setting of the BLAS.
+// The runs of one build.
 struct Results {
   std::map<std::string, Series> series;        // by the name in the source
-  std::map<std::string, std::string> context;  // openblas_core, compiler, flags, caches
+  std::map<std::string, std::string> context;  // kernel_set, compiler, flags, caches
 
   bool has(const std::string& name) const { return series.count(name) > 0; }
 
@@ -37,10 +37,8 @@ struct Results {
 
 // Everything a call of `run` has measured.
 struct Measured {
-  Results release;         // what is shipped; the only one with stages, kernels and limits in turns
-  Results o2;              // the plain forms, built with -O2
-  Results releaseHaswell;  // the BLAS held to AVX2
-  Results o2Haswell;
+  Results release;  // what is shipped; the only one with stages, kernels and limits in turns
+  Results o2;       // the plain forms, built with -O2
   Results memory;
 };
 

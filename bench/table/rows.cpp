@@ -187,10 +187,6 @@ std::vector<Row> callRows(const Measured& m, const Limits& limits) {
           bounded(row, limits.nets() / threads + limits.projections(), "nets and projection"));
     }
   }
-  if (m.releaseHaswell.has("extract/640x480/threads:1/fast")) {
-    rows.push_back(rowOf(m.releaseHaswell, m.o2Haswell, "640x480, 1 thread, AVX2 BLAS",
-                         "extract/640x480/threads:1"));
-  }
   return rows;
 }
 
@@ -211,7 +207,7 @@ void printRates(const Results& release) {
     return series.counters.at(counter) / series.minimum() * 1e-6;
   };
   std::printf(
-      "limits of one core: %.1f GFLOP/s in a large sgemm; GB/s: read of memory %.1f, of the "
+      "limits of one core: %.1f GFLOP/s in registers; GB/s: read of memory %.1f, of the "
       "projections from memory %.1f,\nagain and again %.1f; in cache: write %.1f, copy (in and "
       "out) "
       "%.1f; files: all to one place %.1f, each to its own %.1f\n",
@@ -219,6 +215,21 @@ void printRates(const Results& release) {
       rate("read_projections/cold", "bytes"), rate("read_projections/again", "bytes"),
       rate("write_cache", "bytes"), rate("copy_cache", "bytes"), rate("read_files_over", "bytes"),
       rate("read_files_apart", "bytes"));
+}
+
+// A line for each set that ran: one benchmark each for the nets and for whole calls.
+void printSets(const Results& release) {
+  std::printf("kernel sets%42s%10s%15s%10s\n", "25 nets", "", "640x480 call", "");
+  std::printf("%-34s%9s%10s%15s%10s\n", "", "1 thread", "2 threads", "1 thread", "2 threads");
+  for (const char* set : {"avx512", "avx2", "neon", "sse2", "plain"}) {
+    const std::string end = std::string("/") + set;
+    if (!release.has("stage/nets/threads:1" + end)) continue;
+    std::printf("  %-32s%9.2f%10.2f%15.2f%10.2f\n", set,
+                release.minimum("stage/nets/threads:1" + end),
+                release.minimum("stage/nets/threads:2" + end),
+                release.minimum("extract/640x480/threads:1" + end),
+                release.minimum("extract/640x480/threads:2" + end));
+  }
 }
 
 }  // namespace
@@ -231,6 +242,7 @@ bool printRows(const Measured& m) {
   bool sameBits = printSection("stages", stageRows(m, limits));
   sameBits = printSection("kernels, over one extraction", kernelRows(m, limits)) && sameBits;
   sameBits = printSection("whole calls", callRows(m, limits)) && sameBits;
+  printSets(m.release);
   printRates(m.release);
   return sameBits;
 }

@@ -106,8 +106,8 @@ class Gallery:
                      made when the attribute is first read
     fingerprint      of the model: 64 digits
     library_version  of the library that made the features; empty when not known
-    blas_core        what OpenBLAS called the processor there, on which the last digits of a feature
-                     depend; empty when not known
+    blas_core        the order of the sums, on which the last digits of a feature depend: "fma-chain",
+                     or, from version 1.0.0, OpenBLAS's name for the processor; empty when not known
 
     Opening a gallery reads the header and the ids, and gives the state that it has then: the host
     program may add and remove rows meanwhile. The file stays mapped as long as ``features`` or an

@@ -2,7 +2,7 @@
 //
 // A set belongs to a kind of processor. The plain set defines every result; each other set is
 // bit-identical to it. The header of each plain function documents what its fast variants may do
-// differently: unfold.h, pooling.h, multiply.h, project_rows.h.
+// differently: unfold.h, pooling.h, multiply.h, project_rows.h, product.h, direct_convolution.h.
 //
 // To add a set: write its functions, in files named after their instruction set, and add one entry
 // to the list in kernel_set.cpp. Tests, fuzz targets and benchmarks iterate over the list.
@@ -12,6 +12,9 @@
 #include <cstdint>
 
 namespace facefeature {
+
+struct DirectConvolution;
+struct Product;
 
 // Functions over plain pointers. None of them is null, and any thread may call them.
 struct KernelSet {
@@ -35,6 +38,19 @@ struct KernelSet {
   // products[r] = the sum over j of matrix[r * cols + j] * x[j], for rows rows.
   void (*projectRows)(const float* matrix, int32_t rows, int32_t cols, const float* x,
                       float* products);
+
+  // The same for count vectors in one pass: products[i][r] belongs to x[i].
+  void (*projectMany)(const float* matrix, int32_t rows, int32_t cols, const float* const* x,
+                      int32_t count, float* const* products);
+
+  // The sums of a matrix product (product.h).
+  void (*product)(const Product& product);
+
+  // A filter bank of the built-in nets with what follows it (direct_convolution.h).
+  void (*convolveDirect)(int32_t shape, const DirectConvolution& task);
+
+  // out[c * rows + r] = in[r * columns + c] (direct_convolution.h).
+  void (*transpose)(const float* in, int32_t rows, int32_t columns, float* out);
 };
 
 // A range of sets, for range-based for.

@@ -12,6 +12,11 @@ void projectRowsPlain(const float* matrix, int32_t rows, int32_t cols, const flo
   }
 }
 
+void projectManyPlain(const float* matrix, int32_t rows, int32_t cols, const float* const* x,
+                      int32_t count, float* const* products) {
+  for (int32_t i = 0; i < count; ++i) projectRowsPlain(matrix, rows, cols, x[i], products[i]);
+}
+
 void projectRowsFast(const float* matrix, int32_t rows, int32_t cols, const float* x,
                      float* products) {
 #if defined(__SSE2__) || defined(_M_X64)

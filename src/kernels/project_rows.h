@@ -18,6 +18,20 @@ void projectRowsFast(const float* matrix, int32_t rows, int32_t cols, const floa
 void projectRowsSse2(const float* matrix, int32_t rows, int32_t cols, const float* x,
                      float* products);
 
+// The same for count vectors: products[i][r] belongs to x[i]. Each float of the matrix is read once
+// for all of up to kProjectedAtOnce vectors.
+constexpr int32_t kProjectedAtOnce = 16;
+void projectManyPlain(const float* matrix, int32_t rows, int32_t cols, const float* const* x,
+                      int32_t count, float* const* products);
+void projectManySse2(const float* matrix, int32_t rows, int32_t cols, const float* const* x,
+                     int32_t count, float* const* products);
+void projectManyAvx2(const float* matrix, int32_t rows, int32_t cols, const float* const* x,
+                     int32_t count, float* const* products);
+void projectManyAvx512(const float* matrix, int32_t rows, int32_t cols, const float* const* x,
+                       int32_t count, float* const* products);
+void projectManyNeon(const float* matrix, int32_t rows, int32_t cols, const float* const* x,
+                     int32_t count, float* const* products);
+
 }  // namespace facefeature
 
 #endif

@@ -1,16 +1,10 @@
 // Prints a hash of the bits of everything that an extraction makes, stage by stage, for the same
 // faces wherever it runs: two builds that print the same lines compute the same.
 //
-//     dump_bits [PROCESSOR]
+//     dump_bits [SET]
 //
-// PROCESSOR is the kind that matrices are multiplied for, as OpenBLAS names it. On Linux the
-// package takes it from OPENBLAS_CORETYPE; there the argument is refused unless it is in force.
-// Exit status 9: this processor can't run it.
-#include <cblas.h>
-#if defined(_WIN32)
-#include <cblas_cores.h>
-#endif
-
+// SET is the name of a kernel set; without it the library chooses. Exit status 9: there is no such
+// set, or this processor can't run it.
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -20,6 +14,7 @@
 #include "engine/build_patch_matrices.h"
 #include "geometry/gray_image.h"
 #include "geometry/head_pose.h"
+#include "kernels/kernel_set.h"
 #include "kernels/vector_math.h"
 #include "net/conv_net.h"
 #include "support/random.h"
@@ -131,20 +126,21 @@ void printAll() {
   }
 }
 
-bool useProcessor(const std::string& name) {
-#if defined(_WIN32)
-  return cblasUseCore(name.c_str()) != 0;
-#else
-  return name == openblas_get_corename();
-#endif
+bool useSet(const std::string& name) {
+  for (const facefeature::KernelSet& set : facefeature::kernelSets()) {
+    if (set.name != name || !set.runsHere()) continue;
+    facefeature::activeKernels = &set;
+    return true;
+  }
+  return false;
 }
 
 }  // namespace
 }  // namespace facefeature_test
 
 int main(int argc, char** argv) {
-  if (argc == 2 && !facefeature_test::useProcessor(argv[1])) {
-    std::fprintf(stderr, "dump_bits: %s is not in force\n", argv[1]);
+  if (argc == 2 && !facefeature_test::useSet(argv[1])) {
+    std::fprintf(stderr, "dump_bits: %s does not run here\n", argv[1]);
     return 9;
   }
   facefeature_test::printAll();

@@ -1,4 +1,5 @@
-// The package behind blas.h, called as the loop over the nets calls it.
+// The routines of blas.h, called as the loop over the nets calls them. product_test.cpp compares
+// their sums with the definition.
 #include "kernels/blas.h"
 
 #include <gtest/gtest.h>
@@ -14,6 +15,8 @@
 
 namespace facefeature_test {
 namespace {
+
+using namespace facefeature;
 
 struct Product {
   int32_t m, n, k;
@@ -51,10 +54,7 @@ std::vector<float> multiply(const Product& product) {
   return c;
 }
 
-// Inside an active parallel region the package computes on the calling thread alone.
 void multiplyOnOneThread(std::vector<Product>& products) {
-#pragma omp parallel num_threads(2)
-#pragma omp single
   for (Product& product : products) product.wanted = multiply(product);
 }
 
@@ -68,17 +68,6 @@ int countWrong(const std::vector<Product>& products, size_t thread, size_t calls
   }
   return wrong;
 }
-
-// Races of the flavour without threads are too rare to be met in a short test on a busy machine: so
-// the flavour itself is asked for, where the package can tell. On Windows the flavour without
-// threads is built with locks, which only the build knows.
-#if defined(_WIN32) && defined(OPENBLAS_SEQUENTIAL)
-TEST(Sgemm, PackageStartsNoThreads) { EXPECT_EQ(OPENBLAS_SEQUENTIAL, openblas_get_parallel()); }
-#elif defined(OPENBLAS_OPENMP)
-TEST(Sgemm, PackageIsTheFlavourForParallelLoops) {
-  EXPECT_EQ(OPENBLAS_OPENMP, openblas_get_parallel());
-}
-#endif
 
 TEST(Sgemm, EightThreadsAtOnceGetTheBitsOfOneThread) {
   Random random = seededRandom();

@@ -159,7 +159,7 @@ TEST_F(ConvLayerTest, OneInputIsConvolvedAndGetsTheBiases) {
   addInputs(1);
   const Matrix& output = run(layer);
   ASSERT_TRUE(hasShape(output, 2, 12, 111));
-  EXPECT_TRUE(reference::convolution({inputs[0]}, 2, 3, 2, biases).allow(output.buffer, 24));
+  EXPECT_TRUE(hasBits(reference::convolution({inputs[0]}, 2, 3, 2, biases), output.buffer, 24));
 }
 
 TEST_F(ConvLayerTest, TwoInputsGiveTheSumOfTheProductsAndTheBiasesOnce) {
@@ -171,7 +171,7 @@ TEST_F(ConvLayerTest, TwoInputsGiveTheSumOfTheProductsAndTheBiasesOnce) {
   addInputs(2);
   const Matrix& output = run(layer);
   ASSERT_TRUE(hasShape(output, 2, 12, 111));
-  EXPECT_TRUE(reference::convolution(inputs, 2, 3, 2, biases).allow(output.buffer, 24));
+  EXPECT_TRUE(hasBits(reference::convolution(inputs, 2, 3, 2, biases), output.buffer, 24));
 }
 
 TEST_F(ConvLayerTest, SecondRunOverwritesTheSameMatrix) {
@@ -201,7 +201,7 @@ TEST_F(ConvLayerTest, WithATargetOfTheShapeTheInputItselfIsConvolved) {
   EXPECT_EQ(&matrix, &run(layer));
   EXPECT_EQ(buffer, matrix.buffer);
   ASSERT_TRUE(hasShape(matrix, 2, 48, 111));
-  EXPECT_TRUE(reference::convolution({input}, 2, 3, 4, biases).allow(matrix.buffer, 96));
+  EXPECT_TRUE(hasBits(reference::convolution({input}, 2, 3, 4, biases), matrix.buffer, 96));
 }
 
 TEST_F(ConvLayerTest, WithATargetOfAnotherShapeItIsOutOfRange) {
@@ -250,7 +250,7 @@ TEST_F(ConvLayerTest, ListsThatAreNotReadMayBeShort) {
   ConvLayer layer(nullptr, "conv");
   addInputs(2);
   const Matrix& output = run(layer);
-  EXPECT_TRUE(reference::convolution(inputs, 2, 3, 2, biases).allow(output.buffer, 24));
+  EXPECT_TRUE(hasBits(reference::convolution(inputs, 2, 3, 2, biases), output.buffer, 24));
 }
 
 TEST_F(ConvLayerTest, InputWithoutWeightsIsOutOfRange) {
@@ -278,7 +278,7 @@ TEST_F(ConvLayerTest, WithoutABiasesFileTheProductsStandAlone) {
   EXPECT_EQ(0, layer.biases->matrix->size);
   addInputs(1);
   const Matrix& output = run(layer);
-  EXPECT_TRUE(reference::convolution({inputs[0]}, 2, 3, 2, {0, 0, 0}).allow(output.buffer, 24));
+  EXPECT_TRUE(hasBits(reference::convolution({inputs[0]}, 2, 3, 2, {0, 0, 0}), output.buffer, 24));
 }
 
 TEST_F(ConvLayerTest, ZeroDivisorsInTheTextAreOutOfRange) {

@@ -33,7 +33,6 @@ class Memcheck : public ::testing::Test {
     const LinkedModel model;
     // Idle threads sleep: valgrind runs one thread at a time, and others would wait for a busy one.
     const Environment environment = {{"TMPDIR", model.temporaryFolder()},
-                                     {"OPENBLAS_CORETYPE", "Haswell"},
                                      {"OMP_NUM_THREADS", "3"},
                                      {"OMP_WAIT_POLICY", "passive"}};
     return runChild(FACEFEATURE_VALGRIND,

@@ -1,5 +1,5 @@
-// The nets that the library carries, with random trained numbers, each layer judged by what it
-// answers to its actual inputs.
+// The nets that the library carries, with random trained numbers, each layer compared with the
+// oracle's answer to its actual inputs.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -18,6 +18,7 @@
 #include "layers/pool_layer.h"
 #include "net/conv_net.h"
 #include "net/made_net.h"
+#include "support/bits.h"
 #include "support/random.h"
 #include "support/reference_config.h"
 #include "support/reference_layers.h"
@@ -147,8 +148,7 @@ class BuiltInNet : public ::testing::Test {
   std::unique_ptr<Matrix> patch;
 };
 
-// The neuron has rewritten the convolution's matrix. It only ever brings a sum nearer to its exact
-// value's positive part, so that the bounds of the sums are those of its result.
+// The neuron has rewritten the convolution's matrix.
 void BuiltInNet::expectStage(int number) {
   const Stage& stage = kStages[number];
   const Matrix& in = activations(stage.source);
@@ -163,10 +163,10 @@ void BuiltInNet::expectStage(int number) {
   const int32_t modulesX = input.imgSize - stage.filterSize + 1;
   ASSERT_EQ(2, out.rows);
   ASSERT_EQ(stage.filters * modulesX * modulesX, out.cols);
-  reference::BoundedSums wanted =
+  reference::Floats wanted =
       reference::convolution({input}, 2, stage.filters, modulesX, trained.biases[number].values);
-  for (double& value : wanted.values) value = std::fmax(value, 0.0);
-  EXPECT_TRUE(wanted.allow(out.buffer, static_cast<size_t>(out.size)));
+  for (float& value : wanted) value = value > 0.0f ? value : 0.0f;
+  EXPECT_TRUE(hasBits(wanted, out.buffer, static_cast<size_t>(out.size)));
 
   if (stage.pool == nullptr) return;
   reference::PoolGeometry geometry;
@@ -194,8 +194,8 @@ void BuiltInNet::expectEachLayerToAnswerItsInputs() {
   const Matrix& out = activations("fc");
   ASSERT_EQ(2, out.rows);
   ASSERT_EQ(kOutputs, out.cols);
-  EXPECT_TRUE(reference::fullyConnected(inputs, 2, kOutputs, trained.flatBiases.values)
-                  .allow(out.buffer, static_cast<size_t>(out.size)));
+  EXPECT_TRUE(hasBits(reference::fullyConnected(inputs, 2, kOutputs, trained.flatBiases.values),
+                      out.buffer, static_cast<size_t>(out.size)));
 }
 
 TEST_F(BuiltInNet, ColourNetOf55PixelsAnswersItsInputsLayerByLayer) {
@@ -300,6 +300,67 @@ TEST_F(BuiltInNet, NeuronsRewriteTheMatricesOfTheirInputs) {
   EXPECT_EQ(own.end(), std::adjacent_find(own.begin(), own.end())) << "a matrix with two owners";
   for (const Stage& stage : kStages) {
     EXPECT_EQ(&activations(stage.convolution), &activations(stage.neuron)) << stage.neuron;
+  }
+}
+
+// The built-in nets run without their intermediate matrices (layers/direct_forward.h). Nobody can
+// tell: they appear when a layer is asked, also when the data of the run are gone.
+TEST_F(BuiltInNet, ActivationsAppearAfterTheDataAreGone) {
+  SCOPED_TRACE(random.trace());
+  build(2);
+  forward();
+  const Values wanted = valuesOf(activations("conv2")), pooled = valuesOf(activations("pool1"));
+  EXPECT_EQ(2 * 16 * 22 * 22, static_cast<int32_t>(pooled.size()));
+  forward();
+  patch.reset();
+  EXPECT_EQ(wanted, valuesOf(activations("conv2")));
+  EXPECT_EQ(pooled, valuesOf(activations("pool1")));
+}
+
+// Another listener in the graph has the layers run one by one. Bits and states are the same.
+TEST_F(BuiltInNet, RunsOneByOneLeaveTheSameMatricesAndStates) {
+  SCOPED_TRACE(random.trace());
+  for (const int32_t netIndex : {0, 2, 9}) {
+    build(netIndex);
+    forward();
+    std::vector<Values> wanted;
+    std::vector<int32_t> received;
+    std::vector<std::vector<Matrix*>> inputs;
+    for (Layer* each : net->layers) {
+      wanted.push_back(valuesOf(*each->getActivations()));
+      received.push_back(each->receivedInputs);
+      inputs.push_back(each->inputMatrices);
+    }
+    Log log;
+    Listener listener(nullptr, "", log);
+    layer("fc").outputLayers.push_back(&listener);
+    forward();
+    for (size_t i = 0; i < net->layers.size(); ++i) {
+      Layer& each = *net->layers[i];
+      EXPECT_EQ(wanted[i], valuesOf(*each.getActivations())) << each.name;
+      EXPECT_EQ(received[i], each.receivedInputs) << each.name;
+      EXPECT_EQ(inputs[i], each.inputMatrices) << each.name;
+    }
+    layer("fc").outputLayers.pop_back();
+  }
+}
+
+TEST_F(BuiltInNet, AnyNumberOfRowsHasTheBitsOfEachRow) {
+  SCOPED_TRACE(random.trace());
+  build(9);
+  const int32_t length = patch->cols;
+  const Values all = random.normals(static_cast<size_t>(5 * length));
+  patch = matrixOf(5, length, all);
+  forward();
+  const Values together = valuesOf(activations("fc")), pooled = valuesOf(activations("pool1"));
+  for (int32_t row = 0; row < 5; ++row) {
+    patch =
+        matrixOf(1, length, Values(all.begin() + row * length, all.begin() + (row + 1) * length));
+    forward();
+    const Values alone = valuesOf(activations("fc")), first = valuesOf(activations("pool1"));
+    EXPECT_EQ(Values(together.begin() + row * 160, together.begin() + (row + 1) * 160), alone);
+    const auto width = static_cast<ptrdiff_t>(first.size());
+    EXPECT_EQ(Values(pooled.begin() + row * width, pooled.begin() + (row + 1) * width), first);
   }
 }
 

@@ -40,7 +40,7 @@ TEST(Exports, AreTheFourFunctionsAndNothingElse) {
   EXPECT_EQ(std::set<std::string>{}, others);
 }
 
-// The host may have an OpenBLAS of its own in its process, with settings of its own.
+// The library needs no package of other authors at run time.
 TEST(Dependencies, AreTheRuntimesOfTheCompilerAndNoOtherPackage) {
   const std::regex runtime(
       R"((libstdc\+\+|libgcc_s|libgomp|libomp|libm|libc|libpthread|libdl|libasan|libubsan|)"

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <vector>
 
 namespace facefeature_test {
 
@@ -53,6 +54,14 @@ inline ::testing::AssertionResult sameFloats(const float* wanted, const float* g
                                          << describe(got[i]) << ", wanted " << describe(wanted[i]);
   }
   return ::testing::AssertionSuccess();
+}
+
+inline ::testing::AssertionResult hasBits(const std::vector<float>& wanted, const float* got,
+                                          size_t count) {
+  if (count != wanted.size()) {
+    return ::testing::AssertionFailure() << count << " values, wanted " << wanted.size();
+  }
+  return sameFloats(wanted.data(), got, count);
 }
 
 }  // namespace facefeature_test

@@ -1,9 +1,8 @@
 // Oracle of a whole extraction: from a picture, landmarks and the numbers of a model folder to the
 // feature.
 //
-// All of it is worked out in exact steps, but for the products of matrices: their sums are made in
-// an order that only the package of the linear algebra knows. They come from outside, so that a
-// test can hand in the package itself, with the operands that a net gives it, and compare bits.
+// All of it is computed in exact steps. The product of matrices comes from outside, so that a test
+// can hand in another implementation (support/reference_product.h is the oracle's own).
 #ifndef FACEFEATURE_TESTS_SUPPORT_REFERENCE_EXTRACT_H
 #define FACEFEATURE_TESTS_SUPPORT_REFERENCE_EXTRACT_H
 

@@ -5,46 +5,9 @@
 
 #include "support/bits.h"
 #include "support/reference_arithmetic.h"
-#include "support/reference_matrix.h"
 
 namespace reference {
 namespace {
-
-// A sum of products and single terms, computed by somebody else in float: in any order, in any
-// grouping, each product and its addition in one rounding or in two.
-//
-// Let n terms be summed, and let u = 2^-24. A product is rounded at most once, and a term takes
-// part in at most n - 1 further additions, each of which multiplies it by (1 + d) with |d| <= u;
-// additions of zero (padding of a blocked kernel, a cleared accumulator) are exact, and a fused
-// step only leaves a rounding out. So every term reaches the result multiplied by 1 + e, where |e|
-// is at most gamma_n = n u / (1 - n u), and the result differs from the exact sum by at most
-// gamma_n times the sum of the terms' sizes. Products below the normal range err by an absolute
-// amount of up to 2^-150 instead, each again enlarged by the later additions by less than a factor
-// of two. The sum here is kept in double, where the products are exact and the additions err by at
-// most n 2^-53 of the same sum of sizes.
-class FloatSum {
- public:
-  void addProduct(float a, float b) { add(static_cast<double>(a) * static_cast<double>(b)); }
-  void addTerm(float a) { add(static_cast<double>(a)); }
-
-  void storeTo(BoundedSums& sums) const {
-    const double n = static_cast<double>(count_);
-    const double gamma = n * 0x1p-24 / (1.0 - n * 0x1p-24);
-    sums.values.push_back(value_);
-    sums.bounds.push_back((gamma + n * 0x1p-53) * sizes_ + n * 0x1p-149);
-  }
-
- private:
-  void add(double term) {
-    value_ += term;
-    sizes_ += std::fabs(term);
-    ++count_;
-  }
-
-  double value_ = 0.0;
-  double sizes_ = 0.0;
-  int32_t count_ = 0;
-};
 
 // The pixel under weight (c, ky, kx) of a window, 0 outside of the image.
 struct Picture {
@@ -121,20 +84,6 @@ Floats pool(const Floats& samples, int32_t sampleCount, const PoolGeometry& geom
 
 }  // namespace
 
-::testing::AssertionResult BoundedSums::allow(const float* got, size_t count) const {
-  if (count != values.size()) {
-    return ::testing::AssertionFailure() << count << " values, wanted " << values.size();
-  }
-  for (size_t i = 0; i < count; ++i) {
-    if (std::fabs(static_cast<double>(got[i]) - values[i]) <= bounds[i]) continue;
-    return ::testing::AssertionFailure()
-           << "value " << i << " of " << count << " is " << ::testing::PrintToString(got[i])
-           << ", wanted " << ::testing::PrintToString(values[i]) << " and no farther off than "
-           << ::testing::PrintToString(bounds[i]);
-  }
-  return ::testing::AssertionSuccess();
-}
-
 int32_t wholeSide(int32_t pixels) {
   int32_t side = 0;
   while ((side + 1) * (side + 1) <= pixels) ++side;
@@ -163,25 +112,30 @@ Floats unfold(const Floats& image, int32_t channels, int32_t height, int32_t wid
   return patches;
 }
 
-BoundedSums convolution(const std::vector<FilterInput>& inputs, int32_t samples, int32_t filters,
-                        int32_t modulesX, const Floats& biases) {
-  BoundedSums sums;
+Floats convolution(const std::vector<FilterInput>& inputs, int32_t samples, int32_t filters,
+                   int32_t modulesX, const Floats& biases) {
+  Floats sums;
   for (int32_t s = 0; s < samples; ++s) {
     for (int32_t f = 0; f < filters; ++f) {
       for (int32_t module = 0; module < modulesX * modulesX; ++module) {
-        FloatSum total;
+        float total = 0.0f;
         for (const FilterInput& input : inputs) {
           const float* weights =
               input.weights.data() + static_cast<ptrdiff_t>(f) * input.weightLength;
+          float chain = 0.0f;
           forEachWindowPixel(
               pictureOf(input, s), input, wholeSide(input.weightLength / input.channels),
               module / modulesX, module % modulesX,
-              [&](int32_t index, float pixel) { total.addProduct(weights[index], pixel); });
+              [&](int32_t index, float pixel) { chain = fused(weights[index], pixel, chain); });
+          const bool isFirst = &input == &inputs.front();
+          total = isFirst ? chain : sum(total, chain);
+          // The bias of a single filter is a vector of one element, which applies to the first
+          // column only.
+          if (isFirst && (filters != 1 || module == 0)) {
+            total = sum(total, biases[static_cast<size_t>(f)]);
+          }
         }
-        // The bias of a single filter is a vector of one element, which applies to the first column
-        // only.
-        if (filters != 1 || module == 0) total.addTerm(biases[static_cast<size_t>(f)]);
-        total.storeTo(sums);
+        sums.push_back(total);
       }
     }
   }
@@ -215,20 +169,25 @@ Floats localUnshared(const FilterInput& input, int32_t samples, int32_t filters,
   return result;
 }
 
-BoundedSums fullyConnected(const std::vector<FlatInput>& inputs, int32_t samples, int32_t outputs,
-                           const Floats& biases) {
-  BoundedSums sums;
+Floats fullyConnected(const std::vector<FlatInput>& inputs, int32_t samples, int32_t outputs,
+                      const Floats& biases) {
+  Floats sums;
   for (int32_t s = 0; s < samples; ++s) {
     for (int32_t j = 0; j < outputs; ++j) {
-      FloatSum total;
+      float total = 0.0f;
       for (const FlatInput& input : inputs) {
+        float chain = 0.0f;
         for (int32_t k = 0; k < input.length; ++k) {
-          total.addProduct(input.samples[static_cast<size_t>(s * input.length + k)],
-                           input.weights[static_cast<size_t>(k * outputs + j)]);
+          chain = fused(input.samples[static_cast<size_t>(s * input.length + k)],
+                        input.weights[static_cast<size_t>(k * outputs + j)], chain);
+        }
+        if (&input == &inputs.front()) {
+          total = sum(chain, biases[static_cast<size_t>(j)]);
+        } else {
+          total = sum(total, chain);
         }
       }
-      total.addTerm(biases[static_cast<size_t>(j)]);
-      total.storeTo(sums);
+      sums.push_back(total);
     }
   }
   return sums;
@@ -299,17 +258,15 @@ Floats softmax(const Floats& values, int32_t rows, int32_t cols) {
   return result;
 }
 
-std::vector<Floats> weightedSum(const std::vector<Floats>& inputs, const Floats& coefficients) {
-  std::vector<Floats> allowed;
-  for (const float value : inputs.front()) {
-    allowed.push_back(sscalStep(Cell{value}, coefficients.front()));
-  }
+Floats weightedSum(const std::vector<Floats>& inputs, const Floats& coefficients) {
+  Floats total;
+  for (const float value : inputs.front()) total.push_back(product(value, coefficients.front()));
   for (size_t i = 1; i < inputs.size(); ++i) {
-    for (size_t k = 0; k < allowed.size(); ++k) {
-      allowed[k] = saxpyStep(allowed[k], coefficients[i], Cell{inputs[i][k]});
+    for (size_t k = 0; k < total.size(); ++k) {
+      total[k] = sum(total[k], product(coefficients[i], inputs[i][k]));
     }
   }
-  return allowed;
+  return total;
 }
 
 Floats elementwiseMaximum(const std::vector<Floats>& inputs) {

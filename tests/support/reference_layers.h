@@ -34,16 +34,6 @@ struct FlatInput {
   Floats weights;
 };
 
-// Sums whose order of additions is not known, each with the exact value (up to the rounding of
-// double) and the largest error that a computation in float can have.
-struct BoundedSums {
-  std::vector<double> values;
-  std::vector<double> bounds;
-
-  // Checks floats of the same count and reports which one is outside its bound.
-  ::testing::AssertionResult allow(const float* got, size_t count) const;
-};
-
 // The side of a square with this many `pixels`, rounded down.
 int32_t wholeSide(int32_t pixels);
 
@@ -51,19 +41,21 @@ int32_t wholeSide(int32_t pixels);
 Floats unfold(const Floats& image, int32_t channels, int32_t height, int32_t width,
               int32_t filterSize, int32_t padding, int32_t stride);
 
-// samples x (filters * modulesX * modulesX): the sum over all inputs, plus the biases once, one
-// bias per filter. The bias of a single filter is added at its first position only.
-BoundedSums convolution(const std::vector<FilterInput>& inputs, int32_t samples, int32_t filters,
-                        int32_t modulesX, const Floats& biases);
+// samples x (filters * modulesX * modulesX). The products of an input are summed by fused steps
+// from +0 in the order of the weights. The biases, one per filter, are added to the sum of the
+// first input, and then the sums of the other inputs in turn. The bias of a single filter is added
+// at its first position only.
+Floats convolution(const std::vector<FilterInput>& inputs, int32_t samples, int32_t filters,
+                   int32_t modulesX, const Floats& biases);
 
 // As above, but each output position has weights of its own, all of them in the filter's row. One
 // input; `biases` (one per output value, or none at all) are added if `first` is true.
 Floats localUnshared(const FilterInput& input, int32_t samples, int32_t filters, int32_t modulesX,
                      const Floats& biases, bool first);
 
-// samples x outputs: the sum over all inputs, plus the bias row once.
-BoundedSums fullyConnected(const std::vector<FlatInput>& inputs, int32_t samples, int32_t outputs,
-                           const Floats& biases);
+// samples x outputs, summed like a convolution: the bias row follows the first input.
+Floats fullyConnected(const std::vector<FlatInput>& inputs, int32_t samples, int32_t outputs,
+                      const Floats& biases);
 
 struct PoolGeometry {
   int32_t channels = 1;
@@ -81,9 +73,9 @@ Floats crossMapNorm(const Floats& samples, int32_t sampleCount, int32_t channels
 
 Floats softmax(const Floats& values, int32_t rows, int32_t cols);
 
-// Inputs of equal length, folded in order. Each result is one of the two that a fused or an unfused
-// addition gives at each input after the first; `allowed` holds one set per value.
-std::vector<Floats> weightedSum(const std::vector<Floats>& inputs, const Floats& coefficients);
+// Inputs of equal length, folded in order: the first one is scaled, the others are scaled and
+// added.
+Floats weightedSum(const std::vector<Floats>& inputs, const Floats& coefficients);
 Floats elementwiseMaximum(const std::vector<Floats>& inputs);
 
 }  // namespace reference

@@ -38,8 +38,6 @@ Cell saxpyStep(const Cell& y, float factor, const Cell& x) {
   for (const float old : y) {
     for (const float added : x) {
       addValue(result, sum(old, product(factor, added)));
-      addValue(result, fused(factor, added, old));
-      if (factor == 0.0f) addValue(result, old);
     }
   }
   return result;
@@ -49,7 +47,6 @@ Cell sscalStep(const Cell& x, float factor) {
   Cell result;
   for (const float old : x) {
     addValue(result, product(old, factor));
-    if (factor == 0.0f || std::isnan(factor)) addValue(result, 0.0f);
   }
   return result;
 }

@@ -1,10 +1,8 @@
 // A naive model of the matrix type: an array of cells and a rule for the place of (r, c) in it.
 //
-// A cell holds every value that the package behind saxpy and sscal may leave there, as it is free
-// to fuse the multiplication and the addition, and free in what it makes of a factor of zero or
-// NaN. A cell without a value is undefined: storage that was allocated and not written. A test
-// compares a matrix with its model after each operation and then lets the model adopt what it
-// found, so that doubts never add up.
+// A cell holds one value, or none if it is undefined: storage that was allocated and not written. A
+// test compares a matrix with its model after each operation and then lets the model adopt what it
+// found.
 #ifndef FACEFEATURE_TESTS_SUPPORT_REFERENCE_MATRIX_H
 #define FACEFEATURE_TESTS_SUPPORT_REFERENCE_MATRIX_H
 
@@ -73,11 +71,10 @@ class Matrix {
   void applyToEach(const std::function<float(float)>& function, Matrix& target) const;
 };
 
-// y + factor * x as the package may compute it: in two roundings or in one, or not at all for a
-// factor of zero. For a factor of 1 or -1 the product is exact and one value remains.
+// y + factor * x: the product is rounded, then the sum.
 Cell saxpyStep(const Cell& y, float factor, const Cell& x);
 
-// x * factor; for a factor of zero, and for one that is no number, also plain zero.
+// x * factor, rounded once, for every factor: 0 times NaN is NaN.
 Cell sscalStep(const Cell& x, float factor);
 
 }  // namespace reference

@@ -1,10 +1,5 @@
 #include "gallery/gallery_origin.h"
 
-#include <cblas.h>
-#if __has_include(<cblas_cores.h>)
-#include <cblas_cores.h>
-#endif
-
 #include <set>
 #include <sstream>
 
@@ -23,21 +18,11 @@ std::string joined(const std::string& a, const std::string& b) {
   return all.size() <= kOriginTextBytes ? all : "several";
 }
 
-const char* blasCore() {
-#if __has_include(<cblas_cores.h>)
-  // The package of the cross build for Windows, where the question has another name.
-  return cblasCoreInUse();
-#else
-  return openblas_get_corename();
-#endif
-}
-
 }  // namespace
 
 GalleryOrigin ownOrigin(const Digest& model) {
-  // The library hides its OpenBLAS. This is another copy of the same, on the same processor and in
-  // the same environment, and so it has chosen the same.
-  return {model, FACEFEATURE_VERSION, blasCore()};
+  // The same on every processor: sums of products are chains of fused multiply-adds.
+  return {model, FACEFEATURE_VERSION, "fma-chain"};
 }
 
 GalleryOrigin joinedOrigin(const GalleryOrigin& a, const GalleryOrigin& b) {

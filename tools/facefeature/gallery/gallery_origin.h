@@ -12,12 +12,14 @@ namespace facefeature_tools {
 struct GalleryOrigin {
   Digest model = {};           // modelFingerprint() of its folder
   std::string libraryVersion;  // at most kOriginTextBytes bytes each
-  std::string blasCore;        // the processor as OpenBLAS sees it: it orders the sums of products
+  // The order of the sums of products, "fma-chain". Galleries of version 1.0.0 have OpenBLAS's name
+  // for their processor here: it chose the order then.
+  std::string blasCore;
 };
 
 constexpr size_t kOriginTextBytes = 63;
 
-// What this program on this processor makes with a model of the given fingerprint.
+// What this program makes with a model of the given fingerprint.
 GalleryOrigin ownOrigin(const Digest& model);
 
 // The origin of features of one model that were made here and there: each text that differs names

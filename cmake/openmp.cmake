@@ -1,0 +1,14 @@
+# Defines facefeature_openmp: the OpenMP runtime of the compiler.
+add_library(facefeature_openmp INTERFACE)
+if(MINGW)
+  # Plain flags: the target of CMake's package would bring the DLL of the runtime along. The
+  # compiler's own runtimes go into each program and DLL, which then need KERNEL32 and msvcrt alone.
+  target_compile_options(facefeature_openmp INTERFACE -fopenmp)
+  target_link_options(facefeature_openmp INTERFACE -fopenmp -static)
+else()
+  find_package(OpenMP REQUIRED COMPONENTS CXX)
+  target_link_libraries(facefeature_openmp INTERFACE OpenMP::OpenMP_CXX)
+  if(UNIX)
+    target_link_libraries(facefeature_openmp INTERFACE m ${CMAKE_DL_LIBS})
+  endif()
+endif()
