@@ -46,6 +46,7 @@ void ConvNet::build(int32_t netIndex, const char* text) {
   for (Layer* layer : layers) {
     for (Layer* input : layer->inputLayers) input->outputLayers.push_back(layer);
   }
+  plan_ = newForwardPlan(*this);
 }
 
 void ConvNet::buildLayer(const std::vector<std::string>& names, const std::string& name) {
@@ -62,8 +63,16 @@ void ConvNet::buildLayer(const std::vector<std::string>& names, const std::strin
 }
 
 void ConvNet::forward(std::vector<Matrix*>& dataMatrices) {
-  for (Layer* layer : layers) layer->resetForward();
+  if (plan_ != nullptr && plan_->run(dataMatrices)) return;
+  for (Layer* layer : layers) {
+    layer->resetForward();
+    layer->isDeferred = false;
+  }
   for (Layer* layer : dataLayers) layer->runForward(dataMatrices);
+}
+
+void ConvNet::completeForward() {
+  if (plan_ != nullptr) plan_->complete();
 }
 
 // Layers die once, also those that stand in both lists, and by rising address. The lists are sorted

@@ -3,9 +3,11 @@
 #define FACEFEATURE_NET_CONV_NET_H
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "net/forward_plan.h"
 #include "net/layer.h"
 
 namespace facefeature {
@@ -32,6 +34,10 @@ class ConvNet {
   // different nets run side by side. What a layer throws passes through.
   void forward(std::vector<Matrix*>& dataMatrices);
 
+  // Computes the activations that the latest run has left out, if any (net/forward_plan.h).
+  // Layer::getActivations calls it.
+  void completeForward();
+
   // Builds the layer for a type, appends it to layers (and to dataLayers) and returns it. Throws
   // the text "Unknown layer type " and the type. Only the constructor calls it.
   Layer* createLayer(const std::string& typeName, const std::string& layerName);
@@ -42,6 +48,8 @@ class ConvNet {
  private:
   void build(int32_t netIndex, const char* text);
   void buildLayer(const std::vector<std::string>& names, const std::string& name);
+
+  std::unique_ptr<ForwardPlan> plan_;  // null for nets of other kinds than the built-in ones
 };
 
 }  // namespace facefeature

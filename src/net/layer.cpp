@@ -1,6 +1,7 @@
 #include "net/layer.h"
 
 #include "config/net_documents.h"
+#include "net/conv_net.h"
 
 namespace facefeature {
 
@@ -12,7 +13,8 @@ Layer::Layer(ConvNet* net, const char* layerName)
       spareCounter(0),
       activations(nullptr),
       actsTarget(-1),
-      name(layerName) {
+      name(layerName),
+      isDeferred(false) {
   const ConfigSection& section = currentSection(name);
   section.getString("type", type);
   section.getInt("actsTarget", actsTarget);
@@ -26,6 +28,7 @@ Layer::~Layer() {
 }
 
 void Layer::runForward(std::vector<Matrix*>& inputs) {
+  if (isDeferred) owner->completeForward();
   inputMatrices = inputs;
   const bool inPlace = actsTarget >= 0;
   if (inPlace) activations = inputMatrices.at(static_cast<size_t>(actsTarget));
@@ -56,6 +59,9 @@ void Layer::resetForward() {
   spareCounter = 0;
 }
 
-Matrix* Layer::getActivations() { return activations; }
+Matrix* Layer::getActivations() {
+  if (isDeferred) owner->completeForward();
+  return activations;
+}
 
 }  // namespace facefeature

@@ -57,6 +57,10 @@ class Layer {
   int32_t actsTarget;  // -1: an output of its own; else the input that is the output
   std::string name;
   std::string type;  // the key's value; nothing reads it
+
+  // Whether the latest run has left the activations out (net/forward_plan.h): getActivations has
+  // them computed, and who reads the field itself finds what an earlier run left there.
+  bool isDeferred;
 };
 
 }  // namespace facefeature

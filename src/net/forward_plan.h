@@ -1,0 +1,37 @@
+// ForwardPlan, a shorter way through a net than from layer to layer.
+#ifndef FACEFEATURE_NET_FORWARD_PLAN_H
+#define FACEFEATURE_NET_FORWARD_PLAN_H
+
+#include <memory>
+#include <vector>
+
+#include "kernels/matrix.h"
+
+namespace facefeature {
+
+class ConvNet;
+
+// Computes the last layer's output of one kind of net, with the bits of the layers' own protocol
+// (net/layer.h), and leaves out what no later layer reads. Nobody who looks at a layer sees the
+// difference: Layer::getActivations has the missing matrices computed first.
+class ForwardPlan {
+ public:
+  virtual ~ForwardPlan() = default;
+
+  // Runs the net. Returns false, with nothing changed, if the net or the data differ from what the
+  // plan was made for: layers that were exchanged, other listeners, matrices of other shapes. What
+  // a layer throws passes through.
+  virtual bool run(std::vector<Matrix*>& dataMatrices) = 0;
+
+  // Computes the activations that the latest run has left out. The data of that run need not exist
+  // any more.
+  virtual void complete() = 0;
+};
+
+// A plan for a net that has been built; null if there is none for its kind. Defined in layers/,
+// which knows the kinds of layers (layers/direct_forward.h).
+std::unique_ptr<ForwardPlan> newForwardPlan(ConvNet& net);
+
+}  // namespace facefeature
+
+#endif
