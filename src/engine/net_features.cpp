@@ -1,10 +1,9 @@
 #include "engine/net_features.h"
 
-#include <omp.h>
-
 #include <initializer_list>
 #include <stdexcept>
 
+#include "engine/model_state.h"
 #include "geometry/patch_table.h"
 #include "kernels/rounded_math.h"
 
@@ -33,14 +32,18 @@ const Matrix& outputOf(const ConvNet& net) {
   return *net.layers.at(net.layers.size() - 1)->getActivations();
 }
 
-// Where the rows of iteration i go: its index times the size of its output. Files of another width
-// than the nets' would be read past their end, or written into the places of another thread.
-float* destinationOf(int32_t i, const Matrix& output, float* patchFeatures) {
-  if (output.size != 2 * kRowFloats) {
+// Files of another width than the nets' would be read past their end, or written into the slots of
+// another thread.
+void requireOutput(const Matrix& output, int32_t faces) {
+  if (output.size != 2 * faces * kRowFloats) {
     throw std::out_of_range("a net with an output of another width");
   }
-  return patchFeatures + static_cast<int64_t>(i) * output.size;
 }
+
+// Net indices by descending work: the two of 55 pixels, then colour before gray. Threads take nets
+// one by one, and the last ones taken are the shortest.
+constexpr int32_t kNetsByWork[kPatchCount] = {0, 1, 2, 4, 7,  10, 13, 16, 18, 20, 22, 24, 3,
+                                              5, 6, 8, 9, 11, 12, 14, 15, 17, 19, 21, 23};
 
 }  // namespace
 
@@ -51,19 +54,21 @@ void normalizeRows(const float* output, float* destination) {
 }
 
 void runNets(ConvNet* const* nets, std::vector<Matrix*>& patchMatrices, float* patchFeatures) {
-  // Which net an iteration runs; results go to the place of the iteration. Another order here would
-  // spread the work over the threads in another way and leave the feature as it is.
-  static const int32_t kNetOrder[kPatchCount] = {0,  1,  2,  3,  4,  5,  6,  7,  8,  9,  10, 11, 12,
-                                                 13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23, 24};
-#pragma omp parallel for schedule(static)
+  runNetsOnFaces(nets, patchMatrices, 1, patchFeatures);
+}
+
+void runNetsOnFaces(ConvNet* const* nets, std::vector<Matrix*>& patchMatrices, int32_t faces,
+                    float* patchFeatures) {
+#pragma omp parallel for schedule(dynamic, 1)
   for (int32_t i = 0; i < kPatchCount; ++i) {
-    // Holds for this thread's task and is gone with the region: neither the size of the team nor
-    // the host's setting changes. In a team of one the runtime does not report a parallel region,
-    // and the BLAS would wait for threads that are never started (OMP_THREAD_LIMIT=1 and its like).
-    omp_set_num_threads(1);
-    ConvNet* net = nets[kNetOrder[i]];
-    net->forward(patchMatrices);
-    normalizeRows(outputOf(*net).buffer, destinationOf(i, outputOf(*net), patchFeatures));
+    const int32_t net = kNetsByWork[i];
+    nets[net]->forward(patchMatrices);
+    const Matrix& output = outputOf(*nets[net]);
+    requireOutput(output, faces);
+    for (int64_t face = 0; face < faces; ++face) {
+      normalizeRows(output.buffer + face * 2 * kRowFloats,
+                    patchFeatures + face * kPatchFeatureFloats + net * 2 * kRowFloats);
+    }
   }
 }
 

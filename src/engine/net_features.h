@@ -16,6 +16,12 @@ namespace facefeature {
 // net ends the process.
 void runNets(ConvNet* const* nets, std::vector<Matrix*>& patchMatrices, float* patchFeatures);
 
+// The same for several faces at once: matrix p holds the two rows of patch p of the first face,
+// then those of the second, and so on, and face n's features go to patchFeatures + 8000 * n. Each
+// face has the bits that it has alone.
+void runNetsOnFaces(ConvNet* const* nets, std::vector<Matrix*>& patchMatrices, int32_t faces,
+                    float* patchFeatures);
+
 // Brings the two rows of 160 floats in output to unit length, each by its own norm, and writes them
 // to destination. A row of zeros gives NaNs.
 void normalizeRows(const float* output, float* destination);

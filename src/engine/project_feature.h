@@ -2,6 +2,8 @@
 #ifndef FACEFEATURE_ENGINE_PROJECT_FEATURE_H
 #define FACEFEATURE_ENGINE_PROJECT_FEATURE_H
 
+#include <cstdint>
+
 namespace facefeature {
 
 // Subtracts featureMean from patchFeatures (8000 floats, overwritten) and projects the result x:
@@ -11,7 +13,13 @@ namespace facefeature {
 //
 // Single precision; one accumulator for each sum, in rising index: the order fixes the bits.
 // REQUIRES: the model is loaded (engine/model_state.h).
+//
+// The rows of the projections are distributed over the threads of the OpenMP runtime.
 void ProjectFeature(float* patchFeatures, float* feature);
+
+// The same for count faces, 8000 floats each, in one pass over the projections; face i's feature
+// goes to features[i], with the bits that it has alone.
+void ProjectFeatures(float* patchFeatures, int32_t count, float* const* features);
 
 }  // namespace facefeature
 
