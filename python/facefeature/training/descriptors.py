@@ -35,6 +35,7 @@ from numpy.typing import NDArray
 from ..errors import FaceFeatureError
 from . import chips as chip_archives
 from .chips import Chips
+from .progress import Progress
 
 FACE_SIDE = 150
 
@@ -229,9 +230,8 @@ def _with_journal(chips: Chips, arguments: argparse.Namespace) -> NDArray[np.flo
     head = (json.dumps(options) + "\n").encode()
     parts = _read_journal(path, head)
     done = sum(map(len, parts))
-    if done:
-        print(f"descriptors: {done} of {len(chips)} were done before", flush=True)
     teachers = _teachers(arguments)
+    progress = Progress("descriptors", len(chips), "faces", done)
     try:
         with open(path, "ab") as file:
             if not file.tell():
@@ -242,9 +242,9 @@ def _with_journal(chips: Chips, arguments: argparse.Namespace) -> NDArray[np.flo
                 np.save(file, part, allow_pickle=False)
                 file.flush()
                 parts.append(part)
-                before, done = done, done + len(part)
-                if done == len(chips) or done // 1000 > before // 1000:
-                    print(f"descriptors: {done} of {len(chips)} faces", flush=True)
+                done += len(part)
+                progress.update(done)
+        progress.finish()
     finally:
         for teacher in teachers:
             if isinstance(teacher, FaceApiTeacher):

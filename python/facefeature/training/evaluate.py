@@ -42,9 +42,7 @@ def add_arguments(parser: argparse.ArgumentParser) -> None:
 
 def run(arguments: argparse.Namespace) -> int:
     model = model_folder.read(arguments.model)
-    gallery = outputs.load_or_compute(
-        arguments.photographs, model, device=arguments.device, on_progress=outputs.print_progress
-    )
+    gallery = outputs.load_or_compute(arguments.photographs, model, arguments.device)
     new = gallery.people != ""
     if arguments.run_folder:
         new &= np.isin(gallery.people, report.read_run(arguments.run_folder)["held_out_people"])

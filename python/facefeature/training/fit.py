@@ -24,6 +24,7 @@ from . import evaluation, fitting, model_folder, outputs, report
 from .evaluation import Evaluation
 from .fitting import Candidate, Choice, FitError
 from .outputs import Outputs
+from .progress import Progress
 from .projection import Projection
 
 
@@ -60,9 +61,7 @@ def add_arguments(parser: argparse.ArgumentParser) -> None:
 def run(arguments: argparse.Namespace) -> int:
     start = time.monotonic()
     model = model_folder.read(arguments.model)
-    gallery = outputs.load_or_compute(
-        arguments.photographs, model, device=arguments.device, on_progress=outputs.print_progress
-    )
+    gallery = outputs.load_or_compute(arguments.photographs, model, arguments.device)
     if arguments.save_outputs:
         outputs.save(arguments.save_outputs, gallery)
     seconds_outputs = time.monotonic() - start
@@ -78,11 +77,13 @@ def run(arguments: argparse.Namespace) -> int:
     inside = np.isin(gallery.people, held_out)
     fitted, test = (gallery.select(np.flatnonzero(part)) for part in (~inside, inside))
 
+    progress = Progress("fit", arguments.folds * arguments.repeats, "folds")
     choice = fitting.choose(
         fitted, shipped, wanted, folds=arguments.folds, repeats=arguments.repeats,
         seed=arguments.seed,
-        on_fold=lambda done, total: print(f"fit: fold {done} of {total}", flush=True),
+        on_fold=progress.update,
     )  # fmt: skip
+    progress.finish()
     before = _evaluated(test, shipped, arguments)
     after = _evaluated(test, _fit_one(fitted, shipped, choice.chosen), arguments)
     final = _fit_one(gallery, shipped, choice.chosen)

@@ -112,9 +112,10 @@ def choose(
     folds: int = 5,
     repeats: int = 2,
     seed: int = 1,
-    on_fold: Callable[[int, int], None] = lambda done, total: None,
+    on_fold: Callable[[int], None] = lambda done: None,
 ) -> Choice:
-    """Cross validation over people. wanted is in order of simplicity, the simplest first.
+    """Cross validation over people. wanted is in order of simplicity, the simplest first. on_fold
+    is called with the number of folds that are done.
 
     Raises FitError if fewer than FEWEST_PEOPLE people have several photographs.
     """
@@ -133,7 +134,7 @@ def choose(
                 gallery.select(np.flatnonzero(~inside)), model, wanted
             ):
                 measures[candidate].append(measure(test, projection))
-            on_fold(repeat * folds + fold + 1, repeats * folds)
+            on_fold(repeat * folds + fold + 1)
     return Choice(_simplest_of_the_best(measures, folds), measures)
 
 

@@ -11,7 +11,7 @@ from numpy.typing import NDArray
 from . import evaluation
 from .chips import Chips
 from .nets import Nets
-from .patches import faces_of, library_patches
+from .outputs import run_nets
 
 
 def choose_people(people: NDArray, share: float, seed: int) -> Set[str]:
@@ -27,14 +27,9 @@ def choose_people(people: NDArray, share: float, seed: int) -> Set[str]:
     return set(names[order[:wanted]].tolist())
 
 
-def joined_outputs(nets: Nets, chips: Chips, device: str, batch: int = 32) -> torch.Tensor:
+def joined_outputs(nets: Nets, chips: Chips, device: str) -> torch.Tensor:
     """(n, 8000): what the library would project for each chip."""
-    parts = []
-    with torch.no_grad():
-        for start in range(0, len(chips), batch):
-            indices = range(start, min(start + batch, len(chips)))
-            parts.append(nets(library_patches(faces_of(chips, indices, device))).cpu())
-    return torch.cat(parts)
+    return torch.from_numpy(run_nets(nets, chips, device))
 
 
 def error_rates(

@@ -17,7 +17,7 @@ import hashlib
 import os
 from dataclasses import dataclass
 from pathlib import Path
-from typing import Callable, Union
+from typing import TYPE_CHECKING, Callable, Union
 
 import numpy as np
 from numpy.typing import NDArray
@@ -28,6 +28,10 @@ from . import model_folder
 from .chips import Chips
 from .model_folder import NET_SHAPES, Model
 from .patch_table import JOINED
+from .progress import Progress
+
+if TYPE_CHECKING:
+    from .nets import Nets
 
 _BATCH = 32
 
@@ -59,28 +63,34 @@ def nets_digest(model: Model) -> str:
     return digest.hexdigest()
 
 
-def compute(
-    chips: Chips,
-    model: Model,
-    *,
-    device: str = "cpu",
-    on_progress: Callable[[int, int], None] = lambda done, total: None,
-) -> Outputs:
-    """Runs the nets over all chips, on patches that are bit-identical to the library's."""
-    import torch
-
+def compute(chips: Chips, model: Model, device: str = "cpu") -> Outputs:
+    """The outputs of a model's nets for all chips, with lines of progress."""
     from .nets import Nets
-    from .patches import faces_of, library_patches
 
     nets = Nets.from_model(model).to(device).eval()
+    progress = Progress("outputs", len(chips), "faces")
+    rows = run_nets(nets, chips, device, on_faces=progress.update)
+    progress.finish()
+    return Outputs(rows, chips.names, chips.people, nets_digest(model))
+
+
+def run_nets(
+    nets: Nets, chips: Chips, device: str, on_faces: Callable[[int], None] = lambda done: None
+) -> NDArray[np.float32]:
+    """(n, 8000) outputs of all chips, on patches that are bit-identical to the library's. The nets
+    are on the device. on_faces is called with the number of faces that are done."""
+    import torch
+
+    from .patches import faces_of, library_patches
+
     outputs = np.empty((len(chips), JOINED), np.float32)
     with torch.no_grad():
         for start in range(0, len(chips), _BATCH):
             indices = range(start, min(start + _BATCH, len(chips)))
             rows = nets(library_patches(faces_of(chips, indices, device)))
             outputs[start : start + len(indices)] = rows.cpu().numpy()
-            on_progress(start + len(indices), len(chips))
-    return Outputs(outputs, chips.names, chips.people, nets_digest(model))
+            on_faces(start + len(indices))
+    return outputs
 
 
 def save(path: Union[str, "os.PathLike[str]"], gallery: Outputs) -> None:
@@ -115,18 +125,14 @@ def load(path: Union[str, "os.PathLike[str]"]) -> Outputs:
 
 
 def load_or_compute(
-    path: Union[str, "os.PathLike[str]"],
-    model: Model,
-    *,
-    device: str = "cpu",
-    on_progress: Callable[[int, int], None] = lambda done, total: None,
+    path: Union[str, "os.PathLike[str]"], model: Model, device: str = "cpu"
 ) -> Outputs:
     """The outputs of a gallery, or of an archive of chips.
 
     Raises OutputsError for a gallery that other nets have made.
     """
     if not _is_gallery(path):
-        return compute(chip_archives.load(path), model, device=device, on_progress=on_progress)
+        return compute(chip_archives.load(path), model, device)
     gallery = load(path)
     if gallery.nets and gallery.nets != nets_digest(model):
         raise OutputsError(f"{path}: made by other nets than those of the model. Compute it anew.")
@@ -154,11 +160,5 @@ def add_arguments(parser: argparse.ArgumentParser) -> None:
 def run(args: argparse.Namespace) -> int:
     model = model_folder.read(args.model)
     chips = chip_archives.load(args.chips)
-    save(args.output, compute(chips, model, device=args.device, on_progress=print_progress))
+    save(args.output, compute(chips, model, args.device))
     return 0
-
-
-def print_progress(done: int, total: int) -> None:
-    """A line for every thousand faces and one at the end."""
-    if done == total or done // 1000 > (done - _BATCH) // 1000:
-        print(f"outputs: {done} of {total} faces", flush=True)
