@@ -1,4 +1,4 @@
-// CreateFeatureEngine and DestroyFeatureEngine: what is loaded and freed, and in what order.
+// CreateFeatureEngine and DestroyFeatureEngine: loads and frees everything, in a fixed order.
 #include "engine/engine_count.h"
 #include "engine/feature_engine.h"
 #include "engine/model_files.h"
@@ -13,8 +13,8 @@ int32_t engineCount = 0;
 
 namespace {
 
-// The three large buffers and what is in their files. False when a file can't be opened; there is
-// no model then, for an engine that stands either.
+// Allocates and reads the three large buffers. Returns false if a file can't be opened. The buffers
+// are then freed, also for engines that are still alive.
 bool loadModelBuffers(std::ifstream& stream) {
   constexpr int32_t kProjectionFloats = kProjectedFloats * kPatchFeatureFloats;
   freeModelBuffers();
@@ -53,7 +53,7 @@ FeatureEngine* CreateFeatureEngine() {
   FeatureEngine* engine = new FeatureEngine;
   buildNets(engine);
   ++engineCount;
-  // Not ahead of the files: without an engine there is no destruction that would take it back.
+  // Counted only after the files are read: without an engine no destruction would undo it.
   expectOpenMpWorkers();
   return engine;
 }

@@ -1,4 +1,4 @@
-// The record behind the handle, and the four operations that the exports hand on to. The public
+// The record behind the handle, and the four operations that the exports forward to. The public
 // header (facefeature/facefeature.h) is their contract.
 #ifndef FACEFEATURE_ENGINE_FEATURE_ENGINE_H
 #define FACEFEATURE_ENGINE_FEATURE_ENGINE_H
@@ -15,7 +15,7 @@ namespace facefeature {
 class ConvNet;
 }
 
-// Allocated in one piece and not cleared: the faces hold what the allocator gave until the first
+// Allocated as one block and not cleared: the contents of the faces are undefined until the first
 // extraction writes them.
 struct FeatureEngine {
   uint8_t grayFace[facefeature::kGrayFaceBytes];         // scratch: the frame of a gray patch

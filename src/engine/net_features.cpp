@@ -32,16 +32,16 @@ const Matrix& outputOf(const ConvNet& net) {
   return *net.layers.at(net.layers.size() - 1)->getActivations();
 }
 
-// Files of another width than the nets' would be read past their end, or written into the slots of
-// another thread.
+// If the files had another width than the nets, they would be read past their end or written into
+// the slots of another thread.
 void requireOutput(const Matrix& output, int32_t faces) {
   if (output.size != 2 * faces * kRowFloats) {
     throw std::out_of_range("a net with an output of another width");
   }
 }
 
-// Net indices by descending work: the two of 55 pixels, then colour before gray. Threads take nets
-// one by one, and the last ones taken are the shortest.
+// Net indices in descending order of work: the two of 55 pixels first, then colour before gray.
+// Threads take nets one by one, so the last ones taken are the shortest.
 constexpr int32_t kNetsByWork[kPatchCount] = {0, 1, 2, 4, 7,  10, 13, 16, 18, 20, 22, 24, 3,
                                               5, 6, 8, 9, 11, 12, 14, 15, 17, 19, 21, 23};
 

@@ -1,4 +1,4 @@
-// Running the 25 nets side by side.
+// Runs the 25 nets in parallel.
 #ifndef FACEFEATURE_ENGINE_NET_FEATURES_H
 #define FACEFEATURE_ENGINE_NET_FEATURES_H
 
@@ -10,19 +10,19 @@
 
 namespace facefeature {
 
-// Runs the nets on the 25 patch matrices, the library's only parallel loop, and writes each net's
-// two output rows, brought to unit length, to patchFeatures (8000 floats): net 0's row of the
-// patch, net 0's row of the mirrored patch, net 1's, and so on, 160 floats a row. An exception in a
-// net ends the process.
+// Runs the nets on the 25 patch matrices in a parallel loop, scales each net's two output rows to
+// unit length, and writes them to patchFeatures (8000 floats): net 0's row of the patch, net 0's
+// row of the mirrored patch, net 1's, and so on, 160 floats a row. An exception in a net ends the
+// process.
 void runNets(ConvNet* const* nets, std::vector<Matrix*>& patchMatrices, float* patchFeatures);
 
 // The same for several faces at once: matrix p holds the two rows of patch p of the first face,
-// then those of the second, and so on, and face n's features go to patchFeatures + 8000 * n. Each
-// face has the bits that it has alone.
+// then those of the second, and so on. Face n's features go to patchFeatures + 8000 * n, with the
+// same bits as for that face alone.
 void runNetsOnFaces(ConvNet* const* nets, std::vector<Matrix*>& patchMatrices, int32_t faces,
                     float* patchFeatures);
 
-// Brings the two rows of 160 floats in output to unit length, each by its own norm, and writes them
+// Scales the two rows of 160 floats in output to unit length, each by its own norm, and writes them
 // to destination. A row of zeros gives NaNs.
 void normalizeRows(const float* output, float* destination);
 

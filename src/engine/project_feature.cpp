@@ -13,12 +13,12 @@ namespace facefeature {
 namespace {
 
 // Rows that a thread takes at a time: a multiple of the lanes of every kernel set, and few enough
-// that threads end together.
+// that threads finish together.
 constexpr int32_t kRowsAtOnce = 80;
 constexpr int32_t kBlocks = (kProjectedFloats + kRowsAtOnce - 1) / kRowsAtOnce;
 
-// Rows of both projections, self first. The rows are independent, so that any distribution over
-// the threads gives the same bits.
+// Rows of both projections, self first. The rows are independent, so any distribution over the
+// threads gives the same bits.
 void projectBlock(int32_t block, const float* const* x, int32_t count, float* const* selfProducts,
                   float* const* crossProducts) {
   const bool isSelf = block < kBlocks;
@@ -44,7 +44,8 @@ void finishFeature(const float* selfProducts, float* feature) {
     selfSquares += selfProducts[r] * selfProducts[r];
     crossSquares += feature[r] * feature[r];
   }
-  // No root here and a root there: a score subtracts the one and divides by the other.
+  // Element 501 is a square root and element 500 is not: the score divides by the one and subtracts
+  // the other.
   feature[500] = selfSquares;
   feature[501] = roundedSqrt(crossSquares);
 }

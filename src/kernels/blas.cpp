@@ -8,7 +8,7 @@
 namespace facefeature {
 namespace {
 
-// Sums that do not go to C as they are pass through a panel on the stack.
+// Sums that are not stored to C directly pass through a panel on the stack.
 constexpr int32_t kPanelRows = 32;
 constexpr int32_t kPanelColumns = 160;
 
@@ -39,7 +39,7 @@ Product partOf(const Product& product, int32_t row, int32_t column, int32_t rows
   return part;
 }
 
-// Completes one row: the sums are finished, what follows rounds step by step.
+// Finishes one row: the sums are complete, and each following step rounds.
 void storeSums(const float* sums, int32_t columns, float alpha, float beta, float* c) {
   for (int32_t j = 0; j < columns; ++j) {
     const float scaled = alpha == 1.0f ? sums[j] : alpha * sums[j];

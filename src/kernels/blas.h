@@ -1,8 +1,8 @@
 // The three CBLAS routines that the system calls, with their usual arguments. The library provides
-// them itself, because the order of every sum is part of a feature: the same bits on every
-// processor, for every number of rows, on the calling thread and without a lock.
+// them itself, because the order of every sum is part of a feature: they give the same bits on
+// every processor and for every number of rows, and run on the calling thread without a lock.
 //
-// None of them checks its arguments. Sizes below 1 mean that nothing is done.
+// None of them validates its arguments. Sizes below 1 do nothing.
 #ifndef FACEFEATURE_KERNELS_BLAS_H
 #define FACEFEATURE_KERNELS_BLAS_H
 
@@ -10,7 +10,7 @@
 
 namespace facefeature {
 
-// The values of CBLAS. Matrix::order is handed over as a CBLAS_TRANSPOSE.
+// The values of CBLAS. Matrix::order is passed as a CBLAS_TRANSPOSE.
 enum CBLAS_ORDER { CblasRowMajor = 101 };
 enum CBLAS_TRANSPOSE { CblasNoTrans = 111, CblasTrans = 112 };
 

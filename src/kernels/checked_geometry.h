@@ -1,4 +1,4 @@
-// Arithmetic with the sizes of a net text, which may be anything.
+// Arithmetic with the sizes in a net text, which may have any value.
 #ifndef FACEFEATURE_KERNELS_CHECKED_GEOMETRY_H
 #define FACEFEATURE_KERNELS_CHECKED_GEOMETRY_H
 
@@ -6,14 +6,14 @@
 
 namespace facefeature {
 
-// numerator / divisor, truncating. Throws std::out_of_range for a divisor of 0 and for the one
+// numerator / divisor, truncated. Throws std::out_of_range for a divisor of 0 and for the one
 // quotient that an int32_t can't hold.
 int32_t divideGeometry(int32_t numerator, int32_t divisor);
 
-// a * b. Throws std::out_of_range where an int32_t can't hold it.
+// a * b. Throws std::out_of_range if an int32_t can't hold it.
 int32_t multiplyGeometry(int32_t a, int32_t b);
 
-// The square root in double, truncated: the side of a square of so many cells. 0 for a negative
+// The square root in double, truncated: the side of a square of this many cells. 0 for a negative
 // count.
 int32_t truncatedSquareRoot(int32_t cells);
 

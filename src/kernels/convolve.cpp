@@ -9,7 +9,7 @@
 
 namespace facefeature {
 
-// Of the two numbers of modules the one across decides, for both: the grid is square.
+// The horizontal number of modules is used for both directions: the grid is square.
 void convolveForward(const Matrix& input, const Matrix& weights, const Matrix& biases,
                      Matrix& output, int32_t imgSize, int32_t /*modulesY*/, int32_t modulesX,
                      int32_t padding, int32_t stride, int32_t channels, float scale, float alpha) {
@@ -30,7 +30,7 @@ void convolveForward(const Matrix& input, const Matrix& weights, const Matrix& b
     Matrix planes = Matrix::view(output.buffer + start, weights.rows, geometry.modules, kRowMajor);
     multiply(weights, *patches, weights.rows, geometry.modules, weights.cols, alpha, scale,
              planes.buffer, geometry.modules);
-    // Biases of another shape than the layer's may run over into the next sample's planes, whose
+    // Biases of another shape than the layer's may overflow into the next sample's planes, whose
     // product then overwrites them.
     if (overwrite) addBiases(biases, output.size - start, planes);
   }

@@ -9,8 +9,8 @@
 namespace facefeature {
 namespace {
 
-// The sum of squares over the window of channels about the one that element k belongs to. It is
-// gathered in the target itself: in place, an element has lost its value before it is read.
+// The sum of squares over the window of channels around that of element k. It is accumulated in the
+// target itself, so in place an element loses its value before it is read.
 void gatherEnergy(const float* row, int32_t k, int32_t pixels, int32_t channels, int32_t sizeX,
                   float* target) {
   const int64_t pixel = k % pixels;

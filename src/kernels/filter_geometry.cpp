@@ -14,7 +14,7 @@ void require(bool holds, const char* what) {
   if (!holds) throw std::out_of_range(what);
 }
 
-// Floats that the unfolding of one image writes.
+// Number of floats that unfolding one image writes.
 int64_t unfoldedFloats(const FilterShape& shape, int32_t width, int32_t filterSize) {
   const int64_t height = unfoldedSide(shape.imgSize, filterSize, shape.padding, shape.stride);
   const int64_t across = unfoldedSide(width, filterSize, shape.padding, shape.stride);
@@ -55,7 +55,7 @@ Matrix* newPatchMatrix(const FilterGeometry& geometry) {
 
 void prepareOutput(const FilterGeometry& geometry, const Matrix& input, bool overwrite,
                    Matrix& output) {
-  // In place is fine where nothing moves: a sample is unfolded before its row is written.
+  // In place works if nothing moves: a sample is unfolded before its row is written.
   require(&output != &input || output.cols == geometry.outputCols,
           "a filter bank that reshapes its input");
   if (overwrite) {

@@ -67,7 +67,7 @@ KernelSetList kernelSets();
 
 const KernelSet& plainKernels();
 
-// The set in use: from load on the first of the list that runs here. Only tests and benchmarks
+// The active set: the first of the list that runs here, from loading on. Only tests and benchmarks
 // assign another, while nothing runs (tests/support/scoped_kernels.h).
 extern const KernelSet* activeKernels;
 

@@ -11,8 +11,8 @@
 namespace facefeature {
 namespace {
 
-// One filter at all output positions. The products are made first, in a matrix of their own, and
-// then summed down each column from 0 on.
+// One filter at all output positions. The products are computed first, into a matrix of their own,
+// and then summed down each column from 0.
 void applyFilter(const Matrix& patches, const Matrix& filter, Matrix& products, float* plane) {
   patches.multiplyElements(filter, products);
   for (int32_t m = 0; m < patches.cols; ++m) {
@@ -35,20 +35,20 @@ void addUnsharedBiases(const Matrix& biases, Matrix& planes) {
 
 }  // namespace
 
-// Of the two numbers of modules the one across decides, for both: the grid is square.
+// The horizontal number of modules is used for both directions: the grid is square.
 void localForward(const Matrix& input, const Matrix& weights, Matrix& biases, Matrix& output,
                   int32_t imgSize, int32_t /*modulesY*/, int32_t modulesX, int32_t padding,
                   int32_t stride, int32_t channels, float scale) {
   const FilterShape shape = {imgSize, modulesX, padding, stride, channels};
   const int32_t modules = multiplyGeometry(modulesX, modulesX);
-  // Dividing by the product of the two is dividing by one after the other.
+  // Dividing by the product of the two equals dividing by one after the other.
   const FilterGeometry geometry =
       filterGeometry(shape, input, weights, divideGeometry(weights.cols, modules));
   const bool overwrite = scale == 0.0f;
   prepareOutput(geometry, input, overwrite, output);
 
   // The biases take the shape of the output planes at every call, whatever their file said and
-  // whether they are going to be added. Their size stays what the file delivered.
+  // whether or not they will be added. Their size stays that of the file.
   biases.rows = weights.rows;
   biases.cols = modules;
 
@@ -60,8 +60,8 @@ void localForward(const Matrix& input, const Matrix& weights, Matrix& biases, Ma
     Matrix planes = Matrix::view(output.buffer + static_cast<int64_t>(output.cols) * s,
                                  weights.rows, modules, kRowMajor);
     for (int32_t f = 0; f < weights.rows; ++f) {
-      // A row of the weights holds module after module, which read column by column is the shape of
-      // the patch matrix. Whatever order the weights have, their rows are taken as they lie.
+      // A row of the weights holds module after module, which read column by column has the shape
+      // of the patch matrix. The rows are taken in storage order, whatever order the weights have.
       const Matrix filter = Matrix::view(weights.buffer + static_cast<int64_t>(weights.cols) * f,
                                          geometry.patchRows, modules, kColumnMajor);
       // The sums replace the output whatever scale is. Adding for later inputs, as a convolution

@@ -1,4 +1,4 @@
-// Filters with weights of their own at every output position.
+// Filters with separate weights at every output position.
 #ifndef FACEFEATURE_KERNELS_LOCAL_H
 #define FACEFEATURE_KERNELS_LOCAL_H
 
@@ -9,14 +9,13 @@
 namespace facefeature {
 
 // output(f, m) = sum over l of patches(l, m) * weights(f, m * L + l), L = channels * filterSize^2,
-// summed in single precision from 0 with l rising, each product rounded first. If scale is 0 the
+// summed in single precision from 0 in ascending l, each product rounded first. If scale is 0 the
 // output is resized before, and the biases, one for each output, are added after. The sums replace
-// what stands in the output whatever scale is: of several inputs the last one alone is left,
-// without biases. convolveForward adds instead; the two differ on purpose.
+// the contents of the output whatever scale is: of several inputs only the last remains, without
+// biases. convolveForward adds instead; the difference is intentional.
 //
 // weights: filters x (modulesX^2 * L). biases is reshaped to filters x modulesX^2 at every call,
-// whatever its file said; its size is not touched.
-// output may be input where that keeps its shape.
+// whatever its file said; its size is not changed. output may be input if that keeps its shape.
 // Throws std::out_of_range for geometry that would leave the matrices, and std::bad_alloc.
 void localForward(const Matrix& input, const Matrix& weights, Matrix& biases, Matrix& output,
                   int32_t imgSize, int32_t modulesY, int32_t modulesX, int32_t padding,

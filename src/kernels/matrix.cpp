@@ -9,7 +9,7 @@
 namespace facefeature {
 namespace {
 
-// rows times cols, with room for any two 32-bit numbers.
+// rows times cols, without overflow for any two 32-bit numbers.
 int64_t elementCount(int32_t rows, int32_t cols) { return static_cast<int64_t>(rows) * cols; }
 
 size_t floatBytes(int64_t count) { return static_cast<size_t>(count) * sizeof(float); }
@@ -63,13 +63,13 @@ void Matrix::readFrom(std::istream& stream) {
   int32_t fileCols = 0;
   if (!readInt(stream, fileRows) || !readInt(stream, fileCols)) fileRows = fileCols = 0;
   const int64_t count = elementCount(fileRows, fileCols);
-  // Two negative numbers have a good product and are no shape.
+  // Two negative numbers have a valid product but are not a shape.
   if (fileRows < 0 && fileCols < 0) throw std::bad_alloc();
   buffer = allocateFloats(count);
   rows = fileRows;
   cols = fileCols;
   size = static_cast<int32_t>(count);
-  // What the file does not deliver is zero: heap leftovers must not reach a result.
+  // Floats missing from the file are zero: uninitialised memory must not reach a result.
   char* const bytes = reinterpret_cast<char*>(buffer);
   const std::streamsize wanted = static_cast<std::streamsize>(floatBytes(count));
   stream.read(bytes, wanted);
@@ -86,7 +86,7 @@ void Matrix::resizeLike(const Matrix& other) { resize(other.rows, other.cols); }
 void Matrix::replaceBuffer(int32_t wantedRows, int32_t wantedCols) {
   const int64_t count = elementCount(wantedRows, wantedCols);
   if (size != count) {
-    // Released last: when memory runs out the matrix is as it was, with a buffer to release.
+    // Released last: if memory runs out, the matrix is unchanged and its buffer still valid.
     float* const replacement = allocateFloats(count);
     releaseFloats(buffer);
     buffer = replacement;
@@ -108,7 +108,7 @@ void Matrix::copyTo(Matrix& target) const {
 }
 
 void Matrix::copyElementsTo(Matrix& target) const {
-  // Without columns there may be no buffer, and a block copy takes no null, not even for no bytes.
+  // Without columns the buffer may be null, and memcpy takes no null, not even for zero bytes.
   if (cols < 1) return;
   if (!isColumnMajor() && !target.isColumnMajor()) {
     for (int32_t r = 0; r < rows; ++r) {
@@ -138,7 +138,7 @@ Matrix* Matrix::transposed() const {
     return new Matrix(buffer, cols, rows, kRowMajor);
   }
   std::unique_ptr<Matrix> moved(new Matrix(cols, rows));
-  // The header of a file may promise any number of empty rows.
+  // The header of a file may declare any number of empty rows.
   if (size < 1) return moved.release();
   for (int32_t r = 0; r < rows; ++r) {
     for (int32_t c = 0; c < cols; ++c) moved->buffer[moved->indexOf(c, r)] = buffer[indexOf(r, c)];

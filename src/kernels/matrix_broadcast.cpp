@@ -8,7 +8,7 @@
 namespace facefeature {
 namespace {
 
-// The rule that decides by rows alone; see the class comment for what it makes of 1 x 1.
+// The rule that decides by rows alone; the class comment explains what it means for 1 x 1.
 bool isRowVector(const Matrix& vector) { return vector.rows == 1; }
 
 // Whether the vector's elements run along the storage of the matrix.
@@ -20,9 +20,10 @@ bool runsAlongStorage(const Matrix& vector, bool columnMajor) {
 
 void Matrix::addBroadcast(const Matrix& vector, float factor, Matrix& target) const {
   if (&target != this) copyTo(target);
-  // Lines without elements may have no buffer in which to walk from line to line.
+  // Lines without elements may have no buffer to advance through.
   if (vector.size < 1) return;
-  // A line is what the vector is added to: a row of the target for a row vector, else a column.
+  // A line is the part of the target that the vector is added to: a row for a row vector, else a
+  // column.
   const bool along = runsAlongStorage(vector, target.isColumnMajor());
   const int32_t lines = isRowVector(vector) ? target.rows : target.cols;
   const int32_t lineLength = isRowVector(vector) ? target.cols : target.rows;
@@ -58,8 +59,8 @@ void Matrix::divideBroadcast(const Matrix& vector, Matrix& target) const {
     }
     return;
   }
-  // A product with the rounded reciprocal, on purpose: dividing here too would be more exact and
-  // would give another number.
+  // Multiplies by the rounded reciprocal on purpose: dividing would be more exact and would give
+  // another number.
   const std::unique_ptr<Matrix> reciprocals(vector.clone());
   vsInv(reciprocals->size, reciprocals->buffer, reciprocals->buffer);
   multiplyBroadcast(*reciprocals, target);
@@ -71,7 +72,7 @@ void Matrix::reduce(int32_t axis, Matrix& target, ElementFunction function, floa
   const int32_t lineLength = perColumn ? rows : cols;
   target.resize(perColumn ? 1 : lines, perColumn ? lines : 1);
   for (int32_t i = 0; i < lines; ++i) {
-    // Strictly from index 0 on: a pairwise or a vector sum would end on other bits.
+    // Strictly from index 0 on: a pairwise or a vectorised sum would give other bits.
     float accumulator = initial;
     for (int32_t k = 0; k < lineLength; ++k) {
       accumulator = function(buffer[perColumn ? indexOf(k, i) : indexOf(i, k)], accumulator);

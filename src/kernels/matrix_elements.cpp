@@ -28,7 +28,7 @@ void Matrix::addScalar(float value, Matrix& target) const {
 
 void Matrix::maxWithScalar(float value, Matrix& target) const {
   target.resizeLike(*this);
-  // Not std::max, which keeps a NaN or a -0 that stands first.
+  // Not std::max, which keeps a NaN or a -0 in its first argument.
   for (int32_t i = 0; i < size; ++i) target.buffer[i] = buffer[i] > value ? buffer[i] : value;
 }
 

@@ -24,7 +24,7 @@ void multiply(const Matrix& a, const Matrix& b, int32_t m, int32_t n, int32_t k,
               leadingDimension(a), b.buffer, leadingDimension(b), beta, c, ldc);
 }
 
-// Walks as Matrix::addBroadcast does and cuts where the memory ends.
+// Iterates like Matrix::addBroadcast and stops at the end of the memory.
 void addBiases(const Matrix& biases, int64_t room, Matrix& target) {
   const bool isRow = biases.rows == 1;
   const int64_t lines = isRow ? target.rows : target.cols;

@@ -18,7 +18,7 @@ struct Windows {
   int32_t imgSize;
 };
 
-// A window, clipped to the image; empty or turned round where it lies outside.
+// A window, clipped to the image; empty or reversed if it is outside.
 struct Window {
   int64_t yLow, yHigh, xLow, xHigh;
 };
@@ -37,9 +37,9 @@ float averageOf(const float* plane, int64_t imgSize, const Window& window) {
   for (int64_t y = window.yLow; y < window.yHigh; ++y) {
     for (int64_t x = window.xLow; x < window.xHigh; ++x) sum += plane[y * imgSize + x];
   }
-  // Divided by what was there, also when nothing was: 0 / 0 is a NaN, and a window that lies
-  // outside on both axes has two negative spans and so a positive count. 32 bits wide, as the count
-  // has always been; what does not fit them wraps.
+  // Divides by the number of pixels in the window even if that is 0: 0 / 0 is a NaN, and a window
+  // that is outside on both axes has two negative spans and so a positive count. The count has 32
+  // bits and wraps on overflow.
   const uint32_t count = static_cast<uint32_t>(window.yHigh - window.yLow) *
                          static_cast<uint32_t>(window.xHigh - window.xLow);
   return sum / static_cast<float>(static_cast<int32_t>(count));
@@ -56,7 +56,7 @@ float maximumOf(const float* plane, int64_t imgSize, const Window& window) {
   return maximum;
 }
 
-// The windows of the nets: 2 x 2 pixels, side by side from the corner on, all inside the image.
+// The windows of the nets: 2 x 2 pixels, adjacent from the corner on, all inside the image.
 bool isPairs(const Windows& windows) {
   return windows.sizeX == 2 && windows.start == 0 && windows.stride == 2 && windows.outputsX > 0 &&
          2 * static_cast<int64_t>(windows.outputsX) <= windows.imgSize;
@@ -65,8 +65,8 @@ bool isPairs(const Windows& windows) {
 void poolForward(const Matrix& input, Matrix& target, int32_t channels, const Windows& shape,
                  PoolWindow pool, float fill) {
   if (shape.outputsX == 0) throw std::out_of_range("no outputs along a side");
-  // The side is the root of a plane's pixels, truncated; planes still start at multiples of the
-  // pixels, so of a plane that is no square the last ones are never read.
+  // The side is the root of a plane's pixels, truncated. Planes still start at multiples of the
+  // pixels, so the last pixels of a plane that is not square are never read.
   const int32_t imgPixels = divideGeometry(input.cols, channels);
   Windows windows = shape;
   windows.imgSize = truncatedSquareRoot(imgPixels);
@@ -74,8 +74,8 @@ void poolForward(const Matrix& input, Matrix& target, int32_t channels, const Wi
   const int32_t outputCols = multiplyGeometry(outPixels, channels);
   if (&target == &input) {
     if (target.cols != outputCols) throw std::out_of_range("a pooling that reshapes its input");
-    // The target is filled before the first window is read, so in place nothing of the input is
-    // left to pool.
+    // The target is filled before the first window is read, so in place nothing of the input
+    // remains to be pooled.
     std::fill(target.buffer, target.buffer + target.size, fill);
   }
   target.resize(input.rows, outputCols);
@@ -124,7 +124,7 @@ void maxPoolPairsFast(const float* plane, int32_t imgSize, int32_t outputsX, flo
     const float* lower = upper + imgSize;
     float* row = out + oy * outputsX;
     for (int64_t ox = 0; ox < outputsX; ++ox) {
-      // In raster order, the running maximum second: it wins ties and against NaNs.
+      // In raster order, with the running maximum as second operand: it wins ties and against NaNs.
       float maximum = kMaxPoolFill;
       maximum = elementMax(upper[2 * ox], maximum);
       maximum = elementMax(upper[2 * ox + 1], maximum);

@@ -6,9 +6,9 @@
 
 namespace facefeature {
 
-// products[r] = the sum over j, rising, of matrix[r * cols + j] * x[j], in single precision from 0,
-// each product rounded and then each sum. The variants are bit-identical: the fast ones work on
-// several rows side by side, one lane for each row, and never split a sum.
+// products[r] = the sum over j of matrix[r * cols + j] * x[j], in ascending j, in single precision
+// from 0, each product rounded and then each sum. The variants are bit-identical: the fast ones
+// work on several rows in parallel, one lane for each row, and never split a sum.
 void projectRowsPlain(const float* matrix, int32_t rows, int32_t cols, const float* x,
                       float* products);
 void projectRowsFast(const float* matrix, int32_t rows, int32_t cols, const float* x,

@@ -1,8 +1,8 @@
-// The standard functions of single floats, taken in double and rounded once.
+// The standard functions of single floats, computed in double and rounded once.
 //
-// The float forms of the C libraries are not the same everywhere; these are, as far as they were
-// compared, and features are made with them. The root rounded from double is the correctly rounded
-// one (double has more than twice the digits and two).
+// The float versions of the C libraries differ between platforms. These gave the same results
+// wherever they were compared, and features depend on them. The square root rounded from double is
+// correctly rounded (double has more than twice the digits of a float plus two).
 #ifndef FACEFEATURE_KERNELS_ROUNDED_MATH_H
 #define FACEFEATURE_KERNELS_ROUNDED_MATH_H
 

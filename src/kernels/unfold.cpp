@@ -37,8 +37,8 @@ void unfoldPlain(const float* image, int32_t channels, int32_t height, int32_t w
 
 namespace {
 
-// One output row under one weight: count values whose first stands at ix of the image row, 0
-// outside of it. A null row is one outside of the image.
+// One output row for one weight: count values, the first from column ix of the image row, 0 outside
+// of it. A null row is outside of the image.
 void copyRun(const float* row, int32_t width, int64_t ix, int32_t count, float* out) {
   const int64_t first = std::clamp<int64_t>(-ix, 0, count);
   const int64_t last = row == nullptr ? first : std::clamp<int64_t>(width - ix, first, count);

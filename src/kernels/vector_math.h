@@ -1,9 +1,9 @@
 // Element-wise routines over float arrays.
 //
 // n elements; a length below 1 or a null pointer computes nothing. The output may be an input.
-// Exponential, logarithm and hyperbolic tangent are taken in double and rounded once: the float
-// forms of the C libraries differ between platforms in the last bit, and the double ones, rounded,
-// agreed wherever they were compared.
+// Exponential, logarithm and hyperbolic tangent are computed in double and rounded once: the float
+// versions of the C libraries differ between platforms in the last bit, and the double ones,
+// rounded, agreed wherever they were compared.
 #ifndef FACEFEATURE_KERNELS_VECTOR_MATH_H
 #define FACEFEATURE_KERNELS_VECTOR_MATH_H
 

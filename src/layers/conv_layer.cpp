@@ -22,7 +22,7 @@ LocalLayer::LocalLayer(ConvNet* net, const char* layerName)
   imgSize = getIntList(name, "imgSize");
   imgPixels = getIntList(name, "imgPixels");
   section.getInt("modulesX", modulesX);
-  // Held only: the kernels square it for themselves, and check what comes out.
+  // Only stored: the kernels square it themselves, and validate the result.
   modules = static_cast<int32_t>(static_cast<uint32_t>(modulesX) * static_cast<uint32_t>(modulesX));
 }
 

@@ -9,31 +9,31 @@
 
 namespace facefeature {
 
-// Input and output are activations: a row a sample, in it one plane for each channel or filter,
-// each plane row-major. The planes of one layer are the channels of the next.
+// Input and output are activations: one row per sample, which holds one plane for each channel or
+// filter, each plane row-major. The planes of one layer are the channels of the next.
 //
-// Weights are transposed on load: a file's K x filters is held as filters x K. Within a filter they
-// stand channel after channel, row after row.
+// Weights are transposed on load: a file's K x filters is stored as filters x K. Within a filter
+// the order is channel after channel, row after row.
 class LocalLayer : public WeightLayer {
  public:
   LocalLayer(ConvNet* owner, const char* name);
   ~LocalLayer() override;
 
-  // One element an input, from the key of the same name; owned.
+  // One element per input, from the key of the same name; owned.
   std::vector<int32_t>* padding;  // zero border on each side
   std::vector<int32_t>* stride;
-  std::vector<int32_t>* filterSize;  // held, not read: the kernels derive it from the weights
+  std::vector<int32_t>* filterSize;  // stored, not read: the kernels derive it from the weights
   std::vector<int32_t>* channels;
   std::vector<int32_t>* imgSize;       // height of the input image
-  std::vector<int32_t>* imgPixels;     // held, not read
-  std::vector<int32_t>* filterPixels;  // held, not read
+  std::vector<int32_t>* imgPixels;     // stored, not read
+  std::vector<int32_t>* filterPixels;  // stored, not read
   int32_t modulesX;                    // output positions along one side
   int32_t modules;                     // modulesX squared
-  int32_t filters;                     // held, not read: the weights have it
+  int32_t filters;                     // stored, not read: the weights have it
 
  protected:
-  // Throws std::out_of_range with the text "invalid vector<T> subscript" when a list that the
-  // forward step reads has no entry for this input.
+  // Throws std::out_of_range with the text "invalid vector<T> subscript" if a list that the forward
+  // step reads has no entry for this input.
   void checkInput(int32_t inputIndex) const;
 };
 
@@ -45,8 +45,8 @@ class ConvLayer : public LocalLayer {
   void applyInput(int32_t inputIndex, float scale) override;
 };
 
-// Type "local": filters of its own at each output position (kernels/local.h). Of several inputs the
-// last one alone is left.
+// Type "local": separate filters at each output position (kernels/local.h). Of several inputs only
+// the last remains.
 class LocalUnsharedLayer : public LocalLayer {
  public:
   LocalUnsharedLayer(ConvNet* owner, const char* name);

@@ -16,7 +16,7 @@ void FCLayer::applyInput(int32_t inputIndex, float scale) {
   if (scale == 0.0f) out.resize(in.rows, w.cols);
   if (in.rows > out.rows || w.cols > out.cols) throw std::out_of_range("an output too small");
   multiply(in, w, in.rows, w.cols, in.cols, 1.0f, scale, out.buffer, out.cols);
-  // Between the first product and the second: another place would round differently.
+  // Between the first product and the second: any other position would round differently.
   if (scale == 0.0f) addBiases(*biases->matrix, out.size, out);
 }
 

@@ -24,8 +24,8 @@ ConvNet::ConvNet(int32_t netIndex, const char* text) {
   try {
     build(netIndex, text);
   } catch (const std::string& reason) {
-    // Ends the host's process, and is meant to: a net that can't be built is an error in the
-    // library itself, and an engine without it would make features that look like good ones.
+    // Ends the host's process on purpose: a net that can't be built is an error in the library
+    // itself, and an engine without it would produce features that look valid.
     std::cout << "Error creating ConvNet: " << reason << std::endl;
     std::exit(1);
   }
@@ -41,8 +41,8 @@ void ConvNet::build(int32_t netIndex, const char* text) {
   for (int32_t i = 0; i < layerCount; ++i) {
     buildLayer(*names, names->at(static_cast<size_t>(i)));
   }
-  // A second pass, so that outputs are notified by rising position in the net, whatever the order
-  // in which inputs are named. That decides which of two readers of a matrix comes first.
+  // A second pass, so that outputs are notified in ascending position in the net, whatever the
+  // order in which inputs are named. This decides which of two readers of a matrix comes first.
   for (Layer* layer : layers) {
     for (Layer* input : layer->inputLayers) input->outputLayers.push_back(layer);
   }
@@ -55,8 +55,8 @@ void ConvNet::buildLayer(const std::vector<std::string>& names, const std::strin
   Layer* layer = createLayer(type, name);
   const std::unique_ptr<std::vector<std::string>> inputs(getStringList(name, "inputs"));
   for (const std::string& input : *inputs) {
-    // Only what is built so far can be an input: a later layer's index lies behind the list's end,
-    // and that of no layer, -1, does as an unsigned number.
+    // Only layers that are already built can be an input: a later layer's index is past the end of
+    // the list, and so is -1 (no such layer) as an unsigned number.
     const int32_t index = findLayerName(names, input);
     layer->inputLayers.push_back(layers.at(static_cast<size_t>(index)));
   }
@@ -75,9 +75,9 @@ void ConvNet::completeForward() {
   if (plan_ != nullptr) plan_->complete();
 }
 
-// Layers die once, also those that stand in both lists, and by rising address. The lists are sorted
-// where they are, since a set of all would ask for memory: an engine is destroyed not least when
-// there is none left, and an exception from a destructor ends the process.
+// Layers are deleted once, also those in both lists, and in ascending address. The lists are sorted
+// in place, since a set would allocate: an engine may be destroyed precisely because memory has run
+// out, and an exception from a destructor ends the process.
 ConvNet::~ConvNet() {
   std::sort(layers.begin(), layers.end(), kByAddress);
   std::sort(dataLayers.begin(), dataLayers.end(), kByAddress);

@@ -1,4 +1,4 @@
-// ForwardPlan, a shorter way through a net than from layer to layer.
+// ForwardPlan, a shorter path through a net than from layer to layer.
 #ifndef FACEFEATURE_NET_FORWARD_PLAN_H
 #define FACEFEATURE_NET_FORWARD_PLAN_H
 
@@ -11,16 +11,16 @@ namespace facefeature {
 
 class ConvNet;
 
-// Computes the last layer's output of one kind of net, with the bits of the layers' own protocol
-// (net/layer.h), and leaves out what no later layer reads. Nobody who looks at a layer sees the
-// difference: Layer::getActivations has the missing matrices computed first.
+// Computes the last layer's output of one kind of net, bit-identical to the protocol of the layers
+// (net/layer.h), and leaves out what no later layer reads. The difference is not observable:
+// Layer::getActivations computes the missing matrices first.
 class ForwardPlan {
  public:
   virtual ~ForwardPlan() = default;
 
   // Runs the net. Returns false, with nothing changed, if the net or the data differ from what the
-  // plan was made for: layers that were exchanged, other listeners, matrices of other shapes. What
-  // a layer throws passes through.
+  // plan was made for: replaced layers, other outputs, matrices of other shapes. Exceptions of
+  // layers pass through.
   virtual bool run(std::vector<Matrix*>& dataMatrices) = 0;
 
   // Computes the activations that the latest run has left out. The data of that run need not exist

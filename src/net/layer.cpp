@@ -5,8 +5,8 @@
 
 namespace facefeature {
 
-// The counters need no value: resetForward comes before every run. They get one all the same, since
-// a read of memory that nobody wrote is never worth a saved store.
+// The counters need no value: resetForward precedes every run. They are initialised nevertheless,
+// since saving a store is not worth a read of uninitialised memory.
 Layer::Layer(ConvNet* net, const char* layerName)
     : owner(net),
       receivedInputs(0),
@@ -39,15 +39,15 @@ void Layer::runForward(std::vector<Matrix*>& inputs) {
     if (i == actsTarget) continue;
     applyInput(i, !inPlace && i == 0 ? 0.0f : 1.0f);
   }
-  // The order matters: a layer that rewrites this one's output in place stands ahead of one that is
-  // to read the result.
+  // The order matters: a layer that rewrites this one's output in place comes before one that reads
+  // the result.
   for (Layer* output : outputLayers) output->notifyInputReady();
 }
 
 void Layer::notifyInputReady() {
   ++receivedInputs;
   if (receivedInputs != static_cast<int32_t>(inputLayers.size())) return;
-  // Asked for only now: an input's matrix may be another one in each run.
+  // Fetched only now: an input's matrix may change from run to run.
   std::vector<Matrix*> inputs;
   inputs.reserve(inputLayers.size());
   for (Layer* input : inputLayers) inputs.push_back(input->getActivations());
