@@ -71,11 +71,11 @@ TEST_F(ExtractionWithoutMemory, AheadOfTheNetsItIsBadAllocAndInThemTheProcessEnd
 }
 
 TEST_F(ExtractionWithoutMemory, SoItIsInALaterExtractionWhenTheNetsHaveTheirStorage) {
-  expectBadAllocAndThenTheEnd(FailingFor::kOnce, 1, 41, 50, 40);
+  expectBadAllocAndThenTheEnd(FailingFor::kOnce, 1, 1, 50, 40);
 }
 
 TEST_F(ExtractionWithoutMemory, SoItIsWhenTheFailureLasts) {
-  expectBadAllocAndThenTheEnd(FailingFor::kGood, 0, 97, 50, 35);
+  expectBadAllocAndThenTheEnd(FailingFor::kGood, 0, 61, 50, 35);
 }
 
 // The photograph is read in place. The only requests are those for the work of the 25 patches:
