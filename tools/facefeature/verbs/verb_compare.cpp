@@ -2,6 +2,9 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <memory>
+#include <optional>
+#include <string>
 
 #include "base/csv.h"
 #include "base/float_text.h"
@@ -12,6 +15,16 @@
 namespace facefeature_tools {
 namespace {
 
+struct CompareRequest {
+  std::string first;
+  std::string second;
+  // A float, as scores are: a score that was printed and is given back reaches it.
+  std::optional<float> threshold;
+};
+
+// The exit code for a score below the threshold.
+constexpr ExitCode kBelow = kFailed;
+
 // A score that is not a number reaches nothing.
 bool reaches(float score, const std::optional<float>& threshold) {
   return !threshold || score >= *threshold;
@@ -21,8 +34,9 @@ void warnOfNoNumbers(const CompareRequest& request, size_t count) {
   if (count == 0) return;
   const std::string scores =
       count == 1 ? "the score is" : std::to_string(count) + " of the scores are";
-  say(kCompareVerb, request.first + ", " + request.second + ": warning: " + scores +
-                        " not a number. One of the two is no feature of a face; extract it anew.");
+  say(kCompareVerb.name,
+      request.first + ", " + request.second + ": warning: " + scores +
+          " not a number. One of the two is no feature of a face; extract it anew.");
 }
 
 // Prints the rows that reach the threshold. True if there are any.
@@ -70,8 +84,7 @@ ExitCode compare(const CompareRequest& request) {
   return request.threshold && !reached ? kBelow : kDone;
 }
 
-}  // namespace
-
+// Empty for the text of a number, else the error.
 std::string thresholdFault(const std::string& text) {
   char* end = nullptr;
   const float value = std::strtof(text.c_str(), &end);
@@ -90,5 +103,24 @@ ExitCode runCompare(const CompareRequest& request) {
     throw Failure(kNoAnswer, std::runtime_error(error.what()));
   }
 }
+
+VerbRun define(Options& options) {
+  auto request = std::make_shared<CompareRequest>();
+  const char* const kinds = "Feature file, GALLERY for all of its rows, or GALLERY#ID for one";
+  options.add("A", request->first, kinds).required();
+  options.add("B", request->second, kinds).required();
+  options
+      .add("--threshold", request->threshold,
+           "End with 0 if the score is T or more, and with 1 if not, NaN included, or "
+           "with 5 if there is none. Of a table, print the rows that reach T alone")
+      .check(thresholdFault)
+      .valueName("T");
+  return [request] { return runCompare(*request); };
+}
+
+}  // namespace
+
+const Verb kCompareVerb = {
+    "compare", "Print the score of two features, or a table id_a,id_b,score of galleries", define};
 
 }  // namespace facefeature_tools

@@ -1,30 +1,14 @@
 #ifndef FACEFEATURE_TOOLS_VERBS_VERB_COMPARE_H
 #define FACEFEATURE_TOOLS_VERBS_VERB_COMPARE_H
 
-#include <optional>
-#include <string>
-
-#include "base/failure.h"
+#include "verbs/verb.h"
 
 namespace facefeature_tools {
 
-constexpr char kCompareVerb[] = "compare";
-
-struct CompareRequest {
-  std::string first;
-  std::string second;
-  // A float, as scores are: a score that was printed and is given back is reached.
-  std::optional<float> threshold;
-};
-
-// The exit code that says "below the threshold". Nothing else ends with it then.
-constexpr ExitCode kBelow = kFailed;
-
-// Empty for text that tells a number, or words for what is wrong with it.
-std::string thresholdFault(const std::string& text);
-
-// "facefeature compare": prints the score of two features, or of all pairs of two galleries.
-ExitCode runCompare(const CompareRequest& request);
+// "facefeature compare": prints the score of two features, or a table of the scores of all pairs of
+// two galleries. With a threshold the exit code is the answer: kDone if a score reaches it, kFailed
+// if none does, and nothing else ends with kFailed then.
+extern const Verb kCompareVerb;
 
 }  // namespace facefeature_tools
 

@@ -1,19 +1,22 @@
 #include "verbs/verb_extract.h"
 
 #include <cmath>
+#include <memory>
 #include <optional>
 #include <utility>
 
 #include "gallery/feature_file.h"
 #include "model/default_model.h"
 #include "model/model_link.h"
+#include "verbs/extract_list_options.h"
+#include "verbs/face_options.h"
 
 namespace facefeature_tools {
 
 FaceInput readFaceInput(const ExtractRequest& request) {
-  Photo photo = readFacePhoto(kExtractVerb, request.photo, request.exif);
+  Photo photo = readFacePhoto(kExtractVerb.name, request.photo, request.exif);
   FaceLandmarks face =
-      readFaceLandmarks(kExtractVerb, request.photo, photo, request.landmarks, request.face);
+      readFaceLandmarks(kExtractVerb.name, request.photo, photo, request.landmarks, request.face);
   return {std::move(photo), std::move(face.file)};
 }
 
@@ -29,6 +32,8 @@ FeatureVector featureOf(const FaceInput& face, const LoadedLibrary& library, con
   }
   return feature;
 }
+
+namespace {
 
 ExitCode runExtract(const ExtractRequest& request) {
   const FaceInput face = readFaceInput(request);
@@ -46,5 +51,24 @@ ExitCode runExtract(const ExtractRequest& request) {
   writeFeatureFile(request.feature, featureOf(face, library, engine, model));
   return kDone;
 }
+
+VerbRun define(Options& options) {
+  auto request = std::make_shared<ExtractRequest>();
+  options.add("PHOTO", request->photo, "JPEG, PNG or PPM file").required();
+  addLandmarks(options, request->landmarks);
+  options.add("-o,--output", request->feature, "Feature file to write, 2008 bytes (required)")
+      .required()
+      .valueName("FEATURE");
+  options.add("--model", request->model, kModelFolderHelp).valueName("DIR");
+  addExif(options, request->exif);
+  addFace(options, request->face).excludes(options.named("LANDMARKS"));
+  const auto list = std::make_shared<ExtractListOptions>(options);
+  return [request, list] { return list->given() ? list->run(*request) : runExtract(*request); };
+}
+
+}  // namespace
+
+const Verb kExtractVerb = {"extract", "Make the feature of a face, or with --list those of many",
+                           define};
 
 }  // namespace facefeature_tools

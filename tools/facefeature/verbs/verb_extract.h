@@ -4,16 +4,18 @@
 #include <cstddef>
 #include <string>
 
-#include "base/failure.h"
 #include "face/face_input.h"
 #include "face/landmark_file.h"
 #include "model/library_loader.h"
 #include "model/model_session.h"
 #include "photo/photo.h"
+#include "verbs/verb.h"
 
 namespace facefeature_tools {
 
-constexpr char kExtractVerb[] = "extract";
+// "facefeature extract": makes the feature of a face from a photograph and its landmarks, or with
+// --list a gallery from many (see extract_list.h).
+extern const Verb kExtractVerb;
 
 struct ExtractRequest {
   std::string photo;
@@ -36,9 +38,6 @@ FaceInput readFaceInput(const ExtractRequest& request);
 // a number.
 FeatureVector featureOf(const FaceInput& face, const LoadedLibrary& library, const Engine& engine,
                         const std::string& model);
-
-// "facefeature extract": a photograph and its landmarks in, a feature file out.
-ExitCode runExtract(const ExtractRequest& request);
 
 }  // namespace facefeature_tools
 

@@ -2,7 +2,9 @@
 
 #include <cmath>
 #include <filesystem>
+#include <memory>
 #include <nlohmann/json.hpp>
+#include <string>
 
 #include "base/csv.h"
 #include "base/float_text.h"
@@ -13,6 +15,11 @@
 
 namespace facefeature_tools {
 namespace {
+
+struct GalleryExportRequest {
+  std::string gallery;
+  std::string output;  // its ending names the format: .npy, .csv or .jsonl
+};
 
 // What stands ahead of the floats of a NumPy file: magic, version 1.0, the length of the rest, and
 // the description, filled up with spaces so that the floats start at a multiple of 64.
@@ -73,8 +80,6 @@ void exportJsonLines(const Gallery& gallery, const std::string& path) {
   file.publish();
 }
 
-}  // namespace
-
 ExitCode runGalleryExport(const GalleryExportRequest& request) {
   const std::string ending = std::filesystem::path(request.output).extension().string();
   if (ending != ".npy" && ending != ".csv" && ending != ".jsonl") {
@@ -87,5 +92,20 @@ ExitCode runGalleryExport(const GalleryExportRequest& request) {
   if (ending == ".jsonl") exportJsonLines(gallery, request.output);
   return kDone;
 }
+
+VerbRun define(Options& options) {
+  auto request = std::make_shared<GalleryExportRequest>();
+  options.add("GALLERY", request->gallery, "Gallery file").required();
+  options
+      .add("-o,--output", request->output,
+           "File to write (required); .npy with the ids beside it in .ids.txt, .csv, or .jsonl")
+      .required()
+      .valueName("FILE");
+  return [request] { return runGalleryExport(*request); };
+}
+
+}  // namespace
+
+const Verb kGalleryExportVerb = {"gallery export", "Write the features for other programs", define};
 
 }  // namespace facefeature_tools

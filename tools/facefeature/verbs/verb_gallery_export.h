@@ -1,21 +1,13 @@
 #ifndef FACEFEATURE_TOOLS_VERBS_VERB_GALLERY_EXPORT_H
 #define FACEFEATURE_TOOLS_VERBS_VERB_GALLERY_EXPORT_H
 
-#include <string>
-
-#include "base/failure.h"
+#include "verbs/verb.h"
 
 namespace facefeature_tools {
 
-constexpr char kGalleryExportVerb[] = "gallery export";
-
-struct GalleryExportRequest {
-  std::string gallery;
-  std::string output;  // its ending names the format: .npy, .csv or .jsonl
-};
-
-// "facefeature gallery export": the features of a gallery in a format that other programs read.
-ExitCode runGalleryExport(const GalleryExportRequest& request);
+// "facefeature gallery export": writes the features of a gallery in a format that other programs
+// read.
+extern const Verb kGalleryExportVerb;
 
 }  // namespace facefeature_tools
 

@@ -1,11 +1,20 @@
 #include "verbs/verb_gallery_info.h"
 
+#include <memory>
+#include <string>
+
 #include "base/standard_output.h"
 #include "gallery/gallery_file.h"
 #include "gallery/gallery_layout.h"
 #include "model/model_fingerprint.h"
 
 namespace facefeature_tools {
+namespace {
+
+struct GalleryInfoRequest {
+  std::string gallery;
+  bool ids = false;
+};
 
 ExitCode runGalleryInfo(const GalleryInfoRequest& request) {
   const Gallery gallery(request.gallery);
@@ -25,5 +34,16 @@ ExitCode runGalleryInfo(const GalleryInfoRequest& request) {
   finishData();
   return kDone;
 }
+
+VerbRun define(Options& options) {
+  auto request = std::make_shared<GalleryInfoRequest>();
+  options.add("GALLERY", request->gallery, "Gallery file").required();
+  options.addFlag("--ids", request->ids, "Print its ids instead, one a line");
+  return [request] { return runGalleryInfo(*request); };
+}
+
+}  // namespace
+
+const Verb kGalleryInfoVerb = {"gallery info", "Print what a gallery says of itself", define};
 
 }  // namespace facefeature_tools

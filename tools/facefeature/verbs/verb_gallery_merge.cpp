@@ -1,13 +1,21 @@
 #include "verbs/verb_gallery_merge.h"
 
 #include <memory>
+#include <string>
 #include <unordered_map>
+#include <vector>
 
 #include "batch/photo_list.h"
 #include "gallery/gallery_file.h"
 
 namespace facefeature_tools {
 namespace {
+
+struct GalleryMergeRequest {
+  std::vector<std::string> galleries;
+  std::string output;
+  std::string list;  // empty: rows as they come
+};
 
 struct Source {
   const Gallery* gallery;
@@ -62,8 +70,6 @@ std::vector<std::string> idsInOrder(const std::string& listPath, const Rows& row
   return ids;
 }
 
-}  // namespace
-
 ExitCode runGalleryMerge(const GalleryMergeRequest& request) {
   const Galleries galleries = openGalleries(request.galleries);
   const Rows rows = rowsOf(galleries);
@@ -73,9 +79,9 @@ ExitCode runGalleryMerge(const GalleryMergeRequest& request) {
   GalleryOrigin origin = galleries.front()->origin();
   for (const auto& gallery : galleries) origin = joinedOrigin(origin, gallery->origin());
   if (origin.blasCore != galleries.front()->origin().blasCore) {
-    say(kGalleryMergeVerb, request.output +
-                               ": warning: features from processors of several kinds (" +
-                               origin.blasCore + ") differ in their last digits.");
+    say(kGalleryMergeVerb.name, request.output +
+                                    ": warning: features from processors of several kinds (" +
+                                    origin.blasCore + ") differ in their last digits.");
   }
   GalleryWriter writer(request.output, origin, ids);
   for (const std::string& id : ids) {
@@ -85,5 +91,22 @@ ExitCode runGalleryMerge(const GalleryMergeRequest& request) {
   writer.finish();
   return kDone;
 }
+
+VerbRun define(Options& options) {
+  auto request = std::make_shared<GalleryMergeRequest>();
+  options.add("GALLERY", request->galleries, "Gallery files, in order").required();
+  options.add("-o,--output", request->output, "Gallery file to write (required)")
+      .required()
+      .valueName("GALLERY");
+  options
+      .add("--list", request->list,
+           "Order the rows as this list does, whatever the order of the galleries")
+      .valueName("FILE");
+  return [request] { return runGalleryMerge(*request); };
+}
+
+}  // namespace
+
+const Verb kGalleryMergeVerb = {"gallery merge", "Make one gallery of several", define};
 
 }  // namespace facefeature_tools

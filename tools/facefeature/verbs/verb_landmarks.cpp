@@ -4,12 +4,24 @@
 #include <cmath>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <nlohmann/json.hpp>
+#include <vector>
 
 #include "base/whole_file.h"
+#include "face/face_input.h"
+#include "verbs/face_options.h"
 
 namespace facefeature_tools {
 namespace {
+
+struct LandmarksRequest {
+  std::string photo;
+  std::string landmarks;  // to write; empty: standard output
+  ExifRule exif = ExifRule::kIgnore;
+  size_t face = 0;  // as in ExtractRequest
+  bool all = false;
+};
 
 double hundredths(double value) { return std::round(value * 100.0) / 100.0; }
 
@@ -65,17 +77,19 @@ std::string foundFaceText(const std::string& photoPath, const Photo& photo, cons
   return text + "\n ],\n \"points68\": " + line(points) + "}\n";
 }
 
+namespace {
+
 ExitCode runLandmarks(const LandmarksRequest& request) {
   const FaceFinder finder;
-  const Photo photo = readFacePhoto(kLandmarksVerb, request.photo, request.exif);
+  const Photo photo = readFacePhoto(kLandmarksVerb.name, request.photo, request.exif);
   const std::vector<FoundFace> found = finder.find(photo);
   const FoundFace& chosen =
-      chosenFace(kLandmarksVerb, request.photo, found, request.all ? 1 : request.face);
+      chosenFace(kLandmarksVerb.name, request.photo, found, request.all ? 1 : request.face);
   const std::vector<FoundFace> wanted = request.all ? found : std::vector<FoundFace>{chosen};
   for (size_t i = 0; i < wanted.size(); ++i) {
     const std::string text = foundFaceText(request.photo, photo, wanted[i]);
     const FaceLandmarks landmarks = landmarksOfFound(wanted[i], request.photo, photo);
-    sayDoubts(kLandmarksVerb, request.photo, landmarks.doubts);
+    sayDoubts(kLandmarksVerb.name, request.photo, landmarks.doubts);
     if (request.landmarks.empty()) {
       printText(text);
     } else {
@@ -84,5 +98,22 @@ ExitCode runLandmarks(const LandmarksRequest& request) {
   }
   return kDone;
 }
+
+VerbRun define(Options& options) {
+  auto request = std::make_shared<LandmarksRequest>();
+  options.add("PHOTO", request->photo, "JPEG, PNG or PPM file").required();
+  options.add("-o,--output", request->landmarks, "JSON file to write; without it, standard output")
+      .valueName("FILE");
+  addExif(options, request->exif);
+  options
+      .addFlag("--all", request->all,
+               "Every face that is found, by falling size: FILE_1.json, FILE_2.json, ...")
+      .excludes(addFace(options, request->face));
+  return [request] { return runLandmarks(*request); };
+}
+
+}  // namespace
+
+const Verb kLandmarksVerb = {"landmarks", "Find the landmarks of a face in a photograph", define};
 
 }  // namespace facefeature_tools

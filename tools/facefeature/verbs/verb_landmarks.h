@@ -4,25 +4,15 @@
 #include <cstddef>
 #include <string>
 
-#include "base/failure.h"
-#include "face/face_input.h"
+#include "face/face_finder.h"
+#include "photo/photo.h"
+#include "verbs/verb.h"
 
 namespace facefeature_tools {
 
-constexpr char kLandmarksVerb[] = "landmarks";
-
-struct LandmarksRequest {
-  std::string photo;
-  std::string landmarks;  // to write; empty: standard output
-  ExifRule exif = ExifRule::kIgnore;
-  size_t face = 0;  // as in ExtractRequest
-  bool all = false;
-};
-
-// "facefeature landmarks": the landmarks of a face that the detector finds. All faces go to files
-// of their own, FILE_1.json, FILE_2.json and so on for FILE.json, or to standard output one after
-// the other.
-ExitCode runLandmarks(const LandmarksRequest& request);
+// "facefeature landmarks": finds the landmarks of a face. All faces go to files of their own,
+// FILE_1.json, FILE_2.json and so on for FILE.json, or to standard output one after the other.
+extern const Verb kLandmarksVerb;
 
 // The name of the file for one of several faces, counted from 1.
 std::string numberedName(const std::string& path, size_t number);

@@ -1,6 +1,8 @@
 #include "verbs/verb_model_check.h"
 
 #include <filesystem>
+#include <memory>
+#include <string>
 #include <vector>
 
 #include "model/default_model.h"
@@ -16,31 +18,40 @@ void warnOfOwnership(const std::string& folder) {
   for (const OwnershipDoubt& doubt : ownershipDoubts(folder, callingUser())) {
     const std::string others =
         doubt.others == 0 ? "" : " (and " + std::to_string(doubt.others) + " more)";
-    say(kModelCheckVerb, doubt.path + others + ": warning: " + doubt.doubt +
-                             ". Who can change a model decides which faces are alike: make it "
-                             "your own (chown) and close it to others (chmod go-w).");
+    say(kModelCheckVerb.name, doubt.path + others + ": warning: " + doubt.doubt +
+                                  ". Who can change a model decides which faces are alike: make it "
+                                  "your own (chown) and close it to others (chmod go-w).");
   }
 }
 
-}  // namespace
-
-ExitCode runModelCheck(const ModelCheckRequest& request) {
-  const std::string model = chosenModelFolder(request.folder);
+ExitCode runModelCheck(const std::string& folder) {
+  const std::string model = chosenModelFolder(folder);
   const std::vector<ModelFault> faults = checkModel(
       model, CheckDepth::kNumbers, kBadModel, "Name the folder with the 303 files of a model");
   for (const ModelFault& fault : faults) {
     const std::filesystem::path path = std::filesystem::path(model) / fault.file;
-    say(kModelCheckVerb, path.string() + ": " + fault.wrong);
+    say(kModelCheckVerb.name, path.string() + ": " + fault.wrong);
   }
   warnOfOwnership(model);
   const std::string all = std::to_string(modelFiles().size());
   if (faults.empty()) {
-    say(kModelCheckVerb, model + ": all " + all + " files are as they should be");
+    say(kModelCheckVerb.name, model + ": all " + all + " files are as they should be");
     return kDone;
   }
-  say(kModelCheckVerb, model + ": " + std::to_string(faults.size()) + " of " + all +
-                           " files are wrong. Copy the model anew from where it came from.");
+  say(kModelCheckVerb.name, model + ": " + std::to_string(faults.size()) + " of " + all +
+                                " files are wrong. Copy the model anew from where it came from.");
   return kBadModel;
 }
+
+VerbRun define(Options& options) {
+  auto folder = std::make_shared<std::string>();
+  options.add("DIR", *folder, kModelFolderHelp);
+  return [folder] { return runModelCheck(*folder); };
+}
+
+}  // namespace
+
+const Verb kModelCheckVerb = {"model check", "Name every model file that is missing or wrong",
+                              define};
 
 }  // namespace facefeature_tools

@@ -1,21 +1,13 @@
 #ifndef FACEFEATURE_TOOLS_VERBS_VERB_MODEL_CHECK_H
 #define FACEFEATURE_TOOLS_VERBS_VERB_MODEL_CHECK_H
 
-#include <string>
-
-#include "base/failure.h"
+#include "verbs/verb.h"
 
 namespace facefeature_tools {
 
-constexpr char kModelCheckVerb[] = "model check";
-
-struct ModelCheckRequest {
-  std::string folder;  // empty: chosenModelFolder() decides
-};
-
-// "facefeature model check": names every file of a model folder that is wrong, one a line, and
-// warns of what others could change.
-ExitCode runModelCheck(const ModelCheckRequest& request);
+// "facefeature model check": names every wrong file of a model folder, one a line, and warns of
+// what others could change. The folder is the argument, or chosenModelFolder() if there is none.
+extern const Verb kModelCheckVerb;
 
 }  // namespace facefeature_tools
 

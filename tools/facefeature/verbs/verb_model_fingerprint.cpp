@@ -1,15 +1,30 @@
 #include "verbs/verb_model_fingerprint.h"
 
+#include <memory>
+#include <string>
+
 #include "base/standard_output.h"
 #include "model/default_model.h"
 #include "model/model_fingerprint.h"
 
 namespace facefeature_tools {
+namespace {
 
-ExitCode runModelFingerprint(const ModelFingerprintRequest& request) {
-  printData(hexText(modelFingerprint(chosenModelFolder(request.folder))) + "\n");
+ExitCode printFingerprint(const std::string& folder) {
+  printData(hexText(modelFingerprint(chosenModelFolder(folder))) + "\n");
   finishData();
   return kDone;
 }
+
+VerbRun define(Options& options) {
+  auto folder = std::make_shared<std::string>();
+  options.add("DIR", *folder, kModelFolderHelp);
+  return [folder] { return printFingerprint(*folder); };
+}
+
+}  // namespace
+
+const Verb kModelFingerprintVerb = {"model fingerprint",
+                                    "Print which model it is, as galleries say", define};
 
 }  // namespace facefeature_tools

@@ -1,16 +1,14 @@
-#include "verbs/command_extract_list.h"
+#include "verbs/extract_list_options.h"
 
+#include <CLI/CLI.hpp>
 #include <stdexcept>
-
-#include "verbs/command_face.h"
-#include "verbs/verb_extract_worker.h"
 
 namespace facefeature_tools {
 namespace {
 
 constexpr unsigned kMostJobs = 1024;
 
-// The parsers throw where CLI11 wants words.
+// The parsers throw; CLI11 wants the error as text.
 std::string progressFault(const std::string& word) {
   try {
     progressForm(word);
@@ -31,7 +29,8 @@ std::string shardFault(const std::string& text) {
 
 }  // namespace
 
-ExtractListCommand::ExtractListCommand(CLI::App& app, CLI::App& extract) {
+ExtractListOptions::ExtractListOptions(Options& options) {
+  CLI::App& extract = options.cli();
   CLI::Option* photo = extract.get_option("PHOTO");
   CLI::Option* landmarks = extract.get_option("LANDMARKS");
   CLI::Option* list = extract.add_option("--list", request_.list,
@@ -64,16 +63,9 @@ ExtractListCommand::ExtractListCommand(CLI::App& app, CLI::App& extract) {
                   "CSV file for the photographs that fail or are doubtful")
       ->option_text("FILE")
       ->needs(list);
-
-  worker_ = app.add_subcommand(kExtractWorkerVerb, "")->group("");
-  addExif(*worker_, workerRequest_.exif);
-  addFace(*worker_, workerRequest_.face);
 }
 
-bool ExtractListCommand::parsed() const { return worker_->parsed() || !request_.list.empty(); }
-
-ExitCode ExtractListCommand::run(const ExtractRequest& common) const {
-  if (worker_->parsed()) return runExtractWorker(workerRequest_);
+ExitCode ExtractListOptions::run(const ExtractRequest& common) const {
   ExtractListRequest request = request_;
   request.gallery = common.feature;
   request.model = common.model;

@@ -1,4 +1,4 @@
-#include "verbs/verb_extract_list.h"
+#include "verbs/extract_list.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -36,7 +36,7 @@ class ListBoard : public JobBoard {
       : entries_(entries),
         journal_(journal),
         report_(report),
-        progress_(form, kExtractVerb, entries.size(), doneBefore()) {}
+        progress_(form, kExtractVerb.name, entries.size(), doneBefore()) {}
 
   size_t jobs() const override { return pending_.size(); }
 
@@ -134,7 +134,7 @@ void extractPending(const ExtractListRequest& request, const std::string& model,
   const size_t wanted = request.jobs > 0 ? request.jobs : threads;
   const unsigned jobs = static_cast<unsigned>(std::max<size_t>(1, std::min(wanted, board.jobs())));
   WorkerCommand command;
-  command.arguments = {kExtractWorkerVerb, kExifOption, exifWord(request.exif)};
+  command.arguments = {kExtractWorkerVerb.name, kExifOption, exifWord(request.exif)};
   if (request.face != 0) {
     command.arguments.insert(command.arguments.end(), {kFaceOption, std::to_string(request.face)});
   }
@@ -168,7 +168,8 @@ ExitCode runExtractList(const ExtractListRequest& request) {
   const std::vector<PhotoEntry> entries = shardOf(readPhotoList(request.list), request.shard);
   const std::string model = chosenModelFolder(request.model);
   requireModel(model);
-  if (entries.empty()) say(kExtractVerb, request.list + ": warning: there is no photograph in it.");
+  if (entries.empty())
+    say(kExtractVerb.name, request.list + ": warning: there is no photograph in it.");
   const GalleryOrigin origin = ownOrigin(modelFingerprint(model));
   const auto earlier = request.resume ? earlierGallery(request.gallery, origin) : nullptr;
   // A report that can't be written is told ahead of the work. One that is there stays until then.

@@ -1,5 +1,6 @@
 // The program without worker processes.
-#include "verbs/verb_extract_list.h"
+#include "verbs/extract_list.h"
+#include "verbs/extract_worker.h"
 #include "verbs/verb_extract_worker.h"
 
 namespace facefeature_tools {
@@ -10,7 +11,7 @@ ExitCode runExtractList(const ExtractListRequest& request) {
 }
 
 ExitCode runExtractWorker(const ExtractRequest&) {
-  throw Failure(kWrongUsage, kExtractWorkerVerb, "is no verb for users", "See --help");
+  throw Failure(kWrongUsage, kExtractWorkerVerb.name, "is no verb for users", "See --help");
 }
 
 }  // namespace facefeature_tools

@@ -1,5 +1,6 @@
-#ifndef FACEFEATURE_TOOLS_VERBS_VERB_EXTRACT_LIST_H
-#define FACEFEATURE_TOOLS_VERBS_VERB_EXTRACT_LIST_H
+// "facefeature extract --list": the photographs of a list.
+#ifndef FACEFEATURE_TOOLS_VERBS_EXTRACT_LIST_H
+#define FACEFEATURE_TOOLS_VERBS_EXTRACT_LIST_H
 
 #include <cstddef>
 #include <string>
@@ -24,11 +25,11 @@ struct ExtractListRequest {
   std::string report;  // empty: none is written
 };
 
-// "facefeature extract --list": the photographs of a list in, a gallery out. A photograph that has
-// no feature is one line on standard error and one in the report; the gallery is whole without it,
-// and the exit code kBadInput says that there are some. What a signal interrupts is kept beside the
-// gallery, as GALLERY.unfinished for people and GALLERY.journal for a run that resumes it; the
-// process then ends by that signal.
+// Reads the photographs of a list and writes a gallery. A photograph that has no feature is one
+// line on standard error and one in the report; the gallery is complete without it, and the exit
+// code kBadInput says that there are some. What a signal interrupts is kept beside the gallery, as
+// GALLERY.unfinished for people and GALLERY.journal for a run that resumes it; the process then
+// ends by that signal.
 ExitCode runExtractList(const ExtractListRequest& request);
 
 }  // namespace facefeature_tools

@@ -1,0 +1,45 @@
+#include "verbs/verb_list.h"
+
+#include "verbs/verb_compare.h"
+#include "verbs/verb_draw.h"
+#include "verbs/verb_extract.h"
+#include "verbs/verb_extract_worker.h"
+#include "verbs/verb_gallery_export.h"
+#include "verbs/verb_gallery_info.h"
+#include "verbs/verb_gallery_merge.h"
+#include "verbs/verb_landmarks.h"
+#include "verbs/verb_model_check.h"
+#include "verbs/verb_model_fingerprint.h"
+#include "verbs/verb_model_synth.h"
+
+namespace facefeature_tools {
+
+const std::vector<const Verb*>& allVerbs() {
+  // A line for each verb.
+  // clang-format off
+  static const std::vector<const Verb*> verbs = {
+      &kModelSynthVerb,
+      &kModelCheckVerb,
+      &kModelFingerprintVerb,
+      &kExtractVerb,
+      &kCompareVerb,
+      &kLandmarksVerb,
+      &kDrawVerb,
+      &kGalleryInfoVerb,
+      &kGalleryExportVerb,
+      &kGalleryMergeVerb,
+      &kExtractWorkerVerb,
+  };
+  // clang-format on
+  return verbs;
+}
+
+const std::map<std::string, std::string>& verbGroups() {
+  static const std::map<std::string, std::string> groups = {
+      {"gallery", "Look into, convert or join galleries"},
+      {"model", "Make or check a folder of model files"},
+  };
+  return groups;
+}
+
+}  // namespace facefeature_tools
