@@ -2,10 +2,11 @@
 
 #include <cstdint>
 
-#if defined(_M_X64)
-#include <intrin.h>
-#elif defined(__x86_64__)
+// MinGW defines both names and is a GCC.
+#if defined(__x86_64__)
 #include <cpuid.h>
+#elif defined(_M_X64)
+#include <intrin.h>
 #endif
 
 namespace facefeature {
@@ -19,15 +20,15 @@ struct CpuidWords {
 // All zero for a leaf that the processor does not have.
 CpuidWords cpuid(uint32_t leaf) {
   CpuidWords words = {0, 0, 0, 0};
-#if defined(_M_X64)
+#if defined(__x86_64__)
+  __get_cpuid_count(leaf, 0, &words.eax, &words.ebx, &words.ecx, &words.edx);
+#elif defined(_M_X64)
   int most[4], answer[4];
   __cpuid(most, 0);
   if (static_cast<uint32_t>(most[0]) < leaf) return words;
   __cpuidex(answer, static_cast<int>(leaf), 0);
   words = {static_cast<uint32_t>(answer[0]), static_cast<uint32_t>(answer[1]),
            static_cast<uint32_t>(answer[2]), static_cast<uint32_t>(answer[3])};
-#elif defined(__x86_64__)
-  __get_cpuid_count(leaf, 0, &words.eax, &words.ebx, &words.ecx, &words.edx);
 #else
   static_cast<void>(leaf);
 #endif
@@ -38,13 +39,13 @@ CpuidWords cpuid(uint32_t leaf) {
 uint64_t savedRegisters() {
   constexpr uint32_t kOsUsesXsave = 1u << 27;
   if ((cpuid(1).ecx & kOsUsesXsave) == 0) return 0;
-#if defined(_M_X64)
-  return _xgetbv(0);
-#elif defined(__x86_64__)
+#if defined(__x86_64__)
   // The intrinsic would need a compiler option for the whole file.
   uint32_t low, high;
   __asm__("xgetbv" : "=a"(low), "=d"(high) : "c"(0));
   return (static_cast<uint64_t>(high) << 32) | low;
+#elif defined(_M_X64)
+  return _xgetbv(0);
 #else
   return 0;
 #endif
