@@ -1,5 +1,5 @@
-// Comma separated values as RFC 4180 has them: fields may stand in double quotes, and then hold
-// commas, line ends and, doubled, quotes.
+// Comma-separated values according to RFC 4180: a field may be in double quotes, and may then
+// contain commas, line ends and doubled quotes.
 #ifndef FACEFEATURE_TOOLS_BASE_CSV_H
 #define FACEFEATURE_TOOLS_BASE_CSV_H
 
@@ -11,15 +11,16 @@
 namespace facefeature_tools {
 
 struct CsvRow {
-  size_t line = 1;  // on which it starts, counted from 1
+  size_t line = 1;  // the line that it starts on, counted from 1
   std::vector<std::string> fields;
 };
 
-// All rows but empty lines. Lines end in LF or CR LF, the last one also without; a byte order mark
-// at the start is left out. Throws std::runtime_error with words that complete "the file ...".
+// All rows except empty lines. Lines end in LF or CR LF; the last one may end without. A byte order
+// mark at the start is skipped. Throws std::runtime_error with a text that completes "the file
+// ...".
 std::vector<CsvRow> parseCsv(std::string_view text);
 
-// A field for a row, in quotes where it needs them.
+// Formats a field of a row, quoted if necessary.
 std::string csvField(std::string_view value);
 
 }  // namespace facefeature_tools

@@ -6,8 +6,8 @@
 
 namespace facefeature_tools {
 
-// Nine digits, which tell every float from its neighbours. "nan" for every NaN: the sign of one is
-// the processor's, and says nothing.
+// Nine digits, which distinguish every float from its neighbours. "nan" for every NaN: its sign
+// depends on the processor and means nothing.
 std::string floatText(float value);
 
 }  // namespace facefeature_tools

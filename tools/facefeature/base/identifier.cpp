@@ -5,8 +5,8 @@
 namespace facefeature_tools {
 namespace {
 
-// Bytes of the character that starts at a place, or 0 where none does. The least value for each
-// length refuses the longer forms of a character, which would make two ids look the same.
+// Number of bytes of the character that starts at this position, or 0 if none does. The minimum
+// value for each length rejects overlong encodings, which would make two ids look the same.
 size_t characterLength(std::string_view text, size_t at) {
   constexpr uint32_t kLeast[] = {0, 0, 0x80, 0x800, 0x10000};
   const auto byte = [&](size_t i) { return static_cast<uint8_t>(text[i]); };

@@ -1,4 +1,4 @@
-// The names that photographs have in lists, galleries and score tables.
+// The names of photographs in lists, galleries and score tables.
 #ifndef FACEFEATURE_TOOLS_BASE_IDENTIFIER_H
 #define FACEFEATURE_TOOLS_BASE_IDENTIFIER_H
 
@@ -9,8 +9,8 @@ namespace facefeature_tools {
 
 constexpr size_t kLongestIdentifier = 1024;
 
-// Empty for a good identifier: 1 to 1024 bytes of UTF-8 without control characters, so that it
-// stands on one line anywhere. Otherwise words that complete "the id ...".
+// Empty for a valid identifier: 1 to 1024 bytes of UTF-8 without control characters, so that it
+// fits on one line anywhere. Otherwise a text that completes "the id ...".
 std::string identifierFault(std::string_view id);
 
 }  // namespace facefeature_tools

@@ -1,4 +1,4 @@
-// A whole file as memory that is read only where it is touched.
+// A whole file mapped into memory; only the parts that are accessed are read.
 #ifndef FACEFEATURE_TOOLS_BASE_MAPPED_FILE_H
 #define FACEFEATURE_TOOLS_BASE_MAPPED_FILE_H
 
@@ -8,11 +8,11 @@
 
 namespace facefeature_tools {
 
-// The bytes stay good as long as the object, even when the file is removed or replaced meanwhile.
-// A file that is cut short meanwhile ends the process.
+// The bytes are valid as long as the object, even if the file is removed or replaced meanwhile. If
+// the file is truncated meanwhile, access ends the process.
 class MappedFile {
  public:
-  // Throws Failure (kBadInput) with the given advice when the file can't be opened or mapped.
+  // Throws Failure (kBadInput) with the given advice if the file can't be opened or mapped.
   MappedFile(const std::string& path, const std::string& remedy);
   ~MappedFile();
   MappedFile(const MappedFile&) = delete;

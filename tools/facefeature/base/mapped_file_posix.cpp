@@ -23,7 +23,7 @@ MappedFile::MappedFile(const std::string& path, const std::string& remedy) {
   size_ = static_cast<size_t>(status.st_size);
   void* memory = size_ == 0 ? nullptr : mmap(nullptr, size_, PROT_READ, MAP_SHARED, descriptor, 0);
   const int error = errno;
-  // The mapping lasts without it.
+  // The mapping outlives the descriptor.
   close(descriptor);
   if (memory == MAP_FAILED) {
     throw Failure(kBadInput, path, "can't be mapped: " + systemMessage(error), remedy);

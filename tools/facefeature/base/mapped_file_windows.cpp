@@ -1,5 +1,5 @@
-// The form for Windows. A file that is mapped can't be replaced there: who writes a new one over it
-// is told so.
+// The Windows implementation. A mapped file can't be replaced there; a program that tries gets an
+// error.
 #include <windows.h>
 
 #include <filesystem>
@@ -20,7 +20,7 @@ const void* mapped(HANDLE file) {
   if (mapping == nullptr) return nullptr;
   const void* const memory = MapViewOfFile(mapping, FILE_MAP_READ, 0, 0, 0);
   const DWORD error = GetLastError();
-  // The view lasts without it.
+  // The view outlives the handle.
   CloseHandle(mapping);
   SetLastError(error);
   return memory;
@@ -29,7 +29,7 @@ const void* mapped(HANDLE file) {
 }  // namespace
 
 MappedFile::MappedFile(const std::string& path, const std::string& remedy) {
-  // A folder can't be opened like this, which would be told as a lack of rights.
+  // A folder can't be opened like this; the error would be reported as missing rights.
   std::error_code ignored;
   if (std::filesystem::is_directory(path, ignored)) {
     throw Failure(kBadInput, path, "is no ordinary file", remedy);

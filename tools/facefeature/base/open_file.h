@@ -1,4 +1,4 @@
-// What the C library can't do with an open file and the system can.
+// Operations on open files that the C library lacks and the system has.
 #ifndef FACEFEATURE_TOOLS_BASE_OPEN_FILE_H
 #define FACEFEATURE_TOOLS_BASE_OPEN_FILE_H
 
@@ -6,14 +6,15 @@
 
 namespace facefeature_tools {
 
-// Sees what was written to the disk, the C library's buffer included. False with errno when it
-// can't be written.
+// Waits until everything written is on the disk, including the C library's buffer. Returns false
+// and sets errno on failure.
 bool syncToDisk(std::FILE* file);
 
-// Makes the file this process's own until it is closed. False when another process has it.
+// Locks the file for this process until it is closed. Returns false if another process holds the
+// lock.
 bool lockFile(std::FILE* file);
 
-// Is it a terminal that a person looks at?
+// Whether the file is a terminal.
 bool isTerminal(std::FILE* file);
 
 }  // namespace facefeature_tools

@@ -9,12 +9,12 @@ namespace facefeature_tools {
 
 bool syncToDisk(std::FILE* file) {
   if (std::fflush(file) != 0) return false;
-  // Pipes and some file systems have nothing to wait for.
+  // Pipes and some file systems can't be synchronised.
   return fsync(fileno(file)) == 0 || errno == EINVAL || errno == ENOTSUP;
 }
 
 bool lockFile(std::FILE* file) {
-  // A file system without locks is no reason to refuse work.
+  // A file system without locks is no reason to refuse the work.
   return flock(fileno(file), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK;
 }
 

@@ -1,4 +1,4 @@
-// The form for Windows, without lockFile(): the journal of a list alone has a use for it.
+// The Windows implementation, without lockFile(): only the journal of a list needs it.
 #include <io.h>
 #include <windows.h>
 
@@ -8,7 +8,7 @@ namespace facefeature_tools {
 
 bool syncToDisk(std::FILE* file) {
   if (std::fflush(file) != 0) return false;
-  // Pipes and consoles have nothing to wait for.
+  // Pipes and consoles can't be synchronised.
   const int descriptor = _fileno(file);
   const HANDLE handle = reinterpret_cast<HANDLE>(_get_osfhandle(descriptor));
   return GetFileType(handle) != FILE_TYPE_DISK || _commit(descriptor) == 0;

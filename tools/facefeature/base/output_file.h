@@ -1,4 +1,4 @@
-// A file that is there as a whole or not at all.
+// A file that is written completely or not at all.
 #ifndef FACEFEATURE_TOOLS_BASE_OUTPUT_FILE_H
 #define FACEFEATURE_TOOLS_BASE_OUTPUT_FILE_H
 
@@ -9,12 +9,11 @@
 
 namespace facefeature_tools {
 
-// Written beside, as PATH.part, and renamed when it is complete. An object that goes without
-// publish() takes its unfinished file with it; a process that is killed leaves it, and the next
-// one overwrites it.
+// Written as PATH.part and renamed when complete. An object that is destroyed without publish()
+// removes its unfinished file; a process that is killed leaves it, and the next one overwrites it.
 class OutputFile {
  public:
-  // Throws Failure (kFailed) when it can't be created.
+  // Throws Failure (kFailed) if it can't be created.
   explicit OutputFile(const std::string& path);
   ~OutputFile();
   OutputFile(const OutputFile&) = delete;
@@ -24,8 +23,8 @@ class OutputFile {
   void write(const void* bytes, size_t count);
   void write(const std::string& text) { write(text.data(), text.size()); }
 
-  // Waits for the disk and puts the file in its place, replacing what was there. Throws Failure
-  // (kFailed). Ends the object's use.
+  // Waits for the disk and renames the file, replacing an existing one. Throws Failure (kFailed).
+  // The object must not be used afterwards.
   void publish();
 
  private:

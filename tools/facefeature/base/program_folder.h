@@ -6,7 +6,7 @@
 namespace facefeature_tools {
 
 // The folder of the executable of this process, with links resolved. Empty if the system does not
-// tell it, on Windows also if the path is longer than MAX_PATH.
+// report it, on Windows also if the path is longer than MAX_PATH.
 std::string programFolder();
 
 }  // namespace facefeature_tools

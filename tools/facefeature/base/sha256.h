@@ -13,13 +13,13 @@ using Digest = std::array<uint8_t, 32>;
 
 class Sha256 {
  public:
-  // Throws std::runtime_error where there is no such digest.
+  // Throws std::runtime_error if the digest is not available.
   Sha256();
   ~Sha256();
 
   void add(const void* bytes, size_t count);
 
-  // Of all bytes that were added. Ends the object's use.
+  // The digest of all bytes added. The object must not be used afterwards.
   Digest digest();
 
  private:

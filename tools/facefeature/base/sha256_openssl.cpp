@@ -19,7 +19,7 @@ struct Sha256::State {
   State(const State&) = delete;
   State& operator=(const State&) = delete;
 
-  EVP_MD_CTX* const context;  // null where there was no memory
+  EVP_MD_CTX* const context;  // null if memory ran out
 };
 
 Sha256::Sha256() : state_(std::make_unique<State>()) {

@@ -1,4 +1,4 @@
-// The form for Windows, by the system's own functions.
+// The Windows implementation, by the system's own functions.
 #include <windows.h>
 // Needs the types of the header above.
 #include <bcrypt.h>
@@ -11,7 +11,7 @@
 namespace facefeature_tools {
 namespace {
 
-// The system counts in 32 bits.
+// The system's functions take 32-bit lengths.
 constexpr size_t kMostAtOnce = size_t{1} << 30;
 
 void require(NTSTATUS status) {
@@ -43,7 +43,7 @@ Sha256::Sha256() : state_(std::make_unique<State>()) {}
 Sha256::~Sha256() = default;
 
 void Sha256::add(const void* bytes, size_t count) {
-  // The system takes what it only reads by a pointer to what may be written.
+  // The system's function takes a pointer to non-const but only reads.
   UCHAR* next = static_cast<UCHAR*>(const_cast<void*>(bytes));
   while (count > 0) {
     const size_t part = std::min(count, kMostAtOnce);

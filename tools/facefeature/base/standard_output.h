@@ -1,4 +1,4 @@
-// Data on standard output. A full disk or a reader that went away is a failure like any other.
+// Data on standard output. A full disk or a reader that has exited is an ordinary failure.
 #ifndef FACEFEATURE_TOOLS_BASE_STANDARD_OUTPUT_H
 #define FACEFEATURE_TOOLS_BASE_STANDARD_OUTPUT_H
 
@@ -6,10 +6,10 @@
 
 namespace facefeature_tools {
 
-// May keep the text until finishData(). Throws Failure (kFailed).
+// May buffer the text until finishData(). Throws Failure (kFailed).
 void printData(const std::string& text);
 
-// To be called when all data is printed. Throws Failure (kFailed).
+// Call this after all data is printed. Throws Failure (kFailed).
 void finishData();
 
 }  // namespace facefeature_tools

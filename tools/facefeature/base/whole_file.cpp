@@ -28,8 +28,8 @@ std::vector<uint8_t> readWholeFile(const std::string& path, size_t limit,
   std::vector<uint8_t> bytes;
   for (;;) {
     const size_t filled = bytes.size();
-    // One byte more than the limit is asked for, so that a file of exactly that size is told from
-    // a longer one.
+    // Reads one byte more than the limit, to distinguish a file of exactly that size from a longer
+    // one.
     const size_t wanted = std::min(kBlock, limit + 1 - filled);
     bytes.resize(filled + wanted);
     errno = 0;
@@ -53,7 +53,7 @@ void writeWholeFile(const std::string& path, const uint8_t* bytes, size_t count)
   errno = 0;
   const bool written = std::fwrite(bytes, 1, count, file.get()) == count;
   const int writeError = errno;
-  // What is buffered reaches the disk only now, and a full disk shows only here.
+  // Buffered bytes reach the disk only now, and a full disk is detected only here.
   const bool closed = std::fclose(file.release()) == 0;
   if (!written || !closed) {
     const int error = written ? errno : writeError;

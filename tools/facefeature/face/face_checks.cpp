@@ -9,7 +9,7 @@
 namespace facefeature_tools {
 namespace {
 
-// As much of a long list as helps.
+// Truncates a long list to a helpful length.
 constexpr size_t kIdsNamed = 5;
 
 std::string withDigits(const char* format, double value) {
@@ -33,7 +33,7 @@ std::string doubtAboutSize(const LandmarkFile& file, const std::string& photo, i
          "--exif apply only.";
 }
 
-// A pixel reaches half a pixel around its centre.
+// A pixel extends half a pixel around its centre.
 bool isInside(const Landmark& landmark, int32_t width, int32_t height) {
   return landmark.x >= -0.5f && landmark.y >= -0.5f &&
          static_cast<double>(landmark.x) <= width - 0.5 &&
@@ -58,7 +58,7 @@ std::string doubtAboutPlaces(const std::vector<Landmark>& landmarks, int32_t wid
 
 std::string doubtAboutPose(const HeadFit& fit) {
   if (!fit.facesCamera()) {
-    // The second row of the rotation says where the chin is.
+    // The second row of the rotation gives the direction of the chin.
     const bool chinUp = fit.rotation[4] < 0.0f;
     return std::string("the face is mirrored: ") +
            (chinUp ? "y seems to run up instead of down."

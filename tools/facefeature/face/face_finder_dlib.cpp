@@ -1,8 +1,9 @@
-// Finding faces by dlib. The only file that includes it: its headers take a compiler long.
+// Finds faces with dlib. The only file that includes it, because its headers are slow to compile.
 //
-// First of all its settings are read, and two of them taken back: with BLAS and LAPACK the program
-// would carry a second BLAS into each of its processes, which starts threads as it is loaded. What
-// is used of dlib here has its own loops for the little linear algebra that it needs.
+// Its configuration header comes first, and two of its settings are undone: with BLAS and LAPACK
+// the program would load a second BLAS into each of its processes, which starts threads when it is
+// loaded. The parts of dlib that are used here have their own loops for the little linear algebra
+// they need.
 #include <dlib/assert.h>
 #include <dlib/test_for_odr_violations.h>
 #undef DLIB_USE_BLAS
@@ -26,14 +27,14 @@ namespace {
 using Picture = dlib::array2d<dlib::rgb_pixel>;
 
 // The detector slides a window of about 80 pixels over the picture and ever smaller copies of it,
-// so the size of the picture decides which faces it can see, and how long it looks.
+// so the size of the picture determines which faces it can find, and how long it takes.
 constexpr double kShortestWorkingSide = 800.0;
 constexpr double kLongestWorkingSide = 1600.0;
 
-// Weaker finds are as often a fold of cloth as a face.
+// Weaker detections are as often a fold of cloth as a face.
 constexpr double kLowestScore = 0.5;
 
-// The shape model answers in whole pixels: it is shown the face enlarged, so that this is little.
+// The shape model returns whole pixels; enlarging the face makes that rounding small.
 constexpr long kFaceSide = 600;
 constexpr long kAroundFace = 300;
 
@@ -54,7 +55,7 @@ double workingScale(const Photo& photo) {
   return 1.0;
 }
 
-// The finds in pixels of the photograph.
+// The detections in pixels of the photograph.
 std::vector<dlib::drectangle> boxesIn(const Picture& picture, double scale,
                                       dlib::frontal_face_detector detector) {
   std::vector<dlib::rect_detection> finds;

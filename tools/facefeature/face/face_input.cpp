@@ -16,7 +16,7 @@ constexpr int32_t kSmallestSide = 2;
 // The detector is made for upright faces.
 constexpr float kLargestRollOfADetector = 20.0f;
 
-// Loaded once: of a list without landmarks, loading it anew would take longer than the faces.
+// Loaded once: for a list without landmarks, reloading it would take longer than the faces.
 const FaceFinder& faceFinder() {
   static const FaceFinder finder;
   return finder;

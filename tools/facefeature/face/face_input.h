@@ -1,4 +1,4 @@
-// What the verbs take of a user: a photograph, and the landmarks of a face in it.
+// The input that verbs take from a user: a photograph, and the landmarks of a face in it.
 #ifndef FACEFEATURE_TOOLS_FACE_FACE_INPUT_H
 #define FACEFEATURE_TOOLS_FACE_FACE_INPUT_H
 
@@ -12,46 +12,46 @@
 
 namespace facefeature_tools {
 
-// What is done about an orientation that the Exif data of a photograph tell.
+// How to handle an orientation in the Exif data of a photograph.
 enum class ExifRule {
-  kIgnore,  // pixels as they are stored; a warning where they ask for a turn
-  kApply    // pixels as they are to be seen
+  kIgnore,  // pixels as stored; a warning if the orientation asks for a turn
+  kApply    // pixels turned upright
 };
 
-// The options of the verbs, which are also given to worker processes, and the word for a rule.
+// The option's values, which are also passed to worker processes.
 constexpr char kExifOption[] = "--exif";
 constexpr char kFaceOption[] = "--face";
 const char* exifWord(ExifRule rule);
 
-// Throws Failure (kWrongUsage) for kApply where Exif data are not read.
+// Throws Failure (kWrongUsage) for kApply if the program was built without Exif support.
 void requireExif(ExifRule rule);
 
 // Reads a photograph of a face. Throws Failure: kBadInput, also for pictures below 2 x 2 pixels,
-// which the library refuses; and what requireExif throws.
+// which the library rejects; and whatever requireExif throws.
 Photo readFacePhoto(const std::string& verb, const std::string& path, ExifRule rule);
 
 // The face with this number (1 is the largest) among those found. Without a number, the largest,
-// and words where there are others. Throws Failure (kBadInput) when there is none.
+// with a message if there are others. Throws Failure (kBadInput) if there is none.
 const FoundFace& chosenFace(const std::string& verb, const std::string& photo,
                             const std::vector<FoundFace>& faces, size_t number);
 
-// The landmarks of a face, and what makes them doubtful.
+// The landmarks of a face, and the warnings about them.
 struct FaceLandmarks {
   LandmarkFile file;
   std::vector<std::string> doubts;
 };
 
-// The landmarks in a file; or, where its name is empty, of the chosen face that the detector finds.
-// Doubts are said here already, as warnings that name the file or the photograph.
+// The landmarks in a file or, if its name is empty, of the chosen face that the detector finds.
+// Prints the warnings about them, naming the file or the photograph.
 FaceLandmarks readFaceLandmarks(const std::string& verb, const std::string& photoPath,
                                 const Photo& photo, const std::string& landmarksPath, size_t face);
 
-// The landmarks of a found face as if they had been read from a file, with doubts about any face
-// and those that the detector gives rise to.
+// The landmarks of a found face as if they had been read from a file, with the warnings that apply
+// to any face and those about the detector.
 FaceLandmarks landmarksOfFound(const FoundFace& face, const std::string& photoPath,
                                const Photo& photo);
 
-// Says each doubt as a warning about the file with this path.
+// Prints each text as a warning about the file with this path.
 void sayDoubts(const std::string& verb, const std::string& path,
                const std::vector<std::string>& doubts);
 

@@ -38,7 +38,7 @@ FacePatch describedPatch(const Face& face, int32_t patch) {
 
 }  // namespace
 
-// What the nets of the library read, but with means of 0, because this program loads no model.
+// The input of the library's nets, but with means of 0, because this program loads no model.
 std::vector<FacePatch> facePatches(const Photo& photo, const std::vector<Landmark>& landmarks) {
   const LandmarkRecord record = makeRecord(landmarks);
   const Face face = facefeature::faceOf(record.get());
@@ -74,7 +74,7 @@ std::vector<FaceFrame> faceFrames(const std::vector<Landmark>& landmarks) {
   std::vector<FaceFrame> frames;
   for (const int32_t span : spans) {
     const FaceSimilarity t = facefeature::fitToImage(face.anchors, heightFor(face, span));
-    // Corners of the outermost pixels, which reach half a pixel around their centres.
+    // Corners of the outermost pixels, which extend half a pixel around their centres.
     const double low = -0.5;
     const double high = facefeature::kCanonicalSide - 0.5;
     const auto place = [&t](double x, double y) {

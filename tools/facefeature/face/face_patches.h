@@ -1,4 +1,4 @@
-// The patches of a face and the frames that they are cut from, made by the library's own
+// The patches of a face and the frames that they are cut from, computed by the library's own
 // operations.
 #ifndef FACEFEATURE_TOOLS_FACE_FACE_PATCHES_H
 #define FACEFEATURE_TOOLS_FACE_FACE_PATCHES_H
@@ -15,16 +15,16 @@ namespace facefeature_tools {
 
 constexpr int32_t kFacePatches = 25;
 
-// What one net reads of a face, but for the patch's mean, which the library subtracts ahead of it
-// and which belongs to a model: numbers from 0 to 255, plane after plane (red, green, blue; or the
-// one gray plane), row after row. Margins are 0, as they are for the net.
+// The part of a face that one net sees, without subtracting the patch's mean, which belongs to a
+// model: numbers from 0 to 255, plane after plane (red, green, blue; or the one gray plane), row
+// after row. Margins are 0, as for the net.
 struct FacePatch {
   int32_t side;          // pixels
   int32_t planes;        // 3 or 1
   int32_t columnMargin;  // blank columns at the left and at the right
   int32_t rowMargin;     // blank rows at top and bottom
-  int32_t span;          // pixels of the frame that the model's eyes are apart
-  int32_t directId;      // the landmarks that the two samples hang on
+  int32_t span;          // distance of the model's eyes in pixels of the frame
+  int32_t directId;      // the landmarks at the centres of the two samples
   int32_t mirrorId;
   std::vector<float> direct;
   std::vector<float> mirrored;
@@ -39,7 +39,7 @@ struct FaceFrame {
 // All 25. REQUIRES: a photograph of at least 2 x 2 pixels and landmarks that the library takes.
 std::vector<FacePatch> facePatches(const Photo& photo, const std::vector<Landmark>& landmarks);
 
-// The frames that differ, by rising span: the larger the span, the closer the frame is to the face.
+// The distinct frames, in ascending order of span: the larger the span, the closer the frame.
 std::vector<FaceFrame> faceFrames(const std::vector<Landmark>& landmarks);
 
 }  // namespace facefeature_tools

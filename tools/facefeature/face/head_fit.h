@@ -1,4 +1,4 @@
-// The fit of the rigid head to landmarks, as the library makes it, with what can be said of it.
+// The library's fit of the rigid head to landmarks, with figures about its quality.
 #ifndef FACEFEATURE_TOOLS_FACE_HEAD_FIT_H
 #define FACEFEATURE_TOOLS_FACE_HEAD_FIT_H
 
@@ -12,25 +12,26 @@ namespace facefeature_tools {
 
 struct HeadFit {
   float rotation[9];      // row by row; the third row points into the picture
-  float translation[3];   // where the model's origin falls, in pixels
+  float translation[3];   // projection of the model's origin, in pixels
   float scale;            // pixels per model unit
-  float referenceLength;  // pixels that the model's eyes are apart: what the patches are sized by
-  float roll, yaw, nod;   // degrees about Z, Y and X; roll is positive where the head leans to the
+  float referenceLength;  // distance of the model's eyes in pixels, which determines the size of
+                          // the patches
+  float roll, yaw, nod;   // degrees about Z, Y and X; roll is positive if the head leans to the
                           // right of the picture
 
   // Root mean square of the distances between landmarks and projected model points, in model
   // units; the eyes are 6.28 apart.
   double residual;
 
-  // False where the landmarks fix no head: all on one place or one line, or too large to square.
-  // All other fields are then not to be used.
+  // False if the landmarks do not determine a head: all on one point or one line, or too large to
+  // square. All other fields are then meaningless.
   bool isGood;
 
-  // The model faces the photographer. It looks away where left and right of the landmarks are
+  // Whether the model faces the camera. It does not if left and right of the landmarks are
   // exchanged, or y runs up.
   bool facesCamera() const { return rotation[8] > 0.0f; }
 
-  // Where a place of the model falls in the photograph.
+  // The projection of a point of the model, in pixels of the photograph.
   ImagePoint project(double x, double y, double z) const;
 };
 

@@ -22,7 +22,7 @@ constexpr int32_t kFullIds[] = {0,   1,   2,   3,   4,   5,   6,   9,   10,  11,
 constexpr int32_t kLastId = 317;
 constexpr int kAlignedLandmarks = 25;
 
-// The four at the sides of the head: they take part in the fit of the head, not in the alignment.
+// The four at the sides of the head take part in the head fit, not in the alignment.
 bool isSideOfHead(int32_t id) { return id == 240 || id == 241 || id == 315 || id == 316; }
 
 int32_t landmarkId(const json& entry, const std::string& place) {
@@ -30,7 +30,7 @@ int32_t landmarkId(const json& entry, const std::string& place) {
   if (id == entry.end() || !id->is_number_integer()) {
     throw std::runtime_error("has no whole number \"id\" in " + place);
   }
-  // A number above the signed 64 bits is stored unsigned; it must not turn into a small one.
+  // A number above the signed 64-bit range is stored unsigned; it must not turn into a small one.
   const bool huge = id->is_number_unsigned() && id->get<uint64_t>() > uint64_t{kLastId};
   if (huge || id->get<int64_t>() < 0 || id->get<int64_t>() > kLastId) {
     throw std::runtime_error("has the id " + id->dump() + " in " + place + ", not 0 to 317");
@@ -56,7 +56,7 @@ std::optional<int64_t> optionalSize(const json& document, const char* key) {
   if (!value->is_number_integer()) {
     throw std::runtime_error("has a \"" + std::string(key) + "\" that is no whole number");
   }
-  // As with an id: what is stored unsigned may be too much for 64 bits with a sign.
+  // As with an id: an unsigned value may exceed the signed 64-bit range.
   constexpr uint64_t kMost = std::numeric_limits<int64_t>::max();
   if (value->is_number_unsigned() && value->get<uint64_t>() > kMost) {
     throw std::runtime_error("has a \"" + std::string(key) + "\" out of range");
@@ -137,12 +137,12 @@ std::string landmarkText(const std::string& image, int32_t width, int32_t height
   }
   const json document = {
       {"image", image}, {"width", width}, {"height", height}, {"landmarks", list}};
-  // A file name need not be UTF-8, JSON has to be.
+  // A file name need not be UTF-8, but JSON must be.
   return document.dump(1, ' ', false, json::error_handler_t::replace) + "\n";
 }
 
 LandmarkRecord makeRecord(const std::vector<Landmark>& landmarks) {
-  // The declaration has one entry; a record has as many as its count says.
+  // The type declares one entry; a record has count of them.
   const size_t entryBytes = landmarks.size() * sizeof(Landmark);
   const size_t bytes = std::max(sizeof(LandmarkSet), offsetof(LandmarkSet, entries) + entryBytes);
   LandmarkRecord record(static_cast<LandmarkSet*>(std::calloc(1, bytes)));

@@ -1,5 +1,5 @@
-// Landmark files: JSON with a list "landmarks" of objects {"id", "x", "y"} and, if it likes, the
-// "width" and "height" of the photograph. Other keys are left alone.
+// Landmark files: JSON with a list "landmarks" of objects {"id", "x", "y"} and, optionally, the
+// "width" and "height" of the photograph. Other keys are ignored.
 #ifndef FACEFEATURE_TOOLS_FACE_LANDMARK_FILE_H
 #define FACEFEATURE_TOOLS_FACE_LANDMARK_FILE_H
 
@@ -18,16 +18,17 @@ struct LandmarkFile {
   std::optional<int64_t> height;
   std::vector<Landmark> landmarks;  // in the order of the file
 
-  // Empty, or words about ids that the library takes but that make no full record of 29. Faces
-  // are then aligned by whatever stands in the places of the missing ones.
+  // Empty, or a text about ids that the library accepts but that are not a complete record of 29.
+  // Faces are then aligned by whatever replaces the missing ones.
   std::string doubt;
 };
 
-// Reads a file that ExtractFeature will take: ids from 0 to 317, exactly 25 besides 240, 241, 315
-// and 316, every coordinate a finite float. Throws Failure (kBadInput) for any other.
+// Reads a file that ExtractFeature accepts: ids from 0 to 317, exactly 25 besides 240, 241, 315 and
+// 316, every coordinate a finite float. Throws Failure (kBadInput) for any other.
 LandmarkFile readLandmarkFile(const std::string& path);
 
-// The same from the text itself. Throws std::runtime_error with words that complete "the file ...".
+// The same from the text itself. Throws std::runtime_error with a text that completes "the file
+// ...".
 LandmarkFile parseLandmarks(const std::string& text);
 
 // The text of a landmark file that readLandmarkFile reads back to the same floats.

@@ -13,15 +13,15 @@ struct Share {
 constexpr int kMaxShares = 4;
 
 // A landmark is a weighted sum of points. The weights of each row add up to 1, so that a landmark
-// moves, turns and grows with its face.
+// moves, turns and scales with its face.
 struct SchemeRow {
   int32_t id;
-  Share shares[kMaxShares];  // those behind the last have the weight 0
+  Share shares[kMaxShares];  // unused entries have the weight 0
 };
 
-// What is not a point of the scheme lies on a line through such points: the bridge between the
-// eyes, for example, a little below point 27 on the way to point 28. The lower lids, the nostril
-// wings and the sides of the head lie outside of the points, so some weights are negative.
+// A landmark that is not a point of the scheme is on a line through such points: the bridge between
+// the eyes, for example, is a little below point 27 on the way to point 28. The lower lids, the
+// nostril wings and the sides of the head are outside of the points, so some weights are negative.
 constexpr SchemeRow kRows[] = {
     {0, {{37, 0.25}, {38, 0.25}, {40, 0.25}, {41, 0.25}}},
     {1, {{43, 0.25}, {44, 0.25}, {46, 0.25}, {47, 0.25}}},
