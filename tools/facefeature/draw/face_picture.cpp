@@ -25,7 +25,7 @@ constexpr Colour kAxisZ = {0.45, 0.6, 1.0};
 constexpr Colour kFrame = {0.95, 0.35, 0.85};
 constexpr Colour kHead = {0.6, 1.0, 0.6};
 
-// A part of the photograph's plane, in its pixels, and the panel that shows it.
+// A part of the plane of the photograph, in its pixels, and the panel that shows it.
 class View {
  public:
   View(const Area& panel, const Area& shown) : panel_(panel) {
@@ -42,7 +42,8 @@ class View {
   }
 
  private:
-  // cairo counts in 24 bits. Wild landmarks lie beyond, and frames that hang on one place are NaN.
+  // cairo has 24-bit coordinates. Wild landmarks exceed them, and frames of coincident anchors are
+  // NaN.
   static double drawable(double place) {
     constexpr double kFarAway = 1e6;
     return place > -kFarAway ? std::min(place, kFarAway) : -kFarAway;
@@ -60,8 +61,8 @@ struct Scene {
   HeadFit fit;
 };
 
-// The least rectangle around the landmarks, as far as they lie within reach of the picture: far
-// outside, nothing could be seen of either.
+// The smallest rectangle around the landmarks that are near the picture: far outside of it, neither
+// would be visible.
 Area aroundLandmarks(const Scene& scene) {
   const double width = scene.photo.width;
   const double height = scene.photo.height;
@@ -97,7 +98,7 @@ Area closeUpOf(const Scene& scene) {
 void drawPhoto(Canvas& canvas, const View& view, const Scene& scene) {
   canvas.fill(view.panel(), kPanel);
   canvas.clip(view.panel());
-  // Enlarged that much, interpolation would only hide how few pixels the face has.
+  // At this magnification interpolation would only hide how few pixels the face has.
   constexpr double kSharpFrom = 4.0;
   canvas.picture(scene.surface, view.origin(), view.scale(), view.scale() >= kSharpFrom);
   canvas.unclip();
@@ -108,7 +109,7 @@ void drawFrames(Canvas& canvas, const View& view, const std::vector<FaceFrame>& 
     std::vector<ImagePoint> corners;
     for (const ImagePoint& corner : frame.corners) corners.push_back(view.at(corner));
     canvas.outline(corners, kFrame, 1.6);
-    // At the corner that is the lowest at the left of an upright face.
+    // At the corner that is the lower left one of an upright face.
     const ImagePoint label = {corners[3].x + 6.0, corners[3].y - 11.0};
     canvas.text(label, std::to_string(frame.span), 14.0, kFrame);
   }
@@ -129,7 +130,7 @@ void drawOverview(Canvas& canvas, const View& view, const Scene& scene) {
 
 void drawAxis(Canvas& canvas, const View& view, const HeadFit& fit, const float* origin,
               const double (&direction)[3], const char* name, Colour colour) {
-  constexpr double kUnits = 6.3;  // as long as the eyes are apart
+  constexpr double kUnits = 6.3;  // as long as the distance of the eyes
   const ImagePoint from = view.at(fit.project(origin[0], origin[1], origin[2]));
   const ImagePoint to =
       view.at(fit.project(origin[0] + kUnits * direction[0], origin[1] + kUnits * direction[1],
@@ -140,8 +141,8 @@ void drawAxis(Canvas& canvas, const View& view, const HeadFit& fit, const float*
   canvas.text({to.x + 9.0, to.y - 9.0}, name, 16.0, colour);
 }
 
-// The head as the fit has it: its points, each tied to the landmark that it stands for, and its
-// axes from the tip of the nose.
+// The fitted head: its points, each connected to its landmark, and its axes from the tip of the
+// nose.
 void drawHead(Canvas& canvas, const View& view, const Scene& scene) {
   for (const Landmark& landmark : scene.landmarks) {
     const float* model = modelPointOf(landmark.id);
@@ -155,7 +156,7 @@ void drawHead(Canvas& canvas, const View& view, const Scene& scene) {
   drawAxis(canvas, view, scene.fit, nose, {0.0, 0.0, 1.0}, "Z", kAxisZ);
 }
 
-// Labels turn with the head, or a tilted one would have them on top of each other.
+// Labels turn with the head, since those of a tilted one would overlap.
 ImagePoint labelSide(const HeadFit& fit, int32_t id) {
   const ImagePoint upright = labelDirection(id);
   if (!fit.isGood) return upright;
@@ -176,7 +177,7 @@ void drawCloseUp(Canvas& canvas, const View& view, const Scene& scene) {
 
 std::string headWords(const HeadFit& fit) {
   if (!fit.isGood) return "No head can be fitted to the landmarks.";
-  // Adding 0 takes the sign off what is rounded to it.
+  // Adding 0 removes the sign of a value that is rounded to -0.
   const auto whole = [](float degrees) { return std::round(static_cast<double>(degrees)) + 0.0; };
   char words[256];
   std::snprintf(words, sizeof words,
@@ -187,7 +188,7 @@ std::string headWords(const HeadFit& fit) {
   return words;
 }
 
-// Cut at its end where it is wider than the picture.
+// Truncated at its end if it is wider than the picture.
 void drawLine(Canvas& canvas, double y, const std::string& words, double size, Colour colour) {
   std::string shown = words;
   while (canvas.textWidth(shown, size) > kWidth - 2.0 * kRim) {
@@ -196,7 +197,7 @@ void drawLine(Canvas& canvas, double y, const std::string& words, double size, C
   canvas.text({kRim, y}, shown, size, colour);
 }
 
-// A file name need not be anything that can be drawn.
+// A file name need not be drawable text.
 std::string printable(std::string words) {
   for (char& sign : words) {
     if (sign < ' ' || sign > '~') sign = '?';

@@ -10,7 +10,7 @@ namespace {
 
 constexpr double kPi = 3.14159265358979323846;
 
-// Where a label stands to its point in a face that is upright: degrees clockwise from the right of
+// The direction of a label from its point in an upright face: degrees clockwise from the right of
 // the picture.
 struct LabelPlace {
   int32_t id;

@@ -1,4 +1,4 @@
-// The 29 model points as a picture, for those who map the points of another detector.
+// The 29 model points as a picture, for people who map the points of another detector.
 #include <vector>
 
 #include "draw/canvas.h"
@@ -26,7 +26,7 @@ std::vector<int32_t> pointIds() {
   return ids;
 }
 
-// In the view from the side, the points of an eye and of a brow stand close together.
+// In the side view, the points of an eye and of a brow are close together.
 ImagePoint sideLabelDirection(int32_t id) {
   const bool isOuter = id == 5 || id == 13 || id == 43 || id == 225;
   if (isOuter) return {-1.0, 0.0};
@@ -45,7 +45,7 @@ void writeModelPointsPicture(const std::string& path) {
     const float* point = modelPointOf(id);
     const double y = kTop + kPixels * static_cast<double>(point[1]);
     front.push_back({kFrontX + kPixels * static_cast<double>(point[0]), y});
-    // From the side, the two points of a pair would hide each other.
+    // In the side view, the two points of a pair would hide each other.
     if (point[0] < -1.0f) continue;
     sideIds.push_back(id);
     side.push_back({kSideX + kPixels * static_cast<double>(point[2]), y});

@@ -1,5 +1,5 @@
-// Who else could change a model? The library trusts the files as they lie there, so that whoever
-// can write to them decides which faces are alike.
+// Finds out who else could change a model. The library trusts its files, so anyone who can write to
+// them decides which faces are similar.
 #ifndef FACEFEATURE_TOOLS_MODEL_FOLDER_OWNERSHIP_H
 #define FACEFEATURE_TOOLS_MODEL_FOLDER_OWNERSHIP_H
 
@@ -9,26 +9,26 @@
 
 namespace facefeature_tools {
 
-// Several places with one and the same doubt are told as one.
+// Several paths with the same problem are reported as one.
 struct OwnershipDoubt {
   std::string path;   // of the first of them
-  std::string doubt;  // words that complete "the file ..."
+  std::string doubt;  // a text that completes "the file ..."
   size_t others;      // how many more there are
 };
 
-// The user of this process, as the system counts users.
+// The user id of this process.
 uint32_t callingUser();
 
-// What somebody other than the caller and the administrator could change: the model folder, the 303
-// files in it, and the temporary folder above it where the library would read this very folder.
-// Each must belong to one of those two and must not be open for writing to a group or to all. A
-// link must belong to one of the two as well, and what it leads to is held to the same, with the
-// folder that it lies in. What is missing raises no doubt, nor do folders further up, and lists of
-// access rights beyond owner, group and all are not read.
+// Everything that someone other than the caller and the administrator could change: the model
+// folder, the 303 files in it, and the temporary folder above it if the library would read this
+// very folder. Each must belong to one of those two and must not be writable by a group or by all.
+// A link must belong to one of the two as well, and its target and the folder of its target are
+// checked in the same way. Missing files are not reported, nor are folders further up, and access
+// control lists beyond owner, group and all are not read.
 //
-// The answer is one of this moment: who could write a moment ago may have done so.
+// The result describes this moment only: someone who could write before may have done so.
 //
-// On Windows there is no answer yet, and no doubt.
+// On Windows nothing is checked yet, and nothing is reported.
 std::vector<OwnershipDoubt> ownershipDoubts(const std::string& folder, uint32_t caller);
 
 }  // namespace facefeature_tools

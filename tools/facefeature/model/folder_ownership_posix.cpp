@@ -22,7 +22,7 @@ class Inspection {
  public:
   explicit Inspection(uint32_t caller) : caller_(caller) {}
 
-  // The thing itself and, where it is a link, what the link leads to.
+  // The file itself and, if it is a link, its target.
   void look(const fs::path& path) {
     struct stat status;
     if (lstat(path.c_str(), &status) != 0) return;
@@ -42,7 +42,7 @@ class Inspection {
     const fs::path target = fs::canonical(path, error);
     if (error) return;
     lookOnce(target);
-    // Whoever can write to the folder can put another file in the place of this one.
+    // Anyone who can write to the folder can replace this file.
     lookOnce(target.parent_path());
   }
 
@@ -55,8 +55,8 @@ class Inspection {
 
   void judge(const fs::path& path, const struct stat& status) {
     judgeOwner(path, status, "belongs");
-    // Of a folder like /tmp all can write to, but each only change what is his own, no more is to
-    // be feared than that somebody puts the model there first. That is enough.
+    // In a folder like /tmp, where everyone can write but only change their own files, the only
+    // risk is that someone puts a model there first. That is enough to report.
     const bool isShared = S_ISDIR(status.st_mode) && (status.st_mode & S_ISVTX) != 0;
     const std::string restriction = isShared ? ", who can put there what is missing" : "";
     if ((status.st_mode & S_IWGRP) != 0) {
@@ -99,7 +99,7 @@ std::vector<OwnershipDoubt> ownershipDoubts(const std::string& folder, uint32_t 
   Inspection inspection(caller);
   if (isDefaultModel(folder)) {
     inspection.look(fs::path(libraryModelFolder()).parent_path());
-    // The way there may be another one than the caller's.
+    // The path there may differ from the caller's.
     inspection.look(libraryModelFolder());
   } else {
     inspection.look(folder);

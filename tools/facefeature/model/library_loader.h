@@ -1,19 +1,19 @@
-// The library, loaded at run time as any host that was never linked to it would load it.
+// Loads the library at run time, as any host that was never linked to it would.
 #ifndef FACEFEATURE_TOOLS_MODEL_LIBRARY_LOADER_H
 #define FACEFEATURE_TOOLS_MODEL_LIBRARY_LOADER_H
 
-// Records and the types of the functions; none of the functions is called by its name.
+// For the records and the types of the functions; no function is called by its name.
 #include <facefeature/facefeature.h>
 
 namespace facefeature_tools {
 
-// Stays loaded until the process ends, which is soon: unloading what has started threads and keeps
-// a BLAS would gain nothing.
+// Stays loaded until the process ends, which is soon: unloading a library that has started threads
+// would gain nothing.
 class LoadedLibrary {
  public:
-  // Looks in the program's own folder, then in ../lib beside it, then where the system's loader
-  // looks; on Windows in the program's own folder alone. The library reads the temporary folder
-  // here. Throws Failure (kFailed).
+  // Searches the program's own folder, then ../lib beside it, then the system loader's paths; on
+  // Windows the program's own folder only. Loading reads the temporary folder. Throws Failure
+  // (kFailed).
   LoadedLibrary();
 
   decltype(&CreateFeatureEngine) createFeatureEngine = nullptr;

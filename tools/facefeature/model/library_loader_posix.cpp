@@ -1,4 +1,4 @@
-// The form for ELF: dlopen and the four names. library_loader_windows.cpp is the other one.
+// The ELF implementation: dlopen and the four names. library_loader_windows.cpp is the other one.
 #include "model/library_loader.h"
 
 #include <dlfcn.h>
@@ -16,7 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// An installed library may come without the second name, which is for linking.
+// An installed library may lack the second name, which is for linking.
 constexpr const char* kFileNames[] = {"libfacefeature.so.1", "libfacefeature.so"};
 constexpr char kRemedy[] =
     "Put libfacefeature.so.1 beside the program, into ../lib, or onto LD_LIBRARY_PATH";
@@ -26,8 +26,8 @@ std::string loaderMessage() {
   return message != nullptr ? message : "unknown error";
 }
 
-// Files beside the program. The first that exists is the one: a program that quietly took
-// another library than its own would give features of another version.
+// Files beside the program. The first one that exists is used, without a fallback: a program that
+// silently loaded another library than its own would produce features of another version.
 std::string ownLibrary() {
   std::error_code error;
   const fs::path folder = programFolder();

@@ -1,4 +1,4 @@
-// The form for Windows: LoadLibrary and the four ordinals.
+// The Windows implementation: LoadLibrary and the four ordinals.
 #include <windows.h>
 
 #include <filesystem>
@@ -20,8 +20,8 @@ std::string loaderMessage() {
   return std::error_code(static_cast<int>(GetLastError()), std::system_category()).message();
 }
 
-// Beside the program and nowhere else: the system would look into the current folder too, which may
-// be anybody's.
+// Only beside the program: the system would also search the current folder, which anyone may
+// control.
 std::string ownLibrary() {
   const std::string folder = programFolder();
   if (folder.empty()) {

@@ -26,13 +26,13 @@ std::string count(uintmax_t number, const char* noun) {
   return std::to_string(number) + " " + noun + (number == 1 ? "" : "s");
 }
 
-// Both headers in words: "3 x 5" or "7 floats".
+// A header as text: "3 x 5" or "7 floats".
 std::string headerText(const ModelFile& file, int32_t first, int32_t second) {
   if (file.headerWords() == 1) return std::to_string(first) + " floats";
   return std::to_string(first) + " x " + std::to_string(second) + " floats";
 }
 
-// Empty when the header is what the nets need.
+// Empty if the header is what the nets need.
 std::string headerFault(const ModelFile& file, std::FILE* stream) {
   const size_t words = file.headerWords();
   std::array<uint8_t, 8> bytes = {};
@@ -89,7 +89,7 @@ std::string fileFault(const std::string& folder, const ModelFile& file, CheckDep
   const uintmax_t size = fs::file_size(path, error);
   if (error) return "can't be read: " + error.message();
 
-  // A header that is there says more than a size that follows from it.
+  // A wrong header is more informative than the wrong size that follows from it.
   std::string fault;
   if (size >= 4 * file.headerWords()) fault = headerFault(file, stream.get());
   if (fault.empty()) fault = sizeFault(file, size);

@@ -12,7 +12,7 @@ constexpr int32_t kNetOutputs = 160;
 constexpr int32_t kProjectedFloats = 500;
 constexpr int32_t kJoinedFloats = kNets * 2 * kNetOutputs;
 
-// What the 25 nets are fed with. They differ in nothing else.
+// The inputs of the 25 nets. They differ in nothing else.
 struct NetInput {
   int32_t side;
   int32_t planes;
@@ -24,7 +24,7 @@ constexpr NetInput kNetInputs[kNets] = {
     {47, 3}, {47, 1}, {47, 3}, {47, 1}, {47, 3}, {47, 1}, {47, 3}};
 
 // A convolution layer of every net: each filter has filterSide x filterSide weights for each plane
-// of its input. It leaves side - filterSide + 1 of a side, and all but the last are followed by a
+// of its input. It reduces a side to side - filterSide + 1, and all but the last are followed by a
 // pooling that halves that.
 struct ConvolutionStage {
   int32_t filterSide;
@@ -60,7 +60,7 @@ void addNetFiles(int32_t net, const NetInput& input, std::vector<ModelFile>& fil
     files.back().readsPixels = stage == 1;
     files.push_back(
         plainFile(fileName(stage, net, 2), ModelFileKind::kBiases, convolution.filters, 1));
-    // Where the loop ends, these two tell the input of the last convolution.
+    // After the loop these two describe the input of the last convolution.
     pooledSide = side;
     pooledPlanes = planes;
     side = side - convolution.filterSide + 1;
@@ -68,7 +68,7 @@ void addNetFiles(int32_t net, const NetInput& input, std::vector<ModelFile>& fil
     if (stage < 4) side /= 2;
     ++stage;
   }
-  // The last layer reads the last convolution and, beside it, what that one reads.
+  // The last layer reads the last convolution and also the input of that convolution.
   const int32_t fromConvolution = planes * side * side;
   const int32_t fromPool = pooledPlanes * pooledSide * pooledSide;
   const int32_t products = fromConvolution + fromPool;

@@ -19,7 +19,8 @@ namespace fs = std::filesystem;
 
 constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 
-// What a signal handler may use: plain characters that are complete before standing is set.
+// The data that a signal handler may use: plain characters that are complete before the flag is
+// set.
 char folderPath[PATH_MAX];
 char linkPath[PATH_MAX];
 volatile sig_atomic_t standing = 0;
@@ -34,13 +35,13 @@ void removeLink() {
 
 void removeLinkAndEnd(int signalNumber) {
   removeLink();
-  // The signal is blocked until this returns, and then ends the process as if nobody had caught
-  // it: a shell sees an interrupted program, not one that chose an exit code.
+  // The signal is blocked until this returns, and then ends the process as if there were no
+  // handler: a shell sees an interrupted program instead of an exit code.
   signal(signalNumber, SIG_DFL);
   raise(signalNumber);
 }
 
-// Holds the ending signals off while the link is half made or half removed.
+// Blocks the ending signals while the link is partially created or removed.
 class SignalsHeld {
  public:
   SignalsHeld() {
@@ -61,8 +62,8 @@ void catchEndingSignals() {
   for (const int signalNumber : kEndingSignals) {
     struct sigaction action = {};
     sigaction(signalNumber, nullptr, &action);
-    // Somebody who started the program with a signal ignored (nohup, a job in the background)
-    // wants it to stay ignored.
+    // A user who started the program with a signal ignored (nohup, a background job) wants it to
+    // stay ignored.
     if (action.sa_handler == SIG_IGN) continue;
     action = {};
     action.sa_handler = removeLinkAndEnd;
@@ -86,7 +87,7 @@ void makeLink(const std::string& target) {
   const std::string name = "/" + std::string(kModelFolderName);
   if (pattern.size() + name.size() >= PATH_MAX) throw noPrivateFolder(pattern, ENAMETOOLONG);
   snprintf(folderPath, sizeof folderPath, "%s", pattern.c_str());
-  // mkdtemp makes it with mode 0700.
+  // mkdtemp creates it with mode 0700.
   if (mkdtemp(folderPath) == nullptr) throw noPrivateFolder(pattern, errno);
   const std::string link = folderPath + name;
   snprintf(linkPath, sizeof linkPath, "%s", link.c_str());
@@ -101,7 +102,7 @@ void makeLink(const std::string& target) {
 }  // namespace
 
 std::string libraryModelFolder() {
-  // The library cuts the last separator off and what follows it, having put one there if it was
+  // The library removes the last separator and everything after it, and first adds one if it is
   // missing: one separator at the end makes no difference.
   std::string folder = temporaryFolder();
   if (folder.back() != '/') folder += '/';

@@ -1,5 +1,5 @@
-// The form for Windows, where a link to a folder takes rights that a user seldom has: the private
-// folder holds a second name of each file, or a copy where the two are on different drives.
+// The Windows implementation. Linking a folder needs rights there that users seldom have, so the
+// private folder holds a hard link to each file, or a copy if the two are on different drives.
 #include <stdlib.h>
 #include <windows.h>
 
@@ -17,12 +17,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// What runs at the end of the process may use: plain characters, empty when there is no folder.
+// The data that runs at the end of the process may use: plain characters, empty without a folder.
 char folderPath[MAX_PATH];
 
 void setTemporaryFolder(const std::string& folder) { _putenv(("TMP=" + folder).c_str()); }
 
-// With a backslash at its end, as the library gets it.
+// With a trailing backslash, as the library gets it.
 std::string temporaryFolder() {
   char buffer[256] = "";
   GetTempPathA(sizeof buffer, buffer);
@@ -37,7 +37,8 @@ void removeFolder() {
   fs::remove_all(folder, ignored);
 }
 
-// Another thread's: the process is about to end with Ctrl-C, Ctrl-Break, the window or the session.
+// Runs on another thread: the process is about to end by Ctrl-C, Ctrl-Break, the window or the
+// session.
 BOOL WINAPI removeFolderAndEnd(DWORD) {
   removeFolder();
   return FALSE;
@@ -62,7 +63,7 @@ void makeFolder(const fs::path& model) {
   const std::string folder =
       temporaryFolder() + "facefeature-" + std::to_string(GetCurrentProcessId());
   std::error_code error;
-  // A folder of this name was left by a process of the same number that was ended by force.
+  // A killed process with the same id left a folder of this name.
   fs::remove_all(folder, error);
   const fs::path named = fs::path(folder) / kModelFolderName;
   error.clear();
@@ -82,7 +83,7 @@ ModelLink::ModelLink(const std::string& modelFolder) {
     setTemporaryFolder(folder.parent_path().string());
     return;
   }
-  // The library ends the process with exit() where a net can't be built.
+  // The library ends the process with exit() if a net can't be built.
   static const bool atExit = std::atexit(removeFolder) == 0;
   static_cast<void>(atExit);
   SetConsoleCtrlHandler(removeFolderAndEnd, TRUE);

@@ -8,8 +8,8 @@
 
 namespace facefeature_tools {
 
-// Throws Failure (kBadModel) that names what is wrong with a model folder. To be asked ahead of the
-// library, which says nothing of a short file and ends the process where weights are missing.
+// Throws Failure (kBadModel) that names the error of a model folder. To be called before the
+// library, which does not report a short file and ends the process if weights are missing.
 void requireModel(const std::string& folder);
 
 // An engine of a library that outlives it.

@@ -20,13 +20,13 @@ constexpr char kReadmeName[] = "README";
 constexpr char kReadmeTitle[] = "SYNTHETIC MODEL, NOT TRAINED";
 
 // All arithmetic here is integer, or + - * / and square roots of doubles with one rounding to float
-// at the end: operations that every IEEE machine carries out to the same bits. The distributions of
-// <random> and the functions of the math library are not.
+// at the end: operations that give the same bits on every IEEE machine. The distributions of
+// <random> and the functions of the math library do not.
 
 // SplitMix64 (Steele, Lea and Flood, 2014).
 class NumberStream {
  public:
-  // Each file has a stream of its own, so that no file depends on how many numbers another took.
+  // Each file has its own stream, so no file depends on how many numbers another used.
   NumberStream(uint64_t seed, uint64_t stream) : state_(seed) {
     const uint64_t mixed = next();
     state_ = mixed ^ (stream * 0xD1B54A32D192ED03u);
@@ -41,7 +41,7 @@ class NumberStream {
     return z ^ (z >> 31);
   }
 
-  // Bell-shaped: four uniform numbers of 16 bits, added up and less their mean.
+  // Bell-shaped: the sum of four uniform 16-bit numbers minus its mean.
   int32_t bell() {
     const uint64_t bits = next();
     const uint64_t sum =
@@ -56,7 +56,7 @@ class NumberStream {
   uint64_t state_;
 };
 
-// Of bell(): four times (2^32 - 1) / 12.
+// The variance of bell(): four times (2^32 - 1) / 12.
 constexpr double kBellVariance = 1431655765.0;
 
 std::vector<float> bells(NumberStream& stream, size_t count, double deviation) {
@@ -66,19 +66,19 @@ std::vector<float> bells(NumberStream& stream, size_t count, double deviation) {
   return values;
 }
 
-// Weights of variance 2 / fanIn, which keeps the size of the activations from layer to layer
-// behind rectifiers. Over each window the weights of an output add up to zero: what is alike all
-// over an input plane (the brightness of a photograph, the share of the activations that all
-// faces have in common) drops out, and what is left tells photographs apart.
+// Weights of variance 2 / fanIn, which keeps the size of the activations from layer to layer after
+// rectifiers. Over each window the weights of an output sum to zero: everything that is uniform
+// over an input plane (the brightness of a photograph, the part of the activations that all faces
+// share) cancels, and the rest distinguishes photographs.
 std::vector<float> weights(NumberStream& stream, const ModelFile& file) {
   const size_t window = static_cast<size_t>(file.window);
   const size_t cols = static_cast<size_t>(file.cols);
-  // Integers up to the one product below: the mean is taken off times the window, so that nothing
-  // is rounded. Taking it off leaves (window - 1) / window of the variance.
+  // Integers up to the one product below: the mean is subtracted times the window, so nothing is
+  // rounded. Subtracting it leaves (window - 1) / window of the variance.
   const double left = static_cast<double>(window - 1) / static_cast<double>(window);
   const double variance = kBellVariance * static_cast<double>(window * window) * left;
   double scale = std::sqrt(2.0 / file.fanIn / variance);
-  // Pixels less their mean are some dozens; the layers behind see numbers around 1.
+  // Pixels minus their mean are some dozens; the later layers see numbers around 1.
   if (file.readsPixels) scale /= 16.0;
 
   std::vector<float> values(file.floats());
@@ -98,8 +98,8 @@ std::vector<float> weights(NumberStream& stream, const ModelFile& file) {
   return values;
 }
 
-// A bright blob on a dim ground, tilted a little, redder than blue: what the mean of many patches
-// of faces looks like from afar. All values are within 80 and 170.
+// A bright blob on a dim ground, slightly tilted, redder than blue: roughly what the mean of many
+// patches of faces looks like. All values are between 80 and 170.
 std::vector<float> patchMean(NumberStream& stream, const ModelFile& file) {
   const double slopeX = 8.0 * stream.uniform();
   const double slopeY = 8.0 * stream.uniform();
@@ -121,14 +121,14 @@ std::vector<float> patchMean(NumberStream& stream, const ModelFile& file) {
   return values;
 }
 
-// Keeps the length of what is projected, in the mean over all directions.
+// Preserves the length of the projected vector, on average over all directions.
 std::vector<float> crossProjection(NumberStream& stream, const ModelFile& file) {
   return bells(stream, file.floats(), std::sqrt(1.0 / file.rows));
 }
 
-// Mostly the cross projection again. A face against itself scores 3 less twice the quotient of the
-// self projection's and the cross projection's squared lengths: as the two agree but for some
-// percent, so does that score agree with 1.
+// Mostly the cross projection again. The score of a face with itself is 3 minus twice the quotient
+// of the squared lengths of the self projection and the cross projection: the two agree within a
+// few percent, so the score is within a few percent of 1.
 std::vector<float> selfProjection(NumberStream& cross, NumberStream& own, const ModelFile& file) {
   std::vector<float> values = crossProjection(cross, file);
   const std::vector<float> other = crossProjection(own, file);
@@ -182,7 +182,7 @@ bool isSynthetic(const fs::path& folder) {
   return std::getline(readme, title) && title == kReadmeTitle;
 }
 
-// A trained model is not written over, and 303 files are not strewn over a folder of other things.
+// Never overwrites a trained model, and never scatters 303 files over a folder with other contents.
 void requireEmptyOrSynthetic(const fs::path& folder) {
   std::error_code error;
   const bool empty = fs::is_empty(folder, error);
@@ -219,7 +219,7 @@ void writeSyntheticModel(const std::string& folder, uint64_t seed) {
     throw Failure(kFailed, folder, "can't be made a folder: " + reason, "Name another folder");
   }
   requireEmptyOrSynthetic(path);
-  // First, so that a folder which is half written is known for what it is.
+  // First, so that a partially written folder is recognisable.
   writeReadme(path, seed);
   uint64_t streamNumber = 0;
   for (const ModelFile& file : modelFiles()) {

@@ -1,4 +1,4 @@
-// A model made of random numbers, for trying the library where no trained model is at hand.
+// A model of random numbers, for trying the library without a trained model.
 #ifndef FACEFEATURE_TOOLS_MODEL_SYNTHETIC_MODEL_H
 #define FACEFEATURE_TOOLS_MODEL_SYNTHETIC_MODEL_H
 
@@ -7,15 +7,15 @@
 
 namespace facefeature_tools {
 
-// The sentence that everybody who makes or meets such a model has to read.
+// The warning that everyone who creates or encounters such a model must read.
 extern const char kSyntheticWarning[];
 
-// Writes the 303 files, and beside them a README with kSyntheticWarning. The folder is made if it
-// is not there. The bytes depend on the seed alone, not on the platform, the compiler or the
+// Writes the 303 files, and beside them a README with kSyntheticWarning. Creates the folder if it
+// does not exist. The bytes depend only on the seed, not on the platform, the compiler or the
 // processor.
 //
-// Throws Failure: kWrongUsage when the folder holds anything and is not a synthetic model's,
-// kFailed when something can't be written.
+// Throws Failure: kWrongUsage if the folder is not empty and not a synthetic model's, kFailed if
+// something can't be written.
 void writeSyntheticModel(const std::string& folder, uint64_t seed);
 
 }  // namespace facefeature_tools

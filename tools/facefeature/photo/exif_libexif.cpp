@@ -1,4 +1,4 @@
-// Exif data by libexif.
+// Reads Exif data with libexif.
 #include <libexif/exif-data.h>
 
 #include <limits>
@@ -23,7 +23,7 @@ int32_t exifOrientation(const std::vector<uint8_t>& file) {
   const std::unique_ptr<ExifData, DataFreer> data(
       exif_data_new_from_data(file.data(), static_cast<unsigned>(file.size())));
   if (!data) return kAsStored;
-  // The second directory, if there is one, is that of the thumbnail.
+  // The second directory, if there is one, belongs to the thumbnail.
   const ExifEntry* entry = exif_content_get_entry(data->ifd[EXIF_IFD_0], EXIF_TAG_ORIENTATION);
   if (entry == nullptr || entry->format != EXIF_FORMAT_SHORT || entry->size < 2) return kAsStored;
   const int32_t value = exif_get_short(entry->data, exif_data_get_byte_order(data.get()));

@@ -1,4 +1,4 @@
-// The program without a reader of Exif data.
+// The program without Exif support.
 #include "photo/photo_orientation.h"
 
 namespace facefeature_tools {

@@ -1,7 +1,7 @@
-// JPEG by libjpeg-turbo.
+// Decodes JPEG with libjpeg-turbo.
 //
-// libjpeg reports errors through callbacks that must not return, and its own end the process. Here
-// they jump back to the setjmp of JpegReader, so no function that is jumped over, and none that
+// libjpeg reports errors through callbacks that must not return; its default ones end the process.
+// These jump back to the setjmp of JpegReader, so no function that is jumped over, and none that
 // calls setjmp, may hold an object with a destructor.
 #include <csetjmp>
 #include <cstdio>
@@ -25,13 +25,13 @@ struct JpegErrors {
   std::longjmp(errors->back, 1);
 }
 
-// Levels below 0 are warnings: data that are damaged or end early, for which libjpeg makes up
-// pixels and goes on. Such a picture is refused. Levels from 0 on are traces.
+// Levels below 0 are warnings: data that are damaged or truncated, for which libjpeg invents pixels
+// and continues. Such a picture is rejected. Levels from 0 on are traces.
 void stopAtWarnings(j_common_ptr decoder, int level) {
   if (level < 0) stopDecoding(decoder);
 }
 
-// A small file can ask for the whole picture to be refined again and again. Real ones come in a
+// A small file can ask for the whole picture to be refined again and again. Real ones have about a
 // dozen scans.
 void limitScans(j_common_ptr decoder) {
   constexpr int kMaxScans = 200;
@@ -51,7 +51,7 @@ class JpegReader {
     errors_.message[0] = '\0';
     progress_.progress_monitor = limitScans;
   }
-  // Also right for a decoder that was never created: it is all zero then.
+  // Also correct for a decoder that was never created: it is all zero then.
   ~JpegReader() { jpeg_destroy(reinterpret_cast<j_common_ptr>(&decoder_)); }
   JpegReader(const JpegReader&) = delete;
   JpegReader& operator=(const JpegReader&) = delete;
@@ -60,13 +60,13 @@ class JpegReader {
     if (setjmp(errors_.back) != 0) return false;
     jpeg_create_decompress(&decoder_);
     decoder_.progress = &progress_;
-    // Files are read up to a limit that a long holds on every system.
+    // Files are read up to a limit that fits a long on every system.
     jpeg_mem_src(&decoder_, bytes_.data(), static_cast<unsigned long>(bytes_.size()));
     jpeg_read_header(&decoder_, TRUE);
     return true;
   }
 
-  // Fills photo, which has the size that the header told.
+  // Fills photo, which has the size given in the header.
   bool readPixels(Photo& photo) {
     if (setjmp(errors_.back) != 0) return false;
     decoder_.out_color_space = JCS_EXT_BGR;
@@ -76,7 +76,7 @@ class JpegReader {
                                                static_cast<size_t>(photo.stride());
       jpeg_read_scanlines(&decoder_, &row, 1);
     }
-    // Reads on to the end marker, so that a file without one is found out.
+    // Reads on to the end marker, so that a file without one is detected.
     jpeg_finish_decompress(&decoder_);
     return true;
   }
@@ -99,7 +99,8 @@ class JpegReader {
 Photo decodeJpeg(const std::vector<uint8_t>& bytes) {
   JpegReader reader(bytes);
   if (!reader.readHeader()) throw reader.error();
-  // Inks become colours only by a profile of the press, and a guess would be another picture.
+  // Inks become colours only through a profile of the press, and a guess would give another
+  // picture.
   const J_COLOR_SPACE space = reader.decoder().jpeg_color_space;
   if (space == JCS_CMYK || space == JCS_YCCK) {
     throw PhotoError("is a JPEG in print colours (CMYK), which are not read; save it as RGB");

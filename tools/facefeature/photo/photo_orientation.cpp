@@ -5,11 +5,11 @@
 namespace facefeature_tools {
 namespace {
 
-// How the picture that is seen is read from the one that is stored: rows and columns exchanged
-// first, then run through backwards.
+// How the upright picture is read from the stored one: rows and columns are exchanged first, then
+// traversed backwards.
 struct Turn {
   bool exchanged;
-  bool backwardsX;  // over the columns of what is stored
+  bool backwardsX;  // over the columns of the stored picture
   bool backwardsY;  // over its rows
 };
 

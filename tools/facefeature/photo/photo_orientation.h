@@ -1,4 +1,4 @@
-// The turn that a camera writes into the Exif data of a picture instead of turning its pixels.
+// The rotation that a camera writes into the Exif data of a picture instead of turning its pixels.
 #ifndef FACEFEATURE_TOOLS_PHOTO_PHOTO_ORIENTATION_H
 #define FACEFEATURE_TOOLS_PHOTO_PHOTO_ORIENTATION_H
 
@@ -9,19 +9,19 @@
 
 namespace facefeature_tools {
 
-// The orientations of Exif, 1 to 8. 1 is the picture as it is stored; 2 is mirrored left to right;
-// 3 is turned by half; 4 is mirrored top to bottom; 6 and 8 ask for a quarter turn, clockwise and
+// The orientations of Exif, 1 to 8. 1 is the picture as stored; 2 is mirrored left to right; 3 is
+// turned by 180 degrees; 4 is mirrored top to bottom; 6 and 8 ask for a quarter turn, clockwise and
 // counterclockwise; 5 and 7 are mirrored along the two diagonals.
 constexpr int32_t kAsStored = 1;
 
-// Whether this program was built with a reader of Exif data.
+// Whether this program was built with Exif support.
 bool exifIsRead();
 
-// The orientation of a JPEG file of these bytes. kAsStored where there is none, where it is none of
-// the eight, for other kinds of files, and where Exif data are not read.
+// The orientation in these bytes of a JPEG file. kAsStored if there is none, if it is not one of
+// the eight, for other formats, and without Exif support.
 int32_t exifOrientation(const std::vector<uint8_t>& file);
 
-// The picture as the orientation asks to see it. REQUIRES: 1 to 8.
+// The picture turned upright. REQUIRES: 1 to 8.
 Photo turnedPhoto(const Photo& photo, int32_t orientation);
 
 }  // namespace facefeature_tools

@@ -1,4 +1,4 @@
-// PNG by libspng.
+// Decodes PNG with libspng.
 #include <spng.h>
 
 #include <cstring>
@@ -22,11 +22,11 @@ void require(int result) {
   throw PhotoError(std::string("is damaged or cut short (PNG: ") + spng_strerror(result) + ")");
 }
 
-// libspng is content with a file that ends within the checksum of its last chunk. Walking over the
-// chunks finds every cut, whatever the decoder thinks it can do without.
+// libspng accepts a file that ends within the checksum of its last chunk. Walking over the chunks
+// detects every truncation, whatever the decoder can do without.
 void requireWholeChunks(const std::vector<uint8_t>& bytes) {
   constexpr size_t kSignature = 8;
-  constexpr size_t kAroundData = 12;  // length and type ahead of a chunk's data, checksum behind
+  constexpr size_t kAroundData = 12;  // length and type before a chunk's data, checksum after
   for (size_t at = kSignature; at + kAroundData <= bytes.size();) {
     const size_t length = size_t{bytes[at]} << 24 | size_t{bytes[at + 1]} << 16 |
                           size_t{bytes[at + 2]} << 8 | size_t{bytes[at + 3]};
@@ -43,7 +43,7 @@ void requireWholeChunks(const std::vector<uint8_t>& bytes) {
 Photo decodePng(const std::vector<uint8_t>& bytes) {
   const std::unique_ptr<spng_ctx, ContextFreer> context(spng_ctx_new(0));
   if (!context) throw std::bad_alloc();
-  // Chunks beside the picture (profiles, texts) are unpacked into memory: not without limit.
+  // Ancillary chunks (profiles, texts) are unpacked into memory, up to a limit.
   constexpr size_t kMaxChunkBytes = size_t{1} << 26;
   require(spng_set_chunk_limits(context.get(), kMaxChunkBytes, kMaxChunkBytes));
   require(spng_set_png_buffer(context.get(), bytes.data(), bytes.size()));
@@ -52,13 +52,13 @@ Photo decodePng(const std::vector<uint8_t>& bytes) {
   Photo photo = makePhoto(header.width, header.height);
   requireWholeChunks(bytes);
 
-  // Gray, palette and 16 bits all come out as 8 bits a channel. The colours are taken as they
-  // stand, also below a transparent place: what lies behind the picture is nobody's to know.
+  // Gray, palette and 16 bits all become 8 bits a channel. Colours are used unchanged, also in
+  // transparent areas: the background of the picture is unknown.
   size_t size = 0;
   require(spng_decoded_image_size(context.get(), SPNG_FMT_RGB8, &size));
   if (size != photo.pixels.size()) throw PhotoError("is a PNG of an unknown layout");
   require(spng_decode_image(context.get(), photo.pixels.data(), size, SPNG_FMT_RGB8, 0));
-  // What stands behind the pixels, to find damage there too.
+  // The data after the pixels, to detect damage there too.
   require(spng_decode_chunks(context.get()));
 
   for (size_t i = 0; i < photo.pixels.size(); i += 3) {

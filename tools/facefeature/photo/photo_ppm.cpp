@@ -11,7 +11,7 @@ class PpmHeader {
  public:
   explicit PpmHeader(const std::vector<uint8_t>& bytes) : bytes_(bytes) {}
 
-  // The next number, below 2^32. Blanks and comments may stand ahead of it.
+  // The next number, below 2^32. White space and comments may precede it.
   uint64_t number() {
     skipBlanks();
     if (at_ >= bytes_.size() || !isDigit(bytes_[at_])) throw PhotoError(kBroken);
@@ -23,7 +23,7 @@ class PpmHeader {
     return value;
   }
 
-  // Where the samples begin: exactly one blank stands ahead of them, as a sample may look like one.
+  // Start of the samples: exactly one white space precedes them, as a sample may look like another.
   size_t end() {
     if (at_ >= bytes_.size() || !isBlank(bytes_[at_])) throw PhotoError(kBroken);
     return at_ + 1;
@@ -44,7 +44,7 @@ class PpmHeader {
   }
 
   const std::vector<uint8_t>& bytes_;
-  size_t at_ = 2;  // behind "P6"
+  size_t at_ = 2;  // after "P6"
 };
 
 }  // namespace
@@ -61,7 +61,7 @@ Photo decodePpm(const std::vector<uint8_t>& bytes) {
   }
   Photo photo = makePhoto(width, height);
 
-  // Samples have two bytes, high byte first, where one does not do.
+  // Samples have two bytes, high byte first, if one is not enough.
   const size_t sampleBytes = largest > 255 ? 2 : 1;
   const size_t samples = photo.pixels.size();
   if (bytes.size() - start < samples * sampleBytes) {
