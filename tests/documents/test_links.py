@@ -1,4 +1,5 @@
-"""The links of the documents lead somewhere, and the pictures are those that their tool draws."""
+"""The links of the documents lead somewhere, the pictures are those that their tool draws, and model
+cards say what ./demo prints."""
 
 import os
 import re
@@ -59,6 +60,16 @@ class Pictures(unittest.TestCase):
         for name, content in module.files().items():
             with self.subTest(name):
                 self.assertEqual(content, (ROOT / name).read_bytes())
+
+
+class ModelCards(unittest.TestCase):
+    def test_say_how_to_read_a_score(self):
+        cards = sorted((ROOT / "models").glob("*/MODEL.md"))
+        self.assertTrue(cards)
+        for card in cards:
+            section = re.search(r"(?ms)^## Reading a score\n\n(.*?)^## ", card.read_text("utf-8"))
+            with self.subTest(card.parent.name):
+                self.assertTrue(section and re.search(r"score above -?\d", section[1]))
 
 
 if __name__ == "__main__":
