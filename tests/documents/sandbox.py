@@ -51,6 +51,10 @@ def fill(folder: Path, numbers: np.random.Generator) -> None:
     (folder / "temporary").mkdir()
     (folder / "temporary/~kwplugintmp~").symlink_to(MODEL)
     (folder / "my-model").symlink_to(MODEL)
+    (folder / "tools").symlink_to(ROOT / "tools")
+    (folder / "build/demo").mkdir(parents=True)
+    for name in ("grace_hopper.jpg", "astronaut.png"):
+        write_ppm(folder / "build/demo" / name, made_picture(numbers, 512, 512))
     for name in ("photo", "me", "picture", "other"):
         if SAMPLE.exists():
             shutil.copy(SAMPLE, folder / f"{name}.jpg")
