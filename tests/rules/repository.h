@@ -49,7 +49,9 @@ inline std::vector<std::string> textFilesBelow(const std::string& folder) {
 inline std::vector<std::string> textFilesInRoot() {
   std::vector<std::string> paths;
   for (const auto& entry : std::filesystem::directory_iterator(repositoryRoot())) {
-    if (entry.is_regular_file()) paths.push_back(entry.path().filename().string());
+    const std::string name = entry.path().filename().string();
+    // In a worktree .git is a file.
+    if (entry.is_regular_file() && name != ".git") paths.push_back(name);
   }
   std::sort(paths.begin(), paths.end());
   return paths;
