@@ -8,7 +8,7 @@ namespace {
 
 constexpr double kGray = 128.0;
 
-// Between the four pixels around (x, y); gray outside the photograph.
+// Interpolates between the four pixels around (x, y); gray outside the photograph.
 double sampleAt(const Photo& photo, double x, double y, int channel) {
   const double left = std::floor(x);
   const double top = std::floor(y);
@@ -27,8 +27,8 @@ double sampleAt(const Photo& photo, double x, double y, int channel) {
   return upper * (1 - below) + lower * below;
 }
 
-// x' = a x - b y + tx, y' = b x + a y + ty. Turns by the angle whose cosine and sine, both times
-// the factor, are a and b.
+// x' = a x - b y + tx, y' = b x + a y + ty. a and b are the cosine and sine of the angle, both
+// times the factor.
 struct Similarity {
   double a;
   double b;

@@ -1,4 +1,4 @@
-// Versions of a photograph for the demonstration, each with its landmarks moved along.
+// Versions of a photograph for the demonstration, with their landmarks transformed along.
 #ifndef FACEFEATURE_TOOLS_DEMO_PICTURE_VERSIONS_H
 #define FACEFEATURE_TOOLS_DEMO_PICTURE_VERSIONS_H
 
@@ -18,10 +18,10 @@ struct FacePicture {
 // Turned clockwise about its middle, on a canvas large enough for all of it; the corners are gray.
 FacePicture turned(const FacePicture& picture, double degrees);
 
-// Scaled; below 1 without smoothing, so halving is about as far as it looks well.
+// Scaled without smoothing, so a factor much below one half looks poor.
 FacePicture scaled(const FacePicture& picture, double factor);
 
-// Every sample multiplied, the landmarks as they are.
+// Every sample multiplied, the landmarks unchanged.
 FacePicture darkened(const FacePicture& picture, double factor);
 
 }  // namespace facefeature_tools

@@ -1,25 +1,25 @@
-// Being asked to end, and ending in good order.
+// Lets a long run end in good order when it is asked to.
 #ifndef FACEFEATURE_TOOLS_BATCH_ENDING_SIGNALS_H
 #define FACEFEATURE_TOOLS_BATCH_ENDING_SIGNALS_H
 
 namespace facefeature_tools {
 
-// While the object lives, Ctrl-C and its like (SIGINT, SIGTERM, SIGHUP) only leave a note. The same
-// one a second time ends the process at once. One that was ignored before stays so.
+// During the lifetime of the object, Ctrl-C and similar signals (SIGINT, SIGTERM, SIGHUP) are only
+// recorded. A second one ends the process at once. A signal that was ignored before stays ignored.
 class EndingSignals {
  public:
   EndingSignals();
-  // Puts back the default, which is to end.
+  // Restores the default action, which ends the process.
   ~EndingSignals();
   EndingSignals(const EndingSignals&) = delete;
   EndingSignals& operator=(const EndingSignals&) = delete;
 
-  // The signal that came, or 0.
+  // The signal that was received, or 0.
   static int caught();
 };
 
-// Ends the process as if nobody had caught the signal: a shell then sees an interrupted program,
-// and stops its loop, and not one that chose an exit code.
+// Ends the process as if the signal had not been caught: a shell then sees an interrupted program,
+// and stops its loop, instead of an exit code.
 [[noreturn]] void endBySignal(int signalNumber);
 
 }  // namespace facefeature_tools

@@ -39,7 +39,7 @@ int EndingSignals::caught() { return caughtSignal; }
 void endBySignal(int signalNumber) {
   signal(signalNumber, SIG_DFL);
   raise(signalNumber);
-  // Only where the signal is blocked.
+  // Reached only if the signal is blocked.
   _exit(128 + signalNumber);
 }
 

@@ -1,7 +1,7 @@
-// What an extraction of many photographs has done so far, so that nothing is done twice.
+// Records the progress of an extraction of many photographs, so that nothing is done twice.
 //
-// A file beside the gallery to be. Each feature is added when it is there, and is safe from then on
-// even when the program is killed. A record that was only half written is told by its check sum.
+// A file beside the future gallery. Each feature is appended when it is computed, and is safe from
+// then on even if the program is killed. A checksum detects a half-written record.
 #ifndef FACEFEATURE_TOOLS_BATCH_EXTRACT_JOURNAL_H
 #define FACEFEATURE_TOOLS_BATCH_EXTRACT_JOURNAL_H
 
@@ -20,28 +20,29 @@ namespace facefeature_tools {
 
 class ExtractJournal {
  public:
-  // Opens the journal at path. An old one is gone on with if resume says so; origin() then names
-  // also what made its features.
+  // Opens the journal at path. If resume is true, an existing journal is continued, and origin()
+  // includes the origin of its features.
   //
-  // Throws Failure: kWrongUsage when an old one is there and is not to be resumed, kBadModel when
-  // it is of another model, kBadInput when it is no journal, kFailed when it can't be written or
-  // another process is writing it.
+  // Throws Failure: kWrongUsage if one exists and is not to be resumed, kBadModel if it belongs to
+  // another model, kBadInput if it is not a journal, kFailed if it can't be written or another
+  // process is writing it.
   ExtractJournal(const std::string& path, const GalleryOrigin& origin, bool resume);
 
   const GalleryOrigin& origin() const { return origin_; }
-  // Adds to the origin what made features that are taken over from elsewhere, of the same model.
+  // Adds the origin of features of the same model that are taken over from elsewhere.
   void joinOrigin(const GalleryOrigin& other);
 
   bool holds(const std::string& id) const { return places_.count(id) != 0; }
   size_t count() const { return places_.size(); }
 
-  // id is good by identifierFault() and not held yet. Throws Failure (kFailed).
+  // id is valid by identifierFault() and not in the journal yet. Throws Failure (kFailed).
   void add(const std::string& id, const FeatureVector& feature);
 
-  // Writes a gallery of those of the ids that are held, in their order. Throws Failure (kFailed).
+  // Writes a gallery of those ids that are in the journal, in their order. Throws Failure
+  // (kFailed).
   void writeGallery(const std::string& path, const std::vector<std::string>& ids) const;
 
-  // Removes the file. Ends the object's use.
+  // Removes the file. The object must not be used afterwards.
   void remove();
 
  private:
@@ -56,8 +57,8 @@ class ExtractJournal {
   std::string path_;
   GalleryOrigin origin_;
   std::unique_ptr<std::FILE, Closer> file_;
-  uint64_t size_ = 0;                                 // of its sound part
-  std::unordered_map<std::string, uint64_t> places_;  // where the feature of an id stands
+  uint64_t size_ = 0;                                 // of its valid part
+  std::unordered_map<std::string, uint64_t> places_;  // offset of the feature of each id
 };
 
 }  // namespace facefeature_tools

@@ -33,13 +33,13 @@ void ExtractReport::addEarlier(const std::string& path, const ExtractJournal& do
       if (place != places.end()) add({place->second, row.fields[2], row.fields[3]});
     }
   } catch (const std::runtime_error&) {
-    // Whatever it is, it is no report, and this run's takes its place.
+    // It is not a report, and this run's replaces it.
   }
 }
 
 void ExtractReport::write(const std::string& path) const {
   std::vector<ReportLine> sorted = lines_;
-  // Lines about one photograph stay as they came.
+  // Lines about one photograph keep their order.
   std::stable_sort(sorted.begin(), sorted.end(),
                    [](const ReportLine& a, const ReportLine& b) { return a.place < b.place; });
   OutputFile file(path);

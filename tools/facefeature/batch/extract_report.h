@@ -1,4 +1,4 @@
-// The photographs of a list that have no feature or a doubtful one, for programs to read.
+// The photographs of a list without a feature or with warnings, for programs to read.
 #ifndef FACEFEATURE_TOOLS_BATCH_EXTRACT_REPORT_H
 #define FACEFEATURE_TOOLS_BATCH_EXTRACT_REPORT_H
 
@@ -19,12 +19,12 @@ struct ReportLine {
 
 class ExtractReport {
  public:
-  // The entries outlive the report.
+  // The entries must outlive the report.
   explicit ExtractReport(const std::vector<PhotoEntry>& entries) : entries_(entries) {}
 
   void add(const ReportLine& line) { lines_.push_back(line); }
 
-  // Adds what the report of an earlier run says of entries that are done, as far as there is one.
+  // Adds what the report of an earlier run, if there is one, says about entries that are done.
   void addEarlier(const std::string& path, const ExtractJournal& done);
 
   // Writes CSV with the heading id,photo,outcome,text, in the order of the entries. Throws Failure

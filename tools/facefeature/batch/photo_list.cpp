@@ -22,7 +22,7 @@ bool isHeading(const std::vector<std::string>& fields) {
          fields == std::vector<std::string>{"id", "photo", "landmarks"};
 }
 
-// Empty for a good row, or words that complete "line N ...".
+// Empty for a valid row, or a text that completes "line N ...".
 std::string rowFault(const std::vector<std::string>& fields) {
   if (fields.size() != 2 && fields.size() != 3) {
     return "has " + std::to_string(fields.size()) + " fields, not id,photo or id,photo,landmarks";

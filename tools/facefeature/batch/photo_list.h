@@ -11,13 +11,13 @@ namespace facefeature_tools {
 struct PhotoEntry {
   std::string id;
   std::string photo;
-  std::string landmarks;  // empty where the list names none
+  std::string landmarks;  // empty if the list names none
 };
 
 // The entries of a list file. A first row "id,photo" or "id,photo,landmarks" is a heading. Relative
-// paths start in the list's own folder and are returned joined to it. Throws Failure (kBadInput)
-// for a list that is not sound: every row has two or three fields, ids are good by
-// identifierFault() and differ, a photograph is named.
+// paths are relative to the list's folder and are returned joined to it. Throws Failure (kBadInput)
+// for an invalid list: every row must have two or three fields and name a photograph, and ids must
+// be valid by identifierFault() and distinct.
 std::vector<PhotoEntry> readPhotoList(const std::string& path);
 
 // One of several parts of a list, for machines that share the work.
@@ -26,10 +26,10 @@ struct Shard {
   size_t count = 1;
 };
 
-// From text like "2/10". Throws std::invalid_argument with what is wrong.
+// Parses text like "2/10". Throws std::invalid_argument with the error.
 Shard parseShard(const std::string& text);
 
-// The shard's entries: neighbours, so that the shards one after the other are the list.
+// The shard's entries: a contiguous range, so that the shards in order are the list.
 std::vector<PhotoEntry> shardOf(const std::vector<PhotoEntry>& entries, const Shard& shard);
 
 }  // namespace facefeature_tools

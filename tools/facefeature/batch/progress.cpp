@@ -13,7 +13,7 @@ namespace {
 
 using Json = nlohmann::ordered_json;
 
-// How long a form may be silent.
+// The longest silence of each style.
 constexpr std::chrono::milliseconds kTerminalPause(200);
 constexpr std::chrono::milliseconds kJsonPause(1000);
 constexpr std::chrono::milliseconds kPlainPause(10000);
@@ -47,7 +47,7 @@ std::string clockText(double seconds) {
   return text;
 }
 
-// Paths may hold any bytes, and JSON holds UTF-8.
+// Paths may contain any bytes, but JSON is UTF-8.
 std::string dumped(const Json& object) {
   return object.dump(-1, ' ', false, Json::error_handler_t::replace) + "\n";
 }

@@ -1,4 +1,4 @@
-// How far a long run is, told to a person at a terminal, to a log, or to a program.
+// Reports the progress of a long run to a person at a terminal, to a log, or to a program.
 #ifndef FACEFEATURE_TOOLS_BATCH_PROGRESS_H
 #define FACEFEATURE_TOOLS_BATCH_PROGRESS_H
 
@@ -10,12 +10,12 @@ namespace facefeature_tools {
 
 enum class ProgressForm {
   kTerminal,  // one line that changes
-  kPlain,     // a line now and then
+  kPlain,     // a line from time to time
   kJson       // an object on each line
 };
 
-// "auto" is kTerminal where standard error is a terminal, and kPlain elsewhere. Throws
-// std::invalid_argument for words other than auto, plain and json.
+// "auto" is kTerminal if standard error is a terminal, otherwise kPlain. Throws
+// std::invalid_argument for anything but auto, plain and json.
 ProgressForm progressForm(const std::string& word);
 
 struct ProgressCounts {
@@ -25,10 +25,10 @@ struct ProgressCounts {
   size_t failed = 0;
 };
 
-// "120 of 1000, 3 failed, 8.1 a second, 1:48 left". seconds is how long this run has taken; rate
-// and time left are there once something is done.
+// "120 of 1000, 3 failed, 8.1 a second, 1:48 left". seconds is the time that this run has taken;
+// rate and remaining time appear once something is done.
 std::string progressText(const ProgressCounts& counts, double seconds);
-// The same as a JSON object; null for what is not known yet.
+// The same as a JSON object; null for values that are not known yet.
 std::string progressJson(const char* event, const ProgressCounts& counts, double seconds);
 
 // Everything goes to standard error.
@@ -40,9 +40,9 @@ class Progress {
   void failed(const std::string& id, const std::string& text);
   void warned(const std::string& id, const std::string& text);
 
-  // To be called often; tells something when it is time.
+  // Call this often; it reports when it is time.
   void tick();
-  // How it ended. The text is for people, and left out for programs.
+  // Reports how the run ended. The text is for people and is not sent to programs.
   void end(const std::string& text);
 
   const ProgressCounts& counts() const { return counts_; }

@@ -20,7 +20,7 @@ void putText(const std::string& text, std::string& message) {
   message += text;
 }
 
-// Takes a message apart from the front.
+// Decodes a message from its beginning.
 class Reader {
  public:
   explicit Reader(const std::string& message) : message_(message) {}

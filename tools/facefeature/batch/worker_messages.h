@@ -1,5 +1,5 @@
-// What the program and its worker processes say to each other. Both are the same program, so there
-// are no versions.
+// The messages between the program and its worker processes. Both are the same executable, so
+// messages have no version.
 #ifndef FACEFEATURE_TOOLS_BATCH_WORKER_MESSAGES_H
 #define FACEFEATURE_TOOLS_BATCH_WORKER_MESSAGES_H
 
@@ -16,15 +16,15 @@ struct WorkerRequest {
 };
 
 enum class WorkerReplyKind : unsigned char {
-  kReady,    // the first one: the engine stands
-  kFeature,  // of the photograph that was asked for
-  kFailed,   // no feature of it; as the first reply, no engine
+  kReady,    // the first reply: the engine is ready
+  kFeature,  // of the requested photograph
+  kFailed,   // no feature for it; as the first reply, no engine
 };
 
 struct WorkerReply {
   WorkerReplyKind kind = WorkerReplyKind::kReady;
   int code = 0;      // kFailed: the ExitCode of the Failure
-  std::string text;  // kFailed: its words
+  std::string text;  // kFailed: its message
   std::vector<std::string> warnings;
   FeatureVector feature = {};  // kFeature
 };
@@ -32,7 +32,7 @@ struct WorkerReply {
 std::string encodeRequest(const WorkerRequest& request);
 std::string encodeReply(const WorkerReply& reply);
 
-// Throw std::runtime_error for a text that no encoder made.
+// Throw std::runtime_error for a text that no encoder produces.
 WorkerRequest decodeRequest(const std::string& message);
 WorkerReply decodeReply(const std::string& message);
 

@@ -42,7 +42,7 @@ class Pool {
   void giveNext(size_t worker) {
     jobs_[worker].reset();
     if (next_ == board_.jobs()) {
-      // Its memory is better used by those that still work.
+      // Frees its memory for those that still work.
       workers_[worker].reset();
       return;
     }
@@ -66,8 +66,8 @@ class Pool {
   const WorkerCommand& command_;
   JobBoard& board_;
   std::vector<std::unique_ptr<WorkerProcess>> workers_;
-  std::vector<std::optional<size_t>> jobs_;  // what each works on; none before it is ready
-  size_t next_ = 0;                          // the first job that nobody has
+  std::vector<std::optional<size_t>> jobs_;  // the current job of each; none before it is ready
+  size_t next_ = 0;                          // the first job that is not assigned yet
   size_t ended_ = 0;
 };
 

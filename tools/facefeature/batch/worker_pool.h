@@ -1,4 +1,4 @@
-// Jobs spread over worker processes, and a new worker for each that is lost.
+// Distributes jobs over worker processes, and replaces workers that are lost.
 #ifndef FACEFEATURE_TOOLS_BATCH_WORKER_POOL_H
 #define FACEFEATURE_TOOLS_BATCH_WORKER_POOL_H
 
@@ -10,12 +10,12 @@
 
 namespace facefeature_tools {
 
-// The jobs, and what becomes of them. All calls come from within runJobs().
+// The jobs and their outcomes. All calls come from within runJobs().
 class JobBoard {
  public:
   virtual ~JobBoard() = default;
 
-  // Jobs have the numbers from 0 to below this.
+  // Jobs are numbered from 0 up to this, exclusive.
   virtual size_t jobs() const = 0;
   virtual WorkerRequest request(size_t job) const = 0;
 
@@ -23,12 +23,12 @@ class JobBoard {
   virtual void answered(size_t job, const WorkerReply& reply) = 0;
   virtual void lost(size_t job, const std::string& how) = 0;  // "the worker was ended by ..."
 
-  // Asked several times a second. When it says no, the jobs that are not done are left.
+  // Called several times a second. Once it returns false, the remaining jobs are not started.
   virtual bool goOn() = 0;
 };
 
-// Runs all jobs, on that many workers at most. Throws Failure when a worker can't be started or
-// can't open its model; workers that stand are ended then, as they are when goOn() says no.
+// Runs all jobs on at most this many workers. Throws Failure if a worker can't be started or can't
+// open its model. The running workers are then terminated, as they are when goOn() returns false.
 void runJobs(const WorkerCommand& command, size_t workers, JobBoard& board);
 
 }  // namespace facefeature_tools

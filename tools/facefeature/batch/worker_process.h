@@ -1,6 +1,6 @@
-// This program, started again beside itself, and messages to and fro.
+// Runs this program again as a child process, and exchanges messages with it.
 //
-// A message is a string of at most 4 GB, delivered whole and in order.
+// A message is a string of at most 4 GB, delivered complete and in order.
 #ifndef FACEFEATURE_TOOLS_BATCH_WORKER_PROCESS_H
 #define FACEFEATURE_TOOLS_BATCH_WORKER_PROCESS_H
 
@@ -14,26 +14,25 @@
 namespace facefeature_tools {
 
 struct WorkerCommand {
-  std::vector<std::string> arguments;  // behind the program's name
+  std::vector<std::string> arguments;  // after the program's name
   unsigned threads = 1;                // of OpenMP, by OMP_NUM_THREADS
 };
 
 class WorkerProcess {
  public:
-  // The worker's standard input carries the messages; what it prints goes to standard error. It
-  // ends with this process, however that ends, and takes no notice of the signals that a terminal
-  // or a batch system sends to all processes of a program: those are for this process to answer.
-  // Throws Failure (kFailed).
+  // The worker's standard input carries the messages; its output goes to standard error. It ends
+  // with this process, however that ends, and ignores the signals that a terminal or a batch system
+  // sends to all processes of a program: this process handles those. Throws Failure (kFailed).
   explicit WorkerProcess(const WorkerCommand& command);
-  // Ends the worker at once, and waits until it is gone.
+  // Terminates the worker at once and waits until it has exited.
   ~WorkerProcess();
   WorkerProcess(const WorkerProcess&) = delete;
   WorkerProcess& operator=(const WorkerProcess&) = delete;
 
-  // Where the worker has gone, nothing happens; the next waitForWorkers() tells.
+  // Does nothing if the worker has exited; the next waitForWorkers() reports that.
   void send(const std::string& message);
 
-  // Used by waitForWorkers() alone.
+  // Used only by waitForWorkers().
   struct State;
   State& state() { return *state_; }
 
@@ -42,22 +41,22 @@ class WorkerProcess {
 };
 
 struct WorkerEvent {
-  size_t worker;        // its place in the list
-  bool ended;           // it is gone, and sends nothing more
-  std::string message;  // or how it ended, in words that complete "the worker ..."
+  size_t worker;        // its index in the list
+  bool ended;           // it has exited and sends nothing more
+  std::string message;  // or how it ended, as a text that completes "the worker ..."
 };
 
-// The next event of any of the workers (null pointers are passed over), or nothing when the time is
-// over or a signal came.
+// The next event of any of the workers (null pointers are skipped), or nothing if the time is over
+// or a signal was received.
 std::optional<WorkerEvent> waitForWorkers(
     const std::vector<std::unique_ptr<WorkerProcess>>& workers, std::chrono::milliseconds time);
 
-// The worker's own end.
+// The worker's end of the connection.
 class WorkerChannel {
  public:
-  // The next message, or nothing when there will be none: the worker then ends.
+  // The next message, or nothing if there will be none: the worker then exits.
   std::optional<std::string> receive();
-  // False when nobody is there to receive it.
+  // Returns false if the parent has exited.
   bool send(const std::string& message);
 };
 

@@ -20,7 +20,7 @@ namespace {
 constexpr int kChannel = STDIN_FILENO;
 constexpr size_t kLengthBytes = 4;
 
-// A socket and not a pair of pipes: writing to one whose reader is gone can be told to raise no
+// A socket instead of a pair of pipes: writing to a socket whose reader has exited need not raise a
 // signal.
 bool sendAll(int socket, const char* bytes, size_t count) {
   while (count > 0) {
@@ -40,7 +40,7 @@ bool sendMessage(int socket, const std::string& message) {
          sendAll(socket, message.data(), message.size());
 }
 
-// Cuts the first message off what has arrived, if it is there as a whole.
+// Removes the first message from the received bytes, if it is complete.
 std::optional<std::string> firstMessage(std::string& arrived) {
   if (arrived.size() < kLengthBytes) return std::nullopt;
   const size_t length = getWord(reinterpret_cast<const uint8_t*>(arrived.data()));
@@ -50,7 +50,7 @@ std::optional<std::string> firstMessage(std::string& arrived) {
   return message;
 }
 
-// Adds what can be read to what has arrived. False at the end of the stream.
+// Appends the available bytes to those received. Returns false at the end of the stream.
 bool receiveSome(int socket, std::string& arrived) {
   std::array<char, 1 << 16> bytes;
   for (;;) {
@@ -70,12 +70,12 @@ std::string endingText(int status) {
   return "ended with exit code " + std::to_string(WEXITSTATUS(status));
 }
 
-// In the new process, up to the other program.
+// Runs in the new process, up to exec.
 [[noreturn]] void becomeWorker(int socket, pid_t parent, const WorkerCommand& command,
                                char* const* arguments) {
   for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) signal(number, SIG_IGN);
   prctl(PR_SET_PDEATHSIG, SIGKILL);
-  // It may have gone before that call.
+  // The parent may have exited before that call.
   if (getppid() != parent) _exit(kFailed);
   setenv("OMP_NUM_THREADS", std::to_string(command.threads).c_str(), 1);
   if (dup2(socket, kChannel) >= 0 && dup2(STDERR_FILENO, STDOUT_FILENO) >= 0) {
@@ -101,7 +101,7 @@ WorkerProcess::WorkerProcess(const WorkerCommand& command) : state_(std::make_un
 
   const pid_t parent = getpid();
   int sockets[2] = {-1, -1};
-  // Closed in every other worker, so that each sees its own end.
+  // Closed in every other worker, so that each detects its own end of stream.
   if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets) == 0) {
     state_->process = fork();
     if (state_->process == 0) becomeWorker(sockets[1], parent, command, arguments.data());
@@ -127,7 +127,7 @@ void WorkerProcess::send(const std::string& message) { sendMessage(state_->socke
 
 namespace {
 
-// Waits for a process that has closed its end, or that nobody can speak to any longer.
+// Waits for a process that has closed its end, or that can't be reached any longer.
 std::string endOf(WorkerProcess::State& state) {
   int status = 0;
   while (waitpid(state.process, &status, 0) < 0 && errno == EINTR) {
@@ -142,7 +142,7 @@ std::optional<WorkerEvent> waitForWorkers(
     const std::vector<std::unique_ptr<WorkerProcess>>& workers, std::chrono::milliseconds time) {
   std::vector<pollfd> sockets;
   for (size_t i = 0; i < workers.size(); ++i) {
-    // poll() passes over negative numbers.
+    // poll() ignores negative descriptors.
     const bool stands = workers[i] && workers[i]->state().process > 0;
     sockets.push_back({stands ? workers[i]->state().socket : -1, POLLIN, 0});
     if (!stands) continue;
@@ -164,7 +164,7 @@ std::optional<WorkerEvent> waitForWorkers(
 
 std::optional<std::string> WorkerChannel::receive() {
   std::string arrived;
-  // One message is answered before the next one is sent, so nothing of another one arrives.
+  // Each message is answered before the next is sent, so no bytes of another one arrive.
   for (;;) {
     if (auto message = firstMessage(arrived)) return message;
     if (!receiveSome(kChannel, arrived)) return std::nullopt;

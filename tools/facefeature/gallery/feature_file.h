@@ -8,11 +8,11 @@
 
 namespace facefeature_tools {
 
-// Throws Failure (kFailed) when the file can't be written.
+// Throws Failure (kFailed) if the file can't be written.
 void writeFeatureFile(const std::string& path, const FeatureVector& feature);
 
-// Throws Failure (kBadInput) when the file can't be read or hasn't 2008 bytes. The floats
-// themselves are not judged.
+// Throws Failure (kBadInput) if the file can't be read or does not have 2008 bytes. The floats are
+// not validated.
 FeatureVector readFeatureFile(const std::string& path);
 
 }  // namespace facefeature_tools

@@ -1,4 +1,4 @@
-// What a user means by a feature: a file of one, a gallery of many, or one row of a gallery.
+// Resolves a user's name for features: a feature file, a gallery, or one row of a gallery.
 #ifndef FACEFEATURE_TOOLS_GALLERY_FEATURE_SOURCE_H
 #define FACEFEATURE_TOOLS_GALLERY_FEATURE_SOURCE_H
 
@@ -14,11 +14,11 @@ namespace facefeature_tools {
 
 class FeatureSource {
  public:
-  // argument names a feature file, a gallery, or GALLERY#ID. A file of this whole name goes first,
-  // so that names and ids may hold the sign themselves. Throws Failure (kBadInput).
+  // argument names a feature file, a gallery, or GALLERY#ID. A file with this whole name takes
+  // precedence, so that names and ids may contain the sign themselves. Throws Failure (kBadInput).
   explicit FeatureSource(const std::string& argument);
 
-  // Null for a feature file, which does not say what model it is of.
+  // Null for a feature file, which does not name its model.
   const Gallery* gallery() const { return gallery_.get(); }
   bool isWholeGallery() const { return gallery_ && !row_; }
 

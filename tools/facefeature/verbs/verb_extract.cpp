@@ -45,7 +45,7 @@ ExitCode runExtract(const ExtractRequest& request) {
 
   const LoadedLibrary library;
   const Engine engine(library, model);
-  // The library needs its files no longer.
+  // The library no longer needs its files.
   link.reset();
 
   writeFeatureFile(request.feature, featureOf(face, library, engine, model));

@@ -31,11 +31,11 @@ struct FaceInput {
   LandmarkFile landmarks;
 };
 
-// Reads what a request names, and says what is doubtful about it. Throws Failure (kBadInput).
+// Reads what a request names, and prints warnings about it. Throws Failure (kBadInput).
 FaceInput readFaceInput(const ExtractRequest& request);
 
-// The feature of a face. model names where it comes from. Throws Failure (kBadModel) when it is not
-// a number.
+// The feature of a face. model names the model folder in messages. Throws Failure (kBadModel) if
+// the feature is not a number.
 FeatureVector featureOf(const FaceInput& face, const LoadedLibrary& library, const Engine& engine,
                         const std::string& model);
 

@@ -47,7 +47,7 @@ std::string numberedName(const std::string& path, size_t number) {
 }
 
 std::string foundFaceText(const std::string& photoPath, const Photo& photo, const FoundFace& face) {
-  // Kept in this order, and a point on each line, so that a person can read it.
+  // In this order, with one point on each line, so that a person can read it.
   nlohmann::ordered_json document;
   document["image"] = std::filesystem::path(photoPath).filename().string();
   document["width"] = photo.width;
@@ -56,7 +56,7 @@ std::string foundFaceText(const std::string& photoPath, const Photo& photo, cons
   document["face"] = {hundredths(face.left), hundredths(face.top), hundredths(face.right),
                       hundredths(face.bottom)};
   const auto line = [](const nlohmann::ordered_json& value) {
-    // A file name need not be UTF-8, JSON has to be.
+    // A file name need not be UTF-8, but JSON must be.
     return value.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
   };
   std::string text = line(document);

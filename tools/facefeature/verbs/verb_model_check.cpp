@@ -13,7 +13,7 @@
 namespace facefeature_tools {
 namespace {
 
-// No fault of the model, so that the exit code does not tell of it.
+// Not an error of the model, so the exit code does not change.
 void warnOfOwnership(const std::string& folder) {
   for (const OwnershipDoubt& doubt : ownershipDoubts(folder, callingUser())) {
     const std::string others =
