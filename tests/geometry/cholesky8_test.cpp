@@ -156,7 +156,7 @@ TEST(SolveCholesky8, ANanPivotCountsAsGoodAndTravelsOn) {
     matrix[9 * place] = kNaN;
     std::vector<float> rightSide(8, 8.0f);
     EXPECT_EQ(1, SolveCholesky8(matrix.data(), rightSide.data()));
-    // The zeros beside the diagonal carry the NaN to every place that the sums pass through it.
+    // The zeros off the diagonal carry the NaN to every element whose sum includes it.
     EXPECT_TRUE(std::isnan(rightSide[place])) << place;
     EXPECT_TRUE(std::isnan(rightSide[7])) << place;
     EXPECT_TRUE(std::isnan(rightSide[0])) << place;

@@ -94,7 +94,7 @@ TEST(LowerAnchorHeight, AUselessReferenceLengthGivesAUselessHeight) {
   const FaceAnchors face = anchors(0.0f, 0.0f, 0.0f, 50.0f);
   EXPECT_TRUE(std::isnan(lowerAnchorHeight(33, face, kNaN)));
   EXPECT_EQ(kInfinity, lowerAnchorHeight(33, face, 0.0f));
-  // The anchors then have one place in the frame.
+  // Both anchors then coincide in the frame.
   EXPECT_EQ(60.0f, lowerAnchorHeight(33, face, kInfinity));
 }
 
@@ -160,7 +160,7 @@ TEST(FitToCanonical, TheScaleIsTheSpanOverTheReferenceLengthWhateverTheAnchorDis
 }
 
 TEST(FitToCanonicalAndToImage, AnUprightFaceGivesAFrameParallelToTheRowsOfTheImage) {
-  // Whole numbers, so that no rounding hides what the closed forms give.
+  // Whole numbers, so that rounding does not hide the results of the closed forms.
   const FaceAnchors face = anchors(120.0f, 90.0f, 120.0f, 150.0f);
   EXPECT_EQ(0.0f, fitToCanonical(face, 100.0f).b);
   EXPECT_EQ(0.0f, fitToImage(face, 100.0f).b);
@@ -234,7 +234,8 @@ TEST(AlignSlots, EachOperationIsRoundedInTheOrderOfTheReference) {
 }
 
 TEST(AlignSlots, ProductsAreRoundedBeforeTheyAreAdded) {
-  // a x - b y is exactly 0 of two equal products; fused, the rounding error of one is left over.
+  // a x - b y is exactly 0 when the products are equal; a fused operation leaves the rounding error
+  // of one product.
   const float third = 1.0f / 3.0f;
   const float x = 1.1f;
   ASSERT_NE(0.0f, reference::fused(third, x, -(third * x)));

@@ -1,5 +1,5 @@
-// Warps of a part of the frame, and of gray values that are made as they are read: their bytes are
-// those of a warp of the whole frame.
+// Warps of a part of the frame, and warps that compute gray values as they read them: their bytes
+// equal those of a warp of the whole frame.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -25,11 +25,11 @@ using reference::Similarity;
 FrameRect randomRect(Random& random) {
   if (random.chance(10)) return kWholeFrame;
   const int32_t left = random.integer(0, kCanonicalSide), top = random.integer(0, kCanonicalSide);
-  // Empty ones too.
+  // The rectangle may be empty.
   return {left, top, random.integer(left, kCanonicalSide), random.integer(top, kCanonicalSide)};
 }
 
-// From everyday frames to those that no integer, or no number, can place.
+// From ordinary transforms to those with positions outside the range of integers or floats.
 Similarity randomSimilarity(Random& random, int32_t width, int32_t height) {
   Similarity t;
   const float size =
@@ -50,7 +50,7 @@ int32_t randomSide(Random& random) {
   return random.chance(30) ? random.integer(2, 5) : random.integer(2, 220);
 }
 
-// Inside the rectangle the wanted frame, outside of it what was there.
+// The expected frame inside the rectangle, the previous content outside of it.
 void expectPart(const std::vector<uint8_t>& wanted, const std::vector<uint8_t>& before,
                 const std::vector<uint8_t>& got, const FrameRect& rect, int32_t channels) {
   for (size_t i = 0; i < got.size(); ++i) {
@@ -64,7 +64,7 @@ void expectPart(const std::vector<uint8_t>& wanted, const std::vector<uint8_t>& 
 
 class WarpRects : public ::testing::Test {
  protected:
-  // Something else in each byte than a warp is likely to write there.
+  // Fills each byte with a value that a warp is unlikely to write there.
   std::vector<uint8_t> anyFace(int32_t channels) {
     return random.bytes(static_cast<size_t>(25600 * channels));
   }
@@ -73,7 +73,7 @@ class WarpRects : public ::testing::Test {
     return random.chance(50) ? GuardedBuffer::Guard::kBehind : GuardedBuffer::Guard::kAhead;
   }
 
-  // One picture, transform and rectangle, through all three operations.
+  // Runs all three operations on one picture, transform and rectangle.
   void expectParts(int32_t width, int32_t height) {
     const Picture picture = randomPicture(random, width, height);
     const Similarity t = randomSimilarity(random, width, height);

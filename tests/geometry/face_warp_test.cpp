@@ -23,7 +23,7 @@ constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 constexpr Similarity kIdentity = {1.0f, 0.0f, 0.0f, 0.0f};
 
-// Frames are filled with noise ahead of each warp, so that a byte that is left out shows.
+// Frames are filled with noise before each warp, so that a skipped byte is detected.
 std::vector<uint8_t> warpedGray(const PictureView& gray, const Similarity& s) {
   Random noise(17);
   std::vector<uint8_t> frame = noise.bytes(kGrayFaceBytes);
@@ -54,7 +54,7 @@ struct Gray {
 
 size_t framePlace(int32_t row, int32_t column) { return static_cast<size_t>(row * 160 + column); }
 
-// Turned, shrunk or enlarged, with the picture anywhere around the frame.
+// Rotated, shrunk or enlarged, with the picture anywhere around the frame.
 Similarity randomSimilarity(Random& random, int32_t width, int32_t height) {
   const float angle = random.between(-3.2f, 3.2f);
   const float scale = std::exp(random.between(-4.0f, 3.0f));
@@ -187,7 +187,7 @@ TEST(WarpGrayFace, HalfwayBetweenPixelsIsTheirMeanRoundedUp) {
 }
 
 TEST(WarpGrayFace, TheHalfIsAddedInSinglePrecision) {
-  // v is 0.49999997; the nearest float to v + 0.5 is 1, while the sum itself is below 1.
+  // v is 0.49999997. The float nearest to v + 0.5 is 1, although the exact sum is below 1.
   Gray gray(3, 3);
   gray.at(1, 0) = 1;
   ASSERT_EQ(1.0f, 0.49999997f + 0.5f);
@@ -222,7 +222,7 @@ TEST(WarpGrayFace, RightOfAndBelowTheImageTheLastTwoBlendInASawtooth) {
   Gray gray(6, 6);
   for (int32_t i = 0; i < 6; ++i) gray.at(4, i) = 40;
   for (int32_t i = 0; i < 6; ++i) gray.at(5, i) = 80;
-  // Columns at 0.25 steps from 5: 40, 50, 60, 70, and again.
+  // Columns from 5 in steps of 0.25: 40, 50, 60, 70, then the same again.
   const std::vector<uint8_t> frame = warpedGray(gray.view(), {0.25f, 0.0f, 5.0f, 1.0f});
   for (int32_t j = 0; j < 160; ++j) EXPECT_EQ(40 + j % 4 * 10, frame[framePlace(0, j)]) << j;
 

@@ -1,5 +1,5 @@
-// A program that links facefeature_geometry and nothing else of the library: it would not link if
-// the geometry needed an engine, a net or a BLAS. Fills the patches of one face.
+// A program that links facefeature_geometry and nothing else of the library. It does not link if
+// the geometry needs an engine, a net or a BLAS. Fills the patches of one face.
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
@@ -12,12 +12,12 @@
 
 namespace {
 
-// The ids of the model's points.
+// The ids of the model points.
 const int32_t kIds[facefeature::kModelPointCount] = {
     0,   1,   2,   3,   4,   5,   6,   9,   10,  11,  12,  13,  43,  44, 45,
     200, 221, 222, 223, 225, 226, 227, 240, 241, 300, 302, 314, 315, 316};
 
-// The face of the model seen from the front.
+// The model face, seen from the front.
 std::vector<uint8_t> frontalRecord() {
   const int32_t count = facefeature::kModelPointCount;
   std::vector<uint8_t> record(8 + sizeof(Landmark) * static_cast<size_t>(count));

@@ -42,7 +42,7 @@ TEST(ConvertToGray, EqualChannelsKeepTheirValue) {
 }
 
 TEST(ConvertToGray, FractionsAreCutOff) {
-  // Sums of 718, 907, 936 and 1053 parts of 1024.
+  // The weighted sums are 718, 907, 936 and 1053, in units of 1/1024.
   EXPECT_EQ(0, grayOfPixel(1, 1, 0));
   EXPECT_EQ(0, grayOfPixel(0, 1, 1));
   EXPECT_EQ(0, grayOfPixel(8, 0, 0));

@@ -54,7 +54,7 @@ Rotation rotationOf(const Quaternion& q) {
       2.0f * (x * z - y * w),        2.0f * (y * z + x * w),        1.0f - 2.0f * (x * x + y * y)};
 }
 
-// A turn about one axis, 0 for x, 1 for y, 2 for z, by an angle in radians.
+// A rotation about one axis (0 is x, 1 is y, 2 is z) by an angle in radians.
 Quaternion turn(size_t axis, float angle) {
   Quaternion q = {0.0f, 0.0f, 0.0f, std::cos(angle / 2.0f)};
   q[axis] = std::sin(angle / 2.0f);
@@ -157,7 +157,7 @@ TEST(QuaternionToAngles, ThePolesBeginAMillionthOff) {
   SCOPED_TRACE(random.trace());
   int poles = 0;
   for (int i = 0; i < 3000; ++i) {
-    // sin of the second angle around 1 - 1e-6, on both sides of it.
+    // The sine of the second angle is close to 1 - 1e-6, on both sides of it.
     const float sine = 1.0f - random.between(0.0f, 3e-6f);
     const float angle = std::asin(sine) * (random.chance(50) ? 1.0f : -1.0f);
     const Quaternion q = turn(1, angle);
@@ -169,7 +169,7 @@ TEST(QuaternionToAngles, ThePolesBeginAMillionthOff) {
 }
 
 TEST(QuaternionToAngles, BeyondThePolesTheSineIsClamped) {
-  // These are no unit quaternions: the sine comes out as 2 and as -2.
+  // These are not unit quaternions: the sine becomes 2 and -2.
   const std::array<float, 3> above = anglesOf({0.0f, 1.0f, 0.0f, 1.0f});
   const std::array<float, 3> below = anglesOf({0.0f, -1.0f, 0.0f, 1.0f});
   EXPECT_SAME_FLOAT(static_cast<float>(std::asin(1.0)), above[1]);

@@ -1,4 +1,4 @@
-// FitProjection and SolveProjectionRows: the fit below EstimateHeadPose, with points at will.
+// FitProjection and SolveProjectionRows: the fit inside EstimateHeadPose, with arbitrary points.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -51,7 +51,7 @@ void expectRowsLikeReference(const Points& points) {
   EXPECT_TRUE(sameFloats(wanted.values.data(), got, 8));
 }
 
-// The six ends of three axes: x = 4 X and y = 2 Y of them.
+// The six end points of three axes, projected with x = 4 X and y = 2 Y.
 Points axes() {
   Points points;
   for (float sign : {1.0f, -1.0f}) {
@@ -108,7 +108,7 @@ TEST(FitProjection, ExactProjectionsGiveTheirRotationBack) {
   EXPECT_NEAR(10.0f, got.scale, 1e-3f);
   EXPECT_NEAR(0.0f, got.translation[0], 1e-2f);
   EXPECT_NEAR(0.0f, got.translation[1], 1e-2f);
-  // Minus the mean depth of the model's points, 9.144, in pixels.
+  // Minus the mean depth of the model points, 9.144, in pixels.
   EXPECT_NEAR(-91.44f, got.translation[2], 0.02f);
 }
 
@@ -155,7 +155,7 @@ TEST(FitProjection, AFailedFactorisationGoesUnnoticed) {
   for (int i = 0; i < 50; ++i) {
     Points points = randomPoints(random, 12);
     for (size_t k = 2; k < points.model.size(); k += 3) points.model[k] = 0.0f;
-    // The rows are then the sums themselves, and a fit is made of them all the same.
+    // The rows are then the sums themselves, and the fit is still computed from them.
     EXPECT_TRUE(std::isfinite(fit(points).scale));
     expectFitLikeReference(points);
   }

@@ -23,7 +23,7 @@ TEST(ModelPoints, EveryCoordinateIsTheNearestFloat) {
 }
 
 TEST(ModelPoints, ColumnsAddUpToTheirSumsOfDecimals) {
-  // In 1/100000 of a unit: a second look at the digits, apart from both tables.
+  // In units of 1/100000: a check of the digits that is independent of both tables.
   const int64_t wanted[3] = {-120432, -2889553, 26517700};
   for (size_t axis = 0; axis < 3; ++axis) {
     int64_t sum = 0;

@@ -23,7 +23,7 @@ using facefeature::kPatchCount;
 using facefeature::kWholeFrame;
 using facefeature::shareFrame;
 
-// What a frame depends on.
+// The parameters that determine a frame.
 std::pair<bool, int32_t> frameKey(int32_t patch) {
   return {reference::patchRow(patch).colour, reference::patchRow(patch).span};
 }
@@ -41,7 +41,7 @@ TEST(IsLastOfItsFrame, HoldsOnceForEachOfElevenFrames) {
   std::set<std::pair<bool, int32_t>> all, finished;
   for (int32_t patch = 0; patch < kPatchCount; ++patch) all.insert(frameKey(patch));
   EXPECT_EQ(11u, all.size());
-  // Walking backwards, the first patch that a frame is met at is its last one.
+  // In reverse order, the first patch of each frame is the last one in forward order.
   for (int32_t patch = kPatchCount - 1; patch >= 0; --patch) {
     EXPECT_EQ(finished.insert(frameKey(patch)).second, isLastOfItsFrame(patch)) << patch;
   }
@@ -77,7 +77,7 @@ int64_t pixelsAround(const FrameRect& a, const FrameRect& b) {
                             std::max(a.right, b.right), std::max(a.bottom, b.bottom)});
 }
 
-// One flag for each pixel of the frame that some part holds.
+// One flag per pixel of the frame, set if some part contains the pixel.
 std::vector<bool> covered(const std::vector<FrameRect>& parts) {
   std::vector<bool> flags(static_cast<size_t>(kCanonicalSide * kCanonicalSide), false);
   for (const FrameRect& part : parts) {
@@ -91,7 +91,7 @@ std::vector<bool> covered(const std::vector<FrameRect>& parts) {
 }
 
 FrameRect randomPart(Random& random) {
-  // Samples are 47 or 55 pixels wide, less where they meet the border, down to a single pixel.
+  // Samples are 47 or 55 pixels wide. Clipped at the border they can shrink to a single pixel.
   const int32_t wide = random.integer(1, random.chance(70) ? 55 : kCanonicalSide);
   const int32_t high = random.integer(1, random.chance(70) ? 55 : kCanonicalSide);
   const int32_t left = random.integer(0, kCanonicalSide - wide);
@@ -142,7 +142,7 @@ TEST(AddFramePart, NoTwoPartsAreDearerApartThanTogether) {
 }
 
 TEST(AddFramePart, AJoinedPartMayBeJoinedWithAnother) {
-  // The third part reaches into both, and is cheaper with either than beside it.
+  // The third part overlaps both, and merging it with either costs less than keeping it separate.
   std::vector<FrameRect> parts;
   addFramePart(parts, {0, 0, 10, 40});
   addFramePart(parts, {30, 0, 40, 40});

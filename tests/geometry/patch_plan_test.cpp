@@ -1,5 +1,5 @@
-// Every plan, with and without a gray image, against the plain plan over a whole gray image: all
-// bytes of the patches and of the scratch faces.
+// Compares every plan, with and without a gray image, with the plain plan over a whole gray image:
+// all bytes of the patches and of the scratch faces.
 #include "geometry/patch_plan.h"
 
 #include <gtest/gtest.h>
@@ -29,7 +29,7 @@ using namespace facefeature;
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
-// What a call leaves behind.
+// Everything that a call writes.
 struct Outcome {
   std::vector<std::vector<float>> patches;
   std::vector<uint8_t> grayFace, colorFace;
@@ -37,8 +37,8 @@ struct Outcome {
 
 class PatchPlans : public ::testing::Test {
  protected:
-  // The scratch faces start with other bytes in each call: a pixel that is read and was not warped
-  // shows.
+  // The scratch faces start with different bytes in each call, so that reading a pixel that was not
+  // warped is detected.
   Outcome filled(PatchPlan plan, const uint8_t* pixels, const Picture& picture, const uint8_t* gray,
                  FaceRecord& face) {
     Outcome outcome;
@@ -75,7 +75,7 @@ class PatchPlans : public ::testing::Test {
     }
   }
 
-  // Every landmark at factor times its place, moved by (x, y).
+  // Every landmark, scaled by factor and moved by (x, y).
   static void transform(FaceRecord& face, float factor, float x, float y) {
     for (Landmark& entry : face.entries) {
       entry.x *= factor;
@@ -159,7 +159,7 @@ TEST_F(PatchPlans, EndOnTheSameBitsForCoordinatesUpToAndBeyondIntegers) {
   }
 }
 
-// The frames are ordinary, and single samples are centred far outside of them or nowhere.
+// The frames are ordinary, but single samples are centred far outside of them or at NaN.
 TEST_F(PatchPlans, EndOnTheSameBitsWhereSinglePointsLieAnywhere) {
   const float places[] = {1e9f,  -1e9f,   2147483520.0f, 2147483648.0f, -2147483648.0f, -3e9f,
                           1e20f, 0x1p24f, -0x1p23f,      3e38f,         -kInfinity,     kNaN};

@@ -41,7 +41,7 @@ void sampleInto(float* out, const uint8_t* frame, Point centre, int32_t patch, F
   }
 }
 
-// The sample, with two floats more on either side that must stay as they are.
+// The sample, with two more floats on either side that must not change.
 std::vector<float> sampleOf(const Frame& frame, Point centre, int32_t patch, Form form) {
   const size_t length = static_cast<size_t>(sampleLength(patch));
   std::vector<float> room(length + 4, 12345.0f);
@@ -66,7 +66,7 @@ Frame randomFrame(Random& random, int32_t patch) {
   return random.bytes(static_cast<size_t>(isColour(patch) ? kColorFaceBytes : kGrayFaceBytes));
 }
 
-// Gray frames in which each pixel holds its column, or its row.
+// Gray frames in which each pixel holds its column or its row.
 Frame frameOfColumns() {
   Frame frame(kGrayFaceBytes);
   for (size_t i = 0; i < frame.size(); ++i) frame[i] = static_cast<uint8_t>(i % 160);
@@ -158,14 +158,14 @@ TEST(SamplePatch, AFractionIsRoundedForEachPixelInItsOwnDirection) {
 }
 
 TEST(SamplePatch, TheHalfIsAddedInSinglePrecision) {
-  // 0.49999997 + 0.5 is nearest to 1; in a wider type it would stay below.
+  // 0.49999997 + 0.5 rounds to 1 as a float. In a wider type it would stay below 1.
   EXPECT_EQ(1.0f, columnRead(0.49999997f, 0, Form::kDirect));
   EXPECT_EQ(1.0f, columnRead(0.49999997f, 0, Form::kMirrored));
   EXPECT_EQ(0.0f, columnRead(0.4999999f, 0, Form::kDirect));
 }
 
 TEST(SamplePatch, NegativePositionsTruncateTowardZeroAheadOfTheClamp) {
-  // Positions from -1.49 to -0.51 all end in column 0, and so does -0.5 + 0.5.
+  // Positions from -1.49 to -0.51 all give column 0, and so does -0.5 + 0.5.
   for (float x : {-1.4f, -0.6f, -0.5f, 0.3f}) EXPECT_EQ(0.0f, columnRead(x, 0, Form::kDirect)) << x;
   EXPECT_EQ(1.0f, columnRead(0.5f, 0, Form::kDirect));
 }
@@ -204,7 +204,7 @@ TEST(SamplePatch, TheOffsetIsSpanTimesFactorInSinglePrecision) {
       {14, -15.0f}, {4, 27.0f * third}, {12, 15.0f * third}, {19, 21.0f * third}, {15, 0.0f}};
   EXPECT_NE(9.0f, 27.0f * third);
   for (const Case& c : cases) {
-    // The row of the middle pixel steps up where centre and offset make a half.
+    // The row of the middle pixel increases by one where centre and offset add up to a half.
     for (int32_t row = 30; row < 120; ++row) {
       const float y = static_cast<float>(row) - 0.5f - c.offset;
       expectLikeReference(isColour(c.patch) ? Frame(kColorFaceBytes, 3) : frameOfRows(), {80.0f, y},
@@ -218,7 +218,8 @@ TEST(SamplePatch, TheOffsetIsSpanTimesFactorInSinglePrecision) {
 }
 
 TEST(SamplePatch, APositionJustBelowAHalfMissesTheNineRowsThatAThirdWouldGive) {
-  // 27 * 0.3333 is 8.9991: a centre at 51.5005 + 9 would round up, and does not.
+  // 27 * 0.3333 is 8.9991. With an offset of 9, a centre at 51.5005 would round up; here it does
+  // not.
   Frame frame(kColorFaceBytes);
   for (size_t i = 0; i < frame.size(); ++i) frame[i] = static_cast<uint8_t>(i / 480);
   const std::vector<float> got = sampleOf(frame, {80.0f, 51.5005f}, 4, Form::kDirect);
@@ -241,7 +242,7 @@ TEST(SamplePatch, AMirroredSampleAtTheSamePointIsTheFlipOfTheDirectOne) {
   SCOPED_TRACE(random.trace());
   for (int32_t patch = 0; patch < kPatchCount; ++patch) {
     const Frame frame = randomFrame(random, patch);
-    // Without a tie of rounding, which goes to the right in both directions.
+    // No position is a rounding tie, because ties round to the right in both directions.
     const Point centre = {random.between(20.0f, 140.0f), random.between(20.0f, 140.0f)};
     const std::vector<float> direct = sampleOf(frame, centre, patch, Form::kDirect);
     const std::vector<float> mirrored = sampleOf(frame, centre, patch, Form::kMirrored);

@@ -41,7 +41,7 @@ TEST(PatchTable, SampleLengthsAreThoseOfTheMeanFiles) {
 }
 
 TEST(PatchTable, PartnersLieOnTheTwoSidesOfTheFaceAndTheOthersOnItsCentreLine) {
-  // The model point of a slot: the dropped ids stand between the points of slots 21 and 22.
+  // The model point of a slot. The dropped ids are between the points of slots 21 and 22.
   const auto sideOf = [](int32_t slot) {
     const size_t point = static_cast<size_t>(slot < 22 ? slot : slot + 2);
     return reference::modelRows()[point].x;

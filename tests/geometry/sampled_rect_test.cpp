@@ -1,4 +1,4 @@
-// sampledRect: what a sample reads of a frame.
+// sampledRect: the pixels of a frame that a sample reads.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -38,8 +38,8 @@ void take(FrameRect& box, int32_t x, int32_t y) {
          std::max(box.bottom, y + 1)};
 }
 
-// The boxes around the places of a sample: of those that its result depends on, and of all, with
-// the margins that are blanked afterwards.
+// Bounding boxes of the positions of a sample: `needed` covers those that affect the result, `all`
+// also those in the margins that are blanked afterwards.
 struct Boxes {
   FrameRect needed = {kCanonicalSide, kCanonicalSide, 0, 0};
   FrameRect all = {kCanonicalSide, kCanonicalSide, 0, 0};
@@ -82,8 +82,8 @@ void expectRect(float x, float y, int32_t patch) {
   }
 }
 
-// Positions at which rounding, an integer or a float ends: halves, borders, where steps of one are
-// lost, the ends of 32 bits, and no numbers.
+// Positions near the limits of rounding and of the number types: halves, borders, where steps of
+// one are lost, the ends of the 32-bit range, and NaN or infinity.
 float edgePosition(Random& random) {
   static const float kEdges[] = {
       0.0f,     -0.5f,   0.5f,      159.5f,     160.0f,      186.5f,        -27.5f,
@@ -117,8 +117,8 @@ TEST(SampledRect, OfCentresAtTheEdgesOfNumbersHoldsThePlacesOfTheSamples) {
   }
 }
 
-// Floats are 128 apart there, more than a sample is wide: all of it lies in one column, the last
-// one as long as an integer holds the position and the first one from then on.
+// Floats are 128 apart there, which is more than the width of a sample. The whole sample is in one
+// column: the last one while the position fits an integer, the first one beyond that.
 TEST(SampledRect, CentresAtTheEndOf31BitsReadOneColumn) {
   const float below[2] = {2147483520.0f, 80.0f};
   const float beyond[2] = {2147483648.0f, 80.0f};
@@ -156,7 +156,7 @@ std::vector<float> sampleOf(const std::vector<uint8_t>& face, const float* cente
   return out;
 }
 
-// Bytes outside of the rectangle all differ between the two frames.
+// All bytes outside of the rectangle differ between the two frames.
 TEST(SampledRect, WhatLiesOutsideOfItLeavesTheSampleAsItIs) {
   Random random = seededRandom();
   SCOPED_TRACE(random.trace());

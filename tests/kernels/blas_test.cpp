@@ -1,5 +1,5 @@
-// The routines of blas.h, called as the loop over the nets calls them. product_test.cpp compares
-// their sums with the definition.
+// Calls the routines of blas.h as the loop over the nets does. product_test.cpp compares their sums
+// with the definition.
 #include "kernels/blas.h"
 
 #include <gtest/gtest.h>
@@ -20,11 +20,11 @@ using namespace facefeature;
 
 struct Product {
   int32_t m, n, k;
-  std::vector<float> a, b, c, wanted;  // c is what the product is added to if beta is 1
+  std::vector<float> a, b, c, wanted;  // c is the addend of the product if beta is 1
   float beta;
 };
 
-// All products of the built-in nets, at both sizes of patches.
+// All products of the built-in nets, for both patch sizes.
 std::vector<Product> productsOfTheNets(Random& random) {
   static const int32_t kShapes[][3] = {
       {16, 2704, 48}, {16, 2704, 16}, {16, 1936, 48}, {16, 1936, 16}, {32, 576, 144},
@@ -39,7 +39,7 @@ std::vector<Product> productsOfTheNets(Random& random) {
     product.a = random.normals(static_cast<size_t>(product.m * product.k));
     product.b = random.normals(static_cast<size_t>(product.k * product.n));
     product.c = random.normals(static_cast<size_t>(product.m * product.n));
-    // The second input of the last layer adds to what the first one left.
+    // The second input of the last layer adds to the result of the first one.
     product.beta = product.k == 1200 || product.k == 768 ? 1.0f : 0.0f;
     products.push_back(product);
   }
@@ -58,7 +58,7 @@ void multiplyOnOneThread(std::vector<Product>& products) {
   for (Product& product : products) product.wanted = multiply(product);
 }
 
-// Counts the products that don't come out in the wanted bits, each thread starting elsewhere.
+// Counts the products with wrong bits. Each thread starts at a different product.
 int countWrong(const std::vector<Product>& products, size_t thread, size_t calls) {
   int wrong = 0;
   for (size_t call = 0; call < calls; ++call) {
@@ -110,7 +110,7 @@ TEST(Sgemm, ZeroBetaReadsNothingOfTheTarget) {
   }
 }
 
-// What the broadcasts rest on: with these factors fusing changes nothing.
+// The broadcasts depend on this: with these factors, fusing changes nothing.
 TEST(Saxpy, FactorsOfOneRoundOnceAtAnyStride) {
   Random random = seededRandom();
   SCOPED_TRACE(random.trace());

@@ -18,7 +18,7 @@ using facefeature::convolveForward;
 using reference::FilterInput;
 using reference::Floats;
 
-// One or two inputs to a bank of filters that fit together.
+// A filter bank with one or two inputs of matching shape.
 struct FilterBank {
   int32_t samples = 1;
   int32_t filters = 1;
@@ -33,7 +33,7 @@ Floats normalValues(Random& random, int32_t count) {
   return random.normals(static_cast<size_t>(count));
 }
 
-// Sums of products of these are exact in any order, so that a result has one possible value.
+// Sums of products of these values are exact in any order, so a result has only one possible value.
 Floats smallIntegers(Random& random, int32_t count) {
   Floats values(static_cast<size_t>(count));
   for (float& value : values) value = static_cast<float>(random.integer(-9, 9));
@@ -46,7 +46,7 @@ FilterInput randomInput(Random& random, int32_t samples, int32_t filters, int32_
   input.channels = random.integer(1, 4);
   input.stride = random.integer(1, 3);
   const int32_t filterSize = random.integer(1, 4);
-  // A side that gives modulesX positions, with a rest that no position reaches.
+  // A side that gives modulesX positions, possibly with a remainder that no window covers.
   const int32_t covered =
       (modulesX - 1) * input.stride + filterSize + random.integer(0, input.stride - 1);
   input.padding = random.integer(0, (covered - 1) / 2);
@@ -70,7 +70,7 @@ FilterBank randomBank(Random& random, int32_t inputCount, Values values) {
   return bank;
 }
 
-// Runs all inputs over one output, which held NaNs before.
+// Applies all inputs to one output that was filled with NaNs.
 void run(const FilterBank& bank, Matrix& output) {
   Matrix biases;
   fillMatrix(biases, bank.filters, 1, 111, bank.biases);
@@ -134,8 +134,8 @@ TEST(ConvolveForward, FirstLayerOfABuiltInNet) {
                       2 * 43264));
 }
 
-// A bank whose output has the shape of its input: as many filters as channels, and positions as
-// many as pixels.
+// A bank whose output has the shape of its input: as many filters as channels, and as many
+// positions as pixels.
 FilterBank bankThatKeepsItsShape(Random& random) {
   FilterBank bank;
   FilterInput input;
@@ -220,7 +220,7 @@ TEST(ConvolveForward, NegativeZeroCountsAsZeroScale) {
   fillMatrix(weights, 1, 1, 111, {2});
   fillMatrix(biases, 1, 1, 111, {10});
   convolveForward(input, weights, biases, output, 2, 2, 2, 0, 1, 1, -0.0f, 1.0f);
-  // One filter: its bias is a vector of one row and lands on the first position alone.
+  // One filter: its bias is a vector with one row and is added at the first position only.
   EXPECT_TRUE(holdsValues(output, {12, 4, 6, 8}));
 }
 
@@ -234,7 +234,7 @@ TEST(ConvolveForward, OneFilterGetsItsBiasAtTheFirstPositionOnly) {
 }
 
 TEST(ConvolveForward, BiasesAreAddedBeforeTheSecondProduct) {
-  // 2^24 + 1 falls back to 2^24, so the bias is lost; added last, it would survive.
+  // 2^24 + 1 rounds to 2^24, so the bias is lost. If it were added last, it would survive.
   Matrix first, second, weights, biases, output;
   fillMatrix(first, 1, 1, 111, {16777216.0f});
   fillMatrix(second, 1, 1, 111, {-16777216.0f});
@@ -272,7 +272,7 @@ TEST(ConvolveForward, ImageOfTwentyFourValuesAndHeightFourIsSixWide) {
   fillMatrix(input, 1, 24, 111, pixels);
   fillMatrix(weights, 2, 16, 111, Floats(32, 1.0f));
   fillMatrix(biases, 2, 1, 111, {0, 0});
-  // Window of 4 x 4 by a stride of 3: one position in height, one in width.
+  // A window of 4 x 4 with a stride of 3: one position in height, one in width.
   convolveForward(input, weights, biases, output, 4, 1, 1, 0, 3, 1, 0.0f, 1.0f);
   float sumOfWindow = 0.0f;
   for (int y = 0; y < 4; ++y) {
@@ -346,7 +346,7 @@ TEST(ConvolveForward, FilterSizeOfZeroIsOutOfRange) {
                std::out_of_range);
 }
 
-// The patch matrix has a row for each weight of whole pixels; a weight beyond has no row to meet.
+// The patch matrix has a row for each weight of whole pixels. Surplus weights have no row.
 TEST(ConvolveForward, WeightsThatAreNoMultipleOfTheChannelsAreOutOfRange) {
   Matrix input, weights, biases, output;
   fillMatrix(input, 1, 12, 111, Floats(12, 1.0f));
@@ -370,7 +370,7 @@ TEST(ConvolveForward, TenWeightsOnOneChannelMakeAFilterOfThreeAndOneWithoutAPixe
   fillMatrix(weights, 2, 10, 111, Floats(20, 1.0f));
   fillMatrix(biases, 2, 1, 111, {0, 100});
   convolveForward(input, weights, biases, output, 4, 2, 2, 0, 1, 1, 0.0f, 1.0f);
-  // Leftovers of the heap in the tenth row of the patch matrix would show here.
+  // Uninitialized heap memory in the tenth row of the patch matrix would show here.
   EXPECT_TRUE(holdsValues(output, {9, 9, 9, 9, 109, 109, 109, 109}));
 }
 

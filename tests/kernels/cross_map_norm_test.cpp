@@ -51,8 +51,8 @@ TEST(CrossMapNormForward, OneChannelAndSizeOneIsThePlainFormula) {
   }
 }
 
-// What channel c of ten channels becomes when every channel has a power of two of its own, so that
-// the sum of squares tells which channels went into it.
+// The result for channel c of ten channels. Every channel holds a different power of two, so the
+// sum of squares identifies the channels that contributed.
 float normalisedChannel(int32_t sizeX, int32_t c, float& base) {
   Floats values(10);
   for (int32_t i = 0; i < 10; ++i) values[static_cast<size_t>(i)] = std::ldexp(1.0f, i - 5);
@@ -66,7 +66,7 @@ float normalisedChannel(int32_t sizeX, int32_t c, float& base) {
 TEST(CrossMapNormForward, EvenSizeAtTheFirstChannelCoversTwoOfFour) {
   float base;
   normalisedChannel(4, 0, base);
-  // The divisor stays 4, though two channels remain.
+  // The divisor remains 4, although only two channels are left.
   EXPECT_NEAR(1.0 + (std::ldexp(1.0, -10) + std::ldexp(1.0, -8)) / 4, base, 1e-6);
 }
 
@@ -101,7 +101,7 @@ TEST(CrossMapNormForward, RowOfZerosStaysZero) {
 }
 
 TEST(CrossMapNormForward, SumsSquaresInSinglePrecisionWithTheChannelRising) {
-  // 1 is lost against 2^24 when it comes later, and only then.
+  // 1 is lost against 2^24 only if it is added later.
   Matrix input, target;
   fillMatrix(input, 1, 3, 111, {4096.0f, 1.0f, 1.0f});
   crossMapNormForward(input, target, 3, 7, 1.0f, 1.0f);
@@ -111,7 +111,7 @@ TEST(CrossMapNormForward, SumsSquaresInSinglePrecisionWithTheChannelRising) {
   EXPECT_TRUE(holdsValues(target, {reference::product(factor, 4096.0f), factor, factor}));
 }
 
-// The two passes over one matrix that is input and target, element by element.
+// The two passes over one matrix that is both input and target, element by element.
 void normaliseInPlace(Floats& values, int32_t rows, int32_t channels, int32_t sizeX, float scale,
                       float power) {
   const int32_t cols = rows == 0 ? 0 : static_cast<int32_t>(values.size()) / rows;

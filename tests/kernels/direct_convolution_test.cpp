@@ -1,5 +1,5 @@
-// The direct convolutions of every kernel set against the separate operations of the oracle, and
-// transposing against its definition. Bits are compared.
+// Compares the direct convolutions of every kernel set with the separate operations of the oracle,
+// and transposing with its definition, bit by bit.
 #include "kernels/direct_convolution.h"
 
 #include <gtest/gtest.h>
@@ -24,7 +24,7 @@ using facefeature::KernelSet;
 using facefeature::ReadAhead;
 using reference::Floats;
 
-// The operands in the order of the oracle: planes, and weights filter by filter.
+// The operands in the oracle's order: planes, and weights filter by filter.
 struct Bank {
   DirectShape shape;
   int32_t samples, channels;
@@ -45,7 +45,7 @@ Floats exchanged(const Floats& values, int32_t rows, int32_t columns) {
   return result;
 }
 
-// Each sample of values, rows x columns floats, with rows and columns exchanged.
+// Transposes each sample of values, a matrix of rows x columns floats.
 Floats exchangedSamples(const Floats& values, int32_t rows, int32_t columns) {
   Floats result;
   const auto length = static_cast<ptrdiff_t>(rows) * columns;
@@ -88,7 +88,7 @@ void expectBits(const KernelSet& set, Random& random, int32_t shape, const Bank&
   PlacedFloats placedImages(images, randomPlace(random)),
       placedWeights(weights, randomPlace(random)), placedBiases(bank.biases, randomPlace(random)),
       out(Floats(wanted.size(), -3.0f), randomPlace(random));
-  // Memory that is read ahead of its use does not have to be read at all.
+  // Kernels may prefetch this range or ignore it.
   const FloatRange range = {weights.data(), weights.data() + weights.size()};
   ReadAhead ahead = {nullptr, nullptr, &range, 1};
   set.convolveDirect(shape, {bank.samples, bank.channels, placedImages.data(), placedWeights.data(),

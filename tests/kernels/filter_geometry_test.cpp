@@ -24,7 +24,7 @@ FilterGeometry geometryOf(const FilterShape& shape, int32_t inputCols, int32_t w
   return filterGeometry(shape, input, weights, weightsPerFilter);
 }
 
-// Filters that all output positions share.
+// Filters that are shared by all output positions.
 FilterGeometry sharedGeometry(int32_t inputCols, int32_t weightCols, const FilterShape& shape) {
   return geometryOf(shape, inputCols, weightCols, weightCols);
 }
@@ -74,11 +74,11 @@ TEST(FilterGeometry, ZeroDivisorsAreOutOfRange) {
 
 TEST(FilterGeometry, ChannelsBelowOneAreOutOfRangeForAnyWeights) {
   const Matrix input(1, 16);
-  // No filters of fewer than no weights: a shape that a file can have.
+  // No filters, with a negative number of weights: a shape that a file can have.
   const Matrix none(0, -5), weights(2, 4);
   for (const int32_t channels : {0, -1, -2, -5, std::numeric_limits<int32_t>::min()}) {
-    // With a wide border a negative width still has positions, and the patch matrix fewer than no
-    // rows.
+    // With a wide border, a negative width still has positions, and the number of rows of the patch
+    // matrix is negative.
     for (const int32_t padding : {0, 4}) {
       const FilterShape shape = {4, 3, padding, 1, channels};
       EXPECT_THROW(filterGeometry(shape, input, none, none.cols), std::out_of_range) << channels;

@@ -1,6 +1,5 @@
-// The software fused multiply-add against the processor's, or against exact arithmetic where it has
-// none. FACEFEATURE_FUSED_STEPS asks for another number of steps than the few million of a test
-// run.
+// Compares the software fused multiply-add with the processor's, or with exact arithmetic if the
+// processor has none. FACEFEATURE_FUSED_STEPS sets the number of steps, by default a few million.
 #include "kernels/fused_multiply_add.h"
 
 #include <gtest/gtest.h>
@@ -27,7 +26,7 @@ uint32_t bits(Random& random) {
          static_cast<uint32_t>(random.integer(0, 0xFFFF));
 }
 
-// A float of a chosen exponent (biased, low to high), mask of mantissa bits, and any sign.
+// A float with a biased exponent from low to high, the given mask of mantissa bits, and any sign.
 float floatOf(Random& random, int32_t low, int32_t high, uint32_t mask) {
   const uint32_t exponent = static_cast<uint32_t>(random.integer(low, high));
   return floatOfBits((bits(random) & (0x80000000u | mask)) | exponent << 23);
@@ -51,7 +50,7 @@ Operands operandsOfKind(Random& random, int64_t kind) {
     case 2:  // subnormal sums
       return {floatOf(random, 20, 79, kAll), floatOf(random, 20, 79, kAll),
               floatOf(random, 0, 1, kAll)};
-    case 3: {  // the sum cancels all but the error of a product
+    case 3: {  // the sum cancels everything but the rounding error of a product
       const float a = floatOf(random, 110, 129, kAll), b = floatOf(random, 110, 129, kAll);
       return {a, b, -(a * b)};
     }

@@ -1,4 +1,4 @@
-// Every set of kernels against the plain one, bit by bit.
+// Compares every kernel set with the plain one, bit by bit.
 #include "kernels/kernel_set.h"
 
 #include <gtest/gtest.h>
@@ -25,10 +25,10 @@ namespace {
 using facefeature::KernelSet;
 using facefeature::plainKernels;
 
-// Twice the lanes of the widest registers that any machine has, and one.
+// Twice the lanes of the widest registers of any machine, plus one.
 constexpr int32_t kLongest = 33;
 
-// The filter banks of the two kinds of net.
+// The filter banks of the two types of net.
 std::vector<reference::BankShape> realBanks() {
   std::vector<reference::BankShape> shapes;
   for (const int32_t channels : {1, 3}) {
@@ -104,7 +104,7 @@ TEST_P(KernelForm, UnfoldsWithFiltersLargerThanTheImageToTheBitsOfThePlainForm) 
   for (int round = 0; round < 200 && !HasFailure(); ++round) {
     const int32_t side = random.integer(1, 4);
     const int32_t filterSize = side + random.integer(1, 5);
-    // From no position at all to windows that meet the image at one corner only.
+    // From no position at all to windows that overlap the image in one corner only.
     expectUnfolding(set(), random,
                     {random.integer(1, 2), side, random.integer(1, 4), filterSize,
                      random.integer(0, filterSize + 2), random.integer(1, 3)});
@@ -118,7 +118,7 @@ TEST_P(KernelForm, UnfoldsTheFilterBanksOfTheNetsToTheBitsOfThePlainForm) {
   }
 }
 
-// The sum of two NaNs has the payload of either: no form promises which.
+// The sum of two NaNs has the payload of either operand; no variant guarantees which.
 void expectBiases(const KernelSet& set, Random& random, int32_t planes, int32_t count) {
   SCOPED_TRACE(::testing::Message() << planes << " planes of " << count);
   const std::vector<float> biases = floatsOfAnySort(random, static_cast<size_t>(planes));
@@ -167,7 +167,7 @@ void expectMaxima(const KernelSet& set, Random& random, int32_t imgSize, int32_t
   ASSERT_TRUE(out.isUntouchedAround() && input.isUntouchedAround());
 }
 
-// Signed zeros side by side, NaNs and values below the fill value decide about order and ties.
+// Adjacent signed zeros, NaNs and values below the fill value show differences in order and ties.
 TEST_P(KernelForm, PoolsPlanesOfAllShortSidesToTheBitsOfThePlainForm) {
   for (int32_t outputs = 0; outputs <= kLongest && !HasFailure(); ++outputs) {
     for (int32_t sort = 0; sort < kFloatSorts; ++sort) {
@@ -229,7 +229,7 @@ TEST(KernelSets, TheFirstThatRunsHereIsActiveUnlessATestChoosesAnother) {
   EXPECT_THROW(kernelSetNamed("no such set"), std::invalid_argument);
 }
 
-// Plain kernels that tell that they were called.
+// Plain kernels that record their calls.
 int32_t calls;
 
 void countUnfold(const float* image, int32_t channels, int32_t height, int32_t width,

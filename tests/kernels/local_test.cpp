@@ -51,7 +51,7 @@ LocalBank randomBank(Random& random) {
   return bank;
 }
 
-// `biases` keeps the shape that it comes with until the kernel changes it.
+// `biases` keeps its shape until the kernel changes it.
 void run(const LocalBank& bank, Matrix& biases, Matrix& output, float scale) {
   Matrix samples, weights;
   const FilterInput& input = bank.input;
@@ -189,7 +189,7 @@ TEST(LocalForward, WeightsAreReadByRowsWithoutRegardToTheirFlag) {
 }
 
 TEST(LocalForward, EachPositionReadsItsOwnRunOfWeights) {
-  // Two positions of two channels each: weights of one position stand side by side.
+  // Two positions of two channels each. The weights of one position are adjacent.
   Matrix input, weights, biases, output;
   fillMatrix(input, 1, 8, 111, {1, 2, 3, 4, 10, 20, 30, 40});
   fillMatrix(weights, 1, 8, 111, {1, 0, 0, 1, 1, 1, 2, 0});

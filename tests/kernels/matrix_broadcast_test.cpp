@@ -17,7 +17,8 @@ namespace {
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr int kRounds = 800;
 
-// A matrix, a vector that lies within its lines (mostly as long as they are), and a target.
+// A matrix, a vector that is no longer than the lines of the matrix (mostly equally long), and a
+// target.
 class Broadcast {
  public:
   Broadcast(Random& random, int32_t longest) {
@@ -26,11 +27,11 @@ class Broadcast {
     const bool isRow = random.chance(50);
     const int32_t line = isRow ? cols : rows;
     int32_t length = random.chance(75) ? line : random.integer(1, line);
-    // A single element always makes a row; two elements make the shortest column.
+    // A single element is always a row; the shortest column has two elements.
     int32_t vectorRows = isRow ? 1 : length;
     int32_t vectorCols = isRow ? length : 1;
     if (!isRow && length % 2 == 0 && random.chance(25)) {
-      vectorRows = 2;  // a column by the rule of rows, with its values in storage order
+      vectorRows = 2;  // a column by the rule of rows; values in storage order
       vectorCols = length / 2;
     }
     vector.become(vectorRows, vectorCols, randomOrder(random), troubledValues(random, length, 10));
@@ -44,7 +45,7 @@ class Broadcast {
 
   MatrixTwin& target() { return inPlace ? matrix : separate; }
 
-  // Factors that are NaNs have a test of their own.
+  // NaN factors have a separate test.
   void keepNaNsOutOfTheVector() {
     for (int32_t i = 0; i < vector.got.size; ++i) {
       if (std::isnan(vector.got.buffer[i])) vector.got.buffer[i] = 1.5f;
@@ -129,7 +130,7 @@ TEST(AddBroadcast, VectorWithoutElementsChangesNothing) {
   EXPECT_TRUE(holdsValues(matrix, values));
 }
 
-// A matrix without elements has no storage to walk in.
+// A matrix without elements has no storage to traverse.
 TEST(AddBroadcast, LinesWithoutElementsAreLeftAlone) {
   Matrix matrix(5, 0);
   matrix.order = 112;
@@ -140,7 +141,7 @@ TEST(AddBroadcast, LinesWithoutElementsAreLeftAlone) {
 }
 
 TEST(AddBroadcast, RowVectorLongerThanTheLineRunsOnIntoTheNext) {
-  // Two rows of a larger storage, so that the surplus of the last row stays inside it.
+  // Two rows of a larger storage, so that the surplus of the last row stays inside.
   Matrix storage, vector;
   fillMatrix(storage, 1, 8, 111, std::vector<float>(8));
   Matrix view = Matrix::view(storage.buffer, 2, 3, 111);
@@ -272,7 +273,8 @@ TEST(Reduce, RandomShapesAgreeWithTheModel) {
       matrix.got.reduce(axis, target.got, facefeature::elementMax, initial);
       matrix.wanted.reduce(axis, target.wanted, reference::greater, initial);
     } else {
-      // The element comes first: not symmetric, so that exchanged arguments show.
+      // The element is the first argument. The function is not symmetric, so swapped arguments are
+      // detected.
       matrix.got.reduce(
           axis, target.got, [](float a, float b) { return a - 0.5f * b; }, initial);
       matrix.wanted.reduce(
@@ -286,7 +288,7 @@ TEST(Reduce, RandomShapesAgreeWithTheModel) {
 }
 
 TEST(Reduce, SumsStrictlyInRisingIndex) {
-  // Each 1 is lost against 2^24 unless the sum is taken in pairs or from the other end.
+  // Each 1 is lost against 2^24, unless the sum is pairwise or starts from the other end.
   Matrix matrix, sums;
   fillMatrix(matrix, 1, 5, 111, {16777216.0f, 1, 1, 1, 1});
   matrix.reduce(1, sums, facefeature::elementAdd, 0.0f);

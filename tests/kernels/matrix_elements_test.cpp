@@ -18,7 +18,7 @@ namespace {
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
-// Operands of one shape and a target that often has another one, or is the first operand.
+// Operands of one shape, and a target that often has a different shape or is the first operand.
 class Operands {
  public:
   explicit Operands(Random& random) {
@@ -155,7 +155,7 @@ TEST(MultiplyElements, LikeOperandsKeepStoragePlacesWhateverTheTargetsFlag) {
 TEST(CombineElements, AgreesWithTheModelForUnlikeOrders) {
   Random random = seededRandom();
   SCOPED_TRACE(random.trace());
-  // Not symmetric, so that exchanged operands show.
+  // Not symmetric, so that swapped operands are detected.
   const auto difference = [](float a, float b) { return a - b; };
   for (int round = 0; round < kRounds; ++round) {
     Operands operands(random);
@@ -224,7 +224,8 @@ TEST(AddScaled, ByColumnsIntoATargetOfAnotherShapeMixesStoragePlaces) {
   fillMatrix(other, 2, 3, 112, {10, 20, 30, 40, 50, 60});
   fillMatrix(target, 3, 3, 112, std::vector<float>(9));
   mine.addScaled(other, 2.0f, target);
-  // The copy goes element by element into a target by rows; the sum then runs over the storage.
+  // The copy goes element by element into a target stored by rows. The sum then follows the storage
+  // order.
   EXPECT_TRUE(hasShape(target, 2, 3, 111));
   EXPECT_TRUE(holdsValues(target, {21, 43, 65, 82, 104, 126}));
 }

@@ -217,7 +217,7 @@ TEST(MatrixCopy, ElementsByRowsGoToEachSidesOwnRowStride) {
   EXPECT_TRUE(holdsValues(target, {1, 2, 3, -1, -1, 4, 5, 6, -1, -1}));
 }
 
-// Lines without elements have no storage: an address to copy from or to does not exist.
+// Lines without elements have no storage, so there is no address to copy from or to.
 TEST(MatrixCopy, LinesWithoutElementsAreNotCopied) {
   const Matrix source(5, 0);
   Matrix target(5, 0);
@@ -307,7 +307,7 @@ TEST(MatrixTranspose, RandomShapesByRowsAgreeWithTheModel) {
   }
 }
 
-// A header may promise any number of empty rows, and walking over them takes seconds.
+// A header may declare any number of empty rows, and a loop over them takes seconds.
 TEST(MatrixTranspose, OfManyEmptyRowsDoesNotWalkOverThem) {
   const Matrix source(std::numeric_limits<int32_t>::max(), 0);
   const auto start = std::chrono::steady_clock::now();

@@ -1,4 +1,4 @@
-// A matrix and its model, driven side by side.
+// A matrix and its model, which run the same operations.
 #ifndef FACEFEATURE_TESTS_KERNELS_MATRIX_TWIN_H
 #define FACEFEATURE_TESTS_KERNELS_MATRIX_TWIN_H
 
@@ -17,7 +17,7 @@ namespace facefeature_test {
 
 using facefeature::Matrix;
 
-// Gives an empty or a used matrix this shape and these values, in storage order.
+// Gives a new or used matrix this shape and these values, in storage order.
 inline void fillMatrix(Matrix& matrix, int32_t rows, int32_t cols, int32_t order,
                        const std::vector<float>& values) {
   ASSERT_EQ(static_cast<size_t>(rows) * static_cast<size_t>(cols), values.size());
@@ -72,8 +72,8 @@ class MatrixTwin {
     bufferBefore_ = got.buffer;
   }
 
-  // Compares shape, order and values, and the place of the storage where it had to stay. The model
-  // then goes on from what was found.
+  // Compares shape, order and values, and the address of the storage if it must not change. The
+  // model then continues with the actual values.
   ::testing::AssertionResult agrees() {
     if (::testing::AssertionResult shape = hasShape(got, wanted.rows, wanted.cols, wanted.order);
         !shape) {
@@ -95,7 +95,7 @@ class MatrixTwin {
   float* bufferBefore_ = nullptr;
 };
 
-// Mostly ordinary numbers with some that make trouble.
+// Mostly ordinary numbers, with some difficult ones.
 inline std::vector<float> troubledValues(Random& random, int32_t count, int32_t troublePercent) {
   std::vector<float> values(static_cast<size_t>(count));
   for (float& value : values) {

@@ -84,7 +84,7 @@ TEST(AddBiases, VectorsThatFitAreBroadcast) {
   }
 }
 
-// A longer vector runs on into what follows in the storage, up to the room and no farther.
+// A longer vector continues into the storage that follows, but not beyond the room.
 TEST(AddBiases, VectorsThatAreTooLongStayWithinTheRoom) {
   Random random = seededRandom();
   SCOPED_TRACE(random.trace());

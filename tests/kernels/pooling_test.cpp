@@ -32,9 +32,8 @@ void pool(PoolForward forward, const Matrix& input, Matrix& target, const PoolGe
           geometry.outputsX);
 }
 
-// Windows that overlap, leave gaps, start before the image and reach beyond it, up to windows
-// wholly outside, on planes that often are no squares
-// and sometimes have no pixels.
+// Windows that overlap, leave gaps, start before the image or extend beyond it, up to windows
+// entirely outside. The planes are often not square and sometimes have no pixels.
 void expectAgreementOnRandomGeometries(PoolForward forward, PoolReference wantedPool) {
   Random random = seededRandom();
   SCOPED_TRACE(random.trace());
@@ -73,8 +72,8 @@ TEST(MaxPoolForward, RandomGeometriesAgreeInBits) {
   expectAgreementOnRandomGeometries(maxPoolForward, reference::maximumPool);
 }
 
-// The window of all built-in nets: 2 x 2 by a stride of 2, on sides that are even and odd and at
-// lengths around those of wide registers.
+// The window of all built-in nets: 2 x 2 with a stride of 2, for even and odd sides and for lengths
+// around those of wide registers.
 TEST(MaxPoolForward, WindowsOfTheBuiltInNetsAgreeInBits) {
   Random random = seededRandom();
   SCOPED_TRACE(random.trace());
@@ -172,7 +171,7 @@ TEST(AvgPoolForward, WindowWithTwoNegativeSpansGivesZero) {
 TEST(AvgPoolForward, WindowWithOneNegativeSpanGivesNegativeZero) {
   Matrix input, target;
   fillMatrix(input, 1, 4, 111, {1, 2, 3, 4});
-  // Outputs (0, 1) and (1, 0) cover the image along one side and miss it along the other.
+  // Outputs (0, 1) and (1, 0) overlap the image along one axis and miss it along the other.
   avgPoolForward(input, target, 1, 2, 0, 5, 2);
   EXPECT_SAME_FLOAT(2.5f, target.buffer[0]);
   EXPECT_BITS(0x80000000u, target.buffer[1]);
@@ -184,8 +183,9 @@ TEST(AvgPoolForward, CountOfAWindowFarOutsideWrapsAt32Bits) {
   Matrix input, target;
   fillMatrix(input, 1, 4, 111, {1, 2, 3, 4});
   avgPoolForward(input, target, 1, 2, 0, std::numeric_limits<int32_t>::max(), 3);
-  // Spans of 2, of 3 - 2^31 and of 4 - 2^32: in 32 bits all their products but the first are small
-  // and positive, so no quotient of 0 is negative. In 64 bits that of a single span would be.
+  // Spans of 2, of 3 - 2^31 and of 4 - 2^32. In 32 bits, all their products but the first are small
+  // and positive, so no quotient of 0 is negative. In 64 bits, the quotients of a single such span
+  // would be.
   EXPECT_SAME_FLOAT(2.5f, target.buffer[0]);
   for (int i = 1; i < 9; ++i) EXPECT_BITS(0x00000000u, target.buffer[i]);
 }
@@ -209,8 +209,8 @@ TEST(MaxPoolForward, TargetOfTheShapeKeepsItsStorage) {
   EXPECT_TRUE(holdsValues(target, {4}));
 }
 
-// The pooling of a matrix into itself, step by step: every output is the fill value before the
-// first window is read, and a window reads what stands there by then.
+// Pooling of a matrix into itself, step by step. Every output is set to the fill value before the
+// first window is read, and a window reads the values at that moment.
 void poolInPlace(Floats& values, int32_t rows, const PoolGeometry& geometry, bool average) {
   const int32_t side = geometry.outputsX, plane = side * side;
   std::fill(values.begin(), values.end(), average ? 0.0f : facefeature::kMaxPoolFill);
@@ -233,7 +233,7 @@ void poolInPlace(Floats& values, int32_t rows, const PoolGeometry& geometry, boo
 TEST(PoolForward, IntoItsInputLeavesTheFillValueEverywhere) {
   for (const bool average : {true, false}) {
     for (const int32_t stride : {1, 2}) {
-      // All windows have pixels.
+      // All windows contain pixels.
       const PoolGeometry geometry = {2, 6, stride == 1 ? 0 : -3, stride, 4};
       Matrix matrix;
       fillMatrix(matrix, 3, 32, 111, Floats(96, 5.0f));

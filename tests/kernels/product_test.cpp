@@ -1,4 +1,5 @@
-// The sums of products of every kernel set against an oracle, in all bits, those of NaNs included.
+// Compares the sums of products of every kernel set with an oracle, in all bits, including those of
+// NaNs.
 #include "kernels/product.h"
 
 #include <gtest/gtest.h>
@@ -21,7 +22,7 @@ namespace {
 using facefeature::KernelSet;
 using facefeature::Product;
 
-// The operands of cblas_sgemm, as they are stored.
+// The operands of cblas_sgemm, as stored.
 struct Operands {
   int32_t m, n, k;
   bool transposesA, transposesB;
@@ -37,7 +38,7 @@ struct Operands {
   }
 };
 
-// Which NaN a step returns: the first of its operands, or the default one.
+// The NaN that a step returns: its first NaN operand, or the default NaN.
 float nanOfStep(float a, float b, float c) {
   for (const float operand : {a, b, c}) {
     if (std::isnan(operand)) return floatOfBits(bitsOf(operand) | 0x00400000u);
@@ -55,7 +56,7 @@ float chainOf(const Operands& o, int32_t i, int32_t j) {
   return sum;
 }
 
-// The whole of C as it is stored, gaps included.
+// The whole of C as stored, including gaps.
 std::vector<float> wantedOf(const Operands& o) {
   std::vector<float> c = o.c;
   for (int32_t i = 0; i < o.m; ++i) {
@@ -149,7 +150,7 @@ TEST_P(ProductOfSet, OrdinaryNumbersOfAllShapes) { expectBits(Values::kNormal, 4
 
 TEST_P(ProductOfSet, HostileNumbersOfAllShapes) { expectBits(Values::kHostile, 400); }
 
-// sameFloats takes any NaN for any other. The sums themselves promise which one it is.
+// sameFloats accepts any NaN for any other. The sums guarantee which NaN they return.
 TEST_P(ProductOfSet, NaNsHaveTheBitsOfTheDefinition) {
   const ScopedKernels scope(*GetParam());
   int64_t nans = 0;
@@ -170,7 +171,7 @@ TEST_P(ProductOfSet, NaNsHaveTheBitsOfTheDefinition) {
   EXPECT_GT(nans, 1000);
 }
 
-// The row of a product does not depend on how many rows there are: a batch has the bits of its
+// A row of a product does not depend on the number of rows: a batch gives the bits of its single
 // faces.
 TEST_P(ProductOfSet, RowsDoNotDependOnTheirNumber) {
   const ScopedKernels scope(*GetParam());

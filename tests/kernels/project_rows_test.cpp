@@ -1,4 +1,4 @@
-// The projection of every kernel set against the plain one, bit by bit.
+// Compares the projection of every kernel set with the plain one, bit by bit.
 #include "kernels/project_rows.h"
 
 #include <gtest/gtest.h>
@@ -25,7 +25,7 @@ class ProjectRows : public ::testing::TestWithParam<const KernelSet*> {
   Random random = seededRandom();
   ::testing::ScopedTrace trace{__FILE__, __LINE__, random.trace()};
 
-  // The payload of a NaN that a sum ends on is no promise; all else is compared to the bit.
+  // The payload of a NaN result is not guaranteed; everything else is compared to the bit.
   void expectProducts(int32_t rows, int32_t cols, int32_t matrixSort, int32_t vectorSort,
                       int32_t place) {
     SCOPED_TRACE(::testing::Message() << rows << " x " << cols << ", sorts " << matrixSort
@@ -88,7 +88,7 @@ TEST_P(ProjectRows, TheMatrixOfAModelEndsOnTheBitsOfThePlainForm) {
   }
 }
 
-// A sum that is split over lanes would meet the infinities, or the overflow, in another order.
+// A sum split over lanes would add the infinities, or overflow, in a different order.
 TEST_P(ProjectRows, EachSumRunsFromTheFirstColumnToTheLast) {
   constexpr float kLargest = std::numeric_limits<float>::max();
   for (const int32_t rows : {1, 4, 16, 19}) {
@@ -105,7 +105,7 @@ TEST_P(ProjectRows, EachSumRunsFromTheFirstColumnToTheLast) {
     GetParam()->projectRows(matrix.data(), rows, 13, x.data(), products.data());
     for (size_t r = 0; r < products.size(); ++r) {
       const float infinite = std::numeric_limits<float>::infinity();
-      // 1 + 1 - 1 + 2^-24 rounds to 1 ahead of the last -1.
+      // 1 + 1 - 1 + 2^-24 rounds to 1 before the last -1.
       EXPECT_SAME_FLOAT(r % 2 == 0 ? infinite : 0.0f, products[r]) << "row " << r << " of " << rows;
     }
   }

@@ -16,7 +16,7 @@ using reference::Floats;
 
 constexpr float kGuard = -12345.0f;
 
-// Unfolds into an array with a guard on both sides and returns what lies between them.
+// Unfolds into an array with a guard on both sides and returns the part between the guards.
 Floats unfolded(const Floats& image, int32_t channels, int32_t height, int32_t width,
                 int32_t filterSize, int32_t padding, int32_t stride, size_t wantedCount) {
   Floats patches(wantedCount + 2, kGuard);
@@ -38,7 +38,7 @@ TEST(UnfoldPatches, PositionsOutsideTheImageAreZeroAlsoWhereTheImageHasNone) {
   const Floats image = {1, 2, 3, 4};
   const Floats patches = unfolded(image, 1, 2, 2, 3, 1, 1, 36);
   ASSERT_EQ(reference::unfold(image, 1, 2, 2, 3, 1, 1), patches);
-  // The upper left weight meets the image only at the last of the four positions.
+  // The upper left weight overlaps the image only at the last of the four positions.
   EXPECT_BITS(0u, patches[0]);
   EXPECT_BITS(0u, patches[1]);
   EXPECT_BITS(0u, patches[2]);
@@ -49,7 +49,7 @@ TEST(UnfoldPatches, NegativeOverhangOfLessThanAStrideStillGivesOnePosition) {
   EXPECT_EQ(1, facefeature::unfoldedSide(2, 3, 0, 2));
   EXPECT_EQ(0, facefeature::unfoldedSide(2, 3, 0, 1));
   const Floats image = {1, 2, 3, 4};
-  // The window reaches beyond the image and meets zeros there.
+  // The window extends beyond the image and reads zeros there.
   const Floats wanted = {1, 2, 0, 3, 4, 0, 0, 0, 0};
   EXPECT_EQ(wanted, unfolded(image, 1, 2, 2, 3, 0, 2, 9));
 }

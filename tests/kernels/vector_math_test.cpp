@@ -127,7 +127,7 @@ TEST(VectorMath, NullPointersComputeNothing) {
 }
 
 TEST(VectorMath, ExponentialIsTakenInDoubleAndRoundedOnce) {
-  // A single-precision routine that is off by one unit anywhere in this row is found out.
+  // Detects a single-precision routine that is off by one unit anywhere in this row.
   std::vector<float> a, wanted;
   for (int32_t i = -1040; i <= 890; ++i) a.push_back(static_cast<float>(i) * 0.1f);
   for (const float x : a) wanted.push_back(reference::exponential(x));
