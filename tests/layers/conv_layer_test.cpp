@@ -23,7 +23,7 @@ using reference::Floats;
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 
-// A filters x length matrix as its file has it: transposed.
+// A filters x length matrix in the layout of its file: transposed.
 void writeWeights(const std::string& name, int32_t filters, const FilterInput& input) {
   Floats stored;
   for (int32_t k = 0; k < input.weightLength; ++k) {
@@ -36,8 +36,8 @@ void writeWeights(const std::string& name, int32_t filters, const FilterInput& i
 
 class FilterBankLayer : public LayerTest {
  protected:
-  // Two samples through a bank of 3 filters of 2 x 2 with 2 x 2 positions: input 0 has 1 channel of
-  // 3 x 3, input 1 has 2 channels of 2 x 2 and a border.
+  // Two samples through a bank of 3 filters of 2 x 2 with 2 x 2 positions. Input 0 has 1 channel of
+  // 3 x 3; input 1 has 2 channels of 2 x 2 and a border.
   void makeInputs(Random& random, int32_t weightSetsPerFilter) {
     FilterInput first;
     first.channels = 1;
@@ -68,7 +68,7 @@ class FilterBankLayer : public LayerTest {
     }
   }
 
-  // Two samples of 3 channels of 4 x 4 for a bank of 3 filters of 3 x 3 with 4 x 4 positions, whose
+  // Two samples of 3 channels of 4 x 4 for a bank of 3 filters of 3 x 3 with 4 x 4 positions. Its
   // output has the shape of its input.
   FilterInput makeInputThatKeepsItsShape(Random& random, int32_t weightSetsPerFilter) {
     FilterInput input;

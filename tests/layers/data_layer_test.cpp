@@ -64,7 +64,7 @@ TEST_F(DataLayerTest, RunLeavesInputMatricesAndCountersAlone) {
 }
 
 TEST_F(DataLayerTest, RunDoesNotApplyItsActsTarget) {
-  // The layer takes entry 1, although its target names input 0.
+  // The layer takes entry 1, although its actsTarget names input 0.
   DataLayer layer(&net, "data");
   layer.runForward(inputs);
   EXPECT_EQ(0, layer.actsTarget);
@@ -124,7 +124,7 @@ TEST_F(DataLayerTest, WithoutActsTargetItOwnsAMatrixThatARunReplaces) {
   ASSERT_NE(nullptr, own);
   layer.runForward(inputs);
   EXPECT_EQ(&a, layer.activations);
-  // Its end would free the caller's matrix: hand the own one back.
+  // The destructor would free the caller's matrix, so restore the layer's own.
   layer.activations = own;
 }
 

@@ -25,8 +25,7 @@ using reference::Floats;
 
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 
-// The layer leaves its coefficients to the end of the process; a run that looks for leaks would
-// report them.
+// The layer never frees its coefficients. A leak checker would report them.
 class FreedSumLayer : public EltwiseSumLayer {
  public:
   FreedSumLayer() : EltwiseSumLayer(nullptr, "sum") {}
@@ -187,8 +186,8 @@ TEST_F(EltwiseSumLayerTest, LaterInputOfAnotherShapeAndOfTheSameSizeIsSummedAlon
   }
 }
 
-// What the first of two matrices becomes when the second is added, where no element is read from
-// behind the second; nothing otherwise.
+// The first matrix after the second has been added, or nothing if that reads past the end of the
+// second.
 std::optional<Floats> addedWithinReach(const Matrix& first, const Matrix& second, float factor) {
   const auto place = [](const Matrix& matrix, int32_t r, int32_t c) {
     return static_cast<size_t>(matrix.order == 112 ? matrix.rows * c + r : matrix.cols * r + c);
@@ -210,7 +209,7 @@ TEST_F(EltwiseSumLayerTest, LaterInputOfAnyShapeIsReadWithinItsBoundsOrIsOutOfRa
   SCOPED_TRACE(random.trace());
   int summed = 0, thrown = 0;
   for (int round = 0; round < 600; ++round) {
-    // Whole numbers: a fused sum is the same.
+    // With whole numbers, a fused sum gives the same result.
     const int32_t coefficient = random.integer(1, 3);
     useCoefficients("1_" + std::to_string(coefficient), "actsTarget=0\n");
     FreedSumLayer layer;
@@ -286,8 +285,8 @@ TEST_F(EltwiseMaxLayerTest, RandomInputsAgreeInBits) {
 
 TEST_F(EltwiseMaxLayerTest, NaNInTheFirstNamedOperandLoses) {
   EltwiseMaxLayer layer(nullptr, "max");
-  // Columns: a NaN in input 1 loses to input 0; one in input 0 stays, and then loses to input 2;
-  // one in input 2 stays.
+  // By column: a NaN in input 1 loses to input 0; a NaN in input 0 stays, then loses to input 2; a
+  // NaN in input 2 stays.
   addInput(1, 3, {1, kNaN, 1});
   addInput(1, 3, {kNaN, 1, 2});
   addInput(1, 3, {0, 5, kNaN});

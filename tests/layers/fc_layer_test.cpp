@@ -24,7 +24,7 @@ constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 
 class FCLayerTest : public LayerTest {
  protected:
-  // Writes the files of a layer with these input lengths, and reads its section back.
+  // Writes the files of a layer with these input lengths and parses its section.
   std::unique_ptr<FCLayer> makeLayer(const std::vector<FlatInput>& inputs, int32_t outputs,
                                      const Floats& biases) {
     std::string names;
@@ -34,7 +34,7 @@ class FCLayerTest : public LayerTest {
       names += (i == 0 ? "" : "_") + name;
     }
     writeMatrixFile("b", 1, outputs, biases);
-    // The key outputs says something else, and nothing reads it.
+    // The key outputs has a different value, but nothing reads it.
     useText("[fc]\ntype=fc\nweights=" + names + "\nbiases=b\noutputs=7\n");
     return std::make_unique<FCLayer>(nullptr, "fc");
   }
@@ -132,7 +132,7 @@ TEST_F(FCLayerTest, BiasesAreAddedBeforeTheSecondProduct) {
   second.samples = {-16777216.0f};
   const std::unique_ptr<FCLayer> layer = makeLayer({first, second}, 2, {1, 1});
   addInputs({first, second}, 1);
-  // 2^24 + 1 falls back to 2^24: the biases are lost, and would survive at any other place.
+  // 2^24 + 1 rounds to 2^24, so the biases are lost. Added at any other point, they would survive.
   EXPECT_TRUE(holdsValues(run(*layer), {0, 0}));
 }
 
@@ -202,7 +202,7 @@ TEST_F(FCLayerTest, InputByColumnsIsHandedOverAsTransposed) {
   const std::unique_ptr<FCLayer> layer = makeLayer({input}, 1, {0});
   Matrix& samples = addInput(2, 3, input.samples);
   samples.order = 112;
-  // Rows are now (1, 3, 5) and (2, 4, 6).
+  // The rows are now (1, 3, 5) and (2, 4, 6).
   EXPECT_TRUE(holdsValues(run(*layer), {531, 642}));
 }
 

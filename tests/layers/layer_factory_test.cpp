@@ -112,13 +112,14 @@ TEST_F(LayerFactory, UnknownNeuronTypeThrowsItsText) {
   EXPECT_TRUE(net.layers.empty());
 }
 
-// The process that dies is judged by its standard error: standard output is sent there as well.
+// EXPECT_EXIT checks only the standard error of the process, so standard output is redirected
+// there.
 void buildSayingAllOnStandardError(const std::string& text) {
   dup2(STDERR_FILENO, STDOUT_FILENO);
   const ConvNet net(0, text.c_str());
 }
 
-// Expects the construction to print exactly this and to end the process with status 1.
+// Expects the constructor to print exactly this text and to end the process with status 1.
 void expectFatal(const std::string& text, const std::string& printed) {
   EXPECT_EXIT(buildSayingAllOnStandardError(text), ::testing::ExitedWithCode(1),
               ::testing::Eq(printed));
@@ -173,7 +174,7 @@ TEST(FatalLineDeathTest, HandlersOfTheEndOfTheProcessAreRun) {
 }
 
 TEST(FatalLineDeathTest, LineIsFlushedBeforeTheEndOfTheProcess) {
-  // What a buffer still holds is lost with a handler that doesn't return.
+  // If the handler doesn't return, unflushed output is lost.
   EXPECT_EXIT(buildWithHandler([] { _exit(1); }), ::testing::ExitedWithCode(1),
               ::testing::Eq("Error creating ConvNet: Unknown layer type made-up\n"));
 }

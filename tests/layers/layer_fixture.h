@@ -1,4 +1,4 @@
-// Layers built from a text and run on matrices of the test's own.
+// Fixture for layers that are built from a text and run on the test's own matrices.
 #ifndef FACEFEATURE_TESTS_LAYERS_LAYER_FIXTURE_H
 #define FACEFEATURE_TESTS_LAYERS_LAYER_FIXTURE_H
 
@@ -19,7 +19,7 @@ namespace facefeature_test {
 
 using facefeature::Layer;
 
-// Stands ahead of the layer under test and holds one of its inputs in its own activations.
+// Precedes the layer under test and holds one of its inputs as activations.
 class SourceLayer : public Layer {
  public:
   SourceLayer() : Layer(nullptr, "source") {}
@@ -43,7 +43,7 @@ class LayerTest : public ::testing::Test {
     facefeature::currentDocument().parse(text.c_str(), static_cast<uint32_t>(text.size()));
   }
 
-  // Another input for the layers that run() runs.
+  // Adds an input for the layers that run() runs.
   Matrix& addInput(int32_t rows, int32_t cols, const std::vector<float>& values) {
     sources_.push_back(std::make_unique<SourceLayer>());
     fillMatrix(*sources_.back()->activations, rows, cols, 111, values);
@@ -52,7 +52,7 @@ class LayerTest : public ::testing::Test {
 
   void clearInputs() { sources_.clear(); }
 
-  // One forward run of the layer on all inputs so far; answers with its output.
+  // Runs the layer forward once on all inputs added so far and returns its output.
   Matrix& run(Layer& layer) {
     layer.inputLayers.clear();
     std::vector<Matrix*> matrices;

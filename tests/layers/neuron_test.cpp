@@ -35,7 +35,7 @@ struct PlainFree {
 };
 using OwnedNeuron = std::unique_ptr<Neuron, PlainFree>;
 
-// A neuron made with these lines in its section.
+// A neuron made from a section with these lines.
 OwnedNeuron make(const std::string& keyword, const std::string& parameters = "") {
   const ConvNet net(0, ("[layer]\n" + parameters).c_str());
   return OwnedNeuron(createNeuron("layer", keyword.c_str()));
@@ -83,7 +83,7 @@ TEST(Neuron, EveryKeywordTransformsEachElementInItsOwnRounding) {
   SCOPED_TRACE(random.trace());
   for (const std::string& keyword : reference::neuronKeywords()) {
     for (int round = 0; round < 40; ++round) {
-      // Quarters: their texts are read without a rounding.
+      // Multiples of a quarter, because their texts are read without rounding.
       const float a = static_cast<float>(random.integer(-20, 20)) * 0.25f;
       const float b = static_cast<float>(random.integer(-20, 20)) * 0.25f;
       const int32_t rows = random.integer(1, 5);
@@ -218,7 +218,7 @@ TEST(LinearNeuron, MultipliesAndThenAdds) {
 }
 
 TEST(LinearNeuron, ProductIsRoundedBeforeTheSum) {
-  // (1 + 2^-23)^2 - 1 keeps a last digit only where the product is not rounded.
+  // (1 + 2^-23)^2 - 1 keeps its last digit only if the product is not rounded.
   const float x = 1.0f + 0x1p-23f;
   const ConvNet net(0, "[layer]\n");
   facefeature::LinearNeuron neuron(x, -1.0f);
@@ -238,7 +238,7 @@ TEST(LinearNeuron, ParameterThatIsNoNumberCountsAsMissing) {
 }
 
 TEST(LinearNeuron, ParameterOutOfRangeIsClamped) {
-  // Forty digits in front of the point.
+  // Forty digits before the decimal point.
   const std::string digits(40, '9');
   EXPECT_SAME_FLOAT(std::numeric_limits<float>::max(),
                     transformed(make("linear", "a=" + digits + "\nb=0"), 1.0f));

@@ -72,7 +72,7 @@ TEST_F(SoftmaxLayerTest, OneRowShiftsAndDividesOnlyItsFirstElement) {
 
 TEST_F(SoftmaxLayerTest, SeveralRowsAreMultipliedByTheRoundedReciprocal) {
   SoftmaxLayer layer(nullptr, "softmax");
-  // Sums of 5 equal elements: 0.2 either way; of 41 they differ.
+  // For 5 equal elements, both computations give 0.2. For 41 they differ.
   addInput(2, 41, Floats(82, 0.0f));
   const float reciprocal = reference::quotient(1.0f, 41.0f);
   EXPECT_TRUE(holdsValues(run(layer), Floats(82, reciprocal)));
@@ -86,7 +86,7 @@ TEST_F(SoftmaxLayerTest, SeveralRowsAreMultipliedByTheRoundedReciprocal) {
                     run(layer).buffer[1]);
 }
 
-// Their sums are NaNs, and so is every element of the row: 0 times NaN is NaN.
+// Their sums are NaN, and so is every element of the row, since 0 times NaN is NaN.
 TEST_F(SoftmaxLayerTest, RowWithANaNOrAnInfinityBecomesNaNs) {
   SoftmaxLayer layer(nullptr, "softmax");
   addInput(3, 2, {kNaN, 1, kInfinity, 1, 0, 0});
@@ -95,7 +95,7 @@ TEST_F(SoftmaxLayerTest, RowWithANaNOrAnInfinityBecomesNaNs) {
 
 TEST_F(SoftmaxLayerTest, RowOfNegativeInfinitiesBecomesNaNs) {
   SoftmaxLayer layer(nullptr, "softmax");
-  // Shifted by the lowest float and not by themselves; 0 * (1 / 0) then.
+  // The shift is the lowest float, not the elements themselves, so the result is 0 * (1 / 0).
   addInput(2, 2, {-kInfinity, -kInfinity, 0, 0});
   EXPECT_TRUE(holdsValues(run(layer), {kNaN, kNaN, 0.5f, 0.5f}));
 }

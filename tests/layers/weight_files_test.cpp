@@ -26,7 +26,7 @@ class WeightFiles : public ::testing::Test {
  protected:
   void SetUp() override { clearModelFolder(); }
 
-  // Loads with these lines in the section, and keeps what was printed.
+  // Loads with these lines in the section and captures the output.
   Matrices weights(const std::string& lines, bool transposeOnLoad = false) {
     const ConvNet net(0, ("[layer]\n" + lines + "\n").c_str());
     Matrices matrices;

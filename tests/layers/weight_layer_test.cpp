@@ -28,7 +28,7 @@ class BareWeightLayer : public WeightLayer {
   void applyInput(int32_t, float) override {}
 };
 
-// A fully connected layer that nobody feeds.
+// A fully connected layer without inputs.
 MadeLayer idleLayer(const std::string& name, const std::string& lines) {
   return {name, "type=fc\nbiases=b\n" + lines};
 }
@@ -158,7 +158,7 @@ TEST_F(WeightSharing, TakesTheMatrixOfAnEarlierLayersRecord) {
   EXPECT_EQ(nullptr, sharing.biases->source);
 }
 
-// The record of a layer's weights that other layers take from, in lists of index pairs.
+// The lines that share the weights of other layers, as lists of layer and matrix indices.
 std::string sharing(const std::string& layers, const std::string& matrices) {
   return "weightSourceLayerIndices=" + layers + "\nweightSourceMatrixIndices=" + matrices;
 }
@@ -207,7 +207,7 @@ TEST_F(WeightSharing, LayerIndexWithoutALayerThrows) {
                  std::out_of_range)
         << index;
   }
-  // 2 is a layer of the net, but none that is built.
+  // 2 is a layer of the net that is not built yet.
   EXPECT_THROW(build({idleLayer("a", "weights=w1"), idleLayer("c", sharing("2", "0")),
                       idleLayer("d", "weights=w2")}),
                std::out_of_range);
@@ -254,7 +254,7 @@ TEST_F(WeightSharing, RandomChainsEndAtTheMatrixThatAFileGave) {
   Random random = seededRandom();
   SCOPED_TRACE(random.trace());
   for (int round = 0; round < 60; ++round) {
-    // origins[i][k]: the number of the file behind matrix k of layer i.
+    // origins[i][k] is the number of the file that matrix k of layer i comes from.
     std::vector<std::vector<int32_t>> origins;
     std::vector<MadeLayer> layers;
     struct Share {
@@ -301,7 +301,7 @@ TEST_F(WeightSharing, RandomChainsEndAtTheMatrixThatAFileGave) {
       EXPECT_EQ(source, record->source);
       EXPECT_EQ(source->matrix, record->matrix);
     }
-    // Layers may die in any order.
+    // Layers may be destroyed in any order.
     for (size_t i = net->layers.size(); i > 1; --i) {
       std::swap(net->layers[i - 1],
                 net->layers[static_cast<size_t>(random.integer(0, static_cast<int32_t>(i) - 1))]);

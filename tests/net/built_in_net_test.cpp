@@ -1,5 +1,5 @@
-// The nets that the library carries, with random trained numbers, each layer compared with the
-// oracle's answer to its actual inputs.
+// The built-in nets with random trained numbers. Each layer is compared with the oracle's result
+// for the layer's actual inputs.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -35,7 +35,7 @@ struct Stage {
   const char* convolution;
   const char* neuron;
   const char* source;  // the layer that it reads
-  const char* pool;    // null behind the last one
+  const char* pool;    // null after the last one
   int32_t filters;
   int32_t filterSize;
 };
@@ -51,7 +51,7 @@ struct TrainedMatrix {
   Values values;
 };
 
-// Trained numbers of one net as its files have them.
+// The trained numbers of one net, in the layout of its files.
 struct TrainedNet {
   int32_t channels = 0;
   int32_t side = 0;
@@ -68,7 +68,7 @@ TrainedMatrix randomFile(Random& random, const std::string& name, int32_t rows, 
   return matrix;
 }
 
-// Sizes of the numbers keep the activations near 1.
+// The magnitudes of the numbers keep the activations near 1.
 TrainedNet writeTrainedNet(Random& random, int32_t netIndex) {
   const reference::NetRow& row = reference::netRows()[static_cast<size_t>(netIndex)];
   const std::string net = "-" + std::to_string(row.number) + "-";
@@ -113,7 +113,7 @@ class BuiltInNet : public ::testing::Test {
  protected:
   void SetUp() override { clearModelFolder(); }
 
-  // Builds a net with random numbers, and a patch matrix that fits it.
+  // Builds a net with random numbers and a patch matrix that fits it.
   void build(int32_t netIndex) {
     index = netIndex;
     trained = writeTrainedNet(random, netIndex);
@@ -124,7 +124,7 @@ class BuiltInNet : public ::testing::Test {
     patch = matrixOf(2, length, random.normals(static_cast<size_t>(2 * length)));
   }
 
-  // All matrices but the net's own are missing.
+  // All matrices except the net's own are null.
   void forward() {
     std::vector<Matrix*> matrices(25, nullptr);
     matrices[static_cast<size_t>(index)] = patch.get();
@@ -303,8 +303,9 @@ TEST_F(BuiltInNet, NeuronsRewriteTheMatricesOfTheirInputs) {
   }
 }
 
-// The built-in nets run without their intermediate matrices (layers/direct_forward.h). Nobody can
-// tell: they appear when a layer is asked, also when the data of the run are gone.
+// The built-in nets run without their intermediate matrices (layers/direct_forward.h). Callers
+// cannot observe this: the matrices are computed when a layer is asked for them, even after the
+// input of the run has been freed.
 TEST_F(BuiltInNet, ActivationsAppearAfterTheDataAreGone) {
   SCOPED_TRACE(random.trace());
   build(2);
@@ -317,7 +318,7 @@ TEST_F(BuiltInNet, ActivationsAppearAfterTheDataAreGone) {
   EXPECT_EQ(pooled, valuesOf(activations("pool1")));
 }
 
-// Another listener in the graph has the layers run one by one. Bits and states are the same.
+// With an extra listener in the graph, the layers run one by one. Bits and states are the same.
 TEST_F(BuiltInNet, RunsOneByOneLeaveTheSameMatricesAndStates) {
   SCOPED_TRACE(random.trace());
   for (const int32_t netIndex : {0, 2, 9}) {
@@ -368,7 +369,7 @@ TEST_F(BuiltInNet, LastNeuronRunsAheadOfTheLastLayerAndPool3OfBoth) {
   build(0);
   RunWatch watch(*net);
   Log received;
-  // Between the two outputs of local4, and behind them.
+  // Between the two outputs of local4, and after them.
   std::vector<Layer*>& outputs = layer("local4").outputLayers;
   struct Counter : Listener {
     Counter(Layer* watched, Log& log) : Listener(nullptr, "", log), target(watched), entries(log) {}
@@ -399,7 +400,7 @@ TEST_F(BuiltInNet, SecondRunGivesTheSameBitsInTheSameMatrices) {
     buffers.push_back(each->getActivations()->buffer);
     values.push_back(valuesOf(*each->getActivations()));
   }
-  // What a run leaves behind, whatever it is, is not read by the next one.
+  // A run reads nothing that an earlier run has left.
   for (Matrix* matrix : matrices) {
     if (matrix == patch.get()) continue;
     for (int32_t i = 0; i < matrix->size; ++i) {

@@ -28,7 +28,7 @@ std::unique_ptr<ConvNet> build(const std::vector<MadeLayer>& layers) {
   return build(madeText(layers));
 }
 
-// The sum of its inputs.
+// A layer that sums its inputs.
 MadeLayer sumLayer(const std::string& name, const std::string& inputs,
                    const std::string& coeffs = "1_1_1_1") {
   return {name, "type=eltsum\ninputs=" + inputs + "\ncoeffs=" + coeffs};
@@ -49,7 +49,7 @@ TEST(ConvNetAssembly, LayersStandInTheOrderOfTheKeyAndNotOfTheSections) {
 }
 
 TEST(ConvNetAssembly, InputsStandInTheirOwnOrderAndOutputsByRisingPosition) {
-  // Sections, inputs and names all stand in orders of their own.
+  // Sections, inputs and names are each in a different order.
   const auto net = build(netSection("5", "d_p_q_x_y") +
                          "[y]\ntype=eltsum\ninputs=q_d_p\n[x]\ntype=eltsum\ninputs=q_p\n" +
                          "[q]\ntype=eltsum\ninputs=d\n[p]\ntype=eltsum\ninputs=d\n" +
@@ -113,7 +113,7 @@ TEST(ConvNetAssembly, CountAboveTheNumberOfNamesThrows) {
   EXPECT_THROW(build(netSection("4", "a_b_c") + kThreeSums), std::out_of_range);
   EXPECT_THROW(build(netSection("1", "") + kThreeSums), std::out_of_range);
   EXPECT_THROW(build(std::string("[Net]\nLayerCount=1\n") + kThreeSums), std::out_of_range);
-  // Clamped, and taken for good.
+  // The number is clamped and used.
   EXPECT_THROW(build(netSection("99999999999", "a_b_c") + kThreeSums), std::out_of_range);
 }
 
@@ -300,7 +300,7 @@ TEST(ConvNetForward, WeightsThatLackTheirFileThrowAtTheirInput) {
   const auto data = matrixOf(1, 2, {1, 1});
   std::vector<Matrix*> inputs = {data.get(), data.get()};
   EXPECT_THROW(net->forward(inputs), std::out_of_range);
-  // The second file's matrix has moved up to the first input, which it fits.
+  // The matrix of the second file has moved to the first input, which it fits.
   EXPECT_TRUE(holds(*net->layers[2]->getActivations(), 1, 1, {8}));
 }
 
@@ -350,7 +350,8 @@ TEST(ConvNetDestruction, DeletesALayerOfBothListsOnceByRisingAddress) {
     for (int i = 0; i < 9; ++i) {
       made.push_back(new LoggingLayer(&net, ("l" + std::to_string(i)).c_str(), log));
     }
-    // Some in one list, some in the other, some in both; none in the order of their addresses.
+    // Some are in one list, some in the other, some in both, and not in the order of their
+    // addresses.
     net.layers = {made[5], made[0], made[7], made[3], made[1], made[6]};
     net.dataLayers = {made[8], made[3], made[7], made[2], made[4]};
     std::sort(made.begin(), made.end(), std::less<Layer*>());

@@ -1,5 +1,6 @@
-// Random graphs of layers against a simulation on plain arrays, with storage shared as the layers
-// share it: layers that work in place show every difference in the order of a run.
+// Compares random graphs of layers with a simulation on plain arrays that shares storage as the
+// layers do. With layers that work in place, every difference in the order of a run changes the
+// result.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -45,8 +46,8 @@ struct Node {
 
 using Graph = std::vector<Node>;
 
-// Powers of two: a product with one is exact, and so it is all the same whether the package behind
-// the sums rounds it by itself or not.
+// Powers of two: a product with one of them is exact, so it does not matter whether the product is
+// rounded before the sum.
 float randomCoefficient(Random& random) {
   const float kCoefficients[] = {1.0f, -1.0f, 0.5f, -0.5f, 2.0f, -2.0f, 0.25f};
   return kCoefficients[random.integer(0, 6)];
@@ -141,7 +142,7 @@ std::string textOf(const Graph& graph) {
   return madeText(layers);
 }
 
-// Runs a graph with a list of things to do in the place of nested calls.
+// Runs a graph with a work list instead of nested calls.
 class Simulation {
  public:
   Simulation(const Graph& graph, int32_t rows, std::vector<Values> data)
@@ -156,19 +157,20 @@ class Simulation {
     }
   }
 
-  // Where the node's output is: below the number of sources a matrix of the caller's.
+  // Index of the storage with the node's output. Below the number of sources it is a matrix of the
+  // caller.
   size_t placeOf(size_t node) const { return place_[node]; }
   const Values& storage(size_t place) const { return storage_[place]; }
 
-  // False where the result is up to the package behind the sums and products: a softmax has met
-  // numbers that leave it without a sum and scales by a NaN, or half of a subnormal number is
-  // added, which a fused addition rounds otherwise.
+  // False if the result depends on how sums and products are computed: a softmax has read numbers
+  // without a valid sum and scales by a NaN, or half of a subnormal number is added, which a fused
+  // addition rounds differently.
   bool isDefined() const { return defined_; }
 
  private:
   void runAllFrom(size_t source) {
     compute(source);
-    std::vector<std::pair<size_t, size_t>> toNotify;  // who, and whom: the latest is done first
+    std::vector<std::pair<size_t, size_t>> toNotify;  // sender and receiver; last in, first out
     const auto addOutputsOf = [&](size_t node) {
       for (size_t output = graph_.size(); output-- > 0;) {
         for (const size_t input : graph_[output].inputs) {
@@ -257,12 +259,12 @@ class Simulation {
   int32_t rows_;
   size_t sources_ = 0;
   bool defined_ = true;
-  std::vector<Values> storage_;  // the caller's matrices, then one of each node's own
+  std::vector<Values> storage_;  // the caller's matrices, then one per node
   std::vector<size_t> place_;
   std::vector<size_t> missing_;
 };
 
-// Answers whether the run could be judged.
+// Returns whether the result of the run could be checked.
 bool expectRun(ConvNet& net, const Graph& graph, Random& random) {
   const int32_t rows = random.integer(1, 3);
   std::vector<Values> data;
@@ -270,7 +272,7 @@ bool expectRun(ConvNet& net, const Graph& graph, Random& random) {
   std::vector<Matrix*> matrices;
   for (int32_t i = 0; i < 3; ++i) {
     data.push_back(random.normals(static_cast<size_t>(rows * kLength), 2.0f));
-    // No numbers whose multiples leave the range: there a fused addition would matter.
+    // No numbers whose multiples overflow: for those a fused addition would matter.
     const float kAwkward[] = {-0.0f, kInfinity, -kInfinity, kNan};
     if (random.chance(20)) data.back()[0] = kAwkward[random.integer(0, 3)];
     owners.push_back(matrixOf(rows, kLength, data.back()));

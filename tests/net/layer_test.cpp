@@ -20,7 +20,7 @@ using facefeature::ConvNet;
 using facefeature::Layer;
 using facefeature::Matrix;
 
-// A net without layers, whose text holds the sections of the layers that a test makes by itself.
+// A net without layers. Its text has the sections of the layers that the tests make.
 const char* const kSections =
     "[plain]\ntype=made-up\n"
     "[first]\nactsTarget=0\n"
@@ -109,8 +109,8 @@ TEST_F(LayerConstruction, FieldsStandInTheirOrder) {
 }
 
 #if defined(__GNUC__) && defined(__x86_64__)
-// The number of the virtual operation in its table: with this compiler a pointer to such a member
-// is its place in bytes, plus one. A destructor takes two places.
+// The index of the virtual operation in its table. With this compiler, a pointer to such a member
+// is the offset in bytes, plus one. A destructor takes two entries.
 template <typename Member>
 int64_t slotOf(Member member) {
   int64_t place = 0;
@@ -209,7 +209,7 @@ TEST_F(LayerRun, NotifiesTheOutputsInOrderAfterTheLastInput) {
       log);
 }
 
-// What a subclass sees while its input is applied.
+// The state that a subclass sees while its input is applied.
 class Peeking : public Layer {
  public:
   using Layer::Layer;
@@ -256,7 +256,7 @@ TEST_F(LayerRun, AnyTargetAmongAnyNumberOfInputsFollowsTheOneOrder) {
     std::vector<Matrix*> inputs;
     for (Matrix& matrix : matrices) inputs.push_back(&matrix);
 
-    // The target stands first; what follows is the numbers that are left.
+    // The target comes first, followed by the remaining indices.
     std::vector<int32_t> order;
     if (target >= 0) order.push_back(target);
     for (int32_t i = 0; i < count; ++i) {
@@ -271,7 +271,7 @@ TEST_F(LayerRun, AnyTargetAmongAnyNumberOfInputsFollowsTheOneOrder) {
     layer->runForward(inputs);
     EXPECT_EQ(wanted, log) << "actsTarget " << target << " of " << count;
     EXPECT_EQ(target < 0 ? own.get() : inputs[static_cast<size_t>(target)], layer->activations);
-    // The layer was made without a target, and gives its matrix back to who took it.
+    // The layer was made without a target, so it returns its matrix to the test, which owns it.
     layer->activations = nullptr;
     layer->actsTarget = -1;
   }
@@ -314,7 +314,7 @@ TEST_F(LayerNotification, OfALayerWithoutInputsNeverRunsIt) {
   EXPECT_EQ(0, layer->activations->size);
 }
 
-// Has a run of its own.
+// Overrides the run.
 class OwnRun : public Layer {
  public:
   using Layer::Layer;

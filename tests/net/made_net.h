@@ -1,4 +1,4 @@
-// Nets from made-up texts, and layers that tell what is done to them.
+// Nets from made-up texts, and layers that log the calls they receive.
 #ifndef FACEFEATURE_TESTS_NET_MADE_NET_H
 #define FACEFEATURE_TESTS_NET_MADE_NET_H
 
@@ -98,7 +98,7 @@ std::string standardOutputOf(const Call& call) {
 
 using Log = std::vector<std::string>;
 
-// Logs each operation that the protocol calls on it, and answers a matrix of its own.
+// Logs each operation that the protocol calls on it, and returns a matrix of its own.
 class LoggingLayer : public facefeature::Layer {
  public:
   LoggingLayer(facefeature::ConvNet* net, const char* layerName, Log& log)
@@ -118,7 +118,7 @@ class LoggingLayer : public facefeature::Layer {
   Log& log_;
 };
 
-// A listener at the outputs of another layer, which logs the moments at which that one notifies.
+// A listener at the outputs of another layer. Logs each notification of that layer.
 class Listener : public facefeature::Layer {
  public:
   Listener(facefeature::ConvNet* net, std::string entry, Log& log)
@@ -131,7 +131,7 @@ class Listener : public facefeature::Layer {
   Log& log_;
 };
 
-// Logs the name of each layer of the net when it has run, ahead of what its outputs do.
+// Logs the name of each layer of the net after it has run, before its outputs run.
 class RunWatch {
  public:
   explicit RunWatch(facefeature::ConvNet& net) {
