@@ -23,7 +23,7 @@ namespace {
 
 using namespace facefeature;
 
-// The 25 matrices of one call, freed with it, and the faces that the call leaves behind.
+// The 25 matrices of one call, freed with this object, and the scratch faces after the call.
 class Built {
  public:
   Built(const Picture& picture, const LandmarkSet* landmarks, uint8_t fill = 0)
@@ -70,7 +70,7 @@ void expectLikeReference(const Picture& picture, FaceRecord& face) {
   EXPECT_EQ(0, std::memcmp(wanted.colorFace.data(), got.engine().colorFace, kColorFaceBytes));
 }
 
-// What a face without a usable frame gives: each patch minus its mean, the margins zero.
+// The patches of a face without a usable frame: each patch minus its mean, the margins zero.
 void expectNegatedMeans(const Picture& picture, FaceRecord& face) {
   const Built got(picture, face.set(), 99);
   const std::vector<uint8_t> black(kColorFaceBytes, 0);
@@ -246,7 +246,7 @@ TEST(BuildPatchMatrices, AnInfiniteReferenceLengthGivesTheNegatedMeans) {
 
 TEST(BuildPatchMatrices, APatchIsAsLargeInTheFrameAsItsReferenceSpanSays) {
   // A white disc on black, as wide as the eye distance of the model: patches with a larger span
-  // see fewer of its pixels dark.
+  // contain fewer dark pixels of it.
   const int32_t side = 600;
   Picture picture = blankPicture(side, side);
   const FacePose pose = {0.0f, 0.0f, 0.0f, 30.0f, 300.0f, 300.0f};

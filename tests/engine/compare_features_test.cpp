@@ -20,7 +20,7 @@ FeatureVector zeroFeature() {
   return feature;
 }
 
-// Sums over these end on other bits as soon as two terms change places.
+// With these values, swapping any two terms of a sum changes its bits.
 FeatureVector randomFeature(Random& random) {
   FeatureVector feature;
   for (float& value : feature.values) {
@@ -127,7 +127,7 @@ TEST(CompareFeatures, ReadsExactlyTheTwoFeatures) {
   const FeatureVector a = randomFeature(random);
   const FeatureVector b = randomFeature(random);
   const float wanted = reference::compare(a.values, b.values);
-  // In storage of their own, one float off any wider alignment and with NaNs around them.
+  // In separate storage, one float off any wider alignment and surrounded by NaNs.
   for (size_t shift = 0; shift < 8; ++shift) {
     std::vector<float> storage(512 + 512, std::numeric_limits<float>::quiet_NaN());
     FeatureVector* first = reinterpret_cast<FeatureVector*>(storage.data() + shift);

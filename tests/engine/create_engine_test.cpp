@@ -43,7 +43,7 @@ void markPatchMeans() {
 
 std::string meanName(int32_t n) { return "0-" + std::to_string(n) + "-0"; }
 
-// Slot n - 1 holds these floats and then what it held before.
+// Slot n - 1 holds these floats, followed by its previous content.
 void expectSlot(int32_t n, const std::vector<float>& values) {
   std::vector<float> wanted = values;
   wanted.resize(kLargestSample, kMark);
@@ -57,7 +57,7 @@ void expectSlotsUpTo(int32_t last) {
   }
 }
 
-// What a creation prints, and its engine.
+// The output of a creation, and the engine.
 struct Creation {
   std::unique_ptr<OwnEngine> engine;
   std::string printed;
@@ -228,7 +228,7 @@ TEST(CreateFeatureEngine, ALayerFileThatCannotBeOpenedPrintsItsPathWithASingleSe
 
 TEST(CreateFeatureEngine, AHeaderThatAsksForTooMuchThrowsAndLeavesTheBuffersAllocated) {
 #if defined(__SANITIZE_ADDRESS__)
-  // A net that is half built when memory runs out is lost.
+  // A net that is only partly built when memory runs out is leaked.
   const __lsan::ScopedDisabler lostNets;
 #endif
   haveModel();
@@ -248,7 +248,7 @@ TEST(CreateFeatureEngine, AHeaderThatAsksForTooMuchThrowsAndLeavesTheBuffersAllo
           << lie.name << " of " << lie.rows << " x " << lie.cols;
       expectModelIsLoaded();
     }
-    // The failed creation doesn't count as an engine: the model goes with the next one.
+    // The failed creation is not counted as an engine: the model is freed with the next engine.
     OwnEngine next;
     ASSERT_NE(nullptr, next.get());
     next.destroy();

@@ -1,4 +1,4 @@
-// Requests that are answered with a feature of quiet NaNs and touch nothing else.
+// Requests that give a feature of quiet NaNs and change nothing else.
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -16,14 +16,14 @@ namespace {
 
 bool isQuietNaN(float value) { return std::isnan(value) && (bitsOf(value) & 0x00400000u) != 0; }
 
-// One call of ExtractFeature with the arguments as they are.
+// One call of ExtractFeature with these arguments, unchanged.
 struct Arguments {
   const uint8_t* pixels;
   int32_t width, height, stride;
   const LandmarkSet* landmarks;
 };
 
-// The feature is quiet NaNs, and not a byte of anything else has changed.
+// Expects a feature of quiet NaNs and no change to any other byte.
 void expectRejected(FeatureEngine* engine, const Arguments& arguments, const char* what) {
   std::memset(engine->grayFace, 0xA5, sizeof engine->grayFace);
   std::memset(engine->colorFace, 0x5A, sizeof engine->colorFace);
@@ -108,7 +108,7 @@ TEST(ExtractFeatureRejects, NegativeAndEmptyCounts) {
   Request request = randomRequest(random, FaceKind::kUpright);
   const OwnEngine engine;
   for (const int32_t count : {0, -1, -25, -29, INT_MIN}) {
-    // The entries are good all the same.
+    // The entries themselves are valid.
     LandmarkSet* set = const_cast<LandmarkSet*>(request.face.set());
     set->count = count;
     expectRejected(engine.get(),

@@ -1,5 +1,5 @@
-// The whole path of a request, from pixels and landmarks to the 502 floats, against an oracle that
-// shares nothing with it. Bits are compared.
+// Compares the whole path of a request, from pixels and landmarks to the 502 floats, with an
+// independent oracle, bit by bit.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -26,7 +26,7 @@ namespace {
 using facefeature::kPatchCount;
 using facefeature::Matrix;
 
-// Where the layers stand in a net that have activations of their own.
+// Indices of the layers of a net that own their activations.
 constexpr size_t kBanks[] = {1, 4, 7, 10};  // each rewritten by its neuron
 constexpr size_t kPools[] = {3, 6, 9};
 constexpr size_t kFlat = 12;
@@ -43,7 +43,7 @@ const Matrix& activationsOf(const FeatureEngine* engine, size_t net, size_t laye
   return sameFloats(wanted.data(), got.buffer, wanted.size());
 }
 
-// Names the first stage that differs, so that a wrong feature points at its cause.
+// Names the first stage that differs, to locate the cause of a wrong feature.
 void expectSameStages(const FeatureEngine* engine, const reference::Extraction& wanted) {
   for (size_t net = 0; net < kPatchCount; ++net) {
     const reference::NetActivations& run = wanted.nets[net];
@@ -114,7 +114,7 @@ TEST(ExtractFeatureRoad, TheSmallestPictures) {
 }
 
 TEST(ExtractFeatureRoad, RowsAtOnePlace) {
-  // A stride of 0 is not judged: all rows are the first one.
+  // A stride of 0 is not rejected: every row is the first one.
   Random random = seededRandom();
   SCOPED_TRACE(random.trace());
   haveModel();
@@ -130,7 +130,7 @@ TEST(ExtractFeatureRoad, RowsAtOnePlace) {
 }
 
 TEST(ExtractFeatureRoad, RecordsWithRepeatedAndAdditionalDroppedEntries) {
-  // Only the head pose sees the dropped ones; it counts each of them.
+  // Only the head pose uses the dropped entries; it uses each of them.
   Random random = seededRandom();
   SCOPED_TRACE(random.trace());
   haveModel();
@@ -142,7 +142,7 @@ TEST(ExtractFeatureRoad, RecordsWithRepeatedAndAdditionalDroppedEntries) {
   face.entries.push_back({241, 17.0f, 99.0f});
   expectWholeRoad(engine.get(), picture, face);
 
-  // The other way about: the 25 alone.
+  // The opposite case: only the 25 entries.
   const auto isDropped = [](const Landmark& entry) {
     return entry.id == 240 || entry.id == 241 || entry.id == 315 || entry.id == 316;
   };
@@ -152,7 +152,7 @@ TEST(ExtractFeatureRoad, RecordsWithRepeatedAndAdditionalDroppedEntries) {
   expectWholeRoad(engine.get(), picture, face);
 }
 
-// Both judge what an extraction has left in the layers of its nets.
+// Both tests check the activations that an extraction leaves in the layers of its nets.
 class ActivationsOfOneFace : public ::testing::Test {
  protected:
   ActivationsOfOneFace() {
@@ -186,7 +186,7 @@ std::vector<float> exchanged(const reference::StoredMatrix& matrix) {
   return values;
 }
 
-// Each layer is compared with the oracle's answer to the input that it really had.
+// Each layer is compared with the oracle's result for the layer's actual input.
 TEST_F(ActivationsOfOneFace, EveryFilterBankHasTheBitsOfItsSums) {
   for (size_t net = 0; net < kPatchCount; ++net) {
     const reference::PatchRow& row = reference::patchRow(static_cast<int32_t>(net));

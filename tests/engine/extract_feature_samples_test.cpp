@@ -1,4 +1,4 @@
-// The whole road on photographs, where a checkout has the folder of samples beside it.
+// The whole path on photographs, if the checkout has the folder of samples beside it.
 #include <gtest/gtest.h>
 
 #include <cstring>

@@ -1,5 +1,5 @@
-// What a host can rely on beside the numbers: that nothing but the feature is touched, and that the
-// same request gives the same bits under all circumstances.
+// Guarantees to the host other than the numbers: only the feature is written, and the same request
+// gives the same bits under all circumstances.
 #include <gtest/gtest.h>
 #include <omp.h>
 
@@ -21,8 +21,8 @@
 namespace facefeature_test {
 namespace {
 
-// Threads that were there before any test ran; a sanitizer may have one of its own.
-// On Windows the test framework starts a thread of its own with the first trace, and keeps it.
+// Threads that exist before any test runs: a sanitizer may have a thread. On Windows the test
+// framework starts a thread with the first trace and keeps it.
 size_t tasksAtStart() {
   SCOPED_TRACE("");
   return taskCount();
@@ -40,7 +40,7 @@ TEST(ExtractFeature, ANullEngineLeavesTheFeatureExactlyAsItWas) {
   SCOPED_TRACE(random.trace());
   Request request = randomRequest(random);
   EXPECT_EQ(std::vector<float>(kFeatureFloats, kUnwritten), extracted(nullptr, request));
-  // Also where the request would be rejected otherwise.
+  // Also if the request would otherwise be rejected.
   float feature[kFeatureFloats];
   std::memset(feature, 0x3C, sizeof feature);
   facefeature::ExtractFeature(nullptr, nullptr, 0, 0, 0, nullptr, feature);
@@ -77,7 +77,7 @@ TEST(ExtractFeature, WritesThe502FloatsAndNothingOfTheRequest) {
   const std::vector<float> wanted = extracted(engine.get(), request);
   for (const float value : wanted) EXPECT_FALSE(std::isnan(value) || value == kUnwritten);
 
-  // At every place within a wide register.
+  // At every offset within a wide register.
   set = request.face.set();
   for (size_t shift = 1; shift < 9; ++shift) {
     std::vector<float> feature(kFeatureFloats + 16, kUnwritten);
@@ -112,7 +112,7 @@ TEST(ExtractFeature, NothingOfOneRunReachesTheNext) {
   }
   for (int round = 0; round < 12; ++round) {
     const size_t which = static_cast<size_t>(random.integer(0, 3));
-    // The frames are scratch: whatever stands there is written over before it is read.
+    // The frames are scratch: their content is overwritten before it is read.
     std::memset(engine->grayFace, 0xFF, sizeof engine->grayFace);
     std::memset(engine->colorFace, 0xFF, sizeof engine->colorFace);
     EXPECT_TRUE(sameFeature(wanted[which], extracted(engine.get(), requests[which])));
@@ -147,7 +147,7 @@ TEST(ExtractFeature, AnyNumberOfThreadsGivesTheSameBits) {
     EXPECT_EQ(count, omp_get_max_threads());
   }
   omp_set_num_threads(threads);
-  // A host that calls from a parallel region of its own gets one thread, and the same bits.
+  // A host that calls from its own parallel region gets one thread and the same bits.
   std::vector<float> nested;
 #pragma omp parallel num_threads(2)
 #pragma omp single
@@ -217,7 +217,7 @@ TEST(ExtractFeature, RowLengthsDoNotMatterAndABottomUpPictureIsWalked) {
 }
 
 TEST(ExtractFeature, RowsMayLieFartherApartThan31BitsCount) {
-  // Address space alone: only the pages of the three rows are ever touched.
+  // Reserves address space only: just the pages of the three rows are ever touched.
   constexpr int32_t kStride = 1 << 30;
   const PageMemory space(2 * static_cast<size_t>(kStride) + PageMemory::pageSize());
   for (const size_t row : {0, 1, 2}) space.open(row * kStride, PageMemory::pageSize());
@@ -269,7 +269,7 @@ TEST(ExtractFeature, TheModelFolderMayGoOnceTheEngineStands) {
   EXPECT_TRUE(sameFeature(wanted, got));
 }
 
-// The file of a matrix of zeros, in the shape that the file has otherwise.
+// A file with a matrix of zeros, in the shape of the original file.
 std::string zerosFor(const std::string& name) {
   const ModelFile& file = modelFile(name);
   std::string bytes;

@@ -1,4 +1,4 @@
-// Several faces in one pass against each of them alone. Bits are compared.
+// Compares several faces in one pass with each face alone, bit by bit.
 #include "engine/extract_features.h"
 
 #include <gtest/gtest.h>

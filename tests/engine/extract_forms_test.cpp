@@ -1,5 +1,5 @@
-// Whole extractions with every kernel set and every plan against the plain ones: the bits of the
-// feature and what the engine's faces hold afterwards.
+// Compares whole extractions with every kernel set and every plan with the plain ones: the bits of
+// the feature, and the engine's faces afterwards.
 #include <gtest/gtest.h>
 #include <omp.h>
 
@@ -19,7 +19,7 @@ namespace {
 using facefeature::KernelSet;
 using facefeature::PatchPlan;
 
-// The number of threads of the loop over the nets, for as long as this stands.
+// Sets the number of threads of the loop over the nets during its lifetime.
 class ScopedThreads {
  public:
   explicit ScopedThreads(int count) : before_(omp_get_max_threads()) { omp_set_num_threads(count); }
@@ -63,7 +63,8 @@ class ExtractForms : public ::testing::Test {
     ASSERT_NE(kUnwritten, wanted.feature[501]);
     for (const KernelSet* set : runnableKernelSets()) {
       for (const int threads : {1, 2}) {
-        // The plain kernels run with the plain plan, on two threads; all others with the library's.
+        // The plain kernels run with the plain plan on two threads, all others with the library's
+        // plan.
         const bool isPlain = set == &facefeature::plainKernels();
         if (isPlain && threads == 1) continue;
         const PatchPlan plan = isPlain ? PatchPlan::kPatchByPatch : PatchPlan::kSharedFrames;
@@ -75,7 +76,7 @@ class ExtractForms : public ::testing::Test {
     }
   }
 
-  // One for all faces of a test: what it keeps goes from face to face.
+  // One engine for all faces of a test, so that its state is carried from face to face.
   std::unique_ptr<OwnEngine> engine;
   Random random = seededRandom();
   ::testing::ScopedTrace trace{__FILE__, __LINE__, random.trace()};

@@ -1,4 +1,4 @@
-// A host that forks between the making of its engine and the use of it.
+// A host that forks after creating its engine and before using it.
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>

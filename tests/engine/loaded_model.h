@@ -1,4 +1,4 @@
-// What the module's buffers hold.
+// The contents of the module's buffers.
 #ifndef FACEFEATURE_TESTS_ENGINE_LOADED_MODEL_H
 #define FACEFEATURE_TESTS_ENGINE_LOADED_MODEL_H
 

@@ -50,13 +50,13 @@ std::vector<float> risingFloats(size_t count, float start = 1.0f) {
   return values;
 }
 
-// The slots hold marks while a test runs.
+// Fills the slots with marks during a test.
 class PatchMeanFile : public ::testing::Test {
  protected:
   PatchMeanFile() { std::fill_n(&patchMeans[0][0], kAllSlots, kMark); }
   ~PatchMeanFile() override { std::fill_n(&patchMeans[0][0], kAllSlots, 0.0f); }
 
-  // Slots as one array: `values` from the start of slot n - 1 on, and marks elsewhere.
+  // The slots as one array: `values` from the start of slot n - 1, and marks everywhere else.
   static void expectSlots(int32_t n, const std::vector<float>& values) {
     std::vector<float> wanted(kAllSlots, kMark);
     std::copy(values.begin(), values.end(),
@@ -239,7 +239,7 @@ TEST(OpenSharedForReading, AFileThatSomebodyWritesToCanBeOpened) {
   std::string text;
   stream >> text;
   EXPECT_EQ("abc", text);
-  // Windows removes no file that is open.
+  // Windows cannot remove an open file.
   writer.close();
   stream.close();
   std::filesystem::remove(path);
@@ -267,7 +267,7 @@ TEST(OpenSharedForReading, TheErrorStateOfTheFileBeforeIsCleared) {
   char buffer[4];
   stream.read(buffer, sizeof buffer);
   EXPECT_FALSE(stream.good());
-  // It is still open: the next file takes its place.
+  // It is still open; the next file replaces it.
   ASSERT_TRUE(openSharedForReading(stream, path));
   EXPECT_TRUE(stream.good());
   EXPECT_EQ('x', stream.get());

@@ -28,7 +28,7 @@ using facefeature::normalizeRows;
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
 std::vector<float> normalized(const std::vector<float>& output) {
-  // Between marks, so that a write beside the 320 floats shows.
+  // Surrounded by marks, so that a write outside of the 320 floats is detected.
   std::vector<float> destination(322, -7.0f);
   normalizeRows(output.data(), destination.data() + 1);
   EXPECT_EQ(-7.0f, destination.front());
@@ -86,15 +86,15 @@ TEST(NormalizeRows, ARowOfZerosGivesNotANumberInThatRowAlone) {
   }
 }
 
-// The other way to compute one of the steps, and a row where it shows.
+// A wrong way to compute one of the steps; some row must show the difference.
 struct WrongStep {
   const char* name;
   std::function<float(const std::vector<float>& row)> norm;
 };
 
 TEST(NormalizeRows, EveryRoundingOfTheStepsCounts) {
-  // Each of these norms is what a plausible slip would compute. The rows of the differential test
-  // would not tell if the right steps never differed from them.
+  // Each of these norms is the result of a plausible mistake. If the right steps never differed
+  // from them, the rows of the differential test would not detect the mistake.
   const auto square = [](float x) { return static_cast<double>(x * x); };
   const auto exactSquare = [](float x) { return static_cast<double>(x) * static_cast<double>(x); };
   const WrongStep slips[] = {
@@ -134,7 +134,7 @@ TEST(NormalizeRows, EveryRoundingOfTheStepsCounts) {
 }
 
 TEST(NormalizeRows, SquaresBeyondTheFloatsMakeTheRowZero) {
-  // 1e20 squared is infinite in a float, though not in a double.
+  // 1e20 squared is infinite as a float, but not as a double.
   std::vector<float> output = rows(1.0f, 1.0f);
   output[3] = 1e20f;
   const std::vector<float> unit = normalized(output);
@@ -238,7 +238,7 @@ TEST(RunNetsDeathTest, ANetWithoutLayersEndsTheProcess) {
   EXPECT_EXIT(run(), endedByAbort(), "std::out_of_range");
 }
 
-// Whatever is thrown in the loop: nothing may leave it.
+// Nothing may escape from the loop, whatever is thrown in it.
 TEST(RunNetsDeathTest, ATextThatIsThrownInARunEndsTheProcess) {
   const auto run = [] {
     PassingNets nets;

@@ -1,4 +1,4 @@
-// Which files a creation opens, as the system saw it.
+// The files that a creation opens, as recorded by the system.
 #include <gtest/gtest.h>
 #include <sys/inotify.h>
 #include <unistd.h>

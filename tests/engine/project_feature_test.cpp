@@ -27,7 +27,7 @@ using facefeature::ProjectFeature;
 constexpr size_t kMatrixFloats = static_cast<size_t>(kPatchFeatureFloats) * kProjectedFloats;
 constexpr float kMark = -99.0f;
 
-// The module's buffers stand for these arrays for as long as this stands.
+// Points the module's buffers at these arrays during its lifetime.
 struct Projection {
   std::vector<float> mean = std::vector<float>(kPatchFeatureFloats, 0.0f);
   std::vector<float> self = std::vector<float>(kMatrixFloats, 0.0f);
@@ -48,7 +48,7 @@ struct Projection {
 
   static size_t at(size_t row, size_t column) { return row * kPatchFeatureFloats + column; }
 
-  // Magnitudes of many sizes: a sum in another order ends on other bits.
+  // Values of many magnitudes, so that a sum in a different order has different bits.
   void randomize(Random& random) {
     for (std::vector<float>* values : {&mean, &self, &cross}) {
       for (float& value : *values) value = std::ldexp(random.unit() - 0.5f, random.integer(-8, 8));
@@ -61,8 +61,8 @@ struct Projection {
   }
 };
 
-// Projects a copy of x that starts `shift` floats into its storage, like the feature, and returns
-// the feature. `x` becomes what the call leaves in it.
+// Projects a copy of x that starts `shift` floats into its storage, as does the feature, and
+// returns the feature. `x` receives the content of the copy after the call.
 std::vector<float> projected(std::vector<float>& x, size_t shift = 0) {
   std::vector<float> input(shift, kMark);
   input.insert(input.end(), x.begin(), x.end());
@@ -104,7 +104,7 @@ TEST(ProjectFeature, TroublesomeNumbersTravelOn) {
   SCOPED_TRACE(random.trace());
   Projection projection;
   projection.randomize(random);
-  // In single rows only, so that the others show that nothing spreads.
+  // Only in single rows, so that the others show that nothing spreads.
   for (int spot = 0; spot < 300; ++spot) {
     std::vector<float>& matrix = random.chance(80) ? projection.cross : projection.self;
     const size_t row = static_cast<size_t>(random.integer(0, 40)) * 12;
@@ -124,7 +124,7 @@ TEST(ProjectFeature, TroublesomeNumbersTravelOn) {
 }
 
 TEST(ProjectFeature, ProductsAreRoundedBeforeTheyAreAdded) {
-  // (1 + e)^2 is 1 + 2e + e^2; a fused step would keep the e^2 that the rounded product loses.
+  // (1 + e)^2 is 1 + 2e + e^2. A fused step would keep the e^2 that the rounded product loses.
   const float e = 0x1p-12f;
   Projection projection;
   for (size_t r = 0; r < 500; ++r) {
@@ -191,7 +191,7 @@ TEST(ProjectFeature, TheMeanItselfBecomesAFeatureOfZerosWhichComparesAsNotANumbe
 }
 
 TEST(ProjectFeature, AnInfiniteNormComesFromAFloatSum) {
-  // 1e38 squared is beyond the floats, though not beyond the doubles.
+  // 1e38 squared overflows a float, but not a double.
   Projection projection;
   projection.cross[Projection::at(3, 3)] = 1e38f;
   projection.self[Projection::at(3, 3)] = 1e38f;

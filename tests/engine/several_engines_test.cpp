@@ -1,4 +1,4 @@
-// Engines that stand at the same time: one projection for all, freed with the last.
+// Several live engines: they share one projection, which is freed with the last of them.
 #include <gtest/gtest.h>
 
 #include <cmath>
