@@ -47,7 +47,7 @@ class ATraining(TemporaryFolderTest):
         return rows
 
     def test_that_was_killed_ends_as_if_it_had_not_been(self):
-        steps = ("--steps", "6", "--checkpoint-steps", "2", "--validate-steps", "3")
+        steps = ("--steps", "4", "--checkpoint-steps", "3", "--validate-steps", "2")
         self.assertEqual(0, self.train("whole", *steps))
         command = [sys.executable, "-m", "facefeature.training"]
         killed = subprocess.Popen(
@@ -55,7 +55,7 @@ class ATraining(TemporaryFolderTest):
             stderr=subprocess.DEVNULL,
         )  # fmt: skip
         try:
-            limit = time.monotonic() + 200
+            limit = time.monotonic() + 600
             while not (self.folder / "killed/checkpoint.pt").exists() and killed.poll() is None:
                 self.assertLess(time.monotonic(), limit)
                 time.sleep(0.02)
@@ -69,8 +69,8 @@ class ATraining(TemporaryFolderTest):
         for name, values in expected.items():
             np.testing.assert_array_equal(values, continued[name], name)
 
-        self.assertEqual(6, len(self.rows("whole")))
-        self.assertTrue(self.rows("whole")[2]["held_out_eer"])
+        self.assertEqual(4, len(self.rows("whole")))
+        self.assertTrue(self.rows("whole")[1]["held_out_eer"])
         self.assertEqual(1, self.train("whole", *steps, "--rate", "0.5"), "other settings")
         summary = json.loads((self.folder / "whole/run.json").read_text())
         self.assertEqual((8, 4), (summary["counts"]["chips"], summary["counts"]["held_out_chips"]))
@@ -86,7 +86,7 @@ class ATraining(TemporaryFolderTest):
         np.testing.assert_array_equal(expected["3-20-1"].astype(np.float16), written.nets["3-20-1"])
 
     def test_lowers_its_loss(self):
-        self.assertEqual(0, self.train("run", "--steps", "8", "--no-noise", "--batch", "8",
+        self.assertEqual(0, self.train("run", "--steps", "5", "--no-noise", "--batch", "8",
                                        "--rate", "3e-4"))  # fmt: skip
         losses = [float(row["loss"]) for row in self.rows("run")]
         self.assertLess(losses[-1], 0.9 * losses[0])

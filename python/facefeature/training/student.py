@@ -62,6 +62,16 @@ class Student(nn.Module):
         people       (n,) indices of people, -1 for unknown, or None
         """
         outputs = self.nets(patches)
+        # Differences of small losses need single precision, also if the nets run in half of it.
+        with torch.autocast(outputs.device.type, enabled=False):
+            losses = self._losses(outputs, descriptors, people)
+        losses["loss"] = sum(getattr(self._weights, name) * value for name, value in losses.items())
+        return losses
+
+    def _losses(
+        self, outputs: torch.Tensor, descriptors: Optional[torch.Tensor],
+        people: Optional[torch.Tensor],
+    ) -> Dict[str, torch.Tensor]:  # fmt: skip
         features = F.normalize((outputs - self.mean) @ self.projection.t(), dim=1)
         losses = {}
         if descriptors is not None:
@@ -74,7 +84,6 @@ class Student(nn.Module):
             losses["relation"] = (features @ features.t() - unit @ unit.t()).square().mean()
         if people is not None:
             losses["people"] = self._margin_softmax(features, people)
-        losses["loss"] = sum(getattr(self._weights, name) * value for name, value in losses.items())
         return losses
 
     def _margin_softmax(self, features: torch.Tensor, people: torch.Tensor) -> torch.Tensor:
