@@ -1,4 +1,4 @@
-// Running the built program as a shell would, and seeing all that it leaves.
+// Runs the built program as a shell would, and captures its output and exit code.
 #ifndef FACEFEATURE_TESTS_TOOLS_RUN_PROGRAM_H
 #define FACEFEATURE_TESTS_TOOLS_RUN_PROGRAM_H
 
@@ -34,7 +34,7 @@ inline void writeText(const std::string& path, const std::string& text) {
 }
 
 struct Outcome {
-  int exitCode = -1;  // -1 when a signal ended it
+  int exitCode = -1;  // -1 if a signal ended it
   int signal = 0;
   std::string out;
   std::string err;

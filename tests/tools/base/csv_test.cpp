@@ -1,4 +1,4 @@
-// Comma separated values, with the quotes that spreadsheets write.
+// Comma-separated values, quoted as spreadsheets write them.
 #include "base/csv.h"
 
 #include <gtest/gtest.h>

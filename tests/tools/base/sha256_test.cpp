@@ -1,4 +1,4 @@
-// The digest against published ones, and in pieces of any size.
+// Compares the digest with published ones, for input in pieces of any size.
 #include "base/sha256.h"
 
 #include <gtest/gtest.h>

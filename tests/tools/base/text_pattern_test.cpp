@@ -11,7 +11,7 @@ namespace {
 
 using facefeature_tools::matchesPattern;
 
-// The definition, by recursion. For patterns and texts of one-byte characters.
+// The recursive definition, for patterns and texts of one-byte characters.
 bool matchesByDefinition(const std::string& pattern, const std::string& text) {
   if (pattern.empty()) return text.empty();
   if (pattern[0] == '*') {

@@ -91,7 +91,8 @@ TEST(Identifier, IsOneLineOfUtf8) {
   for (const char* text : {"a\nb", "\x1F", "\x7F", "\t"}) {
     EXPECT_EQ("holds a control character", identifierFault(text));
   }
-  // Cut short, begun in the middle, longer than needed, a half of a pair, beyond the last.
+  // Truncated, starting with a continuation byte, overlong, a single surrogate, above the last code
+  // point.
   for (const char* text : {"\xC3", "\xA9", "\xC1\x81", "\xE0\x80\x80", "\xE0\x9F\xBF",
                            "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xF5\x80\x80\x80", "\xF0\x9F\x98",
                            "\xE2\x28\xA1", "\xF0\x8F\xBF\xBF"}) {

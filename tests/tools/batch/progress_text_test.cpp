@@ -1,4 +1,4 @@
-// How a long run tells how far it is, in words and in JSON.
+// The progress of a long run, as text and as JSON.
 #include "batch/progress.h"
 
 #include <gtest/gtest.h>

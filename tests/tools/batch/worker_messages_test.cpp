@@ -1,4 +1,4 @@
-// What the program and its workers say to each other.
+// The messages between the program and its workers.
 #include "batch/worker_messages.h"
 
 #include <gtest/gtest.h>

@@ -36,7 +36,7 @@ LandmarkFile goodFile() {
                 kHeight);
 }
 
-// Good faces: those of photographs, as far as they are at hand.
+// Good faces: those of photographs, if available.
 std::vector<LandmarkFile> goodFaces() {
   std::vector<LandmarkFile> files = {goodFile()};
   const std::string demo = std::string(FACEFEATURE_SOURCE_DIR) + "/tools/demo/landmarks";
@@ -63,14 +63,14 @@ bool startsWith(const std::string& text, const std::string& start) {
   return text.compare(0, start.size(), start) == 0;
 }
 
-// Exactly one doubt, which starts so.
+// Expects exactly one doubt, with this start.
 void expectDoubt(const std::string& start, const LandmarkFile& file) {
   const std::vector<std::string> doubts = doubtsAbout(file);
   ASSERT_EQ(1u, doubts.size()) << "wanted: " << start;
   EXPECT_TRUE(startsWith(doubts[0], start)) << doubts[0];
 }
 
-// At least the doubt that starts so.
+// Expects a doubt with this start, possibly among others.
 void expectAmongDoubts(const std::string& start, const LandmarkFile& file) {
   const std::vector<std::string> doubts = doubtsAbout(file);
   EXPECT_TRUE(std::any_of(doubts.begin(), doubts.end(),
@@ -227,11 +227,11 @@ TEST(FaceChecks, ARecordThatIsNotFullIsDoubted) {
   expectDoubt("no full record of 29 landmarks: id 9 is missing. ", file);
 }
 
-// The threshold stands between what good landmarks leave and what bad ones do, with room on both
-// sides; the figures are told in docs/landmarks.md.
+// The threshold is between the residuals of good and of bad landmarks, with a margin on both sides.
+// docs/landmarks.md gives the figures.
 TEST(FaceChecks, TheLargestResidualLeavesRoomForAnOpenMouth) {
   LandmarkFile file = goodFile();
-  // Jaw and lower lip down by a third of the distance between the eyes.
+  // Moves the jaw and the lower lip down by a third of the eye distance.
   for (const int32_t id : {11, 314}) withId(file, id).y += 12.0f * 2.0f;
   EXPECT_TRUE(doubtsAbout(file).empty());
   EXPECT_LT(kLargestResidual, 0.85);

@@ -20,7 +20,7 @@ using facefeature_tools::facePatches;
 using facefeature_tools::makePhoto;
 using facefeature_tools::Photo;
 
-// With means of 0, which a program has that loads no model.
+// With means of 0, as in a program that loads no model.
 TEST(FacePatches, AreWhatTheLibraryHandsToItsNets) {
   Random random = seededRandom();
   SCOPED_TRACE(random.trace());
@@ -73,7 +73,7 @@ TEST(FaceFrames, AreSquaresThatShrinkAroundTheFaceAsTheSpanGrows) {
   std::vector<int32_t> spans;
   for (const auto& frame : frames) {
     spans.push_back(frame.span);
-    // The eyes are 62.773 pixels apart here, and span pixels in the frame.
+    // The eyes are 62.773 pixels apart here, and `span` pixels in the frame.
     const double side = 160.0 * 62.773 / frame.span;
     EXPECT_NEAR(side, frame.corners[1].x - frame.corners[0].x, 0.01 * side);
     EXPECT_NEAR(side, frame.corners[3].y - frame.corners[0].y, 0.01 * side);

@@ -22,7 +22,7 @@ ImagePoint operator+(ImagePoint a, ImagePoint b) { return {a.x + b.x, a.y + b.y}
 ImagePoint operator-(ImagePoint a, ImagePoint b) { return {a.x - b.x, a.y - b.y}; }
 ImagePoint operator*(double t, ImagePoint a) { return {t * a.x, t * a.y}; }
 
-// The mapping as docs/landmarks.md writes it: means, points on lines and points beyond them.
+// The mapping as documented in docs/landmarks.md: means, points on lines and points beyond them.
 std::map<int32_t, ImagePoint> mappedByWords(const SchemePoints& p) {
   const auto mean = [&p](std::vector<size_t> points) {
     ImagePoint sum = {0.0, 0.0};
@@ -78,7 +78,7 @@ TEST(LandmarkScheme, MapsEachOfThe29IdsByRisingId) {
     size_t i = 0;
     for (const auto& [id, place] : wanted) {
       EXPECT_EQ(id, got[i].id);
-      // Rounded to hundredths: half of one, and the rounding of a float of this size.
+      // Rounded to hundredths: half of a hundredth, plus the rounding of a float of this size.
       EXPECT_NEAR(place.x, static_cast<double>(got[i].x), 0.0053);
       EXPECT_NEAR(place.y, static_cast<double>(got[i].y), 0.0053);
       ++i;
@@ -112,8 +112,8 @@ TEST(LandmarkScheme, GivesTheLandmarksOfTheSamplesFromTheirOwnPoints) {
     for (size_t i = 0; i < got.size(); ++i) {
       const Landmark& wanted = sample.face.entries[i];
       EXPECT_EQ(wanted.id, got[i].id);
-      // Points and landmarks are both rounded to hundredths, and the weights of a point add up to
-      // 1.6 at most without their signs.
+      // Points and landmarks are both rounded to hundredths, and the absolute weights of a point
+      // add up to at most 1.6.
       EXPECT_NEAR(wanted.x, got[i].x, 0.0131f) << sample.name << " id " << wanted.id;
       EXPECT_NEAR(wanted.y, got[i].y, 0.0131f) << sample.name << " id " << wanted.id;
     }

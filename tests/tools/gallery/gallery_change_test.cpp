@@ -1,4 +1,4 @@
-// Rows that are added and removed, against a list of rows that is changed in the same way.
+// Adds and removes rows, and compares the gallery with a list that has the same changes.
 #include "gallery/gallery_change.h"
 
 #include <gtest/gtest.h>
@@ -54,7 +54,7 @@ class GalleryChange : public ::testing::Test {
     return result;
   }
 
-  // A random change of the file and of the list.
+  // Makes a random change to the file and to the list.
   void changeBoth(bool rewrites) {
     const Gallery gallery(path);
     std::vector<size_t> removed;
@@ -69,7 +69,7 @@ class GalleryChange : public ::testing::Test {
     }
     for (int32_t i = random.integer(0, 40); i > 0; --i) added.push_back(newRow());
     if (!removed.empty() && random.chance(50)) {
-      // The id of a removed row is free.
+      // The id of a removed row can be reused.
       added.push_back(newRow());
       added.back().id = rows[removed.front()].id;
     }
@@ -138,7 +138,7 @@ TEST_F(GalleryChange, OnlyAppends) {
   const std::string after = contentOf(path);
   EXPECT_EQ(before.substr(12288), after.substr(12288, before.size() - 12288));
   EXPECT_EQ(before.substr(0, 4096), after.substr(0, 4096));
-  // A feature, an id, digests and two trailers: not the ten features of the gallery.
+  // A feature, an id, digests and two trailers, but not the ten features of the gallery.
   EXPECT_LT(after.size() - before.size(), 3500u);
 }
 
@@ -158,7 +158,7 @@ TEST_F(GalleryChange, ThatFailsLeavesTheGallery) {
   };
   EXPECT_THROW(changeGallery(Gallery(path), {0}, bad), Failure);
   expectRows(Gallery(path));
-  // What it has left behind is no part of the gallery, and the next change removes it.
+  // Its leftovers are not part of the gallery, and the next change removes them.
   changeBoth(false);
   expectRows(Gallery(path));
 }
@@ -187,7 +187,7 @@ TEST_F(GalleryChange, JoinsTheOriginsOfItsRows) {
   EXPECT_EQ("Another+Somecore", Gallery(path).origin().blasCore);
 }
 
-// One copy of the root is what a process that was killed between its last two writes has left.
+// A process that is killed between its last two writes leaves a single copy of the root.
 TEST_F(GalleryChange, FirstOverwritesTheCopyOfTheRootThatIsNotInUse) {
   writeRows(4);
   const std::string old = contentOf(path);
@@ -218,7 +218,7 @@ TEST_F(GalleryChange, VerifyFindsEveryChangedByte) {
     try {
       EXPECT_FALSE(galleryFaults(Gallery(path)).empty()) << "byte " << at;
     } catch (const Failure&) {
-      ++refused;  // damage that keeps the gallery from being opened
+      ++refused;  // damage that prevents opening the gallery
     }
   }
   EXPECT_LT(refused, 400);

@@ -1,9 +1,9 @@
-// Changes of a gallery that are ended at any of their writes.
+// Interrupts changes of a gallery at each of their writes.
 //
-// A child process makes the change and is traced. Before each system call that changes a file, and
-// after it, and in the middle of a write, the child is killed. The gallery must then be the old one
-// or the new one. The same writes are also taken as a disk would take them when the power fails:
-// what came before the last wait for the disk is there, and of what came after it any part.
+// A child process makes the change and is traced. The child is killed before each system call that
+// changes a file, after it, and in the middle of a write. The gallery must then be either the old
+// one or the new one. The same writes are also replayed as a disk may store them when the power
+// fails: everything before the last sync is stored, and any part of what follows it.
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/ptrace.h>
@@ -31,7 +31,7 @@ namespace {
 namespace fs = std::filesystem;
 using namespace facefeature_tools;
 
-// The rows of a gallery, to be compared with those of another one.
+// The rows of a gallery, to compare with those of another gallery.
 std::string rowsOf(const Gallery& gallery) {
   std::string text;
   for (size_t row = 0; row < gallery.count(); ++row) {
@@ -60,10 +60,10 @@ bool changesFiles(uint64_t call) {
   return calls.count(call) != 0;
 }
 
-// A write of the change, for the disk that loses power.
+// A write of the change, replayed on the disk that loses power.
 struct Write {
   enum Kind { kBytes, kCut, kSync } kind;
-  uint64_t offset;    // or the size of a cut
+  uint64_t offset;    // or the new size if truncated
   std::string bytes;  // of kBytes
 };
 
@@ -90,8 +90,8 @@ class GalleryCrash : public ::testing::Test {
 
   using Change = std::function<void()>;
 
-  // Runs a change in a child and kills it at the call with this number, counted from 0. True if the
-  // child has ended by itself before that. With writes given, they are recorded.
+  // Runs a change in a child and kills it at the call with this number, counted from 0. Returns
+  // true if the child has exited by itself before that. Records the writes if `writes` is given.
   bool runAndKill(const Change& change, int killAt, KillMoment moment,
                   std::vector<Write>* writes = nullptr) {
     const pid_t child = fork();
@@ -142,7 +142,7 @@ class GalleryCrash : public ::testing::Test {
     if (call.nr == SYS_fsync) writes.push_back({Write::kSync, 0, ""});
   }
 
-  // Does the first half of a write in the child's place.
+  // Performs the first half of a write instead of the child.
   static void writeHalf(pid_t child, const __ptrace_syscall_info& info) {
     if (info.entry.nr != SYS_pwrite64) return;
     const std::string bytes = memoryOf(child, info.entry.args[1], info.entry.args[2] / 2);
@@ -163,7 +163,7 @@ class GalleryCrash : public ::testing::Test {
     ASSERT_TRUE(rows == before || rows == after) << gallery.count() << " rows";
     const std::vector<std::string> faults = galleryFaults(gallery);
     for (const std::string& fault : faults) {
-      ASSERT_EQ(0u, fault.find("copy ")) << fault;  // a root that was half-written
+      ASSERT_EQ(0u, fault.find("copy ")) << fault;  // a half-written root
     }
   }
 
@@ -179,7 +179,7 @@ class GalleryCrash : public ::testing::Test {
     return rows;
   }
 
-  // A gallery of random rows, which has been changed before or not, or is of version 1.
+  // A gallery of random rows: unchanged, changed once, or of version 1.
   void makeGallery() {
     std::vector<std::string> ids;
     for (int32_t i = random.integer(0, 30); i >= 0; --i) ids.push_back("id " + std::to_string(i));
@@ -188,7 +188,7 @@ class GalleryCrash : public ::testing::Test {
     if (random.chance(50)) changeGallery(Gallery(path), {0}, newRows(2));
   }
 
-  // A random change of the gallery as it is.
+  // A random change of the current gallery.
   Change someChange() {
     const bool compacts = random.chance(15);
     const NewRows added = newRows(static_cast<size_t>(random.integer(compacts ? 0 : 1, 120)));
@@ -233,7 +233,7 @@ TEST_F(GalleryCrash, AnywhereLeavesTheOldOrTheNewGallery) {
         if (hasEnded) break;
         ++kills;
         if (killAt % 5 != 0) continue;
-        // The next writer is stopped by nothing that the killed one has left.
+        // Leftovers of the killed writer do not stop the next one.
         const std::string now = rowsOf(Gallery(path));
         const NewRows one = newRows(1);
         const FileLock lock(path);
@@ -250,7 +250,7 @@ TEST_F(GalleryCrash, AnywhereLeavesTheOldOrTheNewGallery) {
   EXPECT_GT(sawNew, 20);
 }
 
-// Applies a write to the bytes of a file, or only the first part of it.
+// Applies a write, or only its first part, to the bytes of a file.
 void apply(const Write& write, size_t bytes, std::string& file) {
   if (write.kind == Write::kCut) file.resize(std::min<size_t>(file.size(), write.offset));
   if (write.kind != Write::kBytes) return;
@@ -272,8 +272,8 @@ TEST_F(GalleryCrash, OfThePowerLeavesTheOldOrTheNewGallery) {
     std::string synced = oldBytes;
     size_t firstLost = 0;
     for (size_t end = 0; end < writes.size(); ++end) {
-      // The power fails after this many writes. Those since the last wait for the disk may each be
-      // there, or not, or in part.
+      // The power fails after this many writes. Each write since the last sync may be stored, lost,
+      // or stored in part.
       for (int variant = 0; variant < 6; ++variant) {
         std::string file = synced;
         for (size_t i = firstLost; i <= end; ++i) {

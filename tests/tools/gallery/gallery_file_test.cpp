@@ -1,4 +1,4 @@
-// Galleries byte by byte, and what of a damaged one is refused.
+// Galleries byte by byte, and the damage that is refused.
 #include "gallery/gallery_file.h"
 
 #include <gtest/gtest.h>
@@ -31,7 +31,7 @@ class GalleryFile : public ::testing::Test {
   }
   void TearDown() override { fs::remove_all(base); }
 
-  // What is wrong with the file as it stands, or nothing.
+  // The error of the current file, or nothing.
   std::string fault() const {
     try {
       const Gallery gallery(path);
@@ -211,7 +211,7 @@ TEST_F(GalleryFile, OneDamagedRootIsReplacedByTheOther) {
   }
 }
 
-// A digest stops accidents, and whoever can compute one can write any numbers under it.
+// A digest detects accidents only: anyone who can compute it can write any numbers.
 TEST_F(GalleryFile, WrongNumbersUnderGoodDigestsNeverReachBeyondTheFile) {
   Random random = seededRandom();
   SCOPED_TRACE(random.trace());
@@ -294,7 +294,7 @@ TEST_F(GalleryFile, ThatOutgrowsTheDiskNamesTheFileAndLeavesWhatWasThere) {
   Random random = seededRandom();
   writeRandomGallery(path, {"a"}, random);
   const std::string before = contentOf(path);
-  // A limit on the size of files is as good as a full disk.
+  // A limit on the file size acts like a full disk.
   std::signal(SIGXFSZ, SIG_IGN);
   rlimit old = {};
   ASSERT_EQ(0, getrlimit(RLIMIT_FSIZE, &old));

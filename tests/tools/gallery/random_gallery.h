@@ -10,7 +10,8 @@
 
 namespace facefeature_test {
 
-// Like a face's: element 501 is the norm of the first 500, element 500 a square of another length.
+// Like the feature of a face: element 501 is the norm of the first 500, element 500 the square of a
+// different length.
 inline FeatureVector randomFeature(Random& random) {
   FeatureVector feature;
   float squares = 0.0f;
@@ -31,7 +32,7 @@ inline facefeature_tools::GalleryOrigin originOf(uint8_t model) {
   return origin;
 }
 
-// Writes a gallery of these ids and returns its features.
+// Writes a gallery with these ids and returns its features.
 inline std::vector<FeatureVector> writeRandomGallery(
     const std::string& path, const std::vector<std::string>& ids, Random& random,
     const facefeature_tools::GalleryOrigin& origin = originOf(7)) {

@@ -1,4 +1,4 @@
-// Galleries of version 1, which no program writes any more.
+// Galleries of version 1, which no program writes anymore.
 #ifndef FACEFEATURE_TESTS_TOOLS_GALLERY_VERSION1_GALLERY_H
 #define FACEFEATURE_TESTS_TOOLS_GALLERY_VERSION1_GALLERY_H
 

@@ -127,7 +127,7 @@ TEST_F(DefaultModel, OfAProgramThatCameWithoutOneIsTheFolderThatTheLibraryReads)
 }
 
 #if !defined(_WIN32)
-// Links take rights on Windows that a test may not have.
+// On Windows, links need rights that a test may not have.
 TEST_F(DefaultModel, LinkToNowhereInTheTemporaryFolderIsNotPassedOver) {
   fs::create_symlink(base + "/nowhere", usual);
   const Outcome outcome = run({"extract", photo, landmarks, "-o", feature});
@@ -136,7 +136,7 @@ TEST_F(DefaultModel, LinkToNowhereInTheTemporaryFolderIsNotPassedOver) {
       << outcome.err;
 }
 
-// Lists are extracted on POSIX systems alone.
+// Lists are extracted on POSIX systems only.
 TEST_F(DefaultModel, IsThatOfAListToo) {
   writeText(base + "/list.csv", "a," + photo + "," + landmarks + "\n");
   const std::string gallery = base + "/a.gallery";

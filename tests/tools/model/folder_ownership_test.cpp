@@ -24,7 +24,7 @@ constexpr uint32_t kStranger = 12345;
 
 void setMode(const std::string& path, mode_t mode) { ASSERT_EQ(0, chmod(path.c_str(), mode)); }
 
-// A model folder with files of its own, in a temporary folder of its own.
+// A model folder with its own files, in a separate temporary folder.
 class FolderOwnership : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -35,7 +35,7 @@ class FolderOwnership : public ::testing::Test {
     }
   }
 
-  // A file of that folder's own, and not a link to the one that all tests share.
+  // A file that belongs to that folder, not a link to the file that all tests share.
   std::string ownFile(const std::string& name) {
     const std::string path = folder + "/" + name;
     const std::string bytes = contentOf(path);
@@ -59,7 +59,7 @@ class FolderOwnership : public ::testing::Test {
     EXPECT_EQ(others, doubts[0].others);
   }
 
-  // The program's standard error where the model's folder is the one that the library reads.
+  // The standard error of the program when the model folder is the one that the library reads.
   Outcome check(int32_t exitCode) {
     const Outcome outcome = runProgram({"model", "check", folder}, base);
     EXPECT_EQ(exitCode, outcome.exitCode);
@@ -110,8 +110,8 @@ TEST_F(FolderOwnership, WhatIsMissingRaisesNoDoubt) {
   expectNoDoubt();
 }
 
-// Root's own files are nobody else's; so as root they are given away, and otherwise the caller is
-// taken for another.
+// Files of root never belong to somebody else. So the test gives files away if it runs as root, and
+// otherwise claims to be called by another user.
 TEST_F(FolderOwnership, WhatBelongsToSomebodyElseIsNamed) {
   const bool isRoot = geteuid() == 0;
   const uint32_t owner = isRoot ? kStranger : geteuid();
@@ -127,7 +127,7 @@ TEST_F(FolderOwnership, WhatBelongsToSomebodyElseIsNamed) {
   ASSERT_EQ(0, chown(folder.c_str(), 0, getegid()));
   ASSERT_EQ(0, chown(ownFile("2-2-1").c_str(), owner, getegid()));
   expectDoubt(folder + "/2-2-1", doubt);
-  // To that one they are his own.
+  // For that user, they are the user's own files.
   EXPECT_TRUE(ownershipDoubts(folder, owner).empty());
 }
 
@@ -148,7 +148,7 @@ TEST_F(FolderOwnership, BehindALinkTheFoldersRightsCount) {
   }
   setMode(elsewhere, 0777);
   const std::vector<OwnershipDoubt> doubts = ownershipDoubts(folder, callingUser());
-  ASSERT_EQ(2u, doubts.size());  // by its group, and by everybody; once, for two files
+  ASSERT_EQ(2u, doubts.size());  // by its group, and by everybody; once for two files
   EXPECT_EQ(elsewhere, doubts[1].path);
   EXPECT_EQ("can be written by everybody", doubts[1].doubt);
   EXPECT_EQ(0u, doubts[1].others);

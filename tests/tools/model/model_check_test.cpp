@@ -43,7 +43,7 @@ class ModelCheck : public ::testing::Test {
     writeText(folder + "/" + name, bytes);
   }
 
-  // Expects this fault and no other, at both depths or only where the numbers are read.
+  // Expects this fault and no other, at both depths or only when the numbers are read.
   void expectFault(const std::string& name, const std::string& wrong, bool inShape = true) {
     const std::vector<ModelFault> faults =
         checkModel(folder, CheckDepth::kNumbers, facefeature_tools::kBadInput, "");
@@ -91,7 +91,7 @@ TEST_F(ModelCheck, AllFilesOfAnEmptyFolderAreNamed) {
 }
 
 #if !defined(_WIN32)
-// Symbolic links take rights on Windows that a test does not have.
+// On Windows, symbolic links need rights that a test does not have.
 TEST_F(ModelCheck, LinkThatLeadsNowhereIsMissing) {
   std::filesystem::remove(folder + "/3-7-2");
   std::filesystem::create_symlink("nowhere", folder + "/3-7-2");
@@ -169,7 +169,7 @@ TEST_F(ModelCheck, FolderOrPipeInThePlaceOfAFileIsNamed) {
 }
 
 #if !defined(_WIN32)
-// Symbolic links take rights on Windows that a test does not have.
+// On Windows, symbolic links need rights that a test does not have.
 TEST_F(ModelCheck, FileThatCannotBeReachedIsNamed) {
   std::filesystem::remove(folder + "/2-2-1");
   std::filesystem::create_symlink("2-2-1", folder + "/2-2-1");

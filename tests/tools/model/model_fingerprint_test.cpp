@@ -1,4 +1,4 @@
-// The fingerprint of a model folder against sha256sum, and what changes it.
+// Compares the fingerprint of a model folder with sha256sum, and tests which changes affect it.
 #include "model/model_fingerprint.h"
 
 #include <gtest/gtest.h>
@@ -19,7 +19,7 @@ namespace fs = std::filesystem;
 using facefeature_tools::hexText;
 using facefeature_tools::modelFingerprint;
 
-// The names in the order in which the library opens the files, written down once more.
+// The names in the order in which the library opens the files, as an independent copy.
 std::vector<std::string> namesInOrder() {
   std::vector<std::string> names;
   for (int net = 1; net <= 25; ++net) names.push_back("0-" + std::to_string(net) + "-0");
@@ -35,7 +35,7 @@ std::vector<std::string> namesInOrder() {
 }
 
 #if defined(_WIN32)
-// No other program is there to ask. sha256_test.cpp holds this digest against known ones.
+// There is no other program to ask. sha256_test.cpp compares this digest with known ones.
 std::string digestOf(const std::string& bytes) {
   facefeature_tools::Sha256 hash;
   hash.add(bytes.data(), bytes.size());
@@ -54,7 +54,7 @@ std::string digestOf(const std::string& bytes) {
 }
 #endif
 
-// Files of a few bytes: a fingerprint doesn't ask what they mean.
+// Files of a few bytes: the fingerprint does not interpret them.
 class ModelFingerprint : public ::testing::Test {
  protected:
   void SetUp() override {

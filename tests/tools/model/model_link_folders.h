@@ -13,8 +13,8 @@
 
 namespace facefeature_test {
 
-// An empty temporary folder, and beside it a folder that plays a model. The variable that names the
-// temporary folder is set back after.
+// An empty temporary folder, and a folder that acts as a model. Restores the variable that names
+// the temporary folder.
 class ModelLinkFolders : public ::testing::Test {
  protected:
   void SetUp() override {

@@ -1,4 +1,4 @@
-// A synthetic model, written once for each process that asks for it.
+// A synthetic model, written once per process that asks for it.
 #ifndef FACEFEATURE_TESTS_TOOLS_MODEL_SYNTHETIC_FOLDER_H
 #define FACEFEATURE_TESTS_TOOLS_MODEL_SYNTHETIC_FOLDER_H
 
@@ -10,7 +10,7 @@
 
 namespace facefeature_test {
 
-// A good model of seed 1. A test that changes a file puts it back.
+// A good model of seed 1. A test that changes a file restores it.
 inline const std::string& syntheticFolder() {
   static const std::string folder = [] {
     const std::string path = privateTempFolder() + "/synthetic";
@@ -20,7 +20,7 @@ inline const std::string& syntheticFolder() {
   return folder;
 }
 
-// A folder whose files are links to those of syntheticFolder(), to be changed one by one.
+// A folder of links to the files of syntheticFolder(), which can be replaced one by one.
 inline std::string linkedFolder(const std::string& name) {
   const std::string path = privateTempFolder() + "/" + name;
   std::filesystem::remove_all(path);

@@ -45,8 +45,8 @@ double meanSquare(const std::vector<float>& floats) {
   return sum / static_cast<double>(floats.size());
 }
 
-// FNV-1a over 64 bits of the contents of all 303 files, one after the other in the order of their
-// names as "LC_ALL=C sort" gives it.
+// 64-bit FNV-1a of the contents of all 303 files, concatenated in the order of "LC_ALL=C sort" of
+// their names.
 uint64_t checksum(const std::string& folder) {
   std::vector<std::string> names;
   for (const ModelFile& file : modelFiles()) names.push_back(file.name);
@@ -61,8 +61,8 @@ uint64_t checksum(const std::string& folder) {
 }
 
 TEST(SyntheticModel, SameSeedGivesTheSameBytesOnEveryPlatform) {
-  // The sum of what "facefeature model synth DIR --seed 1" wrote on x86-64 Linux. GCC 12 and Clang
-  // 14, each without optimisation and with -O3 -march=native, gave the same 303 files.
+  // The sum of the files that "facefeature model synth DIR --seed 1" wrote on x86-64 Linux. GCC 12
+  // and Clang 14, each without optimisation and with -O3 -march=native, gave the same 303 files.
   EXPECT_EQ(0x62f512329d42f6ecu, checksum(syntheticFolder()));
 }
 
@@ -124,7 +124,7 @@ TEST(SyntheticModel, WeightsAddUpToZeroOverEachWindow) {
     const std::vector<float> weights = floatsOf(file);
     const size_t cols = static_cast<size_t>(file.cols);
     const size_t window = static_cast<size_t>(file.window);
-    // Each weight is below 1 and rounded once: by at most 2^-25.
+    // Each weight is below 1 and rounded once: the error is at most 2^-25.
     const double bound = static_cast<double>(window) * std::ldexp(1.0, -25);
     double largest = 0;
     for (size_t first = 0; first < weights.size() / cols; first += window) {
@@ -141,8 +141,8 @@ TEST(SyntheticModel, WeightsAddUpToZeroOverEachWindow) {
 }
 
 TEST(SyntheticModel, WeightsHaveTheVarianceThatKeepsActivationsInSize) {
-  // Of n drawn numbers the mean square has a relative deviation of less than sqrt(2 / n): 4608 of
-  // them are within a tenth at more than four deviations.
+  // The mean square of n drawn numbers has a relative standard deviation of less than sqrt(2 / n).
+  // For 4608 numbers, a tenth is more than four standard deviations.
   for (const char* name : {"2-1-1", "3-4-1", "4-25-1"}) {
     const ModelFile& file = fileNamed(name);
     EXPECT_NEAR(2.0 / file.rows, meanSquare(floatsOf(file)), 0.2 / file.rows) << name;
@@ -170,10 +170,10 @@ TEST(SyntheticModel, ProjectionsMapAVectorToNearlyTheSameLength) {
     ownSquare += ownSum * ownSum;
     crossSquare += crossSum * crossSum;
   }
-  // The quotient of the two deviates from 1 by about 2 * 0.126 / sqrt(500), that is 0.0113; the
-  // score of a face against itself is 3 less twice this quotient.
+  // The quotient of the two deviates from 1 by about 2 * 0.126 / sqrt(500), that is 0.0113. The
+  // score of a face against itself is 3 minus twice this quotient.
   EXPECT_NEAR(1.0, ownSquare / crossSquare, 0.0565);
-  // Sums of 500 squares deviate by sqrt(2 / 500) of themselves.
+  // Sums of 500 squares have a relative standard deviation of sqrt(2 / 500).
   EXPECT_NEAR(1.0, crossSquare / (meanSquare(x) * 8000), 5 * 0.0632);
 }
 

@@ -10,7 +10,7 @@ namespace {
 
 using namespace facefeature_tools;
 
-// The points of the line of a chart, in pixels.
+// The points of a line of the chart, in pixels.
 std::vector<ChartPoint> lineOf(const std::string& svg) {
   std::smatch match;
   EXPECT_TRUE(std::regex_search(svg, match, std::regex("points=\"([^\"]*)\"")));

@@ -1,4 +1,4 @@
-// Pictures in memory, written with the encoders of the same libraries that the program reads with.
+// Pictures in memory, encoded with the libraries that the program uses for decoding.
 #ifndef FACEFEATURE_TESTS_TOOLS_PHOTO_ENCODED_PICTURES_H
 #define FACEFEATURE_TESTS_TOOLS_PHOTO_ENCODED_PICTURES_H
 
@@ -8,7 +8,7 @@
 #include <stdexcept>
 #include <string>
 #include <vector>
-// jpeglib.h uses FILE and size_t without including what declares them.
+// jpeglib.h uses FILE and size_t without including their declarations.
 #include <jpeglib.h>
 #include <spng.h>
 
@@ -54,7 +54,7 @@ inline Bytes encodeJpeg(uint32_t width, uint32_t height, const Bytes& samples,
   return bytes;
 }
 
-// The samples of a sound JPEG in the given colour space.
+// The samples of a valid JPEG in the given colour space.
 inline Bytes decodedSamples(const Bytes& jpeg, J_COLOR_SPACE space) {
   jpeg_decompress_struct decoder;
   jpeg_error_mgr errors;
@@ -76,7 +76,7 @@ inline Bytes decodedSamples(const Bytes& jpeg, J_COLOR_SPACE space) {
   return samples;
 }
 
-// samples as PNG stores them: packed rows, 16 bits in the byte order of this machine. palette holds
+// samples as stored by PNG: packed rows, 16 bits in the byte order of this machine. palette has
 // red, green, blue and alpha for each entry.
 inline Bytes encodePng(uint32_t width, uint32_t height, uint8_t bitDepth, uint8_t colorType,
                        const Bytes& samples, const Bytes& palette = {}, bool interlaced = false) {
@@ -124,7 +124,7 @@ inline Bytes encodePpm(uint32_t width, uint32_t height, const Bytes& samples) {
 
 inline Bytes bytesOfText(const std::string& text) { return Bytes(text.begin(), text.end()); }
 
-// The same samples with the first and the third of every three exchanged.
+// The same samples with the first and third of every three swapped.
 inline Bytes swapped(Bytes samples) {
   for (size_t i = 0; i + 2 < samples.size(); i += 3) std::swap(samples[i], samples[i + 2]);
   return samples;

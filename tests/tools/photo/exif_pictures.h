@@ -9,7 +9,7 @@
 
 namespace facefeature_test {
 
-// The same picture with a directory of one entry in front of it.
+// The same picture, preceded by a directory with one entry.
 inline Bytes withExif(const Bytes& jpeg, uint16_t orientation, bool bigEndian) {
   const auto number = [bigEndian](uint32_t value, int bytes) {
     Bytes text;
@@ -24,11 +24,11 @@ inline Bytes withExif(const Bytes& jpeg, uint16_t orientation, bool bigEndian) {
     for (const uint8_t byte : bytes) body.push_back(byte);
   };
   add(number(42, 2));
-  add(number(8, 4));       // where the directory begins
-  add(number(1, 2));       // entries
+  add(number(8, 4));       // offset of the directory
+  add(number(1, 2));       // number of entries
   add(number(0x0112, 2));  // orientation
-  add(number(3, 2));       // of 16 bits
-  add(number(1, 4));       // one of it
+  add(number(3, 2));       // type: 16 bits
+  add(number(1, 4));       // number of values
   add(number(orientation, 2));
   add(number(0, 2));
   add(number(0, 4));  // no other directory

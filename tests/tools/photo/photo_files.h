@@ -1,4 +1,4 @@
-// Photographs for tests, put together and written.
+// Combines and writes photographs for tests.
 #ifndef FACEFEATURE_TESTS_TOOLS_PHOTO_PHOTO_FILES_H
 #define FACEFEATURE_TESTS_TOOLS_PHOTO_PHOTO_FILES_H
 
@@ -19,7 +19,7 @@ inline void writePpm(const std::string& path, const facefeature_tools::Photo& ph
   writeText(path, std::string(ppm.begin(), ppm.end()));
 }
 
-// Two photographs on one gray ground.
+// Two photographs on one gray background.
 inline facefeature_tools::Photo sideBySide(const facefeature_tools::Photo& left,
                                            const facefeature_tools::Photo& right) {
   facefeature_tools::Photo both =

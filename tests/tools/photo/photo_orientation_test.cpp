@@ -18,7 +18,7 @@ using facefeature_tools::makePhoto;
 using facefeature_tools::Photo;
 using facefeature_tools::turnedPhoto;
 
-// Three columns and two rows of letters, as they are stored:
+// Three columns and two rows of letters, as stored:
 //     a b c
 //     d e f
 Photo letters() {
@@ -43,8 +43,9 @@ std::string rowsOf(const Photo& photo) {
   return rows;
 }
 
-// The orientation names the sides of the scene that the stored first row and first column show:
-// 6, for one, has the scene's right side in its first row and its top in its first column.
+// The orientation names the sides of the scene that the stored first row and first column show. In
+// a picture with orientation 6, the first row is the right side of the scene and the first column
+// is its top.
 TEST(PhotoOrientation, TurnsAsEachOfTheEightAsks) {
   const std::map<int32_t, std::string> wanted = {{1, "abc/def"},  {2, "cba/fed"},  {3, "fed/cba"},
                                                  {4, "def/abc"},  {5, "ad/be/cf"}, {6, "da/eb/fc"},
@@ -72,7 +73,7 @@ TEST(PhotoOrientation, IsAsStoredWhereTheDataAreNoneOfTheEightOrDamaged) {
   EXPECT_EQ(1, exifOrientation({}));
   EXPECT_EQ(1, exifOrientation({0xFF, 0xD8}));
   EXPECT_EQ(1, exifOrientation(encodePng(8, 8, 8, SPNG_COLOR_TYPE_TRUECOLOR, Bytes(192, 1))));
-  // Cut at any place, it is 6 or unknown, and nothing is read behind the end.
+  // Truncated at any offset, the result is 6 or unknown, and nothing is read past the end.
   const Bytes whole = withExif(jpeg, 6, false);
   for (size_t length = 0; length < 60; ++length) {
     const int32_t got =

@@ -32,7 +32,7 @@ void expectPhoto(const Bytes& encoded, uint32_t width, uint32_t height, const By
   EXPECT_TRUE(bgr == photo.pixels);
 }
 
-// Words of the error that the bytes give; fails the test when they give none.
+// The error message for these bytes. Fails the test if there is no error.
 std::string errorOf(const Bytes& encoded) {
   try {
     decodePhoto(encoded);
@@ -112,8 +112,8 @@ TEST(Jpeg, DamagedFileIsRefusedOrReadButNeverEndsTheProcess) {
 }
 
 TEST(Jpeg, DataThatRunOutBeforeTheEndMarkerAreRefused) {
-  // The end marker is there, but half of the coded pixels are not: libjpeg would paint the rest
-  // gray.
+  // The end marker is present, but half of the coded pixels are missing. libjpeg would fill the
+  // rest with gray.
   const Bytes good = encodeJpeg(64, 64, noise(3 * 64 * 64));
   Bytes bad(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(good.size() / 2));
   bad.push_back(0xFF);
@@ -215,7 +215,7 @@ TEST(Png, AnyChangedByteIsFoundOut) {
 }
 
 TEST(Png, HeaderThatAsksForTooManyPixelsIsRefusedBeforeMemoryIsTaken) {
-  // A header of 2^30 x 2^30 with its checksum, and nothing behind it.
+  // A header of 2^30 x 2^30 with its checksum, and nothing after it.
   Bytes png = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n', 0, 0, 0, 13, 'I', 'H', 'D', 'R'};
   for (const int byte : {0x40, 0, 0, 0, 0x40, 0, 0, 0, 8, 2, 0, 0, 0}) {
     png.push_back(static_cast<uint8_t>(byte));

@@ -19,7 +19,7 @@ Photo randomPhoto(Random& random, int32_t width, int32_t height) {
   return photo;
 }
 
-// The mean of a photograph over a rectangle in fractions of a pixel, sampled finely.
+// The mean of a photograph over a rectangle with fractional coordinates, sampled finely.
 double sampledMean(const Photo& photo, double left, double right, double top, double bottom,
                    size_t channel) {
   constexpr int kSamples = 120;

@@ -1,4 +1,4 @@
-// The search against a sort of all scores.
+// Compares the search with a sort of all scores.
 #include "search/gallery_search.h"
 
 #include <gtest/gtest.h>
@@ -18,7 +18,7 @@ namespace {
 
 using namespace facefeature_tools;
 
-// Every score of CompareFeatures that may match, in the order of an answer.
+// Every CompareFeatures score that may match, in the order of the search results.
 ProbeAnswer sortedScores(const std::vector<FeatureVector>& rows, const FeatureVector& probe,
                          const SearchLimits& limits) {
   ProbeAnswer answer;
@@ -44,7 +44,7 @@ class GallerySearch : public ::testing::Test {
     return features;
   }
 
-  // The rows as several runs, with strangers between them.
+  // The rows as several runs, with other rows between them.
   std::vector<FeatureRun> runsOf(const std::vector<FeatureVector>& rows) {
     stored.clear();
     std::vector<std::pair<size_t, size_t>> pieces;  // first row, count
@@ -121,7 +121,7 @@ TEST_F(GallerySearch, PutsEqualScoresInTheOrderOfTheGallery) {
   for (size_t i = 0; i < rows.size(); ++i) {
     if (i % 3 != 0) rows[i] = rows[i % 7];
   }
-  // Every thread meets scores that are equal to those of another.
+  // Every thread gets scores that are equal to those of another thread.
   for (const unsigned threads : {1u, 2u, 5u}) {
     SearchLimits limits;
     limits.top = 1000;

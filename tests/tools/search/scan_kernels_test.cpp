@@ -1,4 +1,4 @@
-// The kernels of the search against CompareFeatures, bit by bit.
+// Compares the kernels of the search with CompareFeatures, bit by bit.
 #include "search/scan_kernels.h"
 
 #include <gtest/gtest.h>
@@ -23,7 +23,7 @@ using facefeature_tools::scanKernels;
 
 constexpr int32_t kNorm = facefeature_tools::kScanNorm;
 
-// The library's own score, called for one pair after another.
+// The library's own scores, one call per pair.
 std::vector<float> scoresOfTheLibrary(const std::vector<float>& features, int32_t rows,
                                       const std::vector<float>& probes, int32_t count) {
   std::vector<float> scores;
@@ -68,7 +68,7 @@ class ScanKernel : public ::testing::TestWithParam<ScanKernels> {
   ::testing::ScopedTrace trace{__FILE__, __LINE__, random.trace()};
 };
 
-// Twice the widest register and one more.
+// Twice the widest register, plus one.
 TEST_P(ScanKernel, HasTheBitsOfCompareFeaturesForEveryCountOfRowsAndProbes) {
   for (int32_t rows = 0; rows <= 33; ++rows) {
     for (const int32_t count : {0, 1, 2, 3, 5, 7, 8, 9, 15, 16, 17, 33}) {
@@ -97,7 +97,7 @@ TEST_P(ScanKernel, ReadsNothingBesideItsArraysWhereverTheyAre) {
   }
 }
 
-// A sum that is split across lanes, or fused, ends in other bits with these numbers.
+// With these numbers, a sum that is split across lanes or fused has different bits.
 TEST_P(ScanKernel, AddsInAscendingOrderAndRoundsEveryStep) {
   std::vector<float> feature(502, 0.0f), probe(502, 0.0f);
   feature[0] = 0x1p24f;
@@ -108,7 +108,7 @@ TEST_P(ScanKernel, AddsInAscendingOrderAndRoundsEveryStep) {
   for (int32_t r = 0; r < 20; ++r) rows.insert(rows.end(), feature.begin(), feature.end());
   std::vector<float> scores(20);
   GetParam().score(rows.data(), 20, probe.data(), 1, scores.data());
-  // 2^24 + 1 is not a float: each of the 499 ones is lost.
+  // 2^24 + 1 is not a float, so each of the 499 ones is lost.
   for (const float score : scores) EXPECT_SAME_FLOAT(0x1p25f, score);
 
   // (1 + 2^-12)^2 - 1 - 2^-11 is 2^-24 if fused and 0 if the product is rounded first.

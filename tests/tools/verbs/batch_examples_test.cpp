@@ -1,4 +1,4 @@
-// The scripts of examples/batch, each of which gives the gallery of one undisturbed run.
+// The scripts of examples/batch: each gives the gallery of a single undisturbed run.
 #include <cstdlib>
 
 #include "tools/verbs/batch_fixture.h"
@@ -20,7 +20,7 @@ class BatchExamples : public Batch {
     wanted = undisturbed();
   }
 
-  // Runs a line of shell with $LIST, $MODEL and $OUT.
+  // Runs a shell command with $LIST, $MODEL and $OUT.
   Outcome shell(const std::string& line) const {
     const std::string start = "export FACEFEATURE=" + program + " LIST=" + list +
                               " MODEL=" + model + " OUT=" + out + "; cd " + FACEFEATURE_SOURCE_DIR +
@@ -40,7 +40,7 @@ class BatchExamples : public Batch {
 };
 
 TEST_F(BatchExamples, SlurmArrayGivesTheWholeGallery) {
-  // As Slurm sets them; it need not be here.
+  // The variables as Slurm sets them. Slurm need not be installed.
   for (int task = 12; task >= 1; --task) {
     const Outcome outcome = shell("SLURM_ARRAY_TASK_ID=" + std::to_string(task) +
                                   " SLURM_ARRAY_TASK_COUNT=12 SLURM_CPUS_PER_TASK=2"
@@ -49,7 +49,7 @@ TEST_F(BatchExamples, SlurmArrayGivesTheWholeGallery) {
   }
   mergeParts();
   EXPECT_EQ(wanted, contentOf(faces));
-  // Each part has a report, and the one of the photograph that failed names it.
+  // Each part has a report, and the report of the failed photograph names it.
   EXPECT_EQ(0, shell("test $(cat $OUT/part-*.csv | grep -c '^p3,.*,failed,') = 1").exitCode);
 }
 
@@ -69,7 +69,7 @@ TEST_F(BatchExamples, GnuParallelGivesTheWholeGallery) {
 
 TEST_F(BatchExamples, MpiLauncherGivesTheWholeGallery) {
   if (!isInstalled("mpirun")) GTEST_SKIP() << "mpirun is not here (Debian: openmpi-bin)";
-  // It refuses root, and more ranks than processors, unless it is told.
+  // By default, mpirun refuses to run as root and with more ranks than processors.
   const Outcome outcome = shell(
       "export OMPI_ALLOW_RUN_AS_ROOT=1 OMPI_ALLOW_RUN_AS_ROOT_CONFIRM=1; "
       "mpirun --oversubscribe -n 3 examples/batch/mpi_rank.sh $LIST $MODEL $OUT");

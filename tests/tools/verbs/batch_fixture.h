@@ -1,4 +1,4 @@
-// Extractions of many photographs with a library that is quick and fails when it is told to.
+// Extracts many photographs with a library that is fast and fails on demand.
 #ifndef FACEFEATURE_TESTS_TOOLS_VERBS_BATCH_FIXTURE_H
 #define FACEFEATURE_TESTS_TOOLS_VERBS_BATCH_FIXTURE_H
 
@@ -24,7 +24,7 @@
 
 namespace facefeature_test {
 
-// Widths of photographs that stub_library.c knows.
+// Widths of photographs that stub_library.c recognizes.
 enum StubWidth {
   kAborts = 13,
   kExits = 14,
@@ -35,7 +35,7 @@ enum StubWidth {
   kOrdinary = 20
 };
 
-// Files of the right names, shapes and sizes, and without a content: they take no room.
+// Files with the right names, shapes and sizes but no content, so they use no disk space.
 inline void writeHollowModel(const std::string& folder) {
   std::filesystem::create_directories(folder);
   for (const facefeature_tools::ModelFile& file : facefeature_tools::modelFiles()) {
@@ -48,7 +48,7 @@ inline void writeHollowModel(const std::string& folder) {
   }
 }
 
-// The processes that a process has started and that still are.
+// The live child processes of a process.
 inline std::vector<pid_t> childrenOf(pid_t process) {
   const std::string id = std::to_string(process);
   std::istringstream text(contentOf("/proc/" + id + "/task/" + id + "/children"));
@@ -57,7 +57,7 @@ inline std::vector<pid_t> childrenOf(pid_t process) {
   return children;
 }
 
-// Gone, or only remembered for a parent that has not asked yet.
+// True if the process is gone or a zombie that its parent has not waited for.
 inline bool hasEnded(pid_t process) {
   const std::string status = contentOf("/proc/" + std::to_string(process) + "/stat");
   const size_t name = status.rfind(')');
@@ -79,13 +79,13 @@ class Batch : public ::testing::Test {
   }
   void TearDown() override { std::filesystem::remove_all(base); }
 
-  // Writes photograph "p<number>" of that width with landmarks of its own.
+  // Writes photograph "p<number>" of this width with its own landmarks.
   void writePhoto(int number, uint32_t width) const {
     Random random(static_cast<uint64_t>(number));
     const std::string name = base + "/p" + std::to_string(number);
     const Bytes ppm = encodePpm(width, 20, random.bytes(3 * width * 20));
     writeText(name + ".ppm", std::string(ppm.begin(), ppm.end()));
-    // A small face, inside of the picture and above all doubt.
+    // A small face inside the picture that raises no doubts.
     const float shift = 0.01f * static_cast<float>(number);
     const float x = 0.5f * static_cast<float>(width) + shift;
     const std::vector<Landmark> points =
@@ -94,7 +94,7 @@ class Batch : public ::testing::Test {
                                   name + ".ppm", static_cast<int32_t>(width), 20, points));
   }
 
-  // A list of photographs p1, p2, ... of these widths.
+  // Writes a list of photographs p1, p2, ... of these widths.
   void writeList(const std::vector<uint32_t>& widths) const {
     std::string text = "id,photo,landmarks\n";
     for (size_t i = 0; i < widths.size(); ++i) {
@@ -116,7 +116,7 @@ class Batch : public ::testing::Test {
     return runProgram(arguments(more), temporary, program);
   }
 
-  // The bytes of the gallery of an undisturbed run over the list as it stands. Leaves nothing.
+  // The gallery bytes of an undisturbed run over the current list. Leaves no files.
   std::string undisturbed() const {
     const std::string path = base + "/undisturbed.gallery";
     const Outcome outcome =
@@ -135,19 +135,19 @@ class Batch : public ::testing::Test {
     return ids;
   }
 
-  // Waits until that many features of photographs p1 to p9 are safe.
+  // Waits until this many features of photographs p1 to p9 are in the journal.
   void waitForFeatures(size_t count) const {
     for (int tries = 0; tries < 6000; ++tries) {
       std::error_code error;
       const uintmax_t size = std::filesystem::file_size(journal, error);
-      // The header, and records of a length, an id of two letters, a feature and a check sum.
+      // The header, and records with a length, an id of two letters, a feature and a checksum.
       if (!error && size >= 192 + count * (4 + 2 + 2008 + 8)) return;
       usleep(10000);
     }
     FAIL() << "the features did not come";
   }
 
-  // Everything in the temporary folder of the program went with it.
+  // The program has removed everything in its temporary folder.
   void expectNothingLeftBehind() const {
     EXPECT_TRUE(std::filesystem::is_empty(temporary));
     EXPECT_FALSE(std::filesystem::exists(gallery + ".part"));

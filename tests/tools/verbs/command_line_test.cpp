@@ -1,5 +1,5 @@
-// The built program, run as a shell runs it. Data on standard output, words on standard error, and
-// the exit codes that scripts tell the cases apart by.
+// Runs the built program as a shell does. Data go to standard output, messages to standard error,
+// and the exit codes let scripts distinguish the cases.
 #include <gtest/gtest.h>
 #include <signal.h>
 #if !defined(_WIN32)
@@ -36,7 +36,7 @@ bool contains(const std::string& text, const std::string& part) {
   return text.find(part) != std::string::npos;
 }
 
-// A picture of noise with the landmarks of a real face: to the library it is a face like any.
+// A picture of noise with the landmarks of a real face. The library treats it like any face.
 class CommandLine : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -56,7 +56,7 @@ class CommandLine : public ::testing::Test {
     return run({"extract", photo, landmarks, "-o", feature, "--model", model});
   }
 
-  // A run that fails says why on standard error alone, beginning with the verb, and leaves no
+  // A failed run prints the reason on standard error only, starting with the verb, and writes no
   // feature.
   void expectFailure(int exitCode, const std::string& start, const Outcome& outcome) const {
     EXPECT_EQ(exitCode, outcome.exitCode) << outcome.err;
@@ -250,9 +250,9 @@ TEST_F(CommandLine, ExtractThatCannotWriteItsFeatureNamesTheFile) {
 }
 
 #if !defined(_WIN32)
-// A process can send no Ctrl-C to one other alone on Windows.
+// On Windows, a process cannot send Ctrl-C to only one other process.
 TEST_F(CommandLine, ExtractInterruptedWhileItReadsTheModelLeavesNothing) {
-  // The link stands only while the library reads 58 MB; a run that was done sooner is repeated.
+  // The link exists only while the library reads 58 MB. A run that finishes earlier is repeated.
   bool interrupted = false;
   for (int tries = 0; tries < 50 && !interrupted; ++tries) {
     StartedProgram program(
@@ -327,7 +327,7 @@ TEST_F(CommandLine, CompareOfABadFeatureEndsWith3) {
   expectFailure(3, start + feature + ": can't be opened: ", run({"compare", other, feature}));
 }
 
-// The program apart from its library.
+// The program in a different folder than its library.
 class ProgramElsewhere : public CommandLine {
  protected:
   void SetUp() override {
@@ -351,7 +351,7 @@ TEST_F(ProgramElsewhere, WithoutALibrarySaysWhereItBelongs) {
 }
 
 #if !defined(_WIN32)
-// On Windows libraries lie beside programs.
+// On Windows, libraries are beside the programs.
 TEST_F(ProgramElsewhere, FindsTheLibraryInTheFolderLibBesideItsOwn) {
   fs::create_directories(base + "/lib");
   fs::copy_file(library, base + "/lib/" + kLibraryName);

@@ -24,7 +24,7 @@ bool contains(const std::string& text, const std::string& part) {
   return text.find(part) != std::string::npos;
 }
 
-// The formula, written down once more.
+// The formula, as an independent copy.
 float scoreOf(const FeatureVector& a, const FeatureVector& b) {
   float product = 0.0f;
   for (int i = 0; i < 500; ++i) product = product + a.values[i] * b.values[i];
@@ -188,7 +188,7 @@ TEST_F(Compare, ThresholdThatIsNoNumberIsWrongUsage) {
 TEST_F(Compare, FailuresAreNeverTakenForAnAnswer) {
   expectFailure(
       3, "facefeature compare: ", runProgram({"compare", file, base + "/none", "--threshold=0"}));
-  // A program without its library ends with 1, but for where 1 is an answer.
+  // A program without its library exits with 1, unless 1 is a valid result.
   const std::string program = base + "/facefeature";
   std::error_code error;
   fs::create_hard_link(FACEFEATURE_PROGRAM, program, error);

@@ -1,4 +1,4 @@
-// The pictures of facefeature draw, by what can be counted in them.
+// The pictures of facefeature draw, checked by counting pixels.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -32,7 +32,7 @@ struct Rgb {
   int red, green, blue;
 };
 
-// Pixels of about this colour in the rows from top on.
+// Number of pixels of about this colour, from row `top` down.
 int64_t pixelsLike(const Photo& photo, Rgb colour, int32_t top = 0) {
   int64_t count = 0;
   for (size_t i = static_cast<size_t>(top) * static_cast<size_t>(photo.stride());
@@ -69,7 +69,7 @@ class Draw : public ::testing::Test {
 
   Outcome draw() const { return runProgram({"draw", photo, landmarks, "-o", picture}); }
 
-  // The picture, which must have come without words.
+  // The picture, which must have been written without messages.
   Photo drawn() const {
     const Outcome outcome = draw();
     EXPECT_EQ(0, outcome.exitCode) << outcome.err;
@@ -94,7 +94,7 @@ TEST_F(Draw, ShowsEachPatchDirectAndMirroredWithTwoPixelsForOne) {
         2 * 4 * int64_t{patch.side - 2 * patch.columnMargin} * (patch.side - 2 * patch.rowMargin);
     (patch.planes == 3 ? colour : gray) += pixels;
   }
-  // The sheet is the last 640 rows but for the rim of 24; (117 60 + 601 120 + 306 200) >> 10 is
+  // The sheet is the last 640 rows, except for the rim of 24. (117 60 + 601 120 + 306 200) >> 10 is
   // 137. Edges of letters may happen to have that gray.
   const int32_t sheet = got.height - 664;
   EXPECT_EQ(colour, pixelsLike(got, {200, 120, 60}, sheet));
@@ -174,7 +174,7 @@ TEST_F(Draw, TheModelPointsNeedNoPhotograph) {
   const Outcome outcome = runProgram({"draw", "--model-points", "-o", picture});
   EXPECT_EQ(0, outcome.exitCode);
   EXPECT_EQ("", outcome.err);
-  // A disc of each side's colour for each point has some 60 pixels, and its number more.
+  // Each point has a disc of about 60 pixels in the colour of its side, plus its number.
   const Photo got = readPhoto(picture);
   for (const Rgb& colour : {Rgb{89, 217, 255}, Rgb{255, 242, 140}, Rgb{255, 158, 64}}) {
     EXPECT_GT(pixelsLike(got, colour), 7 * 60);

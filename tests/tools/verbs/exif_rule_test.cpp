@@ -1,4 +1,4 @@
-// What the program does about a turn that the Exif data of a photograph ask for.
+// How the program handles a rotation in the Exif data of a photograph.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -52,7 +52,7 @@ class ExifRule : public ::testing::Test {
                                            projectedFace(pose).entries);
   }
 
-  // Leaves the feature's bytes in feature.
+  // Stores the bytes of the feature in `feature`.
   Outcome extract(const std::string& photo, const std::string& landmarks,
                   const std::vector<std::string>& more = {}) {
     std::vector<std::string> arguments = {
@@ -87,7 +87,7 @@ TEST_F(ExifRule, IgnoresATurnUnlessToldOtherwiseAndSaysSo) {
 
 TEST_F(ExifRule, AppliesATurnAheadOfTheLandmarks) {
   if (!facefeature_tools::exifIsRead()) GTEST_SKIP() << "built without a reader of Exif data";
-  // Clockwise by a quarter: the first row is what was the first column, from below.
+  // A quarter turn clockwise: the new first row is the old first column, from bottom to top.
   const Bytes stored = decodedSamples(jpeg, JCS_RGB);
   Bytes seen;
   for (uint32_t y = 0; y < kWidth; ++y) {

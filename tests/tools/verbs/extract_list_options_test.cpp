@@ -1,4 +1,4 @@
-// Options of a single extraction that a list of photographs takes for all of them.
+// Options of a single extraction that apply to all photographs of a list.
 #include "base/csv.h"
 #include "face/face_finder.h"
 #include "gallery/feature_file.h"
@@ -21,7 +21,7 @@ constexpr uint32_t kHeight = 160;
 
 class BatchOptions : public Batch {
  protected:
-  // The only row of the gallery is the feature of this single extraction.
+  // Expects that the only row of the gallery is the feature of this single extraction.
   void expectRowOf(std::vector<std::string> single) const {
     const std::string path = base + "/single";
     single.insert(single.begin(), "extract");
@@ -34,7 +34,7 @@ class BatchOptions : public Batch {
     EXPECT_TRUE(sameFloats(wanted.values, opened.feature(0).values, kFeatureFloats));
   }
 
-  // By the real library, which sees a difference between pictures.
+  // With the real library, whose features differ between pictures.
   Outcome extractReally(const std::vector<std::string>& more) const {
     std::vector<std::string> all = {"extract", "--list",         list, "-o", gallery,
                                     "--model", syntheticFolder()};
@@ -83,7 +83,7 @@ TEST_F(BatchOptions, FaceNumberHoldsForPhotographsWithoutLandmarks) {
   if (folder.empty()) GTEST_SKIP() << "no folder of samples";
   const std::string people = base + "/people.ppm";
   const facefeature_tools::Photo face = facefeature_tools::readPhoto(folder + "/ride_2.jpg");
-  // The same face twice; the detector gives two boxes of nearly one size.
+  // The same face twice: the detector returns two boxes of nearly the same size.
   writePpm(people, sideBySide(face, face));
   writeText(list, "p,people.ppm\n");
   for (const char* number : {"1", "2"}) {

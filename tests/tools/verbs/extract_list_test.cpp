@@ -1,4 +1,4 @@
-// "facefeature extract --list": what comes out, and what of it bad photographs and bad lists cost.
+// "facefeature extract --list": its output, and the effect of bad photographs and bad lists.
 #include <cstdlib>
 
 #include "base/csv.h"
@@ -125,7 +125,7 @@ TEST_F(Batch, PhotographThatEndsItsWorkerCostsThatPhotograph) {
 TEST_F(Batch, EachWorkerHasItsShareOfTheThreads) {
   writeList({kTellsThreads});
   setenv("OMP_NUM_THREADS", "7", 1);
-  // The share is of the workers that there is work for.
+  // The threads are shared among the workers that have something to do.
   EXPECT_EQ(0, extract({"--jobs", "5"}).exitCode);
   EXPECT_EQ(7.0f, Gallery(gallery).feature(0).values[0]);
   writeList({kTellsThreads, kTellsThreads, kTellsThreads});
@@ -240,7 +240,7 @@ TEST_F(Batch, ReportThatCantBeWrittenIsNamedBeforeTheWork) {
   EXPECT_FALSE(fs::exists(journal));
 }
 
-// The real library, since the rest of this file knows only its stand-in.
+// With the real library, since the rest of this file uses only the stub.
 TEST_F(Batch, OfTheRealLibraryGivesTheBitsOfSingleExtractions) {
   Random random = seededRandom();
   SCOPED_TRACE(random.trace());

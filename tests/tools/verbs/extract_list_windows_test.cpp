@@ -1,4 +1,4 @@
-// The program for Windows says what it can't do, and does nothing else.
+// The program for Windows reports what it cannot do, and does nothing else.
 #include <gtest/gtest.h>
 
 #include <filesystem>

@@ -1,4 +1,4 @@
-// "facefeature extract --list" interrupted, killed, out of room, and gone on with.
+// "facefeature extract --list" interrupted, killed, without disk space, and resumed.
 #include <csignal>
 
 #include "model/model_fingerprint.h"
@@ -17,26 +17,26 @@ std::string fingerprintOf(const std::string& model) {
 
 class BatchResumed : public Batch {
  protected:
-  // Four photographs that are done at once, and two that keep two workers busy for good.
+  // Five photographs that finish at once, and two that keep two workers busy forever.
   void writeListThatNeverEnds() const { writeList({kOrdinary, 21, 22, 23, kSleeps, kSleeps, 24}); }
 
-  // The same list with photographs in their places that are done at once.
+  // The same list, with fast photographs instead of the two endless ones.
   void writeListThatEnds() const { writeList({kOrdinary, 21, 22, 23, 25, 26, 24}); }
 
-  // A run of the list that never ends, up to where nothing more happens.
+  // Starts a run of the endless list and waits until nothing more happens.
   std::unique_ptr<StartedProgram> started() const {
     writeListThatNeverEnds();
     auto run = std::make_unique<StartedProgram>(arguments({"--jobs", "2"}), temporary, program);
     waitForFeatures(4);
-    // Both workers have got theirs.
+    // Until both workers have received an endless photograph.
     usleep(300000);
     return run;
   }
 
-  // After which all is as if nothing had been.
+  // Expects that a resumed run gives the result of an undisturbed one.
   void expectResumedEqualsUndisturbed() const {
     writeListThatEnds();
-    // What is done already is not done again: the photographs are not even there.
+    // Finished photographs are not extracted again: they have even been deleted.
     const std::string wanted = undisturbed();
     for (int number = 1; number <= 4; ++number) {
       fs::remove(base + "/p" + std::to_string(number) + ".ppm");
@@ -168,7 +168,7 @@ TEST_F(BatchResumed, AnotherModelEndsWith4AndNamesBoth) {
   EXPECT_TRUE(contains(outcome.err, journal + ": is of the model " + first + ", not of " + second))
       << outcome.err;
 
-  // The same where the earlier run has ended.
+  // The same if the earlier run has completed.
   fs::remove(journal);
   writeListThatEnds();
   ASSERT_EQ(0, extract().exitCode);
@@ -178,7 +178,7 @@ TEST_F(BatchResumed, AnotherModelEndsWith4AndNamesBoth) {
   EXPECT_EQ(4, ended.exitCode);
   EXPECT_TRUE(contains(ended.err, gallery + ": is of the model " + second + ", not of " + first))
       << ended.err;
-  // Nothing began, so nothing is in the way of the right model.
+  // No run was started, so nothing prevents a run with the right model.
   EXPECT_FALSE(fs::exists(journal));
 }
 
@@ -212,7 +212,7 @@ TEST_F(BatchResumed, WithNothingToGoOnWithIsARunLikeAny) {
 
 TEST_F(BatchResumed, ReportKeepsWhatItSaidOfPhotographsThatAreNotDoneAgain) {
   writeListThatEnds();
-  // Landmarks for a picture of another size are a warning; no picture is a failure.
+  // Landmarks for a picture of a different size cause a warning; a missing picture is a failure.
   fs::copy_file(base + "/p2.ppm", base + "/p1.ppm", fs::copy_options::overwrite_existing);
   const std::string third = contentOf(base + "/p3.ppm");
   fs::remove(base + "/p3.ppm");
@@ -243,7 +243,7 @@ TEST_F(BatchResumed, RunThatIsRefusedLeavesTheEarlierReport) {
 TEST_F(BatchResumed, FullDiskEndsTheRunAndMoreRoomGoesOnWithIt) {
   writeListThatEnds();
   const std::string wanted = undisturbed();
-  // A limit on the size of files is as good as a full disk. Five features have no room.
+  // A limit on the file size acts like a full disk. Five features don't fit.
   const std::string command = "trap '' XFSZ; ulimit -f 8; exec " + program + " extract --list " +
                               list + " -o " + gallery + " --model " + model + " --jobs 2";
   const Outcome outcome = runProgram({"-c", command}, temporary, "/bin/bash");

@@ -1,5 +1,5 @@
-// Faces found in photographs, as far as the program was built with a detector and photographs of
-// people are at hand.
+// Finds faces in photographs, if the program was built with a detector and photographs of people
+// are available.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -106,16 +106,15 @@ class FindLandmarksOfSamples : public FindLandmarks {
   std::string folder;
 };
 
-// The landmarks of the samples were found in the same way by another program. The detector's boxes
-// are the same. Its points depend on how the face is cut out: a crop that differs by a pixel moves
-// them by as much as the detector is off on upright faces anyway, 0.04 of the distance between the
-// eyes.
+// Another program found the landmarks of the samples in the same way. The boxes of the detector are
+// the same. Its points depend on how the face is cropped: a crop that differs by a pixel moves them
+// by as much as the detector's normal error on upright faces, 0.04 of the eye distance.
 TEST_F(FindLandmarksOfSamples, GivesThoseOfTheSamplesButForTheDetectorsSpread) {
   const FaceFinder finder;
   for (const SampleFace& wanted : sampleFaces(folder)) {
     std::ifstream stream(folder + "/" + wanted.name + ".json");
     const nlohmann::json document = nlohmann::json::parse(stream);
-    if (document.contains("derived_from")) continue;  // its points were not found
+    if (document.contains("derived_from")) continue;  // its points were not detected
     SCOPED_TRACE(wanted.name);
     const std::vector<FoundFace> faces = finder.find(readPhoto(sample(wanted.imageFile)));
     ASSERT_FALSE(faces.empty());
@@ -216,7 +215,7 @@ TEST_F(FindLandmarksOfSamples, SeveralFacesComeByFallingSize) {
   EXPECT_TRUE(contains(third.err, ": has no face 3, only 2 were found. "));
 }
 
-// A tilt that the detector is not made for: told, as far as its own points tell it.
+// A tilt that the detector is not made for is reported, as far as its own points show it.
 TEST_F(FindLandmarksOfSamples, AFaceThatIsTiltedTooFarIsDoubted) {
   const Outcome outcome = runProgram({"landmarks", sample("ride_2_rot35.jpg"), "-o", base + "/f"});
   EXPECT_EQ(0, outcome.exitCode);

@@ -1,4 +1,4 @@
-// "facefeature gallery": what it prints, converts and joins.
+// "facefeature gallery": its output, conversions and joins.
 #include <gtest/gtest.h>
 
 #include <cstdio>

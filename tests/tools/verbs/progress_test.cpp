@@ -1,4 +1,4 @@
-// What a long run shows of how far it is: in JSON, in a log, and on a terminal.
+// The progress of a long run: in JSON, in a log, and on a terminal.
 #include <fcntl.h>
 #include <pty.h>
 #include <unistd.h>
@@ -13,7 +13,7 @@ namespace {
 
 TEST_F(Batch, ProgressAsJsonIsAnObjectOnEachLine) {
   writeList({kOrdinary, kAborts, 21});
-  // A path that is no UTF-8 does not break the line.
+  // A path that is not UTF-8 does not break the line.
   writeText(list, contentOf(list) + "odd,no\xFF.ppm,none.json\n");
   const Outcome outcome = extract({"--progress", "json", "--jobs", "2"});
   EXPECT_EQ(3, outcome.exitCode);
@@ -21,7 +21,7 @@ TEST_F(Batch, ProgressAsJsonIsAnObjectOnEachLine) {
   std::vector<std::string> events;
   nlohmann::json last;
   for (std::string line; std::getline(lines, line);) {
-    // What a library prints goes there, too.
+    // The output of a library goes there as well.
     if (line == "load something failed") continue;
     last = nlohmann::json::parse(line);
     events.push_back(last.at("event"));
@@ -46,7 +46,7 @@ TEST_F(Batch, ProgressInALogHasNoControlCharacters) {
   }
 }
 
-// A run on a terminal of its own, as a person starts it.
+// Runs on a separate terminal, as if started by a person.
 class BatchOnATerminal : public Batch {
  protected:
   void start(const std::vector<std::string>& more) {

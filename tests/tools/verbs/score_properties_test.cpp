@@ -1,4 +1,4 @@
-// What docs/scores.md says of scores, on random features and through the library itself.
+// The statements of docs/scores.md, on random features and with the library itself.
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -26,12 +26,12 @@ FeatureVector scaled(const FeatureVector& feature, float factor) {
   return result;
 }
 
-// Rounding: 500 sums and products lose at most 500 halves of 2^-23 of the sum of the products'
-// sizes, which is at most the product of the norms; twice that for the factor 2; the norms
-// themselves the same; and a few operations more.
+// Rounding: 500 sums and products have an error of at most 500 times half of 2^-23 of the sum of
+// the absolute products, which is at most the product of the norms. The factor 2 doubles this, the
+// norms themselves add the same, and there are a few more operations.
 constexpr double kRounding = 2000 * 0x1p-24;
 
-// Of the formula in exact numbers, as far as double has them.
+// The exact formula, up to the precision of double.
 double exactScore(const FeatureVector& a, const FeatureVector& b) {
   double product = 0.0;
   for (int i = 499; i >= 0; --i) product += static_cast<double>(a.values[i]) * b.values[i];
@@ -39,7 +39,7 @@ double exactScore(const FeatureVector& a, const FeatureVector& b) {
   return (2.0 * product - squares) / (static_cast<double>(a.values[501]) * b.values[501]) + 1.0;
 }
 
-// Of the sizes that stand in the numerator: what rounding errors are measured by.
+// The scale of rounding errors: the magnitudes in the numerator.
 double sizeOf(const FeatureVector& a, const FeatureVector& b) {
   return 3.0 + (static_cast<double>(a.values[500]) + b.values[500]) /
                    (static_cast<double>(a.values[501]) * b.values[501]);
@@ -94,7 +94,7 @@ TEST_F(Scores, AreAtMost3AndLessTheMoreTheSelfScoresAreBelow3) {
   for (int round = 0; round < kRounds; ++round) {
     FeatureVector a = randomFeature(random);
     FeatureVector b = randomFeature(random);
-    // As like each other as the two can be, now and then, and far from each other in length.
+    // Sometimes as similar as possible, and sometimes with very different lengths.
     if (random.chance(30)) b = scaled(a, random.between(0.1f, 10.0f));
     if (random.chance(30)) b.values[500] = 0.0f;
     if (random.chance(30)) a.values[500] = 0.0f;

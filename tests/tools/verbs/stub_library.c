@@ -1,6 +1,6 @@
 /*
- * A library in the place of the real one, for tests of what runs it: quick, and able to fail in
- * every way that the real one does. How it behaves is told by the width of a photograph.
+ * A library that replaces the real one in tests of its callers: fast, and able to fail in every
+ * way that the real one does. The width of a photograph selects its behaviour.
  */
 #include <facefeature/facefeature.h>
 #include <math.h>
@@ -21,7 +21,7 @@ enum {
 
 EXPORT FeatureEngine* CreateFeatureEngine(void) {
   if (getenv("STUB_ABORTS") != NULL) abort();
-  /* As the real one does for a file that it lacks. */
+  /* As the real one does for a missing file. */
   puts("load something failed");
   fflush(stdout);
   return getenv("STUB_HAS_NO_ENGINE") != NULL ? NULL : (FeatureEngine*)malloc(1);

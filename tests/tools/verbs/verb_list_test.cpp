@@ -1,4 +1,4 @@
-// The list of verbs. What each verb does is tested under its own name.
+// The list of verbs. Each verb has its own tests for what it does.
 #include "verbs/verb_list.h"
 
 #include <gtest/gtest.h>
@@ -34,7 +34,7 @@ TEST(VerbList, HasHelpForTheGroupsOfItsVerbsAlone) {
   EXPECT_EQ(used, described);
 }
 
-// The build compiles every verb_*.cpp. One that the list does not name would never run.
+// The build compiles every verb_*.cpp. A verb that is not in the list would never run.
 TEST(VerbList, NamesTheVerbOfEachFile) {
   size_t files = 0;
   const std::string folder = std::string(FACEFEATURE_SOURCE_DIR) + "/tools/facefeature/verbs";
