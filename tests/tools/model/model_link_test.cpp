@@ -17,9 +17,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using facefeature_tools::libraryModelFolder;
 using facefeature_tools::Failure;
 using facefeature_tools::kModelFolderName;
+using facefeature_tools::libraryModelFolder;
 using facefeature_tools::ModelLink;
 
 class ModelLinkTest : public ModelLinkFolders {

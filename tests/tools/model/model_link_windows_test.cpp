@@ -12,8 +12,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using facefeature_tools::libraryModelFolder;
 using facefeature_tools::Failure;
+using facefeature_tools::libraryModelFolder;
 using facefeature_tools::ModelLink;
 
 using ModelLinkTest = ModelLinkFolders;
