@@ -6,8 +6,8 @@
 #include <string>
 
 #include "support/config_checks.h"
-#include "support/random.h"
 #include "support/reference_config.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -167,8 +167,7 @@ TEST(ConfigSection, EntriesArrayIsThereEvenWithoutEntries) {
 }
 
 TEST(ConfigDocumentFind, AnyNameIsFoundWhereTheProbesOfAClosedRangeFindIt) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   ConfigDocument document;
   for (int run = 0; run < 400; ++run) {
     const std::string text =

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "config/config_document.h"
-#include "support/random.h"
 #include "support/reference_config.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -49,8 +49,7 @@ TEST(CompareNames, NothingBehindTheEndOfTheSoughtNameCounts) {
 }
 
 TEST(CompareNames, AnyTwoNamesCompareAsTheirSignedBytes) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   static const std::string kLetters = "aab\x01\x7f\x80\xff";
   for (int i = 0; i < 20000; ++i) {
     std::string names[2];
@@ -130,8 +129,7 @@ std::vector<std::string> sortedNewestFirst(const std::vector<std::string>& names
 }
 
 TEST(InsertSorted, SectionsAreSortedByNameWithTheNewestOfEqualsFirst) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (size_t count = 0; count <= 100; ++count) {
     const std::vector<std::string> names = randomNames(&random, count);
     std::vector<ConfigSection> sections(count);
@@ -168,8 +166,7 @@ TEST(FindSorted, OfEqualElementsTheFirstOneProbedIsFound) {
 }
 
 TEST(FindSorted, ProbesAreThoseOfTheClosedRange) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (size_t count = 0; count <= 70; ++count) {
     const std::vector<std::string> names = sortedNewestFirst(randomNames(&random, count));
     std::vector<const char*> entries;

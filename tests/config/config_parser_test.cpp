@@ -8,8 +8,8 @@
 
 #include "config/config_document.h"
 #include "support/config_checks.h"
-#include "support/random.h"
 #include "support/reference_config.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -270,8 +270,7 @@ TEST(ConfigParse, OrderOfUnequalLinesAndSectionsDoesNotMatter) {
 }
 
 TEST(ConfigParse, NothingIsReportedWhateverTheTextHolds) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   ::testing::internal::CaptureStdout();
   ::testing::internal::CaptureStderr();
   bool allTrue = true;
@@ -295,25 +294,22 @@ class ConfigParseOfRandomTexts : public ::testing::Test {
   }
 
   ConfigDocument document_;
-  Random random_ = seededRandom();
+  SeededRandom random_;
 };
 
 TEST_F(ConfigParseOfRandomTexts, NoiseIsReadAsItsLinesAre) {
-  SCOPED_TRACE(random_.trace());
   for (int run = 0; run < 6000 && !HasFailure(); ++run) {
     expectAsTheOracle(randomNoise(&random_, random_.integer(0, run % 10 == 0 ? 600 : 40)));
   }
 }
 
 TEST_F(ConfigParseOfRandomTexts, ManySectionsWithRepeatedNames) {
-  SCOPED_TRACE(random_.trace());
   for (int run = 0; run < 300 && !HasFailure(); ++run) {
     expectAsTheOracle(randomLines(&random_, random_.integer(0, 120), 50));
   }
 }
 
 TEST_F(ConfigParseOfRandomTexts, ManyEntriesWithRepeatedKeys) {
-  SCOPED_TRACE(random_.trace());
   for (int run = 0; run < 300 && !HasFailure(); ++run) {
     expectAsTheOracle(randomLines(&random_, random_.integer(0, 200), 2));
   }
@@ -322,7 +318,6 @@ TEST_F(ConfigParseOfRandomTexts, ManyEntriesWithRepeatedKeys) {
 // The lists of sections and entries grow when they are full, and insertion uses another method from
 // a certain count on: every count from zero to well beyond both.
 TEST_F(ConfigParseOfRandomTexts, EveryCountOfSectionsAndEntriesUpToAHundred) {
-  SCOPED_TRACE(random_.trace());
   for (int32_t count = 0; count <= 100 && !HasFailure(); ++count) {
     std::string entries;
     std::string sections;

@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "support/config_checks.h"
-#include "support/random.h"
 #include "support/reference_config.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -224,8 +224,7 @@ void expectUntouched(const std::vector<Piece>& pieces) {
 // If a released block before the last one is removed, the index of the current block refers to the
 // block after it. A pool whose index has run past its blocks is not used any further.
 TEST(ConfigPool, AnyRunOfCallsKeepsThePiecesAndTheBooks) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int run = 0; run < 300; ++run) {
     const uint32_t textLength = static_cast<uint32_t>(random.integer(0, 400));
     ConfigPool pool(textLength);

@@ -13,8 +13,8 @@
 #include "config/net_documents.h"
 #include "support/bits.h"
 #include "support/config_checks.h"
-#include "support/random.h"
 #include "support/reference_config.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -248,8 +248,7 @@ TEST_F(LayerParameters, ListBelongsToTheCallerAndOutlivesTheDocument) {
 }
 
 TEST_F(LayerParameters, AnyValueIsReadAsTheOracleReadsIt) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   static const std::string kAlphabet = "00123456789__..--++eEeExXinfab,\v\f[=]\x80\xff";
   for (int run = 0; run < 8000; ++run) {
     std::string value;
@@ -269,8 +268,7 @@ TEST_F(LayerParameters, AnyValueIsReadAsTheOracleReadsIt) {
 }
 
 TEST_F(LayerParameters, LongNumbersAroundTheRangesOfTheLists) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int run = 0; run < 2000; ++run) {
     std::string ints = "1";
     std::string floats = "1";
@@ -340,8 +338,7 @@ TEST(FindLayerName, AllBytesAndTheLengthsCount) {
 }
 
 TEST(FindLayerName, AnyListIsSearchedFromItsFirstElement) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int run = 0; run < 500; ++run) {
     Strings names;
     for (int32_t i = random.integer(0, 12); i > 0; --i) names.push_back(randomName(&random));

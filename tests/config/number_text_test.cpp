@@ -8,8 +8,8 @@
 #include <string>
 
 #include "support/bits.h"
-#include "support/random.h"
 #include "support/reference_config.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -278,8 +278,7 @@ void expectIntAsTheOracle(const std::string& text) {
 }
 
 TEST(ParseIntText, AnyTextIsReadAsItsDigits) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int run = 0; run < 20000 && !HasFailure(); ++run) {
     expectIntAsTheOracle(randomNumber(&random, 12, 2));
     expectIntAsTheOracle(randomJunk(&random));
@@ -299,8 +298,7 @@ void expectFloatAsTheOracle(const std::string& text) {
 }
 
 TEST(ParseFloatText, AnyTextIsReadWithEveryStepRounded) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int run = 0; run < 6000 && !HasFailure(); ++run) {
     expectFloatAsTheOracle(randomNumber(&random, 8, 12));
     expectFloatAsTheOracle(randomNumber(&random, 41, 41));
@@ -311,8 +309,7 @@ TEST(ParseFloatText, AnyTextIsReadWithEveryStepRounded) {
 // The largest float is 340282346638528859811704183484516925440: texts of 39 digits around it and
 // around the halfway point to the next power of two, with and without a point.
 TEST(ParseFloatText, NumbersAroundTheLimitOfTheRange) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (const char* start : {"34028234", "34028235", "3402823466385288", "3402823567797336"}) {
     for (int run = 0; run < 200 && !HasFailure(); ++run) {
       std::string text = start;
@@ -334,8 +331,7 @@ void expectDigitsAsTheOracle(const reference::DigitsReading& wanted, const std::
 }
 
 TEST(ParseWholeDigits, AnyTextMovesTheCursorBehindItsDigits) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int run = 0; run < 4000 && !HasFailure(); ++run) {
     const std::string text =
         random.chance(50) ? randomNumber(&random, 42, 3) : randomDigits(&random, 30, 42);
@@ -344,8 +340,7 @@ TEST(ParseWholeDigits, AnyTextMovesTheCursorBehindItsDigits) {
 }
 
 TEST(ParseFractionDigits, AnyTextMovesTheCursorBehindItsDigits) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int run = 0; run < 4000 && !HasFailure(); ++run) {
     const std::string text = random.chance(50) ? randomNumber(&random, 20, 3)
                                                : randomDigits(&random, 0, 42) + randomJunk(&random);

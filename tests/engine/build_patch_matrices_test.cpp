@@ -13,10 +13,10 @@
 #include "support/bits.h"
 #include "support/faces.h"
 #include "support/pictures.h"
-#include "support/random.h"
 #include "support/reference_geometry.h"
 #include "support/sample_faces.h"
 #include "support/scoped_patch_means.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -88,8 +88,7 @@ void expectNegatedMeans(const Picture& picture, FaceRecord& face) {
 }
 
 TEST(BuildPatchMatrices, FacesOfAllKindsEndLikeTheReference) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const ScopedPatchMeans means(random);
   for (int32_t kind = 0; kind < kFaceKinds; ++kind) {
     SCOPED_TRACE(nameOf(static_cast<FaceKind>(kind)));
@@ -102,8 +101,7 @@ TEST(BuildPatchMatrices, FacesOfAllKindsEndLikeTheReference) {
 }
 
 TEST(BuildPatchMatrices, PicturesOfAllSizesEndLikeTheReference) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const ScopedPatchMeans means(random);
   const int32_t sides[] = {2, 3, 17, 159, 160, 161, 400};
   for (int i = 0; i < 14; ++i) {
@@ -118,8 +116,7 @@ TEST(BuildPatchMatrices, PicturesOfAllSizesEndLikeTheReference) {
 
 TEST(BuildPatchMatrices, RealFacesEndLikeTheReference) {
   if (samplesFolder().empty()) GTEST_SKIP() << "no folder of sample faces beside the sources";
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const ScopedPatchMeans means(random);
   for (SampleFace& sample : sampleFaces(samplesFolder())) {
     SCOPED_TRACE(sample.name);
@@ -129,8 +126,7 @@ TEST(BuildPatchMatrices, RealFacesEndLikeTheReference) {
 }
 
 TEST(BuildPatchMatrices, EveryMatrixHasTwoRowsOfTheSamplesLengthAndOwnsItsStorage) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const Picture picture = randomPicture(random, 120, 100);
   FaceRecord face = faceOfKind(random, FaceKind::kUpright, 120, 100);
   const Built got(picture, face.set());
@@ -148,8 +144,7 @@ TEST(BuildPatchMatrices, EveryMatrixHasTwoRowsOfTheSamplesLengthAndOwnsItsStorag
 }
 
 TEST(BuildPatchMatrices, TheFacesEndWithTheFramesOfTheLastPatchesOfTheirKinds) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const Picture picture = randomPicture(random, 300, 260);
   FaceRecord face = faceOfKind(random, FaceKind::kNoisy, 300, 260);
   const reference::PatchSet wanted =
@@ -160,8 +155,7 @@ TEST(BuildPatchMatrices, TheFacesEndWithTheFramesOfTheLastPatchesOfTheirKinds) {
 }
 
 TEST(BuildPatchMatrices, NothingOfAnEarlierFaceReachesTheNext) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const Picture picture = randomPicture(random, 200, 200);
   FaceRecord face = faceOfKind(random, FaceKind::kTurned, 200, 200);
   const Built first(picture, face.set(), 0);
@@ -173,8 +167,7 @@ TEST(BuildPatchMatrices, NothingOfAnEarlierFaceReachesTheNext) {
 }
 
 TEST(BuildPatchMatrices, TheOrderOfEntriesMattersOnlyThroughTheReferenceLength) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const Picture picture = randomPicture(random, 200, 200);
   FaceRecord face = faceOfKind(random, FaceKind::kNoisy, 200, 200);
   for (int i = 0; i < 4; ++i) {
@@ -184,8 +177,7 @@ TEST(BuildPatchMatrices, TheOrderOfEntriesMattersOnlyThroughTheReferenceLength) 
 }
 
 TEST(BuildPatchMatrices, TheDroppedLandmarksSetTheSizeAndNothingElse) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const Picture picture = randomPicture(random, 200, 200);
   FaceRecord face = faceOfKind(random, FaceKind::kTurned, 200, 200);
   const Built before(picture, face.set());
@@ -196,8 +188,7 @@ TEST(BuildPatchMatrices, TheDroppedLandmarksSetTheSizeAndNothingElse) {
 }
 
 TEST(BuildPatchMatrices, FramesReachingOutsideThePictureOnAllSidesNeedNoSpecialCase) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const ScopedPatchMeans means(random);
   for (FaceKind kind : {FaceKind::kLeftOfPicture, FaceKind::kRightOfPicture,
                         FaceKind::kAbovePicture, FaceKind::kBelowPicture, FaceKind::kLarge}) {
@@ -209,8 +200,7 @@ TEST(BuildPatchMatrices, FramesReachingOutsideThePictureOnAllSidesNeedNoSpecialC
 }
 
 TEST(BuildPatchMatrices, CoincidentAnchorsGiveTheNegatedMeans) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const ScopedPatchMeans means(random);
   const Picture picture = randomPicture(random, 90, 110);
   for (int i = 0; i < 5; ++i) {
@@ -220,8 +210,7 @@ TEST(BuildPatchMatrices, CoincidentAnchorsGiveTheNegatedMeans) {
 }
 
 TEST(BuildPatchMatrices, AReferenceLengthThatIsNoNumberGivesTheNegatedMeans) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const ScopedPatchMeans means(random);
   const Picture picture = randomPicture(random, 90, 110);
   for (FaceKind kind : {FaceKind::kOnePoint, FaceKind::kNotANumber, FaceKind::kInfinite}) {
@@ -235,8 +224,7 @@ TEST(BuildPatchMatrices, AReferenceLengthThatIsNoNumberGivesTheNegatedMeans) {
 }
 
 TEST(BuildPatchMatrices, AnInfiniteReferenceLengthGivesTheNegatedMeans) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const ScopedPatchMeans means(random);
   const Picture picture = randomPicture(random, 90, 110);
   FaceRecord face = faceOfKind(random, FaceKind::kEnormous, 90, 110);
@@ -271,8 +259,7 @@ TEST(BuildPatchMatrices, APatchIsAsLargeInTheFrameAsItsReferenceSpanSays) {
 }
 
 TEST(BuildPatchMatrices, PictureAndRecordAreOnlyRead) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const Picture picture = randomPicture(random, 80, 90);
   const std::vector<uint8_t> pixels = picture.storage;
   FaceRecord face = faceOfKind(random, FaceKind::kNoisy, 80, 90);

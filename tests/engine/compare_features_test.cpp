@@ -7,8 +7,8 @@
 
 #include "engine/feature_engine.h"
 #include "support/bits.h"
-#include "support/random.h"
 #include "support/reference_projection.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -30,8 +30,7 @@ FeatureVector randomFeature(Random& random) {
 }
 
 TEST(CompareFeatures, HasTheBitsOfTheFormulaStepByStep) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 2000; ++round) {
     const FeatureVector a = randomFeature(random);
     const FeatureVector b = randomFeature(random);
@@ -40,8 +39,7 @@ TEST(CompareFeatures, HasTheBitsOfTheFormulaStepByStep) {
 }
 
 TEST(CompareFeatures, TroublesomeNumbersTravelOn) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 2000; ++round) {
     FeatureVector a = randomFeature(random);
     FeatureVector b = randomFeature(random);
@@ -55,8 +53,7 @@ TEST(CompareFeatures, TroublesomeNumbersTravelOn) {
 }
 
 TEST(CompareFeatures, SwappedArgumentsGiveTheSameBits) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 500; ++round) {
     const FeatureVector a = randomFeature(random);
     const FeatureVector b = randomFeature(random);
@@ -65,8 +62,7 @@ TEST(CompareFeatures, SwappedArgumentsGiveTheSameBits) {
 }
 
 TEST(CompareFeatures, AVectorWhoseElement500IsItsOwnSumOfSquaresScoresExactlyOneWithItself) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 200; ++round) {
     FeatureVector a = randomFeature(random);
     float sum = 0.0f;
@@ -112,8 +108,7 @@ TEST(CompareFeatures, ANormOfZeroUnderANumeratorGivesInfinity) {
 }
 
 TEST(CompareFeatures, AFeatureOfARejectedRequestGivesNotANumber) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const FeatureVector good = randomFeature(random);
   FeatureVector rejected;
   for (float& value : rejected.values) value = std::numeric_limits<float>::quiet_NaN();
@@ -122,8 +117,7 @@ TEST(CompareFeatures, AFeatureOfARejectedRequestGivesNotANumber) {
 }
 
 TEST(CompareFeatures, ReadsExactlyTheTwoFeatures) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const FeatureVector a = randomFeature(random);
   const FeatureVector b = randomFeature(random);
   const float wanted = reference::compare(a.values, b.values);

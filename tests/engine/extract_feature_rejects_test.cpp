@@ -9,6 +9,7 @@
 
 #include "engine/feature_engine.h"
 #include "support/bits.h"
+#include "support/seeded_random.h"
 #include "support/test_engine.h"
 
 namespace facefeature_test {
@@ -41,8 +42,7 @@ void expectRejected(FeatureEngine* engine, const Arguments& arguments, const cha
 
 TEST(ExtractFeatureRejects, NullPointersAndPicturesBelowTwoByTwo) {
   haveModel();
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   Request request = randomRequest(random);
   const std::vector<uint8_t> picture = request.picture.storage;
   const OwnEngine engine;
@@ -69,8 +69,7 @@ TEST(ExtractFeatureRejects, NullPointersAndPicturesBelowTwoByTwo) {
 
 TEST(ExtractFeatureRejects, RecordsThatDoNotKeepExactly25Entries) {
   haveModel();
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   Request request = randomRequest(random, FaceKind::kUpright);
   const OwnEngine engine;
   const auto expectRejectedWith = [&](FaceRecord face, const char* what) {
@@ -103,8 +102,7 @@ TEST(ExtractFeatureRejects, RecordsThatDoNotKeepExactly25Entries) {
 
 TEST(ExtractFeatureRejects, NegativeAndEmptyCounts) {
   haveModel();
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   Request request = randomRequest(random, FaceKind::kUpright);
   const OwnEngine engine;
   for (const int32_t count : {0, -1, -25, -29, INT_MIN}) {
@@ -120,8 +118,7 @@ TEST(ExtractFeatureRejects, NegativeAndEmptyCounts) {
 
 TEST(ExtractFeatureRejects, IdsOutside0To317) {
   haveModel();
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   Request request = randomRequest(random, FaceKind::kUpright);
   const OwnEngine engine;
   for (const int32_t id : {-1, 318, 319, 100000, INT_MAX, INT_MIN, -240}) {
@@ -144,8 +141,7 @@ TEST(ExtractFeatureRejects, IdsOutside0To317) {
 
 TEST(ExtractFeatureRejects, RequestsOfAnEngineWhoseModelIsGone) {
   haveModel();
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   Request request = randomRequest(random);
   const OwnEngine engine;
   {

@@ -18,6 +18,7 @@
 #include "support/oracle_extraction.h"
 #include "support/reference_extract.h"
 #include "support/reference_layers.h"
+#include "support/seeded_random.h"
 #include "support/test_engine.h"
 
 namespace facefeature_test {
@@ -73,8 +74,7 @@ void expectWholeRoad(FeatureEngine* engine, const Picture& picture, FaceRecord& 
 }
 
 TEST(ExtractFeatureRoad, FacesOfEveryKindInPicturesOfAllSizes) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   haveModel();
   const OwnEngine engine;
   for (int32_t kind = 0; kind < kFaceKinds; ++kind) {
@@ -92,8 +92,7 @@ TEST(ExtractFeatureRoad, FacesOfEveryKindInPicturesOfAllSizes) {
 }
 
 TEST(ExtractFeatureRoad, TheSmallestPictures) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   haveModel();
   const OwnEngine engine;
   struct Size {
@@ -115,8 +114,7 @@ TEST(ExtractFeatureRoad, TheSmallestPictures) {
 
 TEST(ExtractFeatureRoad, RowsAtOnePlace) {
   // A stride of 0 is not rejected: every row is the first one.
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   haveModel();
   const OwnEngine engine;
   Picture picture = randomPicture(random, 200, 2, 600);
@@ -131,8 +129,7 @@ TEST(ExtractFeatureRoad, RowsAtOnePlace) {
 
 TEST(ExtractFeatureRoad, RecordsWithRepeatedAndAdditionalDroppedEntries) {
   // Only the head pose uses the dropped entries; it uses each of them.
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   haveModel();
   const OwnEngine engine;
   const Picture picture = randomPicture(random, 220, 180);
@@ -157,7 +154,7 @@ class ActivationsOfOneFace : public ::testing::Test {
  protected:
   ActivationsOfOneFace() {
     haveModel();
-    Random random = seededRandom();
+    SeededRandom random;
     picture_ = randomPicture(random, 240, 200);
     face_ = faceOfKind(random, FaceKind::kTurned, 240, 200);
     engine_ = std::make_unique<OwnEngine>();

@@ -15,6 +15,7 @@
 #include "support/oracle_extraction.h"
 #include "support/page_memory.h"
 #include "support/reference_extract.h"
+#include "support/seeded_random.h"
 #include "support/tasks.h"
 #include "support/test_engine.h"
 
@@ -36,8 +37,7 @@ const size_t kTasksAtStart = tasksAtStart();
 }
 
 TEST(ExtractFeature, ANullEngineLeavesTheFeatureExactlyAsItWas) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   Request request = randomRequest(random);
   EXPECT_EQ(std::vector<float>(kFeatureFloats, kUnwritten), extracted(nullptr, request));
   // Also if the request would otherwise be rejected.
@@ -49,8 +49,7 @@ TEST(ExtractFeature, ANullEngineLeavesTheFeatureExactlyAsItWas) {
 
 TEST(ExtractFeature, ANullFeatureReturnsAtOnce) {
   haveModel();
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   Request request = randomRequest(random);
   const OwnEngine engine;
   std::memset(engine->grayFace, 0xA5, sizeof engine->grayFace);
@@ -65,8 +64,7 @@ TEST(ExtractFeature, ANullFeatureReturnsAtOnce) {
 
 TEST(ExtractFeature, WritesThe502FloatsAndNothingOfTheRequest) {
   haveModel();
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const OwnEngine engine;
   Request request = randomRequest(random);
   const std::vector<uint8_t> picture = request.picture.storage;
@@ -97,8 +95,7 @@ TEST(ExtractFeature, WritesThe502FloatsAndNothingOfTheRequest) {
 
 TEST(ExtractFeature, NothingOfOneRunReachesTheNext) {
   haveModel();
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const OwnEngine engine;
   std::vector<Request> requests;
   for (const FaceKind kind :
@@ -121,8 +118,7 @@ TEST(ExtractFeature, NothingOfOneRunReachesTheNext) {
 
 TEST(ExtractFeature, AfterARejectedRequestTheNextIsAsEver) {
   haveModel();
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const OwnEngine engine;
   Request request = randomRequest(random);
   const std::vector<float> wanted = extracted(engine.get(), request);
@@ -134,8 +130,7 @@ TEST(ExtractFeature, AfterARejectedRequestTheNextIsAsEver) {
 
 TEST(ExtractFeature, AnyNumberOfThreadsGivesTheSameBits) {
   haveModel();
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const int threads = omp_get_max_threads();
   const OwnEngine engine;
   Request request = randomRequest(random);
@@ -157,8 +152,7 @@ TEST(ExtractFeature, AnyNumberOfThreadsGivesTheSameBits) {
 
 TEST(ExtractFeature, EnginesOfSeveralHostThreadsRunSideBySide) {
   haveModel();
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   constexpr size_t kHosts = 3;
   std::vector<Request> requests;
   std::vector<std::vector<float>> wanted;
@@ -182,8 +176,7 @@ TEST(ExtractFeature, EnginesOfSeveralHostThreadsRunSideBySide) {
 
 TEST(ExtractFeature, TheLastDestructionEndsTheWorkerThreads) {
   haveModel();
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   Request request = randomRequest(random);
   const int threads = omp_get_max_threads();
   for (int round = 0; round < 2; ++round) {
@@ -201,8 +194,7 @@ TEST(ExtractFeature, TheLastDestructionEndsTheWorkerThreads) {
 
 TEST(ExtractFeature, RowLengthsDoNotMatterAndABottomUpPictureIsWalked) {
   haveModel();
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const OwnEngine engine;
   const Picture dense = randomPicture(random, 131, 97, 3 * 131);
   FaceRecord face = faceOfKind(random, FaceKind::kNoisy, 131, 97);
@@ -222,8 +214,7 @@ TEST(ExtractFeature, RowsMayLieFartherApartThan31BitsCount) {
   const PageMemory space(2 * static_cast<size_t>(kStride) + PageMemory::pageSize());
   for (const size_t row : {0, 1, 2}) space.open(row * kStride, PageMemory::pageSize());
   haveModel();
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const OwnEngine engine;
   const Picture dense = randomPicture(random, 4, 3, 12);
   FaceRecord face = faceOfKind(random, FaceKind::kUpright, 4, 3);
@@ -241,8 +232,7 @@ TEST(ExtractFeature, RowsMayLieFartherApartThan31BitsCount) {
 
 TEST(ExtractFeature, TheReservedWordOfTheRecordIsNotRead) {
   haveModel();
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const OwnEngine engine;
   Request request = randomRequest(random);
   const std::vector<float> wanted = extracted(engine.get(), request);
@@ -256,8 +246,7 @@ TEST(ExtractFeature, TheReservedWordOfTheRecordIsNotRead) {
 
 TEST(ExtractFeature, TheModelFolderMayGoOnceTheEngineStands) {
   haveModel();
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const OwnEngine engine;
   Request request = randomRequest(random);
   const std::vector<float> wanted = extracted(engine.get(), request);
@@ -281,8 +270,7 @@ std::string zerosFor(const std::string& name) {
 
 TEST(ExtractFeature, ANetThatAnswersZerosMakesTheWholeFeatureNotANumber) {
   haveModel();
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const SpoiltFile first("5-7-1", zerosFor("5-7-1"));
   const SpoiltFile second("5-7-2", zerosFor("5-7-2"));
   const SpoiltFile biases("5-7-3", zerosFor("5-7-3"));
@@ -293,8 +281,7 @@ TEST(ExtractFeature, ANetThatAnswersZerosMakesTheWholeFeatureNotANumber) {
 
 TEST(ExtractFeature, ALayerWithoutItsBiasesFileAddsNone) {
   haveModel();
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   reference::ModelNumbers numbers = modelNumbers();
   numbers.nets[0].banks[0].biases = {};
   numbers.nets[11].banks[3].biases = {};
@@ -314,8 +301,7 @@ TEST(ExtractFeature, ALayerWithoutItsBiasesFileAddsNone) {
 
 TEST(ExtractFeatureDeathTest, ALayerWithoutItsWeightsFileEndsTheProcess) {
   haveModel();
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   Request request = randomRequest(random);
   for (const char* name : {"5-3-1", "2-25-1"}) {
     const SpoiltFile missing(name);

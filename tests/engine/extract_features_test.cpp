@@ -9,6 +9,7 @@
 
 #include "support/bits.h"
 #include "support/scoped_kernels.h"
+#include "support/seeded_random.h"
 #include "support/test_engine.h"
 
 namespace facefeature_test {
@@ -50,8 +51,7 @@ class ExtractFeatures : public ::testing::Test {
     return features;
   }
 
-  Random random = seededRandom();
-  ::testing::ScopedTrace trace{__FILE__, __LINE__, random.trace()};
+  SeededRandom random;
   std::unique_ptr<OwnEngine> engine;
   std::vector<std::unique_ptr<Request>> made;
   std::vector<FaceRequest> requests;

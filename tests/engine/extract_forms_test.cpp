@@ -11,6 +11,7 @@
 #include "support/sample_faces.h"
 #include "support/sample_pictures.h"
 #include "support/scoped_kernels.h"
+#include "support/seeded_random.h"
 #include "support/test_engine.h"
 
 namespace facefeature_test {
@@ -78,8 +79,7 @@ class ExtractForms : public ::testing::Test {
 
   // One engine for all faces of a test, so that its state is carried from face to face.
   std::unique_ptr<OwnEngine> engine;
-  Random random = seededRandom();
-  ::testing::ScopedTrace trace{__FILE__, __LINE__, random.trace()};
+  SeededRandom random;
 };
 
 TEST_F(ExtractForms, EndOnTheSameFeatureForFacesOfAllKinds) {

@@ -6,7 +6,7 @@
 #include <cmath>
 
 #include "engine/feature_engine.h"
-#include "support/random.h"
+#include "support/seeded_random.h"
 #include "support/test_engine.h"
 
 namespace facefeature_test {
@@ -14,8 +14,7 @@ namespace {
 
 TEST(ExtractFeatureDeathTest, AHostMayForkBetweenCreationAndItsFirstExtraction) {
   haveModel();
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   Request request = randomRequest(random);
   const auto forkAndExtract = [&] {
     const OwnEngine engine;

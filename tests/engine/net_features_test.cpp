@@ -17,8 +17,8 @@
 #include "net/made_net.h"
 #include "support/bits.h"
 #include "support/process_ends.h"
-#include "support/random.h"
 #include "support/reference_extract.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -43,8 +43,7 @@ std::vector<float> rows(float first, float second) {
 }
 
 TEST(NormalizeRows, HasTheBitsOfTheMixedSteps) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 500; ++round) {
     std::vector<float> output(320);
     for (float& value : output) value = std::ldexp(random.normal(), random.integer(-10, 10));
@@ -54,8 +53,7 @@ TEST(NormalizeRows, HasTheBitsOfTheMixedSteps) {
 }
 
 TEST(NormalizeRows, TroublesomeNumbersTravelOn) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 500; ++round) {
     std::vector<float> output = random.normals(320);
     for (int32_t spot = random.integer(1, 3); spot > 0; --spot) {
@@ -118,8 +116,7 @@ TEST(NormalizeRows, EveryRoundingOfTheStepsCounts) {
        }},
   };
   for (const WrongStep& slip : slips) {
-    Random random = seededRandom();
-    SCOPED_TRACE(random.trace());
+    SeededRandom random;
     bool differed = false;
     for (int round = 0; round < 200 && !differed; ++round) {
       std::vector<float> row = random.normals(160);

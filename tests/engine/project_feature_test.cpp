@@ -13,9 +13,9 @@
 #include "kernels/kernel_set.h"
 #include "kernels/project_rows.h"
 #include "support/bits.h"
-#include "support/random.h"
 #include "support/reference_projection.h"
 #include "support/scoped_kernels.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -90,8 +90,7 @@ void expectAsTheOracle(const Projection& projection, const std::vector<float>& j
 }
 
 TEST(ProjectFeature, HasTheBitsOfOneAccumulatorForEachSumInRisingOrder) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   Projection projection;
   projection.randomize(random);
   for (size_t shift = 0; shift < 4; ++shift) {
@@ -100,8 +99,7 @@ TEST(ProjectFeature, HasTheBitsOfOneAccumulatorForEachSumInRisingOrder) {
 }
 
 TEST(ProjectFeature, TroublesomeNumbersTravelOn) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   Projection projection;
   projection.randomize(random);
   // Only in single rows, so that the others show that nothing spreads.
@@ -165,8 +163,7 @@ TEST(ProjectFeature, Element500IsASumOfSquaresAndElement501HasItsRoot) {
 
 TEST(ProjectFeature, TheMeanIsSubtractedInPlace) {
   Projection projection;
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   projection.mean = random.normals(kPatchFeatureFloats);
   facefeature::featureMean = projection.mean.data();
   std::vector<float> x = random.normals(kPatchFeatureFloats);
@@ -178,8 +175,7 @@ TEST(ProjectFeature, TheMeanIsSubtractedInPlace) {
 }
 
 TEST(ProjectFeature, TheMeanItselfBecomesAFeatureOfZerosWhichComparesAsNotANumber) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   Projection projection;
   projection.randomize(random);
   std::vector<float> x = projection.mean;

@@ -7,6 +7,7 @@
 #include "engine/feature_engine.h"
 #include "engine/loaded_model.h"
 #include "support/bits.h"
+#include "support/seeded_random.h"
 #include "support/test_engine.h"
 
 namespace facefeature_test {
@@ -14,8 +15,7 @@ namespace {
 
 TEST(SeveralEngines, ShareTheModelUntilTheLastGoes) {
   haveModel();
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   Request request = randomRequest(random);
   OwnEngine first;
   const std::vector<float> wanted = extracted(first.get(), request);
@@ -37,8 +37,7 @@ TEST(SeveralEngines, ShareTheModelUntilTheLastGoes) {
 
 TEST(SeveralEngines, ACreationThatLacksAProjectionLeavesTheEarlierOnesWithoutAModel) {
   haveModel();
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   Request request = randomRequest(random);
   OwnEngine earlier;
   {
@@ -53,8 +52,7 @@ TEST(SeveralEngines, ACreationThatLacksAProjectionLeavesTheEarlierOnesWithoutAMo
 
 TEST(SeveralEngines, ALaterCreationGivesTheEarlierOnesAModelAgain) {
   haveModel();
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   Request request = randomRequest(random);
   OwnEngine earlier;
   const std::vector<float> wanted = extracted(earlier.get(), request);

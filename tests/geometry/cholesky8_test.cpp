@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "support/bits.h"
-#include "support/random.h"
 #include "support/reference_geometry.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -47,16 +47,14 @@ void expectLikeReference(const std::vector<float>& matrix, const std::vector<flo
 }
 
 TEST(SolveCholesky8, EachOperationIsRoundedInTheOrderOfTheReference) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int i = 0; i < 500; ++i) {
     expectLikeReference(randomMatrix(random, 8, random.between(0.01f, 30.0f)), random.normals(8));
   }
 }
 
 TEST(SolveCholesky8, SingularMatricesEndLikeTheReference) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int i = 0; i < 300; ++i) {
     const int rank = random.integer(0, 7);
     expectLikeReference(randomMatrix(random, rank, 3.0f), random.normals(8, 100.0f));
@@ -64,8 +62,7 @@ TEST(SolveCholesky8, SingularMatricesEndLikeTheReference) {
 }
 
 TEST(SolveCholesky8, AwkwardNumbersTravelLikeInTheReference) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int i = 0; i < 300; ++i) {
     std::vector<float> matrix = randomMatrix(random, 8, 2.0f);
     std::vector<float> rightSide = random.normals(8);
@@ -76,8 +73,7 @@ TEST(SolveCholesky8, AwkwardNumbersTravelLikeInTheReference) {
 }
 
 TEST(SolveCholesky8, SolvesTheEquations) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int i = 0; i < 50; ++i) {
     std::vector<float> matrix = randomMatrix(random, 8, 0.2f);
     for (size_t k = 0; k < 8; ++k) matrix[9 * k] += 4.0f;
@@ -98,8 +94,7 @@ TEST(SolveCholesky8, TheDiagonalHoldsReciprocals) {
 }
 
 TEST(SolveCholesky8, TheReciprocalIsADivisionByTheRoundedRoot) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   int otherwise = 0;
   for (int i = 0; i < 200; ++i) {
     const float pivot = random.between(0.5f, 50.0f);
@@ -113,8 +108,7 @@ TEST(SolveCholesky8, TheReciprocalIsADivisionByTheRoundedRoot) {
 }
 
 TEST(SolveCholesky8, ANullRightSideFactorsOnly) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const std::vector<float> matrix = randomMatrix(random, 8, 2.0f);
   std::vector<float> factoredOnly = matrix, solved = matrix;
   std::vector<float> rightSide = random.normals(8);

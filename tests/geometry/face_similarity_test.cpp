@@ -8,9 +8,9 @@
 
 #include "support/bits.h"
 #include "support/faces.h"
-#include "support/random.h"
 #include "support/reference_arithmetic.h"
 #include "support/reference_geometry.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -65,8 +65,7 @@ TEST(AnchorsOf, TakesSlotsSixAndEightByPosition) {
 }
 
 TEST(AnchorsOf, TheDistanceIsRoundedLikeInTheReference) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int i = 0; i < 3000; ++i) {
     std::vector<Landmark> slots(kSlotCount, Landmark{0, 0.0f, 0.0f});
     for (size_t k : {size_t{6}, size_t{8}}) {
@@ -78,8 +77,7 @@ TEST(AnchorsOf, TheDistanceIsRoundedLikeInTheReference) {
 }
 
 TEST(LowerAnchorHeight, MultipliesFirstDividesThenAddsSixty) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int i = 0; i < 2000; ++i) {
     const int32_t patch = random.integer(0, 24);
     const float distance = random.chance(5) ? random.awkward() : random.between(0.0f, 500.0f);
@@ -99,8 +97,7 @@ TEST(LowerAnchorHeight, AUselessReferenceLengthGivesAUselessHeight) {
 }
 
 TEST(FitToCanonicalAndToImage, EachOperationIsRoundedInTheOrderOfTheReference) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (float reach : {3.0f, 100.0f, 1000.0f, 20000.0f}) {
     for (int i = 0; i < 1500; ++i) {
       expectFitsLikeReference(randomAnchors(random, reach), random.between(-40.0f, 160.0f));
@@ -109,8 +106,7 @@ TEST(FitToCanonicalAndToImage, EachOperationIsRoundedInTheOrderOfTheReference) {
 }
 
 TEST(FitToCanonicalAndToImage, AwkwardNumbersTravelLikeInTheReference) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int i = 0; i < 1000; ++i) {
     FaceAnchors face = randomAnchors(random, 500.0f);
     float* places[4] = {&face.x6, &face.y6, &face.x8, &face.y8};
@@ -120,8 +116,7 @@ TEST(FitToCanonicalAndToImage, AwkwardNumbersTravelLikeInTheReference) {
 }
 
 TEST(FitToCanonical, BothAnchorsLandOnTheirPlaces) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int i = 0; i < 500; ++i) {
     const FaceAnchors face = randomAnchors(random, 100.0f);
     if (face.distance < 20.0f) continue;
@@ -136,8 +131,7 @@ TEST(FitToCanonical, BothAnchorsLandOnTheirPlaces) {
 }
 
 TEST(FitToImage, ThePlacesOfTheFrameLandOnBothAnchors) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int i = 0; i < 500; ++i) {
     const FaceAnchors face = randomAnchors(random, 100.0f);
     const FaceSimilarity s = fitToImage(face, 95.0f);
@@ -169,8 +163,7 @@ TEST(FitToCanonicalAndToImage, AnUprightFaceGivesAFrameParallelToTheRowsOfTheIma
 }
 
 TEST(FitToImage, IsFittedAnewAndNoInverseOfTheFirst) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   int different = 0;
   for (int i = 0; i < 100; ++i) {
     const FaceAnchors face = randomAnchors(random, 400.0f);
@@ -183,8 +176,7 @@ TEST(FitToImage, IsFittedAnewAndNoInverseOfTheFirst) {
 }
 
 TEST(FitToImage, CoincidentAnchorsDivideByZero) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int i = 0; i < 200; ++i) {
     const float x = random.between(-500.0f, 500.0f);
     const float y = random.between(-500.0f, 500.0f);
@@ -212,8 +204,7 @@ TEST(FitToCanonicalAndToImage, AUselessHeightGivesUselessTransforms) {
 }
 
 TEST(AlignSlots, EachOperationIsRoundedInTheOrderOfTheReference) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int i = 0; i < 300; ++i) {
     const FaceSimilarity s = {random.between(-2.0f, 2.0f), random.between(-2.0f, 2.0f),
                               random.between(-300.0f, 300.0f), random.between(-300.0f, 300.0f)};

@@ -11,8 +11,8 @@
 #include "geometry/gray_image.h"
 #include "support/guarded_picture.h"
 #include "support/pictures.h"
-#include "support/random.h"
 #include "support/reference_patches.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -86,8 +86,7 @@ class WarpRects : public ::testing::Test {
     expectGray(picture, t, rect);
   }
 
-  Random random = seededRandom();
-  ::testing::ScopedTrace trace{__FILE__, __LINE__, random.trace()};
+  SeededRandom random;
 
  private:
   void expectColor(const Picture& picture, const Similarity& t, const FrameRect& rect) {

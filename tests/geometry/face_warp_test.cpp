@@ -9,8 +9,8 @@
 
 #include "support/guarded_buffer.h"
 #include "support/pictures.h"
-#include "support/random.h"
 #include "support/reference_geometry.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -65,8 +65,7 @@ Similarity randomSimilarity(Random& random, int32_t width, int32_t height) {
 }
 
 TEST(WarpGrayFace, AnyImageAndTransformEndLikeTheReference) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int i = 0; i < 60; ++i) {
     const Gray gray(random, random.integer(2, 300), random.integer(2, 300));
     const Similarity s = randomSimilarity(random, gray.width, gray.height);
@@ -77,8 +76,7 @@ TEST(WarpGrayFace, AnyImageAndTransformEndLikeTheReference) {
 }
 
 TEST(WarpColorFace, AnyImageAndTransformEndLikeTheReference) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int i = 0; i < 40; ++i) {
     const Picture picture = randomPicture(random, random.integer(2, 300), random.integer(2, 300));
     const Similarity s = randomSimilarity(random, picture.width, picture.height);
@@ -89,8 +87,7 @@ TEST(WarpColorFace, AnyImageAndTransformEndLikeTheReference) {
 }
 
 TEST(WarpFaces, EnormousTransformsEndLikeTheReference) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const Picture picture = randomPicture(random, 40, 30);
   const Gray gray(random, 40, 30);
   for (float size : {1e4f, 2e7f, 1.3e9f, 1e12f, 1e25f, 3e38f}) {
@@ -105,8 +102,7 @@ TEST(WarpFaces, EnormousTransformsEndLikeTheReference) {
 }
 
 TEST(WarpFaces, TheSmallestImageOfTwoByTwoPixelsWorks) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const Gray gray(random, 2, 2);
   const Picture picture = randomPicture(random, 2, 2, -9);
   for (const Similarity& s : {kIdentity, Similarity{0.01f, 0.004f, 0.1f, 0.2f}}) {
@@ -116,8 +112,7 @@ TEST(WarpFaces, TheSmallestImageOfTwoByTwoPixelsWorks) {
 }
 
 TEST(WarpColorFace, EachChannelIsWarpedForItself) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   Picture picture = randomPicture(random, 200, 150);
   const Similarity s = {0.9f, 0.3f, 12.25f, 3.5f};
   const std::vector<uint8_t> colour = warpedColor(picture.view(), s);
@@ -134,8 +129,7 @@ TEST(WarpColorFace, EachChannelIsWarpedForItself) {
 }
 
 TEST(WarpFaces, TheIdentityCopiesTheTopLeftCornerOfALargerImage) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int32_t side : {161, 200}) {
     Gray gray(random, side, side);
     Picture picture = randomPicture(random, side, side);
@@ -153,8 +147,7 @@ TEST(WarpFaces, TheIdentityCopiesTheTopLeftCornerOfALargerImage) {
 }
 
 TEST(WarpGrayFace, OnAnImageOfTheFramesSizeTheLastColumnAndRowRepeatTheSecondLast) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   Gray gray(random, 160, 160);
   const std::vector<uint8_t> frame = warpedGray(gray.view(), kIdentity);
   for (int32_t i = 0; i < 159; ++i) {
@@ -165,8 +158,7 @@ TEST(WarpGrayFace, OnAnImageOfTheFramesSizeTheLastColumnAndRowRepeatTheSecondLas
 }
 
 TEST(WarpGrayFace, WholeNumbersInsideTheImageReadThePixelExactly) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   Gray gray(random, 400, 400);
   const std::vector<uint8_t> moved = warpedGray(gray.view(), {1.0f, 0.0f, 31.0f, 77.0f});
   const std::vector<uint8_t> turned = warpedGray(gray.view(), {0.0f, 1.0f, 200.0f, 100.0f});
@@ -251,8 +243,7 @@ TEST(WarpGrayFace, ResultsBeyondAByteWrap) {
 }
 
 TEST(WarpFaces, ATransformWithANanOrInfinityGivesAFrameOfZeros) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   Picture picture = randomPicture(random, 90, 70);
   const Gray gray(random, 90, 70);
   for (float bad : {kNaN, kInfinity, -kInfinity}) {
@@ -270,8 +261,7 @@ TEST(WarpFaces, ATransformWithANanOrInfinityGivesAFrameOfZeros) {
 }
 
 TEST(WarpFaces, EveryReadStaysInsideTheImage) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const int32_t sides[] = {2, 3, 5, 16, 33};
   for (const auto guard : {GuardedBuffer::Guard::kBehind, GuardedBuffer::Guard::kAhead}) {
     for (int i = 0; i < 40; ++i) {
@@ -292,8 +282,7 @@ TEST(WarpFaces, EveryReadStaysInsideTheImage) {
 }
 
 TEST(WarpFaces, NothingIsWrittenBesideTheFrame) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const Picture picture = randomPicture(random, 50, 50);
   const Gray gray(random, 50, 50);
   for (const auto guard : {GuardedBuffer::Guard::kBehind, GuardedBuffer::Guard::kAhead}) {

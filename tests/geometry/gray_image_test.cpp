@@ -6,8 +6,8 @@
 
 #include "support/guarded_buffer.h"
 #include "support/pictures.h"
-#include "support/random.h"
 #include "support/reference_geometry.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -50,8 +50,7 @@ TEST(ConvertToGray, FractionsAreCutOff) {
 }
 
 TEST(ConvertToGray, PicturesOfAnyGeometryEndLikeTheReference) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int i = 0; i < 150; ++i) {
     const Picture picture = randomPicture(random, random.integer(1, 90), random.integer(1, 20));
     SCOPED_TRACE(::testing::Message()
@@ -61,8 +60,7 @@ TEST(ConvertToGray, PicturesOfAnyGeometryEndLikeTheReference) {
 }
 
 TEST(ConvertToGray, EveryWidthUpToThreeLanesAndMoreEndsLikeTheReference) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int32_t width = 1; width <= 140; ++width) {
     const Picture picture = randomPicture(random, width, 2, 3 * width);
     EXPECT_EQ(reference::grayOf(picture.view()), grayOf(picture)) << width;
@@ -89,8 +87,7 @@ TEST(ConvertToGray, AHeightBelowOneDoesNothing) {
 }
 
 TEST(ConvertToGray, ReadsAndWritesNothingBesideThePixels) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (const auto guard : {GuardedBuffer::Guard::kBehind, GuardedBuffer::Guard::kAhead}) {
     for (int32_t width = 1; width <= 70; ++width) {
       const Picture picture = randomPicture(random, width, 3, 3 * width + 5);

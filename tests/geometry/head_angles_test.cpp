@@ -5,8 +5,8 @@
 
 #include "geometry/head_pose.h"
 #include "support/bits.h"
-#include "support/random.h"
 #include "support/reference_geometry.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -62,8 +62,7 @@ Quaternion turn(size_t axis, float angle) {
 }
 
 TEST(RotationToQuaternion, RotationsOfAllSortsEndLikeTheReference) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int i = 0; i < 2000; ++i) {
     Rotation rotation = rotationOf(randomQuaternion(random));
     expectLikeReference(rotation);
@@ -73,8 +72,7 @@ TEST(RotationToQuaternion, RotationsOfAllSortsEndLikeTheReference) {
 }
 
 TEST(RotationToQuaternion, GivesTheQuaternionOfARotationUpToItsSign) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int i = 0; i < 500; ++i) {
     const Quaternion wanted = randomQuaternion(random);
     const Quaternion got = quaternionOf(rotationOf(wanted));
@@ -96,8 +94,7 @@ TEST(RotationToQuaternion, HalfTurnsTakeTheBranchOfTheirAxis) {
 }
 
 TEST(RotationToQuaternion, EqualDiagonalsFallThroughToTheLastBranch) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int i = 0; i < 200; ++i) {
     Rotation rotation;
     for (float& element : rotation) element = random.normal();
@@ -109,8 +106,7 @@ TEST(RotationToQuaternion, EqualDiagonalsFallThroughToTheLastBranch) {
 }
 
 TEST(RotationToQuaternion, AnyNumbersEndLikeTheReference) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int i = 0; i < 500; ++i) {
     Rotation rotation;
     for (float& element : rotation)
@@ -120,8 +116,7 @@ TEST(RotationToQuaternion, AnyNumbersEndLikeTheReference) {
 }
 
 TEST(QuaternionToAngles, QuaternionsOfAllSortsEndLikeTheReference) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int i = 0; i < 3000; ++i) expectLikeReference(randomQuaternion(random));
 }
 
@@ -153,8 +148,7 @@ TEST(QuaternionToAngles, NextToTheLowerPoleTheSignsAreTheOthers) {
 }
 
 TEST(QuaternionToAngles, ThePolesBeginAMillionthOff) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   int poles = 0;
   for (int i = 0; i < 3000; ++i) {
     // The sine of the second angle is close to 1 - 1e-6, on both sides of it.

@@ -7,8 +7,8 @@
 #include "geometry/head_pose.h"
 #include "support/bits.h"
 #include "support/faces.h"
-#include "support/random.h"
 #include "support/reference_geometry.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -69,8 +69,7 @@ Points randomPoints(Random& random, int32_t count) {
 }
 
 TEST(FitProjection, EachOperationIsRoundedInTheOrderOfTheReference) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int i = 0; i < 400; ++i) {
     const Points points = randomPoints(random, random.integer(0, 60));
     SCOPED_TRACE(points.count());
@@ -80,8 +79,7 @@ TEST(FitProjection, EachOperationIsRoundedInTheOrderOfTheReference) {
 }
 
 TEST(FitProjection, AwkwardNumbersTravelLikeInTheReference) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int i = 0; i < 300; ++i) {
     Points points = randomPoints(random, random.integer(1, 30));
     const int32_t place = random.integer(0, 2 * points.count() - 1);
@@ -93,8 +91,7 @@ TEST(FitProjection, AwkwardNumbersTravelLikeInTheReference) {
 }
 
 TEST(FitProjection, ExactProjectionsGiveTheirRotationBack) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   FaceRecord face = projectedFace({0.0f, 0.0f, 90.0f, 10.0f, 0.0f, 0.0f});
   Points points;
   for (size_t i = 0; i < face.entries.size(); ++i) {
@@ -134,8 +131,7 @@ TEST(FitProjection, ParallelRowsGiveANanScale) {
 }
 
 TEST(FitProjection, TheThirdRowIsTheCrossProductAndNotMadeAUnitVector) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   bool offUnitLength = false;
   for (int i = 0; i < 50; ++i) {
     const Fit got = fit(randomPoints(random, 29));
@@ -150,8 +146,7 @@ TEST(FitProjection, TheThirdRowIsTheCrossProductAndNotMadeAUnitVector) {
 }
 
 TEST(FitProjection, AFailedFactorisationGoesUnnoticed) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int i = 0; i < 50; ++i) {
     Points points = randomPoints(random, 12);
     for (size_t k = 2; k < points.model.size(); k += 3) points.model[k] = 0.0f;

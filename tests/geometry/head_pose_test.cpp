@@ -11,9 +11,9 @@
 #include "geometry/landmark_set.h"
 #include "support/bits.h"
 #include "support/faces.h"
-#include "support/random.h"
 #include "support/reference_geometry.h"
 #include "support/sample_faces.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -43,8 +43,7 @@ void expectLikeReference(FaceRecord& face) {
 float lengthOf(FaceRecord& face) { return poseOf(face.set()).referenceLength; }
 
 TEST(EstimateHeadPose, EachOperationIsRoundedInTheOrderOfTheReference) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int32_t kind = 0; kind < kFaceKinds; ++kind) {
     SCOPED_TRACE(nameOf(static_cast<FaceKind>(kind)));
     for (int i = 0; i < 60; ++i) {
@@ -64,8 +63,7 @@ TEST(EstimateHeadPose, RealFacesEndLikeTheReference) {
 }
 
 TEST(EstimateHeadPose, AnExactProjectionGivesItsScaleTimesTheEyeDistanceOfTheModel) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int i = 0; i < 100; ++i) {
     const FacePose pose = randomPose(random, 800, 600);
     FaceRecord face = projectedFace(pose);
@@ -97,8 +95,7 @@ TEST(EstimateHeadPose, TheSecondAngleIsTheYawOfTheHead) {
 }
 
 TEST(EstimateHeadPose, TheFactorIsAFloatConstant) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   int otherwise = 0;
   for (int i = 0; i < 200; ++i) {
     FaceRecord face = faceOfKind(random, FaceKind::kNoisy, 640, 480);
@@ -121,8 +118,7 @@ TEST(EstimateHeadPose, AllEntriesTakePartThoseThatTheAlignmentDropsIncluded) {
 }
 
 TEST(EstimateHeadPose, AnUnlistedIdCountsAsOneMorePointOfIdZero) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int32_t id : {7, 8, 14, 42, 46, 199, 220, 224, 299, 301, 313, 317}) {
     FaceRecord face = faceOfKind(random, FaceKind::kNoisy, 640, 480);
     face.entries.push_back({id, 250.0f, 180.0f});
@@ -135,8 +131,7 @@ TEST(EstimateHeadPose, AnUnlistedIdCountsAsOneMorePointOfIdZero) {
 }
 
 TEST(EstimateHeadPose, TheOrderOfEntriesChangesTheLastBitsAtMost) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   FaceRecord face = faceOfKind(random, FaceKind::kNoisy, 640, 480);
   const float first = lengthOf(face);
   for (int i = 0; i < 50; ++i) {
@@ -147,8 +142,7 @@ TEST(EstimateHeadPose, TheOrderOfEntriesChangesTheLastBitsAtMost) {
 }
 
 TEST(EstimateHeadPose, CountHasNoUpperLimit) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   FaceRecord face;
   for (int i = 0; i < 20000; ++i) {
     face.entries.push_back(
@@ -172,8 +166,7 @@ TEST(EstimateHeadPose, NoEntriesGiveNanWithoutACrash) {
 }
 
 TEST(EstimateHeadPose, TooFewPointsAreReturnedAllTheSame) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (size_t count = 1; count <= 5; ++count) {
     for (int i = 0; i < 40; ++i) {
       FaceRecord face = faceOfKind(random, FaceKind::kNoisy, 640, 480);
@@ -185,8 +178,7 @@ TEST(EstimateHeadPose, TooFewPointsAreReturnedAllTheSame) {
 }
 
 TEST(EstimateHeadPose, ANanOrInfiniteCoordinateTravelsIntoTheResult) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int i = 0; i < 40; ++i) {
     FaceRecord nan = faceOfKind(random, FaceKind::kNotANumber, 640, 480);
     FaceRecord infinite = faceOfKind(random, FaceKind::kInfinite, 640, 480);

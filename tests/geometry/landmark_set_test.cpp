@@ -9,8 +9,8 @@
 #include <vector>
 
 #include "support/faces.h"
-#include "support/random.h"
 #include "support/reference_geometry.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -58,8 +58,7 @@ TEST(IsDroppedFromAlignment, HoldsForTheFourSidesAlone) {
 }
 
 TEST(SortLandmarks, AFullRecordFillsTheSlotsInTheOrderOfTheModelWhateverTheOrderOfEntries) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   FaceRecord face = anyFace(random);
   for (int i = 0; i < 300; ++i) {
     face.shuffle(random);
@@ -72,8 +71,7 @@ TEST(SortLandmarks, AFullRecordFillsTheSlotsInTheOrderOfTheModelWhateverTheOrder
 }
 
 TEST(SortLandmarks, EntriesFallingByIdAreSortedToo) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   FaceRecord face = anyFace(random);
   std::sort(face.entries.begin(), face.entries.end(),
             [](const Landmark& a, const Landmark& b) { return a.id > b.id; });
@@ -82,8 +80,7 @@ TEST(SortLandmarks, EntriesFallingByIdAreSortedToo) {
 }
 
 TEST(SortLandmarks, ARecordWithoutAnIdBelowTenMovesOthersIntoTheAnchorSlots) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   FaceRecord face = anyFace(random);
   face.withId(4).id = 317;
   const std::vector<Landmark> slots = slotsOf(face);
@@ -93,8 +90,7 @@ TEST(SortLandmarks, ARecordWithoutAnIdBelowTenMovesOthersIntoTheAnchorSlots) {
 }
 
 TEST(SortLandmarks, ARecordWithAnExtraIdBelowTenMovesOthersIntoTheAnchorSlots) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   FaceRecord face = anyFace(random);
   face.withId(314).id = 7;
   const std::vector<Landmark> slots = slotsOf(face);
@@ -104,8 +100,7 @@ TEST(SortLandmarks, ARecordWithAnExtraIdBelowTenMovesOthersIntoTheAnchorSlots) {
 }
 
 TEST(SortLandmarks, TwoEntriesWithOneIdAreBothKept) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   FaceRecord face = anyFace(random);
   face.withId(200).id = 45;
   face.withId(1).id = 0;
@@ -123,8 +118,7 @@ TEST(SortLandmarks, TwoEntriesWithOneIdAreBothKept) {
 }
 
 TEST(SortLandmarks, CoordinatesPassThroughBitByBit) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int i = 0; i < 50; ++i) {
     FaceRecord face = anyFace(random);
     for (Landmark& entry : face.entries) {
@@ -139,8 +133,7 @@ TEST(SortLandmarks, CoordinatesPassThroughBitByBit) {
 }
 
 TEST(SortLandmarks, TheRecordIsOnlyRead) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   FaceRecord face = anyFace(random);
   const LandmarkSet* set = face.set();
   const size_t bytes = 8 + 12 * face.entries.size();

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "geometry/patch_table.h"
-#include "support/random.h"
 #include "support/reference_patches.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -105,8 +105,7 @@ bool isInFrame(const FrameRect& part) {
 }
 
 TEST(AddFramePart, PartsHoldAllThatWasAddedAndNeverMorePixelsThanTheirSum) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 400; ++round) {
     std::vector<FrameRect> parts, added;
     const int32_t count = random.integer(1, 12);
@@ -126,8 +125,7 @@ TEST(AddFramePart, PartsHoldAllThatWasAddedAndNeverMorePixelsThanTheirSum) {
 }
 
 TEST(AddFramePart, NoTwoPartsAreDearerApartThanTogether) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 1000; ++round) {
     std::vector<FrameRect> parts;
     const int32_t count = random.integer(1, 12);

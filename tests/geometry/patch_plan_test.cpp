@@ -17,9 +17,9 @@
 #include "support/guarded_picture.h"
 #include "support/pictures.h"
 #include "support/placed_floats.h"
-#include "support/random.h"
 #include "support/sample_faces.h"
 #include "support/scoped_patch_means.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -86,8 +86,7 @@ class PatchPlans : public ::testing::Test {
 
   FaceKind anyKind() { return static_cast<FaceKind>(random.integer(0, kFaceKinds - 1)); }
 
-  Random random = seededRandom();
-  ::testing::ScopedTrace trace{__FILE__, __LINE__, random.trace()};
+  SeededRandom random;
   const ScopedPatchMeans means{random};
 
  private:

@@ -11,9 +11,9 @@
 #include "geometry/patch_table.h"
 #include "support/bits.h"
 #include "support/guarded_buffer.h"
-#include "support/random.h"
 #include "support/reference_geometry.h"
 #include "support/scoped_patch_means.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -87,8 +87,7 @@ float columnRead(float x, int32_t dx, Form form) {
 }
 
 TEST(SamplePatch, AllPatchesAndCentresEndLikeTheReference) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const ScopedPatchMeans means(random);
   for (int32_t patch = 0; patch < kPatchCount; ++patch) {
     const Frame frame = randomFrame(random, patch);
@@ -100,8 +99,7 @@ TEST(SamplePatch, AllPatchesAndCentresEndLikeTheReference) {
 }
 
 TEST(SamplePatch, CentresNextToHalvesEndLikeTheReference) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const ScopedPatchMeans means(random);
   const auto nextToAHalf = [&random] {
     const float half = static_cast<float>(random.integer(-30, 190)) + 0.5f;
@@ -116,8 +114,7 @@ TEST(SamplePatch, CentresNextToHalvesEndLikeTheReference) {
 }
 
 TEST(SamplePatch, AwkwardAndEnormousCentresEndLikeTheReference) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const ScopedPatchMeans means(random);
   for (int i = 0; i < 200; ++i) {
     const int32_t patch = random.integer(0, 24);
@@ -238,8 +235,7 @@ TEST(SampleColorPatch, PlaneZeroIsRedWhichIsTheLastByteOfAPixel) {
 }
 
 TEST(SamplePatch, AMirroredSampleAtTheSamePointIsTheFlipOfTheDirectOne) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int32_t patch = 0; patch < kPatchCount; ++patch) {
     const Frame frame = randomFrame(random, patch);
     // No position is a rounding tie, because ties round to the right in both directions.
@@ -310,8 +306,7 @@ TEST(SamplePatch, MarginsBlankWhatNanMeansWouldHaveLeft) {
 }
 
 TEST(SamplePatch, ReadsNothingBesideTheFrame) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (const auto guard : {GuardedBuffer::Guard::kBehind, GuardedBuffer::Guard::kAhead}) {
     for (int32_t patch = 0; patch < kPatchCount; ++patch) {
       const Frame frame = randomFrame(random, patch);

@@ -10,10 +10,10 @@
 #include "geometry/patch_sampling.h"
 #include "geometry/patch_table.h"
 #include "support/bits.h"
-#include "support/random.h"
 #include "support/reference_patches.h"
 #include "support/reference_single_steps.h"
 #include "support/scoped_patch_means.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -98,8 +98,7 @@ float edgePosition(Random& random) {
 }
 
 TEST(SampledRect, OfEveryPatchHoldsThePlacesOfSamplesInAndAroundTheFrame) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int32_t patch = 0; patch < kPatchCount && !HasFailure(); ++patch) {
     for (int i = 0; i < 60; ++i) {
       expectRect(random.between(-90.0f, 250.0f), random.between(-90.0f, 250.0f), patch);
@@ -108,8 +107,7 @@ TEST(SampledRect, OfEveryPatchHoldsThePlacesOfSamplesInAndAroundTheFrame) {
 }
 
 TEST(SampledRect, OfCentresAtTheEdgesOfNumbersHoldsThePlacesOfTheSamples) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 4000 && !HasFailure(); ++round) {
     const float x = random.chance(70) ? edgePosition(random) : random.between(0.0f, 160.0f);
     const float y = random.chance(70) ? edgePosition(random) : random.between(0.0f, 160.0f);
@@ -158,8 +156,7 @@ std::vector<float> sampleOf(const std::vector<uint8_t>& face, const float* cente
 
 // All bytes outside of the rectangle differ between the two frames.
 TEST(SampledRect, WhatLiesOutsideOfItLeavesTheSampleAsItIs) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const ScopedPatchMeans means(random);
   for (int round = 0; round < 400; ++round) {
     const int32_t patch = random.integer(0, kPatchCount - 1);

@@ -7,7 +7,7 @@
 #include <limits>
 
 #include "support/bits.h"
-#include "support/random.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -57,8 +57,7 @@ TEST(TruncateToInt, TheRoundingModeHasNoSay) {
 }
 
 TEST(TruncateToInt, AnyBitPatternGivesItsWholePartOrTheLowestInteger) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int i = 0; i < 200000; ++i) {
     const float value = floatOfBits(static_cast<uint32_t>(random.next()));
     const double whole = std::trunc(static_cast<double>(value));

@@ -13,7 +13,7 @@
 #include "host/probe_run.h"
 #include "support/bits.h"
 #include "support/private_temp_folder.h"
-#include "support/random.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -123,8 +123,7 @@ TEST(Requests, GiveNumbersInAllPlaces) {
 }
 
 TEST(Scores, NeedNoEngineAndNoModel) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int32_t round = 0; round < 10; ++round) {
     const Feature a = randomFeature(random), b = randomFeature(random);
     EXPECT_SAME_FLOAT(comparedByHand(a, b), comparedByTheLibrary(a, b));
@@ -133,8 +132,7 @@ TEST(Scores, NeedNoEngineAndNoModel) {
 }
 
 TEST(Scores, AreNotClampedAndPassOnInfinitiesAndNaNs) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const Feature plain = randomFeature(random);
   Feature spoilt = plain;
   spoilt[501] = 0.0f;

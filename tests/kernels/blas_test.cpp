@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "support/bits.h"
-#include "support/random.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -70,8 +70,7 @@ int countWrong(const std::vector<Product>& products, size_t thread, size_t calls
 }
 
 TEST(Sgemm, EightThreadsAtOnceGetTheBitsOfOneThread) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   std::vector<Product> products = productsOfTheNets(random);
   multiplyOnOneThread(products);
   constexpr size_t kThreads = 8, kCalls = 60;
@@ -87,8 +86,7 @@ TEST(Sgemm, EightThreadsAtOnceGetTheBitsOfOneThread) {
 }
 
 TEST(Sgemm, ThreadsOfAParallelLoopGetTheBitsOfOneThread) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   std::vector<Product> products = productsOfTheNets(random);
   multiplyOnOneThread(products);
   int wrong = 0;
@@ -98,8 +96,7 @@ TEST(Sgemm, ThreadsOfAParallelLoopGetTheBitsOfOneThread) {
 }
 
 TEST(Sgemm, ZeroBetaReadsNothingOfTheTarget) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (Product& product : productsOfTheNets(random)) {
     product.beta = 0.0f;
     const std::vector<float> wanted = multiply(product);
@@ -112,8 +109,7 @@ TEST(Sgemm, ZeroBetaReadsNothingOfTheTarget) {
 
 // The broadcasts depend on this: with these factors, fusing changes nothing.
 TEST(Saxpy, FactorsOfOneRoundOnceAtAnyStride) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (const float factor : {1.0f, -1.0f}) {
     for (const int32_t stride : {1, 3}) {
       for (int32_t n = 0; n < 70; ++n) {

@@ -8,8 +8,8 @@
 
 #include "kernels/matrix_twin.h"
 #include "support/bits.h"
-#include "support/random.h"
 #include "support/reference_layers.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -85,8 +85,7 @@ void run(const FilterBank& bank, Matrix& output) {
 }
 
 TEST(ConvolveForward, RandomBanksGiveTheBitsOfTheDefinedOrderOfSums) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 60; ++round) {
     const FilterBank bank = randomBank(random, random.integer(1, 3), normalValues);
     Matrix output;
@@ -99,8 +98,7 @@ TEST(ConvolveForward, RandomBanksGiveTheBitsOfTheDefinedOrderOfSums) {
 }
 
 TEST(ConvolveForward, WholeNumbersComeOutExactly) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 60; ++round) {
     const FilterBank bank = randomBank(random, random.integer(1, 3), smallIntegers);
     Matrix output;
@@ -112,8 +110,7 @@ TEST(ConvolveForward, WholeNumbersComeOutExactly) {
 }
 
 TEST(ConvolveForward, FirstLayerOfABuiltInNet) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   FilterBank bank;
   bank.samples = 2;
   bank.filters = 16;
@@ -166,8 +163,7 @@ void runInPlace(const FilterBank& bank, Matrix& matrix, float scale) {
 }
 
 TEST(ConvolveForward, IntoItsInputGivesTheNumbersOfAnotherOutput) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 60; ++round) {
     const FilterBank bank = bankThatKeepsItsShape(random);
     Matrix output, matrix;
@@ -182,8 +178,7 @@ TEST(ConvolveForward, IntoItsInputGivesTheNumbersOfAnotherOutput) {
 }
 
 TEST(ConvolveForward, IntoItsInputWithAnotherScaleAddsToTheInput) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 30; ++round) {
     const FilterBank bank = bankThatKeepsItsShape(random);
     Matrix matrix;
@@ -198,8 +193,7 @@ TEST(ConvolveForward, IntoItsInputWithAnotherScaleAddsToTheInput) {
 }
 
 TEST(ConvolveForward, WhatTheOutputHeldBeforeIsNeverRead) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const FilterBank bank = randomBank(random, 1, normalValues);
   Matrix fresh, used;
   run(bank, fresh);
@@ -213,8 +207,7 @@ TEST(ConvolveForward, WhatTheOutputHeldBeforeIsNeverRead) {
 }
 
 TEST(ConvolveForward, NegativeZeroCountsAsZeroScale) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   Matrix input, weights, biases, output;
   fillMatrix(input, 1, 4, 111, {1, 2, 3, 4});
   fillMatrix(weights, 1, 1, 111, {2});

@@ -8,9 +8,9 @@
 
 #include "kernels/matrix_twin.h"
 #include "support/bits.h"
-#include "support/random.h"
 #include "support/reference_arithmetic.h"
 #include "support/reference_layers.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -19,8 +19,7 @@ using facefeature::crossMapNormForward;
 using reference::Floats;
 
 TEST(CrossMapNormForward, RandomShapesAgreeInBits) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 300; ++round) {
     const int32_t rows = random.integer(0, 3), channels = random.integer(1, 12);
     const int32_t pixels = random.integer(1, 12), sizeX = random.integer(1, 14);
@@ -84,8 +83,7 @@ TEST(CrossMapNormForward, OddSizeAtTheLastChannelCoversThreeOfFive) {
 }
 
 TEST(CrossMapNormForward, PowerOfZeroLeavesTheInput) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const Floats samples = random.normals(24);
   Matrix input, target;
   fillMatrix(input, 2, 12, 111, samples);
@@ -139,8 +137,7 @@ void normaliseInPlace(Floats& values, int32_t rows, int32_t channels, int32_t si
 }
 
 TEST(CrossMapNormForward, InPlaceAnElementHasLostItsValueBeforeItIsRead) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 300; ++round) {
     const int32_t rows = random.integer(0, 3), channels = random.integer(1, 6);
     const int32_t pixels = random.integer(1, 8), sizeX = random.integer(1, 8);

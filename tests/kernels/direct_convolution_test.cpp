@@ -10,9 +10,9 @@
 
 #include "support/bits.h"
 #include "support/placed_floats.h"
-#include "support/random.h"
 #include "support/reference_layers.h"
 #include "support/scoped_kernels.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -119,8 +119,7 @@ Bank randomBank(Random& random, int32_t shape, int32_t samples, bool isHostile) 
 
 class DirectConvolutionOfSet : public ::testing::TestWithParam<const KernelSet*> {
  protected:
-  Random random = seededRandom();
-  ::testing::ScopedTrace trace{__FILE__, __LINE__, random.trace()};
+  SeededRandom random;
 };
 
 TEST_P(DirectConvolutionOfSet, HasTheBitsOfTheSeparateOperations) {

@@ -9,8 +9,8 @@
 #include <string>
 
 #include "support/bits.h"
-#include "support/random.h"
 #include "support/reference_arithmetic.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -89,8 +89,7 @@ float wantedOf(const Operands& o) {
 }
 
 TEST(FusedMultiplyAdd, HasTheBitsOfTheInstruction) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const char* const asked = std::getenv("FACEFEATURE_FUSED_STEPS");
   const int64_t steps = asked == nullptr ? 4000000 : std::atoll(asked);
   for (int64_t i = 0; i < steps; ++i) {

@@ -15,9 +15,9 @@
 #include "kernels/unfold.h"
 #include "support/bits.h"
 #include "support/placed_floats.h"
-#include "support/random.h"
 #include "support/reference_extract.h"
 #include "support/scoped_kernels.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -45,8 +45,7 @@ class KernelForm : public ::testing::TestWithParam<const KernelSet*> {
  protected:
   const KernelSet& set() const { return *GetParam(); }
 
-  Random random = seededRandom();
-  ::testing::ScopedTrace trace{__FILE__, __LINE__, random.trace()};
+  SeededRandom random;
 };
 
 struct UnfoldShape {

@@ -9,9 +9,9 @@
 
 #include "kernels/matrix_twin.h"
 #include "support/bits.h"
-#include "support/random.h"
 #include "support/reference_arithmetic.h"
 #include "support/reference_layers.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -62,8 +62,7 @@ void run(const LocalBank& bank, Matrix& biases, Matrix& output, float scale) {
 }
 
 TEST(LocalForward, RandomBanksAgreeInBits) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 200; ++round) {
     const LocalBank bank = randomBank(random);
     Matrix biases, output;
@@ -77,8 +76,7 @@ TEST(LocalForward, RandomBanksAgreeInBits) {
 }
 
 TEST(LocalForward, IntoItsInputGivesTheBitsOfAnotherOutput) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 100; ++round) {
     LocalBank bank;
     FilterInput& input = bank.input;
@@ -128,8 +126,7 @@ TEST(LocalForward, SumsRunStrictlyInTheOrderOfTheWeights) {
 }
 
 TEST(LocalForward, LaterInputOverwritesTheSumsAndTheBiases) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const LocalBank bank = randomBank(random);
   Matrix biases, output;
   fillMatrix(biases, 1, static_cast<int32_t>(bank.biases.size()), 111, bank.biases);

@@ -8,8 +8,8 @@
 #include "kernels/matrix.h"
 #include "kernels/matrix_twin.h"
 #include "support/bits.h"
-#include "support/random.h"
 #include "support/reference_arithmetic.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -66,8 +66,7 @@ class Broadcast {
 };
 
 TEST(AddBroadcast, RandomShapesAgreeWithTheModel) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < kRounds; ++round) {
     Broadcast broadcast(random, round % 10 == 0 ? 70 : 7);
     const float factor = random.chance(30)   ? 1.0f
@@ -82,8 +81,7 @@ TEST(AddBroadcast, RandomShapesAgreeWithTheModel) {
 }
 
 TEST(MultiplyBroadcast, RandomShapesAgreeWithTheModel) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < kRounds; ++round) {
     Broadcast broadcast(random, round % 10 == 0 ? 70 : 7);
     broadcast.keepNaNsOutOfTheVector();
@@ -94,8 +92,7 @@ TEST(MultiplyBroadcast, RandomShapesAgreeWithTheModel) {
 }
 
 TEST(DivideBroadcast, RandomShapesAgreeWithTheModel) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < kRounds; ++round) {
     Broadcast broadcast(random, round % 10 == 0 ? 70 : 7);
     broadcast.keepNaNsOutOfTheVector();
@@ -151,8 +148,7 @@ TEST(AddBroadcast, RowVectorLongerThanTheLineRunsOnIntoTheNext) {
 }
 
 TEST(AddBroadcast, FactorOneAddsInOneRoundingWhateverThePackageFuses) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (const int32_t order : {111, 112}) {
     for (const bool isRow : {true, false}) {
       const int32_t rows = 37, cols = 53;
@@ -254,8 +250,7 @@ TEST(DivideBroadcast, NaNDivisorMakesNaNsAlongTheStorageAndAcrossIt) {
 }
 
 TEST(Reduce, RandomShapesAgreeWithTheModel) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < kRounds; ++round) {
     const int32_t rows = random.integer(0, 40), cols = random.integer(0, 40);
     MatrixTwin matrix(rows, cols, randomOrder(random),

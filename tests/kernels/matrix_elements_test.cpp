@@ -9,8 +9,8 @@
 
 #include "kernels/matrix_twin.h"
 #include "support/bits.h"
-#include "support/random.h"
 #include "support/reference_arithmetic.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -58,8 +58,7 @@ class Operands {
 constexpr int kRounds = 400;
 
 TEST(ElementFunctions, MultiplyAndAddRoundOnce) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int i = 0; i < 1000; ++i) {
     const float a = random.chance(20) ? random.awkward() : random.normal();
     const float b = random.chance(20) ? random.awkward() : random.normal();
@@ -78,8 +77,7 @@ TEST(ElementFunctions, MaxAnswersWithTheSecondInTiesAndForNaNs) {
 }
 
 TEST(AddScalar, AgreesWithTheModelInStorageOrder) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < kRounds; ++round) {
     Operands operands(random);
     const float value = random.chance(20) ? random.awkward() : random.normal();
@@ -99,8 +97,7 @@ TEST(MaxWithScalar, NaNAndTiesGiveTheScalar) {
 }
 
 TEST(MaxWithScalar, AgreesWithTheModelInStorageOrder) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < kRounds; ++round) {
     Operands operands(random);
     const float value = random.chance(40) ? random.awkward() : random.normal();
@@ -111,8 +108,7 @@ TEST(MaxWithScalar, AgreesWithTheModelInStorageOrder) {
 }
 
 TEST(MaxElements, AgreesWithTheModelForUnlikeOrders) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < kRounds; ++round) {
     Operands operands(random);
     operands.mine.got.maxElements(operands.theirs.got, operands.target().got);
@@ -131,8 +127,7 @@ TEST(MaxElements, TargetMayBeTheOtherOperand) {
 }
 
 TEST(MultiplyElements, AgreesWithTheModelForUnlikeOrders) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < kRounds; ++round) {
     Operands operands(random);
     operands.mine.got.multiplyElements(operands.theirs.got, operands.target().got);
@@ -153,8 +148,7 @@ TEST(MultiplyElements, LikeOperandsKeepStoragePlacesWhateverTheTargetsFlag) {
 }
 
 TEST(CombineElements, AgreesWithTheModelForUnlikeOrders) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   // Not symmetric, so that swapped operands are detected.
   const auto difference = [](float a, float b) { return a - b; };
   for (int round = 0; round < kRounds; ++round) {
@@ -169,8 +163,7 @@ TEST(CombineElements, AgreesWithTheModelForUnlikeOrders) {
 }
 
 TEST(MixElements, RoundsTheProductBeforeTheSum) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < kRounds; ++round) {
     Operands operands(random);
     operands.sizeTarget();
@@ -182,8 +175,7 @@ TEST(MixElements, RoundsTheProductBeforeTheSum) {
 }
 
 TEST(AddScaled, AgreesWithTheModelForAllOrders) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 4 * kRounds; ++round) {
     Operands operands(random);
     const int32_t kind = random.integer(0, 4);
@@ -231,8 +223,7 @@ TEST(AddScaled, ByColumnsIntoATargetOfAnotherShapeMixesStoragePlaces) {
 }
 
 TEST(ApplyFunction, AllCodesAgreeWithTheModelInStorageOrder) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 5 * kRounds; ++round) {
     Operands operands(random);
     const int32_t code = random.integer(-1, 11);

@@ -17,7 +17,7 @@
 #include "kernels/matrix_twin.h"
 #include "support/bits.h"
 #include "support/model_folder.h"
-#include "support/random.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -227,8 +227,7 @@ TEST(MatrixCopy, LinesWithoutElementsAreNotCopied) {
 }
 
 TEST(MatrixCopy, RandomShapesAgreeWithTheModel) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 300; ++round) {
     const int32_t rows = random.integer(0, 9), cols = random.integer(0, 9);
     MatrixTwin source(rows, cols, randomOrder(random), troubledValues(random, rows * cols, 10));
@@ -294,8 +293,7 @@ TEST(MatrixTranspose, OfColumnsSharesTheStorageAndLeavesItAliveWhenItDies) {
 }
 
 TEST(MatrixTranspose, RandomShapesByRowsAgreeWithTheModel) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 100; ++round) {
     const int32_t rows = random.integer(1, 70), cols = random.integer(1, 70);
     MatrixTwin source(rows, cols, 111, troubledValues(random, rows * cols, 5));
@@ -328,8 +326,7 @@ TEST(MatrixRead, TwoByThreeComesRowByRow) {
 }
 
 TEST(MatrixRead, EveryBitPatternIsKept) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   std::vector<float> values(64);
   for (float& value : values) value = floatOfBits(static_cast<uint32_t>(random.next()));
   Matrix matrix;

@@ -7,7 +7,7 @@
 
 #include "kernels/matrix_twin.h"
 #include "support/bits.h"
-#include "support/random.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -21,8 +21,7 @@ std::vector<float> smallIntegers(Random& random, int32_t count) {
 }
 
 TEST(Multiply, WholeNumbersComeOutExactlyForAllOrders) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 200; ++round) {
     const int32_t m = random.integer(1, 9), n = random.integer(1, 9), k = random.integer(1, 40);
     Matrix a, b;
@@ -68,8 +67,7 @@ TEST(Multiply, WithoutElementsNothingIsTouchedOrPrinted) {
 }
 
 TEST(AddBiases, VectorsThatFitAreBroadcast) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 200; ++round) {
     const int32_t rows = random.integer(1, 8), cols = random.integer(1, 30);
     MatrixTwin target(rows, cols, 111, troubledValues(random, rows * cols, 5));
@@ -86,8 +84,7 @@ TEST(AddBiases, VectorsThatFitAreBroadcast) {
 
 // A longer vector continues into the storage that follows, but not beyond the room.
 TEST(AddBiases, VectorsThatAreTooLongStayWithinTheRoom) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 200; ++round) {
     const int32_t rows = random.integer(1, 4), cols = random.integer(1, 6);
     const bool isRow = random.chance(50);

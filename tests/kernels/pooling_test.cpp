@@ -9,9 +9,9 @@
 
 #include "kernels/matrix_twin.h"
 #include "support/bits.h"
-#include "support/random.h"
 #include "support/reference_arithmetic.h"
 #include "support/reference_layers.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -35,8 +35,7 @@ void pool(PoolForward forward, const Matrix& input, Matrix& target, const PoolGe
 // Windows that overlap, leave gaps, start before the image or extend beyond it, up to windows
 // entirely outside. The planes are often not square and sometimes have no pixels.
 void expectAgreementOnRandomGeometries(PoolForward forward, PoolReference wantedPool) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 500; ++round) {
     PoolGeometry geometry;
     geometry.channels = random.integer(1, 4);
@@ -75,8 +74,7 @@ TEST(MaxPoolForward, RandomGeometriesAgreeInBits) {
 // The window of all built-in nets: 2 x 2 with a stride of 2, for even and odd sides and for lengths
 // around those of wide registers.
 TEST(MaxPoolForward, WindowsOfTheBuiltInNetsAgreeInBits) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int32_t side = 1; side <= 52; ++side) {
     PoolGeometry geometry;
     geometry.channels = random.integer(1, 3);
@@ -247,8 +245,7 @@ TEST(PoolForward, IntoItsInputLeavesTheFillValueEverywhere) {
 }
 
 TEST(PoolForward, IntoItsInputReadsWhatItHasWritten) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 300; ++round) {
     const bool average = random.chance(50);
     const PoolGeometry geometry = {random.integer(1, 3), random.integer(1, 4),

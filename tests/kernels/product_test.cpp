@@ -12,9 +12,9 @@
 #include "kernels/blas.h"
 #include "support/bits.h"
 #include "support/placed_floats.h"
-#include "support/random.h"
 #include "support/reference_arithmetic.h"
 #include "support/scoped_kernels.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -142,8 +142,7 @@ class ProductOfSet : public ::testing::TestWithParam<const KernelSet*> {
     }
   }
 
-  Random random = seededRandom();
-  ::testing::ScopedTrace trace{__FILE__, __LINE__, random.trace()};
+  SeededRandom random;
 };
 
 TEST_P(ProductOfSet, OrdinaryNumbersOfAllShapes) { expectBits(Values::kNormal, 400); }
@@ -207,8 +206,7 @@ INSTANTIATE_TEST_SUITE_P(Sets, ProductOfSet, ::testing::ValuesIn(runnableKernelS
                          kernelSetName<::testing::TestParamInfo<const KernelSet*>>);
 
 TEST(Saxpy, RoundsTheProductAndThenTheSum) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int32_t n = 0; n < 70; ++n) {
     const int32_t incx = random.integer(1, 3), incy = random.integer(1, 3);
     const float alpha = random.chance(10) ? 0.0f : random.normal();
@@ -225,8 +223,7 @@ TEST(Saxpy, RoundsTheProductAndThenTheSum) {
 }
 
 TEST(Sscal, IsOneMultiplicationForEveryFactor) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (const float alpha : {0.0f, 1.0f, -0.0f, 0.7f, floatOfBits(0x7FC00000u), HUGE_VALF}) {
     for (int32_t n = 0; n < 40; ++n) {
       const int32_t step = random.integer(1, 3);

@@ -11,8 +11,8 @@
 
 #include "support/bits.h"
 #include "support/placed_floats.h"
-#include "support/random.h"
 #include "support/scoped_kernels.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -22,8 +22,7 @@ using facefeature::projectRowsPlain;
 
 class ProjectRows : public ::testing::TestWithParam<const KernelSet*> {
  protected:
-  Random random = seededRandom();
-  ::testing::ScopedTrace trace{__FILE__, __LINE__, random.trace()};
+  SeededRandom random;
 
   // The payload of a NaN result is not guaranteed; everything else is compared to the bit.
   void expectProducts(int32_t rows, int32_t cols, int32_t matrixSort, int32_t vectorSort,

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "support/bits.h"
-#include "support/random.h"
 #include "support/reference_layers.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -61,8 +61,7 @@ TEST(UnfoldPatches, SideCountsPositionsOfTheFilter) {
 }
 
 TEST(UnfoldPatches, RandomGeometriesAgreeInBits) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 400; ++round) {
     const int32_t channels = random.integer(1, 4);
     const int32_t height = random.integer(1, 12), width = random.integer(1, 12);

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "support/bits.h"
-#include "support/random.h"
 #include "support/reference_arithmetic.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -59,8 +59,7 @@ std::vector<float> inputs(Random& random, int32_t count) {
 }
 
 TEST(VectorMath, UnaryRoutinesAgreeAtEveryLengthAndTouchNothingBeyond) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (const UnaryCase& unary : unaryCases()) {
     for (int32_t n = 0; n <= 70; ++n) {
       const std::vector<float> a = inputs(random, n);
@@ -73,8 +72,7 @@ TEST(VectorMath, UnaryRoutinesAgreeAtEveryLengthAndTouchNothingBeyond) {
 }
 
 TEST(VectorMath, BinaryRoutinesAgreeAtEveryLengthAndTouchNothingBeyond) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (const BinaryCase& binary : binaryCases()) {
     for (int32_t n = 0; n <= 70; ++n) {
       const std::vector<float> a = inputs(random, n), b = inputs(random, n);
@@ -87,8 +85,7 @@ TEST(VectorMath, BinaryRoutinesAgreeAtEveryLengthAndTouchNothingBeyond) {
 }
 
 TEST(VectorMath, OutputMayBeAnInput) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (const UnaryCase& unary : unaryCases()) {
     std::vector<float> a = inputs(random, 33), wanted;
     for (const float x : a) wanted.push_back(unary.wanted(x));

@@ -9,8 +9,8 @@
 
 #include "layers/layer_fixture.h"
 #include "support/bits.h"
-#include "support/random.h"
 #include "support/reference_layers.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -151,8 +151,7 @@ TEST_F(ConvLayerTest, HoldsItsWeightsTransposedAndItsBiasesAsTheyAre) {
 }
 
 TEST_F(ConvLayerTest, OneInputIsConvolvedAndGetsTheBiases) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   makeInputs(random, 1);
   useText(sectionText("conv"));
   ConvLayer layer(nullptr, "conv");
@@ -163,8 +162,7 @@ TEST_F(ConvLayerTest, OneInputIsConvolvedAndGetsTheBiases) {
 }
 
 TEST_F(ConvLayerTest, TwoInputsGiveTheSumOfTheProductsAndTheBiasesOnce) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   makeInputs(random, 1);
   useText(sectionText("conv"));
   ConvLayer layer(nullptr, "conv");
@@ -175,8 +173,7 @@ TEST_F(ConvLayerTest, TwoInputsGiveTheSumOfTheProductsAndTheBiasesOnce) {
 }
 
 TEST_F(ConvLayerTest, SecondRunOverwritesTheSameMatrix) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   makeInputs(random, 1);
   useText(sectionText("conv"));
   ConvLayer layer(nullptr, "conv");
@@ -191,8 +188,7 @@ TEST_F(ConvLayerTest, SecondRunOverwritesTheSameMatrix) {
 }
 
 TEST_F(ConvLayerTest, WithATargetOfTheShapeTheInputItselfIsConvolved) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const FilterInput input = makeInputThatKeepsItsShape(random, 1);
   useText(inPlaceText("conv"));
   ConvLayer layer(nullptr, "conv");
@@ -205,8 +201,7 @@ TEST_F(ConvLayerTest, WithATargetOfTheShapeTheInputItselfIsConvolved) {
 }
 
 TEST_F(ConvLayerTest, WithATargetOfAnotherShapeItIsOutOfRange) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   makeInputs(random, 1);
   useText(sectionText("conv") + "actsTarget=0\n");
   ConvLayer layer(nullptr, "conv");
@@ -217,8 +212,7 @@ TEST_F(ConvLayerTest, WithATargetOfAnotherShapeItIsOutOfRange) {
 }
 
 TEST_F(ConvLayerTest, EachListTooShortIsABadIndexBeforeAnyWork) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   makeInputs(random, 1);
   for (const std::string cut : {"padding=0_1", "stride=1_2", "channels=1_2", "imgSize=3_2"}) {
     std::string text = sectionText("conv");
@@ -238,8 +232,7 @@ TEST_F(ConvLayerTest, EachListTooShortIsABadIndexBeforeAnyWork) {
 }
 
 TEST_F(ConvLayerTest, ListsThatAreNotReadMayBeShort) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   makeInputs(random, 1);
   std::string text = sectionText("conv");
   for (const std::string key :
@@ -254,8 +247,7 @@ TEST_F(ConvLayerTest, ListsThatAreNotReadMayBeShort) {
 }
 
 TEST_F(ConvLayerTest, InputWithoutWeightsIsOutOfRange) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   makeInputs(random, 1);
   removeModelFile("weights1");
   useText(sectionText("conv"));
@@ -267,8 +259,7 @@ TEST_F(ConvLayerTest, InputWithoutWeightsIsOutOfRange) {
 }
 
 TEST_F(ConvLayerTest, WithoutABiasesFileTheProductsStandAlone) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   makeInputs(random, 1);
   removeModelFile("biases");
   useText(sectionText("conv"));
@@ -282,8 +273,7 @@ TEST_F(ConvLayerTest, WithoutABiasesFileTheProductsStandAlone) {
 }
 
 TEST_F(ConvLayerTest, ZeroDivisorsInTheTextAreOutOfRange) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   makeInputs(random, 1);
   for (const std::string key : {"stride=1_2", "channels=1_2", "imgSize=3_2"}) {
     std::string text = sectionText("conv");
@@ -297,8 +287,7 @@ TEST_F(ConvLayerTest, ZeroDivisorsInTheTextAreOutOfRange) {
 }
 
 TEST_F(LocalUnsharedLayerTest, OneInputAgreesInBits) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   makeInputs(random, 4);
   useText(sectionText("local"));
   LocalUnsharedLayer layer(nullptr, "local");
@@ -310,8 +299,7 @@ TEST_F(LocalUnsharedLayerTest, OneInputAgreesInBits) {
 }
 
 TEST_F(LocalUnsharedLayerTest, WithATargetOfTheShapeTheInputItselfIsFiltered) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const FilterInput input = makeInputThatKeepsItsShape(random, 16);
   useText(inPlaceText("local"));
   LocalUnsharedLayer layer(nullptr, "local");
@@ -325,8 +313,7 @@ TEST_F(LocalUnsharedLayerTest, WithATargetOfTheShapeTheInputItselfIsFiltered) {
 }
 
 TEST_F(LocalUnsharedLayerTest, WithATargetOfAnotherShapeItIsOutOfRange) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   makeInputs(random, 4);
   useText(sectionText("local") + "actsTarget=0\n");
   LocalUnsharedLayer layer(nullptr, "local");
@@ -337,8 +324,7 @@ TEST_F(LocalUnsharedLayerTest, WithATargetOfAnotherShapeItIsOutOfRange) {
 }
 
 TEST_F(LocalUnsharedLayerTest, OfTwoInputsTheSecondAloneIsLeftWithoutBiases) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   makeInputs(random, 4);
   useText(sectionText("local"));
   LocalUnsharedLayer layer(nullptr, "local");
@@ -349,8 +335,7 @@ TEST_F(LocalUnsharedLayerTest, OfTwoInputsTheSecondAloneIsLeftWithoutBiases) {
 }
 
 TEST_F(LocalUnsharedLayerTest, FirstStepReshapesTheBiases) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   makeInputs(random, 4);
   useText(sectionText("local"));
   LocalUnsharedLayer layer(nullptr, "local");
@@ -364,8 +349,7 @@ TEST_F(LocalUnsharedLayerTest, FirstStepReshapesTheBiases) {
 }
 
 TEST_F(LocalUnsharedLayerTest, WithoutABiasesFileTheSumsStandAlone) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   makeInputs(random, 4);
   removeModelFile("biases");
   useText(sectionText("local"));
@@ -379,8 +363,7 @@ TEST_F(LocalUnsharedLayerTest, WithoutABiasesFileTheSumsStandAlone) {
 }
 
 TEST_F(LocalUnsharedLayerTest, EachListTooShortIsABadIndexBeforeAnyWork) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   makeInputs(random, 4);
   for (const std::string cut : {"padding=0_1", "stride=1_2", "channels=1_2", "imgSize=3_2"}) {
     std::string text = sectionText("local");
@@ -393,8 +376,7 @@ TEST_F(LocalUnsharedLayerTest, EachListTooShortIsABadIndexBeforeAnyWork) {
 }
 
 TEST_F(LocalUnsharedLayerTest, InputWithoutWeightsIsOutOfRange) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   makeInputs(random, 4);
   removeModelFile("weights1");
   useText(sectionText("local"));
@@ -406,8 +388,7 @@ TEST_F(LocalUnsharedLayerTest, InputWithoutWeightsIsOutOfRange) {
 }
 
 TEST_F(LocalUnsharedLayerTest, ItsSpareMatrixStaysEmpty) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   makeInputs(random, 4);
   useText(sectionText("local"));
   LocalUnsharedLayer layer(nullptr, "local");

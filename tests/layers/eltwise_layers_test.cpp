@@ -12,9 +12,9 @@
 
 #include "layers/layer_fixture.h"
 #include "support/bits.h"
-#include "support/random.h"
 #include "support/reference_arithmetic.h"
 #include "support/reference_layers.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -61,8 +61,7 @@ TEST_F(EltwiseSumLayerTest, MissingCoefficientsAreAnEmptyList) {
 }
 
 TEST_F(EltwiseSumLayerTest, ScalesTheFirstInputAndAddsTheOthersInTurn) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (const Floats& coefficients :
        {Floats{0.5f, 2.0f}, Floats{0.3f, -1.7f, 0.9f}, Floats{1.1f}, Floats{0.7f, 1.0f, -1.0f}}) {
     std::string text;
@@ -83,8 +82,7 @@ TEST_F(EltwiseSumLayerTest, ScalesTheFirstInputAndAddsTheOthersInTurn) {
 }
 
 TEST_F(EltwiseSumLayerTest, HalfOfOneAndTwiceTheOtherAreExactScalings) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const Floats a = random.normals(40), b = random.normals(40);
   Floats wanted;
   for (size_t i = 0; i < a.size(); ++i) {
@@ -205,8 +203,7 @@ std::optional<Floats> addedWithinReach(const Matrix& first, const Matrix& second
 }
 
 TEST_F(EltwiseSumLayerTest, LaterInputOfAnyShapeIsReadWithinItsBoundsOrIsOutOfRange) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   int summed = 0, thrown = 0;
   for (int round = 0; round < 600; ++round) {
     // With whole numbers, a fused sum gives the same result.
@@ -264,8 +261,7 @@ TEST_F(EltwiseSumLayerTest, OfUnlikeOrderALaterInputOfTheSameSizeMayNotReach) {
 }
 
 TEST_F(EltwiseMaxLayerTest, RandomInputsAgreeInBits) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   EltwiseMaxLayer layer(nullptr, "max");
   for (int round = 0; round < 60; ++round) {
     const int32_t count = random.integer(2, 4);

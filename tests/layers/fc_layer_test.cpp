@@ -10,8 +10,8 @@
 
 #include "layers/layer_fixture.h"
 #include "support/bits.h"
-#include "support/random.h"
 #include "support/reference_layers.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -58,8 +58,7 @@ class FCLayerTest : public LayerTest {
 };
 
 TEST_F(FCLayerTest, HoldsItsWeightsAsTheyStandInTheirFiles) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const std::vector<FlatInput> inputs = randomInputs(random, {5, 3}, 1, 4);
   const std::unique_ptr<FCLayer> layer = makeLayer(inputs, 4, random.normals(4));
   ASSERT_EQ(2u, layer->weights.size());
@@ -72,8 +71,7 @@ TEST_F(FCLayerTest, HoldsItsWeightsAsTheyStandInTheirFiles) {
 }
 
 TEST_F(FCLayerTest, OneInputGivesTheProductAndTheBiases) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 30; ++round) {
     clearInputs();
     const int32_t samples = random.integer(1, 5), outputs = random.integer(1, 40);
@@ -91,8 +89,7 @@ TEST_F(FCLayerTest, OneInputGivesTheProductAndTheBiases) {
 }
 
 TEST_F(FCLayerTest, TwoInputsOfTheBuiltInWidthsAddUp) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (const std::vector<int32_t>& lengths :
        {std::vector<int32_t>{576, 768}, std::vector<int32_t>{1024, 1200}}) {
     clearInputs();
@@ -107,8 +104,7 @@ TEST_F(FCLayerTest, TwoInputsOfTheBuiltInWidthsAddUp) {
 }
 
 TEST_F(FCLayerTest, WholeNumbersComeOutExactly) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   std::vector<FlatInput> inputs = randomInputs(random, {37, 64}, 3, 21);
   Floats biases(21);
   for (float& bias : biases) bias = static_cast<float>(random.integer(-9, 9));
@@ -137,8 +133,7 @@ TEST_F(FCLayerTest, BiasesAreAddedBeforeTheSecondProduct) {
 }
 
 TEST_F(FCLayerTest, NaNInASampleTravelsToAllOfItsOutputsAndToNoOther) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   std::vector<FlatInput> inputs = randomInputs(random, {50}, 3, 33);
   inputs[0].samples[50 + 7] = kNaN;
   const std::unique_ptr<FCLayer> layer = makeLayer(inputs, 33, random.normals(33));
@@ -150,8 +145,7 @@ TEST_F(FCLayerTest, NaNInASampleTravelsToAllOfItsOutputsAndToNoOther) {
 }
 
 TEST_F(FCLayerTest, OverwritesWhatTheActivationsHeld) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const std::vector<FlatInput> inputs = randomInputs(random, {40, 30}, 2, 20);
   const std::unique_ptr<FCLayer> layer = makeLayer(inputs, 20, random.normals(20));
   addInputs(inputs, 2);
@@ -207,8 +201,7 @@ TEST_F(FCLayerTest, InputByColumnsIsHandedOverAsTransposed) {
 }
 
 TEST_F(FCLayerTest, InputWithoutWeightsIsOutOfRange) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const std::vector<FlatInput> inputs = randomInputs(random, {4, 3}, 2, 5);
   makeLayer(inputs, 5, random.normals(5)).reset();
   removeModelFile("w1");
@@ -221,8 +214,7 @@ TEST_F(FCLayerTest, InputWithoutWeightsIsOutOfRange) {
 }
 
 TEST_F(FCLayerTest, WithoutABiasesFileTheProductsStandAlone) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const std::vector<FlatInput> inputs = randomInputs(random, {4}, 2, 5);
   makeLayer(inputs, 5, random.normals(5)).reset();
   removeModelFile("b");

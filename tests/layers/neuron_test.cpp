@@ -14,8 +14,8 @@
 #include "layers/neuron_layer.h"
 #include "net/conv_net.h"
 #include "net/made_net.h"
-#include "support/random.h"
 #include "support/reference_neurons.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -79,8 +79,7 @@ std::string parameterText(float a, float b) {
 }
 
 TEST(Neuron, EveryKeywordTransformsEachElementInItsOwnRounding) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (const std::string& keyword : reference::neuronKeywords()) {
     for (int round = 0; round < 40; ++round) {
       // Multiples of a quarter, because their texts are read without rounding.

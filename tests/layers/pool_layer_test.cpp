@@ -9,8 +9,8 @@
 
 #include "layers/layer_fixture.h"
 #include "support/bits.h"
-#include "support/random.h"
 #include "support/reference_layers.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -88,8 +88,7 @@ TEST_F(PoolLayerTest, MissingKindIsThrownAsText) {
 }
 
 TEST_F(PoolLayerTest, MaxLayerAgreesInBits) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   usePool("max");
   const std::unique_ptr<Layer> layer(createPoolLayer(nullptr, "pool1"));
   const Floats samples = troubledValues(random, 2 * 2 * 25, 10);
@@ -101,8 +100,7 @@ TEST_F(PoolLayerTest, MaxLayerAgreesInBits) {
 }
 
 TEST_F(PoolLayerTest, AvgLayerAgreesInBits) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   usePool("avg");
   const std::unique_ptr<Layer> layer(createPoolLayer(nullptr, "pool1"));
   const Floats samples = troubledValues(random, 2 * 2 * 25, 3);
@@ -114,8 +112,7 @@ TEST_F(PoolLayerTest, AvgLayerAgreesInBits) {
 }
 
 TEST_F(PoolLayerTest, EveryCallPoolsTheFirstInputAndOverwrites) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (const std::string pool : {"max", "avg"}) {
     usePool(pool);
     const std::unique_ptr<Layer> layer(createPoolLayer(nullptr, "pool1"));

@@ -8,8 +8,8 @@
 #include "layers/layer_fixture.h"
 #include "layers/pool_layer.h"
 #include "support/bits.h"
-#include "support/random.h"
 #include "support/reference_layers.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -55,8 +55,7 @@ TEST_F(ResponseNormLayerTest, WithoutATargetTheActivationsStayEmpty) {
 }
 
 TEST_F(ResponseNormLayerTest, WithATargetTheInputPassesUnchanged) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   useText(sectionText("actsTarget=0\n"));
   ResponseNormLayer layer(nullptr, "norm");
   const Floats values = random.normals(8);
@@ -89,8 +88,7 @@ TEST_F(ResponseNormLayerTest, ContrastLayerReadsItsImageSizeAndDoesNothing) {
 }
 
 TEST_F(ResponseNormLayerTest, CrossMapLayerAgreesInBits) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   useText(sectionText(""));
   CrossMapResponseNormLayer layer(nullptr, "norm");
   const Floats values = random.normals(2 * 36);
@@ -102,8 +100,7 @@ TEST_F(ResponseNormLayerTest, CrossMapLayerAgreesInBits) {
 }
 
 TEST_F(ResponseNormLayerTest, CrossMapLayerReadsTheFirstInputAtEveryCallAndOverwrites) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   useText(sectionText(""));
   CrossMapResponseNormLayer layer(nullptr, "norm");
   addInput(1, 8, random.normals(8));

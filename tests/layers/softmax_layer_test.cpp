@@ -7,9 +7,9 @@
 
 #include "layers/layer_fixture.h"
 #include "support/bits.h"
-#include "support/random.h"
 #include "support/reference_arithmetic.h"
 #include "support/reference_layers.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -29,8 +29,7 @@ class SoftmaxLayerTest : public LayerTest {
 };
 
 TEST_F(SoftmaxLayerTest, RandomShapesAgreeInBits) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   SoftmaxLayer layer(nullptr, "softmax");
   for (int round = 0; round < 300; ++round) {
     const int32_t rows = random.integer(1, 9), cols = random.integer(1, 50);
@@ -101,8 +100,7 @@ TEST_F(SoftmaxLayerTest, RowOfNegativeInfinitiesBecomesNaNs) {
 }
 
 TEST_F(SoftmaxLayerTest, EveryCallReadsTheFirstInputAndOverwrites) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   SoftmaxLayer layer(nullptr, "softmax");
   addInput(2, 4, random.normals(8));
   addInput(2, 4, random.normals(8));
@@ -114,8 +112,7 @@ TEST_F(SoftmaxLayerTest, EveryCallReadsTheFirstInputAndOverwrites) {
 }
 
 TEST_F(SoftmaxLayerTest, WithATargetItWorksInPlace) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   useText("[softmax]\ntype=softmax\nactsTarget=0\n");
   SoftmaxLayer layer(nullptr, "softmax");
   const Floats values = random.normals(12);

@@ -10,7 +10,7 @@
 
 #include "net/conv_net.h"
 #include "net/made_net.h"
-#include "support/random.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -83,8 +83,7 @@ TEST_F(WeightMatrices, AreTransposedIntoRowMajorCopiesIfWanted) {
 }
 
 TEST_F(WeightMatrices, AnyShapeIsTransposedElementByElement) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 30; ++round) {
     const int32_t rows = random.integer(1, 20);
     const int32_t cols = random.integer(1, 20);

@@ -10,7 +10,7 @@
 
 #include "net/conv_net.h"
 #include "net/made_net.h"
-#include "support/random.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -251,8 +251,7 @@ TEST_F(WeightSharing, MatrixIndicesAloneAreIgnored) {
 }
 
 TEST_F(WeightSharing, RandomChainsEndAtTheMatrixThatAFileGave) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 60; ++round) {
     // origins[i][k] is the number of the file that matrix k of layer i comes from.
     std::vector<std::vector<int32_t>> origins;

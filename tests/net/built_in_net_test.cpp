@@ -19,9 +19,9 @@
 #include "net/conv_net.h"
 #include "net/made_net.h"
 #include "support/bits.h"
-#include "support/random.h"
 #include "support/reference_config.h"
 #include "support/reference_layers.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -141,7 +141,7 @@ class BuiltInNet : public ::testing::Test {
   void expectStage(int number);
   void expectEachLayerToAnswerItsInputs();
 
-  Random random = seededRandom();
+  SeededRandom random;
   int32_t index = 0;
   TrainedNet trained;
   std::unique_ptr<ConvNet> net;
@@ -199,21 +199,18 @@ void BuiltInNet::expectEachLayerToAnswerItsInputs() {
 }
 
 TEST_F(BuiltInNet, ColourNetOf55PixelsAnswersItsInputsLayerByLayer) {
-  SCOPED_TRACE(random.trace());
   build(0);
   forward();
   expectEachLayerToAnswerItsInputs();
 }
 
 TEST_F(BuiltInNet, ColourNetOf47PixelsAnswersItsInputsLayerByLayer) {
-  SCOPED_TRACE(random.trace());
   build(2);
   forward();
   expectEachLayerToAnswerItsInputs();
 }
 
 TEST_F(BuiltInNet, GrayNetOf47PixelsAnswersItsInputsLayerByLayer) {
-  SCOPED_TRACE(random.trace());
   build(9);
   forward();
   expectEachLayerToAnswerItsInputs();
@@ -307,7 +304,6 @@ TEST_F(BuiltInNet, NeuronsRewriteTheMatricesOfTheirInputs) {
 // cannot observe this: the matrices are computed when a layer is asked for them, even after the
 // input of the run has been freed.
 TEST_F(BuiltInNet, ActivationsAppearAfterTheDataAreGone) {
-  SCOPED_TRACE(random.trace());
   build(2);
   forward();
   const Values wanted = valuesOf(activations("conv2")), pooled = valuesOf(activations("pool1"));
@@ -320,7 +316,6 @@ TEST_F(BuiltInNet, ActivationsAppearAfterTheDataAreGone) {
 
 // With an extra listener in the graph, the layers run one by one. Bits and states are the same.
 TEST_F(BuiltInNet, RunsOneByOneLeaveTheSameMatricesAndStates) {
-  SCOPED_TRACE(random.trace());
   for (const int32_t netIndex : {0, 2, 9}) {
     build(netIndex);
     forward();
@@ -347,7 +342,6 @@ TEST_F(BuiltInNet, RunsOneByOneLeaveTheSameMatricesAndStates) {
 }
 
 TEST_F(BuiltInNet, AnyNumberOfRowsHasTheBitsOfEachRow) {
-  SCOPED_TRACE(random.trace());
   build(9);
   const int32_t length = patch->cols;
   const Values all = random.normals(static_cast<size_t>(5 * length));

@@ -15,10 +15,10 @@
 
 #include "net/conv_net.h"
 #include "net/made_net.h"
-#include "support/random.h"
 #include "support/reference_arithmetic.h"
 #include "support/reference_layers.h"
 #include "support/reference_neurons.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -297,8 +297,7 @@ bool expectRun(ConvNet& net, const Graph& graph, Random& random) {
 }
 
 TEST(LayerGraph, RandomGraphsRunAsTheirSimulationDoes) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   int judged = 0;
   for (int round = 0; round < 300; ++round) {
     const Graph graph = randomGraph(random);

@@ -11,7 +11,7 @@
 
 #include "net/conv_net.h"
 #include "net/made_net.h"
-#include "support/random.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -244,8 +244,7 @@ TEST_F(LayerRun, ActsTargetBeyondTheInputsThrowsBeforeAnythingIsApplied) {
 }
 
 TEST_F(LayerRun, AnyTargetAmongAnyNumberOfInputsFollowsTheOneOrder) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 200; ++round) {
     const int32_t count = random.integer(1, 7);
     const int32_t target = random.integer(-1, count - 1);

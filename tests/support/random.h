@@ -1,16 +1,9 @@
-// Random test data with a seed that every failure prints.
-//
-// The seed is fixed, so that a run is repeatable and CI is stable. FACEFEATURE_TEST_SEED in the
-// environment sets another one; soak runs use it. A test begins with
-//
-//     Random random = seededRandom();
-//     SCOPED_TRACE(random.trace());
+// Random test data. Tests use SeededRandom (support/seeded_random.h), which prints its seed.
 #ifndef FACEFEATURE_TESTS_SUPPORT_RANDOM_H
 #define FACEFEATURE_TESTS_SUPPORT_RANDOM_H
 
 #include <cmath>
 #include <cstdint>
-#include <cstdlib>
 #include <limits>
 #include <string>
 #include <vector>
@@ -86,11 +79,6 @@ class Random {
   uint64_t seed_;
   uint64_t state_;
 };
-
-inline Random seededRandom() {
-  const char* text = std::getenv("FACEFEATURE_TEST_SEED");
-  return Random(text != nullptr ? std::strtoull(text, nullptr, 10) : 20240229u);
-}
 
 }  // namespace facefeature_test
 

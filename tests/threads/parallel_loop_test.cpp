@@ -6,6 +6,7 @@
 
 #include "engine/feature_engine.h"
 #include "support/bits.h"
+#include "support/seeded_random.h"
 #include "support/test_engine.h"
 #include "threads/race_checker.h"
 #include "threads/together.h"
@@ -18,8 +19,7 @@ const std::vector<int> kTeams = {1, 2, 7, 25, 40};
 
 TEST(TeamSize, ChangesNoBit) {
   haveModelForThreads();
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   Request request = randomRequest(random);
   const OwnEngine engine;
   omp_set_num_threads(1);
@@ -37,8 +37,7 @@ TEST(TeamSize, ChangesNoBit) {
 // The setting belongs to each host thread, and the teams work side by side.
 TEST(TeamSize, MayDifferBetweenThreadsOfTheHost) {
   haveModelForThreads();
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const Request request = randomRequest(random);
   const std::vector<OwnEngine> engines(kTeams.size());
   Request first = request;
@@ -57,8 +56,7 @@ TEST(TeamSize, MayDifferBetweenThreadsOfTheHost) {
 // An extraction inside a parallel loop of the host: its nets run on the calling thread.
 TEST(TeamSize, InsideAParallelLoopOfTheHostIsOneAndChangesNoBit) {
   haveModelForThreads();
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const Request request = randomRequest(random);
   constexpr int kEngines = 4;
   const std::vector<OwnEngine> engines(kEngines);

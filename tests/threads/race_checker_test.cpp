@@ -10,6 +10,7 @@
 #include "engine/feature_engine.h"
 #include "geometry/patch_table.h"
 #include "net/conv_net.h"
+#include "support/seeded_random.h"
 #include "support/test_engine.h"
 #include "threads/race_checker.h"
 #include "threads/together.h"
@@ -39,7 +40,7 @@ TEST(RaceCheckerDeathTest, SeesIterationsThatWriteToOneVariable) {
 // has forgotten where the first one came from reports nothing.
 void countTheNetsOfALoop() {
   haveModel();
-  Random random = seededRandom();
+  SeededRandom random;
   Request request = randomRequest(random);
   const OwnEngine engine;
   std::vector<facefeature::Matrix*>* const patches = facefeature::BuildPatchMatrices(
@@ -74,7 +75,7 @@ TEST(RaceChecker, KnowsThatALoopEndsBeforeWhatFollows) {
 
 void extractTwiceAtOnceWithOneEngine() {
   haveModel();
-  Random random = seededRandom();
+  SeededRandom random;
   const Request request = randomRequest(random);
   const OwnEngine engine;
   runTogether(2, [&](size_t) {

@@ -12,6 +12,7 @@
 
 #include "engine/feature_engine.h"
 #include "support/bits.h"
+#include "support/seeded_random.h"
 #include "support/test_engine.h"
 #include "threads/race_checker.h"
 #include "threads/together.h"
@@ -29,7 +30,7 @@ FeatureVector asFeature(const std::vector<float>& values) {
 struct Faces {
   explicit Faces(size_t count) {
     haveModelForThreads();
-    Random random = seededRandom();
+    SeededRandom random;
     const OwnEngine alone;
     for (size_t i = 0; i < count; ++i) {
       requests.push_back(randomRequest(random));
@@ -172,7 +173,7 @@ TEST(SideBySide, TheLastDestructionOnAnotherThreadLeavesThisOneAbleToExtract) {
 // Ends the process with success.
 void extractOnManyThreadsAndDestroyOnOne() {
   haveModel();
-  Random random = seededRandom();
+  SeededRandom random;
   const Request request = randomRequest(random);
   constexpr size_t kThreads = 4;
   std::vector<OwnEngine> engines(kThreads);

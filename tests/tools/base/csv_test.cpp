@@ -5,7 +5,7 @@
 
 #include <stdexcept>
 
-#include "support/random.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -59,8 +59,7 @@ TEST(Csv, MisplacedQuotesAreNamedWithTheirLine) {
 }
 
 TEST(Csv, ReadsBackWhateverFieldsWereWritten) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const std::string letters = "ab,\"\r\n; \xC3\xA9";
   for (int round = 0; round < 3000; ++round) {
     std::vector<Fields> rows(static_cast<size_t>(random.integer(1, 4)));

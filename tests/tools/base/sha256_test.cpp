@@ -6,7 +6,7 @@
 #include <string>
 
 #include "model/model_fingerprint.h"
-#include "support/random.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -30,8 +30,7 @@ TEST(Sha256, OfKnownTextsIsKnown) {
 }
 
 TEST(Sha256, OfPiecesIsThatOfTheWhole) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   std::string whole;
   Sha256 hash;
   for (int round = 0; round < 50; ++round) {

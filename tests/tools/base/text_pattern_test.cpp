@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "support/random.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -28,8 +28,7 @@ bool matchesByDefinition(const std::string& pattern, const std::string& text) {
 }
 
 TEST(TextPattern, MatchesAsItsDefinitionDoes) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   int matches = 0;
   for (int round = 0; round < 50000; ++round) {
     std::string pattern, text;

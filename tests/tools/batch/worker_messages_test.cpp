@@ -6,7 +6,7 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "support/random.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -19,8 +19,7 @@ TEST(WorkerMessages, GiveBackWhatWasSent) {
   EXPECT_EQ("a photo\n\xFF", request.photo);
   EXPECT_EQ(std::string(100000, 'l'), request.landmarks);
 
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   WorkerReply reply;
   reply.kind = WorkerReplyKind::kFailed;
   reply.code = 4;

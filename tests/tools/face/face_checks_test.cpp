@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "support/faces.h"
-#include "support/random.h"
 #include "support/sample_faces.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -101,8 +101,7 @@ TEST(FaceChecks, GoodFacesGiveNoDoubt) {
 }
 
 TEST(FaceChecks, HeadsInAnyPoseAndPlaceOfThePictureGiveNoDoubtUnlessTheyAreUpsideDown) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 200; ++round) {
     const FacePose pose = {random.between(-45.0f, 45.0f),  random.between(-25.0f, 25.0f),
                            random.between(-80.0f, 80.0f),  random.between(1.0f, 15.0f),

@@ -9,8 +9,8 @@
 #include "engine/build_patch_matrices.h"
 #include "support/bits.h"
 #include "support/faces.h"
-#include "support/random.h"
 #include "support/scoped_patch_means.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -22,8 +22,7 @@ using facefeature_tools::Photo;
 
 // With means of 0, as in a program that loads no model.
 TEST(FacePatches, AreWhatTheLibraryHandsToItsNets) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const ScopedPatchMeans means(0.0f);
   for (int round = 0; round < 6; ++round) {
     Photo photo = makePhoto(static_cast<uint64_t>(random.integer(60, 300)),

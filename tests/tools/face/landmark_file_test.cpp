@@ -8,7 +8,7 @@
 
 #include "base/failure.h"
 #include "support/bits.h"
-#include "support/random.h"
+#include "support/seeded_random.h"
 #include "tools/run_program.h"
 
 namespace facefeature_test {
@@ -160,8 +160,7 @@ TEST(LandmarkFile, DeepNestingDoesNotExhaustTheStack) {
 }
 
 TEST(LandmarkFile, WrittenTextIsReadBackToTheSameFloats) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   std::vector<Landmark> landmarks;
   for (const int32_t id : kIds) {
     landmarks.push_back({id, random.between(-1e4f, 1e4f), random.normal() * 1e-3f});

@@ -8,8 +8,8 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
-#include "support/random.h"
 #include "support/sample_faces.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -64,8 +64,7 @@ std::map<int32_t, ImagePoint> mappedByWords(const SchemePoints& p) {
 }
 
 TEST(LandmarkScheme, MapsEachOfThe29IdsByRisingId) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int round = 0; round < 20; ++round) {
     SchemePoints points;
     for (ImagePoint& point : points) {

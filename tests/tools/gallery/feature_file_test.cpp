@@ -6,7 +6,7 @@
 
 #include "base/failure.h"
 #include "support/bits.h"
-#include "support/random.h"
+#include "support/seeded_random.h"
 #include "tools/run_program.h"
 
 namespace facefeature_test {
@@ -31,8 +31,7 @@ TEST(FeatureFile, HoldsTheFloatsLittleEndianAndNothingElse) {
 }
 
 TEST(FeatureFile, IsReadBackBitForBit) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   FeatureVector feature;
   for (float& value : feature.values) value = random.chance(5) ? random.awkward() : random.normal();
   writeFeatureFile(path(), feature);

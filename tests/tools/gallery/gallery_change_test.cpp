@@ -10,6 +10,7 @@
 #include "base/file_lock.h"
 #include "gallery/gallery_verify.h"
 #include "support/bits.h"
+#include "support/seeded_random.h"
 #include "tools/gallery/random_gallery.h"
 #include "tools/gallery/version1_gallery.h"
 #include "tools/run_program.h"
@@ -96,8 +97,7 @@ class GalleryChange : public ::testing::Test {
     EXPECT_TRUE(galleryFaults(gallery).empty());
   }
 
-  Random random = seededRandom();
-  ::testing::ScopedTrace trace{__FILE__, __LINE__, random.trace()};
+  SeededRandom random;
   const std::string base = privateTempFolder() + "/gallery_change";
   const std::string path = base + "/faces.gallery";
   std::vector<Row> rows;

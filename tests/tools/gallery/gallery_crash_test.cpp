@@ -21,6 +21,7 @@
 #include "gallery/gallery_change.h"
 #include "gallery/gallery_verify.h"
 #include "support/bits.h"
+#include "support/seeded_random.h"
 #include "tools/gallery/random_gallery.h"
 #include "tools/gallery/version1_gallery.h"
 #include "tools/run_program.h"
@@ -202,8 +203,7 @@ class GalleryCrash : public ::testing::Test {
     };
   }
 
-  Random random = seededRandom();
-  ::testing::ScopedTrace trace{__FILE__, __LINE__, random.trace()};
+  SeededRandom random;
   const std::string base = privateTempFolder() + "/gallery_crash";
   const std::string path = base + "/faces.gallery";
   int nextId = 0;

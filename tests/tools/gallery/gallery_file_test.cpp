@@ -13,6 +13,7 @@
 #include "base/failure.h"
 #include "base/sha256.h"
 #include "support/bits.h"
+#include "support/seeded_random.h"
 #include "tools/gallery/random_gallery.h"
 #include "tools/run_program.h"
 
@@ -74,8 +75,7 @@ std::string digestOf(const std::string& bytes) {
 }
 
 TEST_F(GalleryFile, HasEveryByteWhereReadersExpectIt) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   std::vector<std::string> ids = {"a", "b\xC3\xA9", "third, \"3\""};
   // Enough rows for a second block of digests.
   for (int i = 3; i < 40; ++i) ids.push_back(std::to_string(i));
@@ -112,8 +112,7 @@ TEST_F(GalleryFile, HasEveryByteWhereReadersExpectIt) {
 }
 
 TEST_F(GalleryFile, GivesBackWhatWasWritten) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int32_t count = 0; count < 40; count += 3) {
     std::vector<std::string> ids;
     for (int32_t i = 0; i < count; ++i) {
@@ -137,8 +136,7 @@ TEST_F(GalleryFile, GivesBackWhatWasWritten) {
 }
 
 TEST_F(GalleryFile, KeepsEveryBitOfAwkwardFloats) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   FeatureVector feature;
   for (float& value : feature.values) {
     value = floatOfBits(static_cast<uint32_t>(random.next() >> 32));
@@ -159,8 +157,7 @@ TEST_F(GalleryFile, TextsOfTheOriginThatAreTooLongAreCutBeforeTheirNul) {
 }
 
 TEST_F(GalleryFile, CutShortAnywhereIsRefused) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   writeRandomGallery(path, {"a", "b"}, random);
   const std::string whole = contentOf(path);
   for (size_t size = 0; size < whole.size(); size += size < 64 ? 1 : 397) {
@@ -171,15 +168,14 @@ TEST_F(GalleryFile, CutShortAnywhereIsRefused) {
 }
 
 TEST_F(GalleryFile, BytesOfAnUnfinishedChangeAreIgnored) {
-  Random random = seededRandom();
+  SeededRandom random;
   writeRandomGallery(path, {"a", "b"}, random);
   EXPECT_EQ("", faultOf(contentOf(path) + "what a killed process has left"));
   EXPECT_EQ(2u, Gallery(path).count());
 }
 
 TEST_F(GalleryFile, AChangedByteOfTheHeaderOrATrailerIsRefused) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   writeRandomGallery(path, {"a", "b"}, random);
   const std::string whole = contentOf(path);
   const auto changedAt = [&](size_t at) {
@@ -196,8 +192,7 @@ TEST_F(GalleryFile, AChangedByteOfTheHeaderOrATrailerIsRefused) {
 }
 
 TEST_F(GalleryFile, OneDamagedRootIsReplacedByTheOther) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   writeRandomGallery(path, {"a", "b"}, random);
   const std::string whole = contentOf(path);
   for (const size_t root : {size_t{4096}, size_t{8192}}) {
@@ -213,8 +208,7 @@ TEST_F(GalleryFile, OneDamagedRootIsReplacedByTheOther) {
 
 // A digest detects accidents only: anyone who can compute it can write any numbers.
 TEST_F(GalleryFile, WrongNumbersUnderGoodDigestsNeverReachBeyondTheFile) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   writeRandomGallery(path, {"a", "bb", "ccc"}, random);
   const std::string whole = contentOf(path);
   const size_t trailer = whole.size() - 256;
@@ -276,7 +270,7 @@ TEST_F(GalleryFile, FoldersAndMissingFilesAreRefused) {
 }
 
 TEST_F(GalleryFile, ThatIsNotFinishedLeavesWhatWasThere) {
-  Random random = seededRandom();
+  SeededRandom random;
   writeRandomGallery(path, {"a"}, random);
   const std::string before = contentOf(path);
   {
@@ -291,7 +285,7 @@ TEST_F(GalleryFile, ThatIsNotFinishedLeavesWhatWasThere) {
 #if !defined(_WIN32)
 // Windows has no such limit.
 TEST_F(GalleryFile, ThatOutgrowsTheDiskNamesTheFileAndLeavesWhatWasThere) {
-  Random random = seededRandom();
+  SeededRandom random;
   writeRandomGallery(path, {"a"}, random);
   const std::string before = contentOf(path);
   // A limit on the file size acts like a full disk.

@@ -6,6 +6,7 @@
 #include "base/failure.h"
 #include "gallery/gallery_file.h"
 #include "support/bits.h"
+#include "support/seeded_random.h"
 #include "tools/gallery/random_gallery.h"
 #include "tools/gallery/version1_gallery.h"
 #include "tools/run_program.h"
@@ -38,8 +39,7 @@ class GalleryVersion1 : public ::testing::Test {
     }
   }
 
-  Random random = seededRandom();
-  ::testing::ScopedTrace trace{__FILE__, __LINE__, random.trace()};
+  SeededRandom random;
   const std::string base = privateTempFolder() + "/gallery_version1";
   const std::string path = base + "/faces.gallery";
   std::vector<FeatureVector> features;

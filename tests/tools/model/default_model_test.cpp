@@ -9,7 +9,7 @@
 
 #include "support/bits.h"
 #include "support/environment.h"
-#include "support/random.h"
+#include "support/seeded_random.h"
 #include "tools/model/synthetic_folder.h"
 #include "tools/photo/encoded_pictures.h"
 #include "tools/run_program.h"
@@ -29,7 +29,7 @@ class DefaultModel : public ::testing::Test {
   void SetUp() override {
     fs::remove_all(base);
     fs::create_directories(temporary);
-    Random random = seededRandom();
+    SeededRandom random;
     const Bytes ppm = encodePpm(512, 600, random.bytes(3 * 512 * 600));
     writeText(photo, std::string(ppm.begin(), ppm.end()));
   }

@@ -9,7 +9,7 @@
 
 #include "base/failure.h"
 #include "support/environment.h"
-#include "support/random.h"
+#include "support/seeded_random.h"
 #include "tools/run_program.h"
 
 namespace facefeature_test {
@@ -60,7 +60,7 @@ class ModelFingerprint : public ::testing::Test {
   void SetUp() override {
     fs::remove_all(folder);
     fs::create_directories(folder);
-    Random random = seededRandom();
+    SeededRandom random;
     for (const std::string& name : namesInOrder()) {
       const auto bytes = random.bytes(static_cast<size_t>(random.integer(0, 300)));
       writeText(folder + "/" + name, std::string(bytes.begin(), bytes.end()));

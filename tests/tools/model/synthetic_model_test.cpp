@@ -12,7 +12,7 @@
 #include "base/failure.h"
 #include "model/model_check.h"
 #include "model/model_files.h"
-#include "support/random.h"
+#include "support/seeded_random.h"
 #include "tools/model/synthetic_folder.h"
 #include "tools/run_program.h"
 
@@ -155,8 +155,7 @@ TEST(SyntheticModel, WeightsHaveTheVarianceThatKeepsActivationsInSize) {
 TEST(SyntheticModel, ProjectionsMapAVectorToNearlyTheSameLength) {
   const std::vector<float> own = floatsOf(fileNamed("6-1"));
   const std::vector<float> cross = floatsOf(fileNamed("6-2"));
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const std::vector<float> x = random.normals(8000);
   double ownSquare = 0;
   double crossSquare = 0;

@@ -7,6 +7,7 @@
 
 #include "base/failure.h"
 #include "support/private_temp_folder.h"
+#include "support/seeded_random.h"
 #include "tools/photo/encoded_pictures.h"
 
 namespace facefeature_test {
@@ -20,7 +21,7 @@ constexpr uint32_t kWidth = 37;
 constexpr uint32_t kHeight = 21;
 
 Bytes noise(size_t count) {
-  Random random = seededRandom();
+  SeededRandom random;
   return random.bytes(count);
 }
 
@@ -90,8 +91,7 @@ TEST(Jpeg, ProgressiveFileCutAnywhereIsRefused) {
 }
 
 TEST(Jpeg, DamagedFileIsRefusedOrReadButNeverEndsTheProcess) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const Bytes good = encodeJpeg(kWidth, kHeight, random.bytes(3 * kWidth * kHeight));
   int refused = 0;
   for (int round = 0; round < 2000; ++round) {

@@ -6,7 +6,7 @@
 #include <array>
 #include <cmath>
 
-#include "support/random.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -35,8 +35,7 @@ double sampledMean(const Photo& photo, double left, double right, double top, do
 }
 
 TEST(Thumbnail, PixelsAreMeansOfTheAreasThatTheyCover) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (const auto& [width, height, side] : {std::array<int32_t, 3>{23, 17, 7}, {9, 40, 13}}) {
     const Photo photo = randomPhoto(random, width, height);
     const Photo small = reducedPhoto(photo, side);
@@ -57,8 +56,7 @@ TEST(Thumbnail, PixelsAreMeansOfTheAreasThatTheyCover) {
 }
 
 TEST(Thumbnail, SmallPhotographStaysAsItIsAndAThinOneKeepsAPixel) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const Photo photo = randomPhoto(random, 12, 5);
   EXPECT_EQ(photo.pixels, reducedPhoto(photo, 12).pixels);
   const Photo thin = reducedPhoto(randomPhoto(random, 300, 1), 10);

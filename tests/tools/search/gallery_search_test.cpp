@@ -11,7 +11,7 @@
 #include "engine/feature_engine.h"
 #include "support/bits.h"
 #include "support/placed_floats.h"
-#include "support/random.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -84,8 +84,7 @@ class GallerySearch : public ::testing::Test {
     }
   }
 
-  Random random = seededRandom();
-  ::testing::ScopedTrace trace{__FILE__, __LINE__, random.trace()};
+  SeededRandom random;
   std::vector<FeatureVector> stored;
 };
 

@@ -12,7 +12,7 @@
 #include "search/scan_layout.h"
 #include "support/bits.h"
 #include "support/placed_floats.h"
-#include "support/random.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -64,8 +64,7 @@ class ScanKernel : public ::testing::TestWithParam<ScanKernels> {
                 placedFeatures.isUntouchedAround());
   }
 
-  Random random = seededRandom();
-  ::testing::ScopedTrace trace{__FILE__, __LINE__, random.trace()};
+  SeededRandom random;
 };
 
 // Twice the widest register, plus one.

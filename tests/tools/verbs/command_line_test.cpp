@@ -16,7 +16,7 @@
 #include "gallery/feature_file.h"
 #include "support/bits.h"
 #include "support/environment.h"
-#include "support/random.h"
+#include "support/seeded_random.h"
 #include "tools/model/synthetic_folder.h"
 #include "tools/photo/encoded_pictures.h"
 #include "tools/run_program.h"
@@ -42,7 +42,7 @@ class CommandLine : public ::testing::Test {
   void SetUp() override {
     fs::remove_all(base);
     fs::create_directories(temporary);
-    Random random = seededRandom();
+    SeededRandom random;
     const Bytes ppm = encodePpm(512, 600, random.bytes(3 * 512 * 600));
     writeText(photo, std::string(ppm.begin(), ppm.end()));
   }
@@ -279,8 +279,7 @@ TEST_F(CommandLine, CompareOfAFaceWithItselfIsNear1) {
 }
 
 TEST_F(CommandLine, ComparePrintsTheScoreWithAllItsDigitsAndALineEnd) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const std::string other = base + "/other.feature";
   for (int round = 0; round < 5; ++round) {
     FeatureVector a;

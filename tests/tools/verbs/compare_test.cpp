@@ -10,6 +10,7 @@
 #include "gallery/feature_file.h"
 #include "model/library_loader.h"
 #include "support/bits.h"
+#include "support/seeded_random.h"
 #include "tools/gallery/random_gallery.h"
 #include "tools/run_program.h"
 
@@ -53,7 +54,7 @@ class Compare : public ::testing::Test {
     EXPECT_EQ(0u, outcome.err.find(start)) << outcome.err;
   }
 
-  Random random = seededRandom();
+  SeededRandom random;
   const std::string base = privateTempFolder() + "/compare";
   const std::string first = base + "/first.gallery";
   const std::string second = base + "/second.gallery";
@@ -63,7 +64,6 @@ class Compare : public ::testing::Test {
 };
 
 TEST_F(Compare, OfGalleriesIsATableOfAllPairs) {
-  SCOPED_TRACE(random.trace());
   const Outcome outcome = runProgram({"compare", first, second});
   EXPECT_EQ(0, outcome.exitCode) << outcome.err;
   EXPECT_EQ("", outcome.err);
@@ -78,7 +78,6 @@ TEST_F(Compare, OfGalleriesIsATableOfAllPairs) {
 }
 
 TEST_F(Compare, OfRowsAndFilesIsOneScore) {
-  SCOPED_TRACE(random.trace());
   const std::string wanted = floatText(scoreOf(a[1], b[0])) + "\n";
   EXPECT_EQ(wanted, runProgram({"compare", first + "#y, z", second + "#p"}).out);
   EXPECT_EQ(wanted, runProgram({"compare", file, second + "#p"}).out);
@@ -88,7 +87,6 @@ TEST_F(Compare, OfRowsAndFilesIsOneScore) {
 }
 
 TEST_F(Compare, OfAFileWithAGalleryIsATableThatNamesTheFile) {
-  SCOPED_TRACE(random.trace());
   EXPECT_EQ("id_a,id_b,score\n" + file + ",p," + floatText(scoreOf(a[1], b[0])) + "\n" + file +
                 ",q," + floatText(scoreOf(a[1], b[1])) + "\n",
             runProgram({"compare", file, second}).out);
@@ -126,7 +124,6 @@ TEST_F(Compare, OfRowsAndFilesThatAreNotThereEndsWith3) {
 }
 
 TEST_F(Compare, ThresholdIsAnsweredByTheExitCode) {
-  SCOPED_TRACE(random.trace());
   const float score = scoreOf(a[1], b[0]);
   const float above = std::nextafter(score, std::numeric_limits<float>::infinity());
   const float below = std::nextafter(score, -std::numeric_limits<float>::infinity());
@@ -161,7 +158,6 @@ TEST_F(Compare, NoNumberReachesNoThreshold) {
 }
 
 TEST_F(Compare, ThresholdOfATablePrintsTheRowsThatReachIt) {
-  SCOPED_TRACE(random.trace());
   std::vector<float> scores;
   for (const FeatureVector& one : a) {
     for (const FeatureVector& other : b) scores.push_back(scoreOf(one, other));

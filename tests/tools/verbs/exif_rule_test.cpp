@@ -8,7 +8,7 @@
 #include "face/landmark_file.h"
 #include "photo/photo_orientation.h"
 #include "support/faces.h"
-#include "support/random.h"
+#include "support/seeded_random.h"
 #include "tools/model/synthetic_folder.h"
 #include "tools/photo/encoded_pictures.h"
 #include "tools/photo/exif_pictures.h"
@@ -27,7 +27,7 @@ class ExifRule : public ::testing::Test {
   void SetUp() override {
     fs::remove_all(base);
     fs::create_directories(base);
-    Random random = seededRandom();
+    SeededRandom random;
     jpeg = encodeJpeg(kWidth, kHeight, random.bytes(3 * kWidth * kHeight));
     write(base + "/plain.jpg", jpeg);
     write(base + "/turned.jpg", withExif(jpeg, 6, false));

@@ -6,6 +6,7 @@
 #include "photo/photo_orientation.h"
 #include "support/bits.h"
 #include "support/sample_faces.h"
+#include "support/seeded_random.h"
 #include "tools/model/synthetic_folder.h"
 #include "tools/photo/exif_pictures.h"
 #include "tools/photo/photo_files.h"
@@ -45,8 +46,7 @@ class BatchOptions : public Batch {
 
 TEST_F(BatchOptions, ExifRuleHoldsForAllPhotographs) {
   if (!facefeature_tools::exifIsRead()) GTEST_SKIP() << "built without a reader of Exif data";
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const Bytes turned =
       withExif(encodeJpeg(kWidth, kHeight, random.bytes(3 * kWidth * kHeight)), 6, false);
   writeText(base + "/turned.jpg", std::string(turned.begin(), turned.end()));

@@ -4,6 +4,7 @@
 #include "base/csv.h"
 #include "gallery/feature_file.h"
 #include "support/bits.h"
+#include "support/seeded_random.h"
 #include "tools/model/synthetic_folder.h"
 #include "tools/verbs/batch_fixture.h"
 
@@ -242,8 +243,7 @@ TEST_F(Batch, ReportThatCantBeWrittenIsNamedBeforeTheWork) {
 
 // With the real library, since the rest of this file uses only the stub.
 TEST_F(Batch, OfTheRealLibraryGivesTheBitsOfSingleExtractions) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const std::string points =
       std::string(FACEFEATURE_SOURCE_DIR) + "/tools/demo/landmarks/grace_hopper.json";
   std::string text;

@@ -11,6 +11,7 @@
 
 #include "base/csv.h"
 #include "support/bits.h"
+#include "support/seeded_random.h"
 #include "tools/gallery/random_gallery.h"
 #include "tools/run_program.h"
 
@@ -34,7 +35,7 @@ class GalleryVerbs : public ::testing::Test {
     EXPECT_EQ(0u, outcome.err.find(start)) << outcome.err;
   }
 
-  Random random = seededRandom();
+  SeededRandom random;
   const std::string base = privateTempFolder() + "/gallery_verbs";
   const std::string gallery = base + "/g.gallery";
   const std::vector<std::string> ids = {"plain", "with, comma", "quo\"te", "J\xC3\xBCrgen"};
@@ -68,7 +69,6 @@ TEST_F(GalleryVerbs, UsageIsChecked) {
 }
 
 TEST_F(GalleryVerbs, ExportToCsvTellsEveryFloat) {
-  SCOPED_TRACE(random.trace());
   const auto features = writeRandomGallery(gallery, ids, random);
   const std::string path = base + "/g.csv";
   EXPECT_EQ(0, runProgram({"gallery", "export", gallery, "-o", path}).exitCode);
@@ -88,7 +88,6 @@ TEST_F(GalleryVerbs, ExportToCsvTellsEveryFloat) {
 }
 
 TEST_F(GalleryVerbs, ExportToJsonLinesTellsEveryFloatAndNullForWhatIsNoNumber) {
-  SCOPED_TRACE(random.trace());
   auto features = writeRandomGallery(gallery, ids, random);
   features[1].values[3] = std::numeric_limits<float>::quiet_NaN();
   features[1].values[4] = std::numeric_limits<float>::infinity();
@@ -117,7 +116,6 @@ TEST_F(GalleryVerbs, ExportToJsonLinesTellsEveryFloatAndNullForWhatIsNoNumber) {
 }
 
 TEST_F(GalleryVerbs, ExportToNumpyHasItsHeaderAndTheFloatsAndTheIdsBeside) {
-  SCOPED_TRACE(random.trace());
   const auto features = writeRandomGallery(gallery, ids, random);
   const std::string path = base + "/g.npy";
   EXPECT_EQ(0, runProgram({"gallery", "export", gallery, "-o", path}).exitCode);
@@ -156,7 +154,6 @@ TEST_F(GalleryVerbs, ExportOfAnEmptyGalleryIsAnEmptyTable) {
 }
 
 TEST_F(GalleryVerbs, MergeOfPartsIsTheWhole) {
-  SCOPED_TRACE(random.trace());
   Random again = random;
   writeRandomGallery(base + "/whole", {"a", "b", "c", "d", "e"}, again);
   writeRandomGallery(base + "/1", {"a", "b"}, random);
@@ -170,7 +167,6 @@ TEST_F(GalleryVerbs, MergeOfPartsIsTheWhole) {
 }
 
 TEST_F(GalleryVerbs, MergeFollowsAListWhateverTheOrderOfTheParts) {
-  SCOPED_TRACE(random.trace());
   Random again = random;
   writeRandomGallery(base + "/whole", {"a", "b", "c"}, again);
   writeRandomGallery(base + "/1", {"a", "b"}, random);

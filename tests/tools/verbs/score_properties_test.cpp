@@ -6,6 +6,7 @@
 
 #include "model/library_loader.h"
 #include "support/bits.h"
+#include "support/seeded_random.h"
 #include "tools/gallery/random_gallery.h"
 
 namespace facefeature_test {
@@ -47,11 +48,10 @@ double sizeOf(const FeatureVector& a, const FeatureVector& b) {
 
 class Scores : public ::testing::Test {
  protected:
-  Random random = seededRandom();
+  SeededRandom random;
 };
 
 TEST_F(Scores, FollowTheFormula) {
-  SCOPED_TRACE(random.trace());
   for (int round = 0; round < kRounds; ++round) {
     const FeatureVector a = randomFeature(random);
     const FeatureVector b = randomFeature(random);
@@ -60,7 +60,6 @@ TEST_F(Scores, FollowTheFormula) {
 }
 
 TEST_F(Scores, AreTheSameBitsInEitherOrder) {
-  SCOPED_TRACE(random.trace());
   for (int round = 0; round < kRounds; ++round) {
     const FeatureVector a = randomFeature(random);
     const FeatureVector b = randomFeature(random);
@@ -69,7 +68,6 @@ TEST_F(Scores, AreTheSameBitsInEitherOrder) {
 }
 
 TEST_F(Scores, OfAFaceWithItselfAreThreeLessTwiceTheQuotient) {
-  SCOPED_TRACE(random.trace());
   for (int round = 0; round < kRounds; ++round) {
     const FeatureVector a = randomFeature(random);
     const double norm = a.values[501];
@@ -79,7 +77,6 @@ TEST_F(Scores, OfAFaceWithItselfAreThreeLessTwiceTheQuotient) {
 }
 
 TEST_F(Scores, OfAFaceWithItselfAre1WhereBothSquaresAreOne) {
-  SCOPED_TRACE(random.trace());
   for (int round = 0; round < kRounds; ++round) {
     FeatureVector a = randomFeature(random);
     float squares = 0.0f;
@@ -90,7 +87,6 @@ TEST_F(Scores, OfAFaceWithItselfAre1WhereBothSquaresAreOne) {
 }
 
 TEST_F(Scores, AreAtMost3AndLessTheMoreTheSelfScoresAreBelow3) {
-  SCOPED_TRACE(random.trace());
   for (int round = 0; round < kRounds; ++round) {
     FeatureVector a = randomFeature(random);
     FeatureVector b = randomFeature(random);
@@ -108,14 +104,12 @@ TEST_F(Scores, AreAtMost3AndLessTheMoreTheSelfScoresAreBelow3) {
 }
 
 TEST_F(Scores, Reach3WhereNothingIsTakenAway) {
-  SCOPED_TRACE(random.trace());
   FeatureVector a = randomFeature(random);
   a.values[500] = 0.0f;
   EXPECT_NEAR(3.0, compareFeatures(a, a), 3.0 * kRounding);
 }
 
 TEST_F(Scores, HaveNoLowerBound) {
-  SCOPED_TRACE(random.trace());
   const FeatureVector b = randomFeature(random);
   FeatureVector a = b;
   float before = std::numeric_limits<float>::infinity();
@@ -129,7 +123,6 @@ TEST_F(Scores, HaveNoLowerBound) {
 }
 
 TEST_F(Scores, OfAFaceWithItselfNeedNotBeItsHighest) {
-  SCOPED_TRACE(random.trace());
   const FeatureVector a = randomFeature(random);
   FeatureVector b = a;
   b.values[500] = a.values[500] / 2.0f;
@@ -137,7 +130,6 @@ TEST_F(Scores, OfAFaceWithItselfNeedNotBeItsHighest) {
 }
 
 TEST_F(Scores, OfBothFeaturesScaledByAPowerOfTwoAreTheSameBits) {
-  SCOPED_TRACE(random.trace());
   for (int round = 0; round < kRounds; ++round) {
     const FeatureVector a = randomFeature(random);
     const FeatureVector b = randomFeature(random);
@@ -149,7 +141,6 @@ TEST_F(Scores, OfBothFeaturesScaledByAPowerOfTwoAreTheSameBits) {
 }
 
 TEST_F(Scores, AreNoNumberWhereAFeatureHoldsOne) {
-  SCOPED_TRACE(random.trace());
   for (int place = 0; place < 502; ++place) {
     FeatureVector a = randomFeature(random);
     const FeatureVector b = randomFeature(random);
@@ -160,7 +151,6 @@ TEST_F(Scores, AreNoNumberWhereAFeatureHoldsOne) {
 }
 
 TEST_F(Scores, OfAFeatureOfZerosAreNoNumberOrInfinite) {
-  SCOPED_TRACE(random.trace());
   const FeatureVector zeros = {};
   const FeatureVector a = randomFeature(random);
   EXPECT_TRUE(std::isnan(compareFeatures(zeros, zeros)));
