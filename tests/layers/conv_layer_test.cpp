@@ -105,6 +105,31 @@ class FilterBankLayer : public LayerTest {
 class ConvLayerTest : public FilterBankLayer {};
 class LocalUnsharedLayerTest : public FilterBankLayer {};
 
+// What holds for both types of layer. The parameter is true for a convolution, whose positions
+// share their weights.
+class FilterBanks : public FilterBankLayer, public ::testing::WithParamInterface<bool> {
+ protected:
+  bool isConvolution() const { return GetParam(); }
+  std::string name() const { return isConvolution() ? "conv" : "local"; }
+  int32_t weightSets(int32_t positions) const { return isConvolution() ? 1 : positions; }
+
+  std::unique_ptr<LocalLayer> makeLayer() const {
+    if (isConvolution()) return std::make_unique<ConvLayer>(nullptr, "conv");
+    return std::make_unique<LocalUnsharedLayer>(nullptr, "local");
+  }
+
+  // Does the output hold what the reference makes of two samples of one input?
+  ::testing::AssertionResult holdsResult(const Matrix& output, const FilterInput& input,
+                                         int32_t modulesX, const Floats& addedBiases) const {
+    const Floats wanted =
+        isConvolution()
+            ? reference::convolution({input}, 2, 3, modulesX,
+                                     addedBiases.empty() ? Floats(3, 0.0f) : addedBiases)
+            : reference::localUnshared(input, 2, 3, modulesX, addedBiases, true);
+    return hasBits(wanted, output.buffer, wanted.size());
+  }
+};
+
 TEST_F(ConvLayerTest, ReadsItsGeometry) {
   useText(
       "[conv]\ntype=conv\npadding=1_2\nstride=3_4\nfilterSize=5_6\nchannels=7_8\nimgSize=9_10\n"
@@ -150,17 +175,6 @@ TEST_F(ConvLayerTest, HoldsItsWeightsTransposedAndItsBiasesAsTheyAre) {
   EXPECT_TRUE(hasShape(*layer.biases->matrix, 3, 1, 111));
 }
 
-TEST_F(ConvLayerTest, OneInputIsConvolvedAndGetsTheBiases) {
-  SeededRandom random;
-  makeInputs(random, 1);
-  useText(sectionText("conv"));
-  ConvLayer layer(nullptr, "conv");
-  addInputs(1);
-  const Matrix& output = run(layer);
-  ASSERT_TRUE(hasShape(output, 2, 12, 111));
-  EXPECT_TRUE(hasBits(reference::convolution({inputs[0]}, 2, 3, 2, biases), output.buffer, 24));
-}
-
 TEST_F(ConvLayerTest, TwoInputsGiveTheSumOfTheProductsAndTheBiasesOnce) {
   SeededRandom random;
   makeInputs(random, 1);
@@ -185,30 +199,6 @@ TEST_F(ConvLayerTest, SecondRunOverwritesTheSameMatrix) {
   EXPECT_EQ(&output, &run(layer));
   EXPECT_EQ(buffer, output.buffer);
   EXPECT_TRUE(holdsValues(output, first));
-}
-
-TEST_F(ConvLayerTest, WithATargetOfTheShapeTheInputItselfIsConvolved) {
-  SeededRandom random;
-  const FilterInput input = makeInputThatKeepsItsShape(random, 1);
-  useText(inPlaceText("conv"));
-  ConvLayer layer(nullptr, "conv");
-  Matrix& matrix = addInput(2, input.sampleLength, input.samples);
-  const float* const buffer = matrix.buffer;
-  EXPECT_EQ(&matrix, &run(layer));
-  EXPECT_EQ(buffer, matrix.buffer);
-  ASSERT_TRUE(hasShape(matrix, 2, 48, 111));
-  EXPECT_TRUE(hasBits(reference::convolution({input}, 2, 3, 4, biases), matrix.buffer, 96));
-}
-
-TEST_F(ConvLayerTest, WithATargetOfAnotherShapeItIsOutOfRange) {
-  SeededRandom random;
-  makeInputs(random, 1);
-  useText(sectionText("conv") + "actsTarget=0\n");
-  ConvLayer layer(nullptr, "conv");
-  addInputs(1);
-  EXPECT_THROW(run(layer), std::out_of_range);
-  EXPECT_TRUE(hasShape(*layer.activations, 2, inputs[0].sampleLength, 111));
-  EXPECT_TRUE(holdsValues(*layer.activations, inputs[0].samples));
 }
 
 TEST_F(ConvLayerTest, EachListTooShortIsABadIndexBeforeAnyWork) {
@@ -246,32 +236,6 @@ TEST_F(ConvLayerTest, ListsThatAreNotReadMayBeShort) {
   EXPECT_TRUE(hasBits(reference::convolution(inputs, 2, 3, 2, biases), output.buffer, 24));
 }
 
-TEST_F(ConvLayerTest, InputWithoutWeightsIsOutOfRange) {
-  SeededRandom random;
-  makeInputs(random, 1);
-  removeModelFile("weights1");
-  useText(sectionText("conv"));
-  ::testing::internal::CaptureStdout();
-  ConvLayer layer(nullptr, "conv");
-  EXPECT_EQ(failedLine("weights1"), ::testing::internal::GetCapturedStdout());
-  addInputs(2);
-  EXPECT_THROW(run(layer), std::out_of_range);
-}
-
-TEST_F(ConvLayerTest, WithoutABiasesFileTheProductsStandAlone) {
-  SeededRandom random;
-  makeInputs(random, 1);
-  removeModelFile("biases");
-  useText(sectionText("conv"));
-  ::testing::internal::CaptureStdout();
-  ConvLayer layer(nullptr, "conv");
-  EXPECT_EQ(failedLine("biases"), ::testing::internal::GetCapturedStdout());
-  EXPECT_EQ(0, layer.biases->matrix->size);
-  addInputs(1);
-  const Matrix& output = run(layer);
-  EXPECT_TRUE(hasBits(reference::convolution({inputs[0]}, 2, 3, 2, {0, 0, 0}), output.buffer, 24));
-}
-
 TEST_F(ConvLayerTest, ZeroDivisorsInTheTextAreOutOfRange) {
   SeededRandom random;
   makeInputs(random, 1);
@@ -284,43 +248,6 @@ TEST_F(ConvLayerTest, ZeroDivisorsInTheTextAreOutOfRange) {
     addInputs(1);
     EXPECT_THROW(run(layer), std::out_of_range) << key;
   }
-}
-
-TEST_F(LocalUnsharedLayerTest, OneInputAgreesInBits) {
-  SeededRandom random;
-  makeInputs(random, 4);
-  useText(sectionText("local"));
-  LocalUnsharedLayer layer(nullptr, "local");
-  addInputs(1);
-  const Matrix& output = run(layer);
-  ASSERT_TRUE(hasShape(output, 2, 12, 111));
-  const Floats wanted = reference::localUnshared(inputs[0], 2, 3, 2, biases, true);
-  EXPECT_TRUE(sameFloats(wanted.data(), output.buffer, wanted.size()));
-}
-
-TEST_F(LocalUnsharedLayerTest, WithATargetOfTheShapeTheInputItselfIsFiltered) {
-  SeededRandom random;
-  const FilterInput input = makeInputThatKeepsItsShape(random, 16);
-  useText(inPlaceText("local"));
-  LocalUnsharedLayer layer(nullptr, "local");
-  Matrix& matrix = addInput(2, input.sampleLength, input.samples);
-  const float* const buffer = matrix.buffer;
-  EXPECT_EQ(&matrix, &run(layer));
-  EXPECT_EQ(buffer, matrix.buffer);
-  ASSERT_TRUE(hasShape(matrix, 2, 48, 111));
-  const Floats wanted = reference::localUnshared(input, 2, 3, 4, biases, true);
-  EXPECT_TRUE(sameFloats(wanted.data(), matrix.buffer, wanted.size()));
-}
-
-TEST_F(LocalUnsharedLayerTest, WithATargetOfAnotherShapeItIsOutOfRange) {
-  SeededRandom random;
-  makeInputs(random, 4);
-  useText(sectionText("local") + "actsTarget=0\n");
-  LocalUnsharedLayer layer(nullptr, "local");
-  addInputs(1);
-  EXPECT_THROW(run(layer), std::out_of_range);
-  EXPECT_TRUE(hasShape(*layer.activations, 2, inputs[0].sampleLength, 111));
-  EXPECT_TRUE(holdsValues(*layer.activations, inputs[0].samples));
 }
 
 TEST_F(LocalUnsharedLayerTest, OfTwoInputsTheSecondAloneIsLeftWithoutBiases) {
@@ -348,20 +275,6 @@ TEST_F(LocalUnsharedLayerTest, FirstStepReshapesTheBiases) {
   EXPECT_EQ(12, layer.biases->matrix->size);
 }
 
-TEST_F(LocalUnsharedLayerTest, WithoutABiasesFileTheSumsStandAlone) {
-  SeededRandom random;
-  makeInputs(random, 4);
-  removeModelFile("biases");
-  useText(sectionText("local"));
-  ::testing::internal::CaptureStdout();
-  LocalUnsharedLayer layer(nullptr, "local");
-  ::testing::internal::GetCapturedStdout();
-  addInputs(1);
-  const Matrix& output = run(layer);
-  const Floats wanted = reference::localUnshared(inputs[0], 2, 3, 2, {}, true);
-  EXPECT_TRUE(sameFloats(wanted.data(), output.buffer, wanted.size()));
-}
-
 TEST_F(LocalUnsharedLayerTest, EachListTooShortIsABadIndexBeforeAnyWork) {
   SeededRandom random;
   makeInputs(random, 4);
@@ -375,18 +288,6 @@ TEST_F(LocalUnsharedLayerTest, EachListTooShortIsABadIndexBeforeAnyWork) {
   }
 }
 
-TEST_F(LocalUnsharedLayerTest, InputWithoutWeightsIsOutOfRange) {
-  SeededRandom random;
-  makeInputs(random, 4);
-  removeModelFile("weights1");
-  useText(sectionText("local"));
-  ::testing::internal::CaptureStdout();
-  LocalUnsharedLayer layer(nullptr, "local");
-  ::testing::internal::GetCapturedStdout();
-  addInputs(2);
-  EXPECT_THROW(run(layer), std::out_of_range);
-}
-
 TEST_F(LocalUnsharedLayerTest, ItsSpareMatrixStaysEmpty) {
   SeededRandom random;
   makeInputs(random, 4);
@@ -397,6 +298,71 @@ TEST_F(LocalUnsharedLayerTest, ItsSpareMatrixStaysEmpty) {
   EXPECT_EQ(nullptr, layer.spare.buffer);
   EXPECT_TRUE(hasShape(layer.spare, 0, 0, 111));
 }
+
+TEST_P(FilterBanks, OneInputIsFilteredAndGetsTheBiases) {
+  SeededRandom random;
+  makeInputs(random, weightSets(4));
+  useText(sectionText(name()));
+  const auto layer = makeLayer();
+  addInputs(1);
+  const Matrix& output = run(*layer);
+  ASSERT_TRUE(hasShape(output, 2, 12, 111));
+  EXPECT_TRUE(holdsResult(output, inputs[0], 2, biases));
+}
+
+TEST_P(FilterBanks, WithATargetOfTheShapeTheInputItselfIsFiltered) {
+  SeededRandom random;
+  const FilterInput input = makeInputThatKeepsItsShape(random, weightSets(16));
+  useText(inPlaceText(name()));
+  const auto layer = makeLayer();
+  Matrix& matrix = addInput(2, input.sampleLength, input.samples);
+  const float* const buffer = matrix.buffer;
+  EXPECT_EQ(&matrix, &run(*layer));
+  EXPECT_EQ(buffer, matrix.buffer);
+  ASSERT_TRUE(hasShape(matrix, 2, 48, 111));
+  EXPECT_TRUE(holdsResult(matrix, input, 4, biases));
+}
+
+TEST_P(FilterBanks, WithATargetOfAnotherShapeItIsOutOfRange) {
+  SeededRandom random;
+  makeInputs(random, weightSets(4));
+  useText(sectionText(name()) + "actsTarget=0\n");
+  const auto layer = makeLayer();
+  addInputs(1);
+  EXPECT_THROW(run(*layer), std::out_of_range);
+  EXPECT_TRUE(hasShape(*layer->activations, 2, inputs[0].sampleLength, 111));
+  EXPECT_TRUE(holdsValues(*layer->activations, inputs[0].samples));
+}
+
+TEST_P(FilterBanks, InputWithoutWeightsIsOutOfRange) {
+  SeededRandom random;
+  makeInputs(random, weightSets(4));
+  removeModelFile("weights1");
+  useText(sectionText(name()));
+  ::testing::internal::CaptureStdout();
+  const auto layer = makeLayer();
+  EXPECT_EQ(failedLine("weights1"), ::testing::internal::GetCapturedStdout());
+  addInputs(2);
+  EXPECT_THROW(run(*layer), std::out_of_range);
+}
+
+TEST_P(FilterBanks, WithoutABiasesFileNothingIsAdded) {
+  SeededRandom random;
+  makeInputs(random, weightSets(4));
+  removeModelFile("biases");
+  useText(sectionText(name()));
+  ::testing::internal::CaptureStdout();
+  const auto layer = makeLayer();
+  EXPECT_EQ(failedLine("biases"), ::testing::internal::GetCapturedStdout());
+  EXPECT_EQ(0, layer->biases->matrix->size);
+  addInputs(1);
+  EXPECT_TRUE(holdsResult(run(*layer), inputs[0], 2, {}));
+}
+
+INSTANTIATE_TEST_SUITE_P(OfEachType, FilterBanks, ::testing::Bool(),
+                         [](const ::testing::TestParamInfo<bool>& isConvolution) -> std::string {
+                           return isConvolution.param ? "conv" : "local";
+                         });
 
 }  // namespace
 }  // namespace facefeature_test
