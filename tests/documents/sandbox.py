@@ -18,6 +18,15 @@ WORDS = {
     "GALLERY...": "faces.gallery others.gallery",
     "-o GALLERY": "-o new.gallery",
     "GALLERY#ID": "faces.gallery#a",
+    "evaluate GALLERY": "evaluate album.gallery",
+    "--people PEOPLE": "--people people.csv",
+    "--pairs PAIRS": "--pairs pairs.csv",
+    "--photos LIST": "--photos list.csv",
+    "--replicates N": "--replicates 200",
+    "--html FILE.": "--html new.",
+    "A.jpg B.jpg": "photo.jpg other.jpg",
+    "A.json": "photo.json",
+    "B.json": "other.json",
     "GALLERY": "faces.gallery",
     "I/N": "1/2",
     "--jobs N": "--jobs 1",
@@ -67,6 +76,12 @@ def fill(folder: Path, numbers: np.random.Generator) -> None:
         run(f"facefeature extract --list list.csv -o {gallery}.gallery --model my-model", folder)
     rows = "".join(f"{name},photo.jpg,photo.json\n" for name in "abcd")
     (folder / "list.csv").write_text(rows, encoding="utf-8")
+    # Two people with two photographs each, and what an evaluation of them writes.
+    run("facefeature extract --list list.csv -o album.gallery --model my-model", folder)
+    people = "a,Ada\nb,Ada\nc,Ida\nd,Ida\n"
+    (folder / "people.csv").write_text(people, encoding="utf-8")
+    (folder / "pairs.csv").write_text("a,b,1\na,c,0\n", encoding="utf-8")
+    run("facefeature evaluate album.gallery --people people.csv -o REPORT.html", folder)
     for name in ("me", "other"):
         run(f"facefeature extract {name}.jpg {name}.json -o {name}.feature --model my-model", folder)
 

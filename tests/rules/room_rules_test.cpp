@@ -32,8 +32,11 @@ const std::vector<Room>& rooms() {
       {"batch", {"base", "model", "gallery"}, {}},
       {"draw", {"base", "photo", "face"}, {"geometry"}},
       {"page", {"base", "photo", "batch"}, {}},
+      {"evaluation", {"base", "model", "gallery", "search", "page"}, {}},
+      {"cluster", {"base", "gallery", "search", "page", "evaluation"}, {}},
       {"verbs",
-       {"base", "model", "photo", "face", "gallery", "search", "batch", "draw", "page"},
+       {"base", "model", "photo", "face", "gallery", "search", "batch", "draw", "page",
+        "evaluation", "cluster"},
        {}},
   };
   return all;

@@ -149,7 +149,7 @@ void Canvas::clip(const Area& area) {
 
 void Canvas::unclip() { cairo_restore(context_.get()); }
 
-void Canvas::write(const std::string& path) const {
+std::vector<uint8_t> Canvas::png(const std::string& path) const {
   if (cairo_status(context_.get()) != CAIRO_STATUS_SUCCESS) {
     throw Failure(kFailed, path,
                   std::string("can't be drawn (") +
@@ -160,7 +160,12 @@ void Canvas::write(const std::string& path) const {
   if (cairo_surface_write_to_png_stream(surface_.get(), append, &png) != CAIRO_STATUS_SUCCESS) {
     throw std::bad_alloc();
   }
-  writeWholeFile(path, png.data(), png.size());
+  return png;
+}
+
+void Canvas::write(const std::string& path) const {
+  const std::vector<uint8_t> bytes = png(path);
+  writeWholeFile(path, bytes.data(), bytes.size());
 }
 
 }  // namespace facefeature_tools

@@ -64,6 +64,9 @@ class Canvas {
   void clip(const Area& area);
   void unclip();
 
+  // The bytes of a PNG file. Throws Failure (kFailed); path is the subject of the message.
+  std::vector<uint8_t> png(const std::string& path) const;
+
   // Writes a PNG file. Throws Failure (kFailed).
   void write(const std::string& path) const;
 

@@ -1,6 +1,7 @@
 // The drawing functions of a program that was built without cairo.
 #include "base/failure.h"
 #include "draw/face_picture.h"
+#include "draw/pair_picture.h"
 
 namespace facefeature_tools {
 namespace {
@@ -22,5 +23,11 @@ void writeFacePicture(const std::string&, const std::string&, const Photo&, cons
 }
 
 void writeModelPointsPicture(const std::string&) { throw notBuilt(); }
+
+std::vector<uint8_t> patchPairPicture(const PictureFace&, const PictureFace&) { throw notBuilt(); }
+
+std::vector<uint8_t> pairPicture(const PictureFace&, const PictureFace&, const std::string&) {
+  throw notBuilt();
+}
 
 }  // namespace facefeature_tools

@@ -11,6 +11,8 @@ constexpr double kCellHeight = 160.0;
 constexpr double kPixel = 2.0;  // each pixel of a patch is drawn this wide, in whole pixels
 constexpr double kGap = 6.0;
 constexpr double kTextHeight = 42.0;
+constexpr double kRows = 4.0;                             // of seven cells, for 25 nets
+constexpr double kPatchRoom = kCellHeight - kTextHeight;  // for the patches of a further face
 
 uint8_t byteOf(float value) { return static_cast<uint8_t>(std::clamp(value, 0.0f, 255.0f)); }
 
@@ -53,21 +55,34 @@ std::string idsOf(const FacePatch& patch) {
 
 }  // namespace
 
+double patchSheetHeight(size_t faces) {
+  return kPatchSheetHeight + kRows * static_cast<double>(faces - 1) * kPatchRoom;
+}
+
 void drawPatchSheet(Canvas& canvas, ImagePoint corner, const std::vector<FacePatch>& patches) {
-  for (size_t i = 0; i < patches.size(); ++i) {
-    const FacePatch& patch = patches[i];
+  drawPatchSheets(canvas, corner, {patches});
+}
+
+void drawPatchSheets(Canvas& canvas, ImagePoint corner,
+                     const std::vector<std::vector<FacePatch>>& faces) {
+  const double height = kCellHeight + static_cast<double>(faces.size() - 1) * kPatchRoom;
+  for (size_t i = 0; i < faces.front().size(); ++i) {
+    const FacePatch& patch = faces.front()[i];
     const double x = corner.x + static_cast<double>(i % kColumns) * kCellWidth;
-    const double y = corner.y + static_cast<double>(i / kColumns) * kCellHeight;
+    const double y = corner.y + static_cast<double>(i / kColumns) * height;
     const double side = patch.side * kPixel;
-    canvas.fill({x, y, kCellWidth - kGap, kCellHeight - kGap}, kPanel);
+    canvas.fill({x, y, kCellWidth - kGap, height - kGap}, kPanel);
     canvas.text({x + 8.0, y + 14.0}, "net " + std::to_string(i), 15.0, kInk);
     canvas.text({x + 70.0, y + 14.0}, patch.planes == 3 ? "colour" : "gray", 14.0, kFaintInk);
     canvas.text({x + 8.0, y + 33.0}, idsOf(patch) + ", span " + std::to_string(patch.span), 13.0,
                 kFaintInk);
-    const double top = y + kTextHeight + (kCellHeight - kGap - kTextHeight - side) / 2.0 - 1.0;
     const double left = x + (kCellWidth - kGap - 2.0 * side - kGap) / 2.0;
-    drawSample(canvas, {left, top}, patch, patch.direct);
-    drawSample(canvas, {left + side + kGap, top}, patch, patch.mirrored);
+    for (size_t face = 0; face < faces.size(); ++face) {
+      const double top = y + kTextHeight + (kCellHeight - kGap - kTextHeight - side) / 2.0 - 1.0 +
+                         static_cast<double>(face) * kPatchRoom;
+      drawSample(canvas, {left, top}, faces[face][i], faces[face][i].direct);
+      drawSample(canvas, {left + side + kGap, top}, faces[face][i], faces[face][i].mirrored);
+    }
   }
 }
 

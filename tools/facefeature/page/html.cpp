@@ -20,6 +20,7 @@ th { color: #565d68; font-weight: 600; font-size: .9rem; vertical-align: bottom;
 th:first-child, td:first-child { text-align: left; }
 figure { margin: 1rem 0; }
 svg { max-width: 100%; height: auto; }
+img.half { max-width: 34rem; max-height: 34rem; }
 img.wide { max-width: 100%; height: auto; }
 .charts { display: grid; grid-template-columns: repeat(auto-fit, minmax(24rem, 1fr)); gap: 1rem; }
 .cards { display: flex; flex-wrap: wrap; gap: 1rem; align-items: flex-start; }

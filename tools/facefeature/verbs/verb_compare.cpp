@@ -1,7 +1,6 @@
 #include "verbs/verb_compare.h"
 
 #include <cmath>
-#include <cstdlib>
 #include <memory>
 #include <optional>
 #include <string>
@@ -11,6 +10,7 @@
 #include "base/standard_output.h"
 #include "gallery/feature_source.h"
 #include "model/library_loader.h"
+#include "verbs/threshold_option.h"
 
 namespace facefeature_tools {
 namespace {
@@ -18,12 +18,8 @@ namespace {
 struct CompareRequest {
   std::string first;
   std::string second;
-  // A float, as scores are: a score that was printed and is given back reaches it.
-  std::optional<float> threshold;
+  ThresholdChoice threshold;
 };
-
-// The exit code for a score below the threshold.
-constexpr ExitCode kBelow = kFailed;
 
 // A score that is not a number reaches nothing.
 bool reaches(float score, const std::optional<float>& threshold) {
@@ -40,8 +36,8 @@ void warnOfNoNumbers(const CompareRequest& request, size_t count) {
 }
 
 // Prints the rows that reach the threshold. True if there are any.
-bool printTable(const CompareRequest& request, const FeatureSource& a, const FeatureSource& b,
-                const LoadedLibrary& library) {
+bool printTable(const CompareRequest& request, const std::optional<float>& threshold,
+                const FeatureSource& a, const FeatureSource& b, const LoadedLibrary& library) {
   printData("id_a,id_b,score\n");
   size_t reached = 0;
   size_t noNumbers = 0;
@@ -52,7 +48,7 @@ bool printTable(const CompareRequest& request, const FeatureSource& a, const Fea
       const FeatureVector second = b.feature(k);
       const float score = library.compareFeatures(&first, &second);
       if (std::isnan(score)) ++noNumbers;
-      if (!reaches(score, request.threshold)) continue;
+      if (!reaches(score, threshold)) continue;
       ++reached;
       printData(start + csvField(b.id(k)) + "," + floatText(score) + "\n");
     }
@@ -61,14 +57,14 @@ bool printTable(const CompareRequest& request, const FeatureSource& a, const Fea
   return reached > 0;
 }
 
-bool printScore(const CompareRequest& request, const FeatureSource& a, const FeatureSource& b,
-                const LoadedLibrary& library) {
+bool printScore(const CompareRequest& request, const std::optional<float>& threshold,
+                const FeatureSource& a, const FeatureSource& b, const LoadedLibrary& library) {
   const FeatureVector first = a.feature(0);
   const FeatureVector second = b.feature(0);
   const float score = library.compareFeatures(&first, &second);
   if (std::isnan(score)) warnOfNoNumbers(request, 1);
   printData(floatText(score) + "\n");
-  return reaches(score, request.threshold);
+  return reaches(score, threshold);
 }
 
 ExitCode compare(const CompareRequest& request) {
@@ -76,32 +72,19 @@ ExitCode compare(const CompareRequest& request) {
   const FeatureSource b(request.second);
   if (a.gallery() != nullptr && b.gallery() != nullptr)
     requireSameModel(*a.gallery(), *b.gallery());
+  const auto threshold =
+      chosenThreshold(kCompareVerb, request.threshold, {a.gallery(), b.gallery()});
   const LoadedLibrary library;
   const bool isTable = a.isWholeGallery() || b.isWholeGallery();
-  const bool reached =
-      isTable ? printTable(request, a, b, library) : printScore(request, a, b, library);
+  const bool reached = isTable ? printTable(request, threshold, a, b, library)
+                               : printScore(request, threshold, a, b, library);
   finishData();
-  return request.threshold && !reached ? kBelow : kDone;
-}
-
-// Empty for the text of a number, else the error.
-std::string thresholdFault(const std::string& text) {
-  char* end = nullptr;
-  const float value = std::strtof(text.c_str(), &end);
-  const bool isNumber = end != text.c_str() && *end == '\0' && !std::isnan(value);
-  return isNumber ? "" : text + " is not a number";
+  return threshold && !reached ? kBelow : kDone;
 }
 
 ExitCode runCompare(const CompareRequest& request) {
-  if (!request.threshold) return compare(request);
-  // Whoever asks for an answer must not take a missing library for a stranger's face.
-  try {
-    return compare(request);
-  } catch (const Failure& failure) {
-    throw Failure(failure.code() == kFailed ? kNoAnswer : failure.code(), failure);
-  } catch (const std::exception& error) {
-    throw Failure(kNoAnswer, std::runtime_error(error.what()));
-  }
+  if (!request.threshold.isGiven()) return compare(request);
+  return runForAnswer([&request] { return compare(request); });
 }
 
 VerbRun define(Options& options) {
@@ -109,12 +92,9 @@ VerbRun define(Options& options) {
   const char* const kinds = "Feature file, GALLERY for all of its rows, or GALLERY#ID for one";
   options.add("A", request->first, kinds).required();
   options.add("B", request->second, kinds).required();
-  options
-      .add("--threshold", request->threshold,
-           "End with 0 if the score is T or more, and with 1 if not, NaN included, or "
-           "with 5 if there is none. Of a table, print the rows that reach T alone")
-      .check(thresholdFault)
-      .valueName("T");
+  addThreshold(options, request->threshold,
+               "End with 0 if the score is T or more, and with 1 if not, NaN included, or with 5 "
+               "if there is none. Of a table, print the rows that reach T alone");
   return [request] { return runCompare(*request); };
 }
 

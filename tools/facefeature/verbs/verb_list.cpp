@@ -1,7 +1,9 @@
 #include "verbs/verb_list.h"
 
+#include "verbs/verb_cluster.h"
 #include "verbs/verb_compare.h"
 #include "verbs/verb_draw.h"
+#include "verbs/verb_evaluate.h"
 #include "verbs/verb_extract.h"
 #include "verbs/verb_extract_worker.h"
 #include "verbs/verb_gallery_export.h"
@@ -11,6 +13,7 @@
 #include "verbs/verb_model_check.h"
 #include "verbs/verb_model_fingerprint.h"
 #include "verbs/verb_model_synth.h"
+#include "verbs/verb_view.h"
 
 namespace facefeature_tools {
 
@@ -23,8 +26,11 @@ const std::vector<const Verb*>& allVerbs() {
       &kModelFingerprintVerb,
       &kExtractVerb,
       &kCompareVerb,
+      &kEvaluateVerb,
+      &kClusterVerb,
       &kLandmarksVerb,
       &kDrawVerb,
+      &kViewVerb,
       &kGalleryInfoVerb,
       &kGalleryExportVerb,
       &kGalleryMergeVerb,

@@ -1,0 +1,20 @@
+// Clusters as a page for people who look.
+#ifndef FACEFEATURE_TOOLS_CLUSTER_CLUSTER_PAGE_H
+#define FACEFEATURE_TOOLS_CLUSTER_CLUSTER_PAGE_H
+
+#include <string>
+
+#include "cluster/clusters.h"
+#include "gallery/gallery_file.h"
+#include "page/photo_index.h"
+
+namespace facefeature_tools {
+
+// A page that stands alone, with a part for each cluster of several rows and one for all others.
+// A part shows its first hundred rows.
+std::string clusterPage(const Gallery& gallery, const Clusters& clusters, float threshold,
+                        const PhotoIndex& photographs);
+
+}  // namespace facefeature_tools
+
+#endif

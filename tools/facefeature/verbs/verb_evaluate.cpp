@@ -1,0 +1,151 @@
+#include "verbs/verb_evaluate.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "base/output_file.h"
+#include "base/standard_output.h"
+#include "evaluation/evaluation.h"
+#include "evaluation/people.h"
+#include "evaluation/report.h"
+#include "evaluation/threshold_file.h"
+#include "gallery/gallery_file.h"
+#include "page/photo_index.h"
+
+namespace facefeature_tools {
+namespace {
+
+struct EvaluateRequest {
+  std::string gallery;
+  std::string people;       // CSV id,person, or empty
+  std::string pairs;        // CSV id_a,id_b,same, or empty
+  std::string report;       // HTML file, or empty
+  std::string photographs;  // list or folder, or empty
+  uint64_t replicates = BootstrapOptions().replicates;
+  uint64_t seed = BootstrapOptions().seed;
+};
+
+Evaluation evaluated(const EvaluateRequest& request, const Gallery& gallery) {
+  const BootstrapOptions bootstrap = {static_cast<size_t>(request.replicates), request.seed};
+  if (request.pairs.empty()) {
+    return evaluatePeople(gallery, readPeople(request.people), bootstrap);
+  }
+  const std::vector<LabelledPair> pairs = readPairs(request.pairs);
+  return evaluatePairs(gallery, pairs, peopleOfPairs(pairs, request.pairs), bootstrap);
+}
+
+void writeText(const std::string& path, const std::string& text) {
+  OutputFile file(path);
+  file.write(text);
+  file.publish();
+}
+
+// The report and the files beside it, which differ in the ends of their names.
+void writeReport(const EvaluateRequest& request, const Evaluation& evaluation,
+                 const PhotoIndex& photographs) {
+  const std::filesystem::path path(request.report);
+  const auto beside = [&path](const char* ending) {
+    return std::filesystem::path(path).replace_extension(ending).string();
+  };
+  writeText(beside(".csv"), csvReport(evaluation));
+  writeText(beside(".json"), jsonReport(evaluation));
+  writeThresholdFile(beside(".thresholds.json"), evaluation);
+  writeText(request.report, htmlReport(evaluation, photographs));
+  if (photographs.unreadable() > 0) {
+    say(kEvaluateVerb.name, request.photographs +
+                                ": warning: " + std::to_string(photographs.unreadable()) +
+                                " photographs can't be read. The report is without them.");
+  }
+}
+
+void warnOf(const EvaluateRequest& request, const Evaluation& evaluation) {
+  const std::string& list = request.pairs.empty() ? request.people : request.pairs;
+  if (evaluation.idsWithoutFeature > 0) {
+    say(kEvaluateVerb.name, list + ": warning: " + std::to_string(evaluation.idsWithoutFeature) +
+                                " of its ids have no feature in " + request.gallery + ".");
+  }
+  if (evaluation.idsWithoutPerson > 0 && request.pairs.empty()) {
+    say(kEvaluateVerb.name, request.gallery +
+                                ": warning: " + std::to_string(evaluation.idsWithoutPerson) +
+                                " of its ids have no person in " + list + ". They were left out.");
+  }
+  const uint64_t notANumber = evaluation.genuineNotANumber + evaluation.impostorsNotANumber;
+  if (notANumber > 0) {
+    say(kEvaluateVerb.name, request.gallery + ": warning: " + std::to_string(notANumber) +
+                                " of the scores are not a number. They are treated as rejected.");
+  }
+}
+
+ExitCode runEvaluate(const EvaluateRequest& request) {
+  if (request.people.empty() && request.pairs.empty()) {
+    throw Failure(kWrongUsage, "--people", "is required",
+                  "Say who is on the photographs with --people, or which pairs are of one person "
+                  "with --pairs");
+  }
+  // Before minutes of work, so that an error in the list is reported at once.
+  const PhotoIndex photographs =
+      request.photographs.empty() ? PhotoIndex() : PhotoIndex(request.photographs);
+  const Gallery gallery(request.gallery);
+  const Evaluation evaluation = evaluated(request, gallery);
+  warnOf(request, evaluation);
+  if (!request.report.empty()) writeReport(request, evaluation, photographs);
+  printData(csvReport(evaluation));
+  finishData();
+  return kDone;
+}
+
+std::string htmlName(const std::string& path) {
+  return std::filesystem::path(path).extension() == ".html" ? "" : path + " does not end in .html";
+}
+
+std::string replicatesFault(const std::string& text) {
+  const bool isNumber = !text.empty() && text.size() <= 6 &&
+                        text.find_first_not_of("0123456789") == std::string::npos;
+  const int value = isNumber ? std::stoi(text) : 0;
+  return value >= 100 && value <= 100000 ? "" : text + " is not a number from 100 to 100000";
+}
+
+std::string seedFault(const std::string& text) {
+  return text.empty() || text.front() != '-' ? "" : text + " is not a whole number from 0";
+}
+
+VerbRun define(Options& options) {
+  auto request = std::make_shared<EvaluateRequest>();
+  options.add("GALLERY", request->gallery, "Gallery file").required();
+  const Option people =
+      options.add("--people", request->people, "CSV file with a row id,person for each id")
+          .valueName("FILE");
+  options
+      .add("--pairs", request->pairs,
+           "Instead, CSV file with a row id_a,id_b,same for each pair to compare; same is 1 or 0")
+      .excludes(people)
+      .valueName("FILE");
+  options
+      .add("-o,--output", request->report,
+           "Report to write; .csv, .json and .thresholds.json are written beside it")
+      .check(htmlName)
+      .valueName("FILE.html");
+  options
+      .add(
+          "--photos", request->photographs,
+          "Photographs for the report: a list as of extract --list, or a folder with a file per id")
+      .valueName("LIST|FOLDER");
+  options
+      .add("--replicates", request->replicates,
+           "Samples of people for the intervals; without it, 1000")
+      .check(replicatesFault)
+      .valueName("N");
+  options.add("--seed", request->seed, "Same seed, same intervals; without it, 1")
+      .check(seedFault)
+      .valueName("N");
+  return [request] { return runEvaluate(*request); };
+}
+
+}  // namespace
+
+const Verb kEvaluateVerb = {"evaluate", "Measure error rates of a gallery whose people are known",
+                            define};
+
+}  // namespace facefeature_tools
