@@ -24,6 +24,9 @@ set(facefeature_posix_tests
   tools/verbs/progress_test.cpp
   # ptrace(). What the change writes, and in which order, is the same everywhere.
   tools/gallery/gallery_crash_test.cpp
+  # Windows refuses to replace a gallery that is mapped, as a reader or the change itself has it. Four of
+  # these tests fail there (can't be replaced: Permission denied); galleries change only on Linux so far.
+  tools/gallery/gallery_change_test.cpp
   # Owners, groups and their rights, of which the program asks nothing there yet.
   tools/model/folder_ownership_test.cpp
   # The tools of the build machine look into sources and ELF files, and the same sources are looked
