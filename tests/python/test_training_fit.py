@@ -3,6 +3,7 @@
 import json
 import unittest
 from math import sqrt
+from unittest import mock
 
 import numpy as np
 from support import MODEL, SeededTest, TemporaryFolderTest, run_program
@@ -206,6 +207,31 @@ class AFit(SeededTest):
         choice = fitting.choose(train, projection, self.CANDIDATES, folds=3, repeats=1)
         self.assertEqual("learnt", choice.chosen.kind)
 
+    def test_in_fewer_directions_is_the_fit_in_all(self):
+        """Few photographs in a basis of 60, against the iteration in all of its 60 dimensions."""
+        rows = self.numbers.normal(size=(60, 8000)) / sqrt(8000)
+        for people in (8, 40):
+            gallery = made_gallery(self.numbers, people, 2, within=1.0)
+            person = np.repeat(np.arange(people), 2)
+            mean = gallery.outputs.mean(axis=0).astype(np.float64)
+            x = (gallery.outputs - mean) @ rows.T
+            within, between = fitting._variances(x, person)
+            prior = Covariances(between * np.eye(60), within * np.eye(60))
+            wanted = joint_bayesian.expectation_maximisation(
+                x, person, prior, prior=prior, prior_people=20, prior_photographs=20, tolerance=0
+            )
+            fits = fitting._JointBayesianFits(gallery.outputs, person, mean, rows)
+            with mock.patch.dict(
+                joint_bayesian.expectation_maximisation.__kwdefaults__, {"tolerance": 0}
+            ):
+                found = fits.fit(20)
+            features = found.features(gallery.outputs)
+            cross, self_ = joint_bayesian.roots(wanted)
+            expected = np.array([feature_of(row, cross, self_) for row in x])
+            np.testing.assert_allclose(
+                facefeature.score_matrix(features), facefeature.score_matrix(expected), atol=1e-4
+            )
+
     def test_of_people_without_likeness_leaves_the_model_unchanged(self):
         gallery = made_gallery(self.numbers, 30, 2, within=0.0)
         shuffled = Outputs(
@@ -261,7 +287,7 @@ class TheCommands(TemporaryFolderTest):
         run_program("model", "check", fitted)
         report = json.loads((fitted / "fit.json").read_text(encoding="utf-8"))
         self.assertEqual(60, report["photographs"])
-        self.assertEqual(9, report["held_out"]["people"])
+        self.assertEqual(9, report["held_out"]["after"]["people"])
         self.assertEqual(facefeature.model_fingerprint(fitted), report["fitted_model"])
         self.assertIn(report["chosen"], report["candidates"])
 

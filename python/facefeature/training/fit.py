@@ -1,7 +1,7 @@
 """Fit the mean and the two projections of a model to photographs of your own people.
 
 The nets stay as they are. The photographs are an archive of chips, or a gallery of the nets'
-outputs, with the name of a person for each. At least 20 people need several photographs.
+outputs, with the name of a person for each. At least 30 people need several photographs.
 
     python3 -m facefeature.training fit chips.npz --model models/portraits -o my-model
 
@@ -16,6 +16,7 @@ import argparse
 import json
 import time
 from pathlib import Path
+from typing import Tuple
 
 import numpy as np
 
@@ -67,21 +68,12 @@ def run(arguments: argparse.Namespace) -> int:
     seconds_outputs = time.monotonic() - start
 
     shipped = Projection.of_model(model)
+    fitted, test = _hold_out(gallery, arguments)
     kinds = ["unchanged", "mean", "learnt"] + (["principal"] if arguments.principal else [])
-    wanted = fitting.candidates(kinds)
-    generator = np.random.default_rng(arguments.seed)
-    share = arguments.hold_out
-    if not 0 < share < 1:
-        raise FitError(f"--hold-out {share:g}: a share between 0 and 1 is wanted")
-    _, held_out = fitting.split(gallery.people, [1 - share, share], generator)
-    inside = np.isin(gallery.people, held_out)
-    fitted, test = (gallery.select(np.flatnonzero(part)) for part in (~inside, inside))
-
     progress = Progress("fit", arguments.folds * arguments.repeats, "folds")
     choice = fitting.choose(
-        fitted, shipped, wanted, folds=arguments.folds, repeats=arguments.repeats,
-        seed=arguments.seed,
-        on_fold=progress.update,
+        fitted, shipped, fitting.candidates(kinds), folds=arguments.folds,
+        repeats=arguments.repeats, seed=arguments.seed, on_fold=progress.update,
     )  # fmt: skip
     progress.finish()
     before = _evaluated(test, shipped, arguments)
@@ -97,19 +89,25 @@ def run(arguments: argparse.Namespace) -> int:
         "seed": arguments.seed,
         "candidates": {str(c): values for c, values in choice.measures.items()},
         "chosen": str(choice.chosen),
-        "held_out": {
-            "people": len(held_out),
-            "before": before.as_json(),
-            "after": after.as_json(),
-        },
+        "held_out": {"before": before.as_json(), "after": after.as_json()},
         "seconds": {"outputs": seconds_outputs, "all": time.monotonic() - start},
     }
-    (arguments.output / "fit.json").write_text(
-        json.dumps(document, indent=1) + "\n", encoding="utf-8"
-    )
+    text = json.dumps(document, indent=1) + "\n"
+    (arguments.output / "fit.json").write_text(text, encoding="utf-8")
     _print(choice, before, after)
     print(f"fit: {arguments.output} written after {time.monotonic() - start:.0f} s")
     return 0
+
+
+def _hold_out(gallery: Outputs, arguments: argparse.Namespace) -> Tuple[Outputs, Outputs]:
+    """The photographs to fit to, and those of the people who are held out."""
+    share = arguments.hold_out
+    if not 0 < share < 1:
+        raise FitError(f"--hold-out {share:g}: must be between 0 and 1")
+    generator = np.random.default_rng(arguments.seed)
+    _, people = fitting.split(gallery.people, [1 - share, share], generator)
+    inside = np.isin(gallery.people, people)
+    return gallery.select(np.flatnonzero(~inside)), gallery.select(np.flatnonzero(inside))
 
 
 def _fit_one(gallery: Outputs, model: Projection, candidate: Candidate) -> Projection:

@@ -122,7 +122,8 @@ def choose(
     people = people_with_several(gallery.people)
     if len(people) < FEWEST_PEOPLE:
         raise FitError(
-            f"{len(people)} people have several photographs, and a fit needs {FEWEST_PEOPLE}"
+            f"{len(people)} people with several photographs remain to fit to, and {FEWEST_PEOPLE} "
+            "are needed"
         )
     generator = np.random.default_rng(seed)
     measures: Dict[Candidate, List[float]] = {candidate: [] for candidate in wanted}
@@ -169,7 +170,13 @@ def split(
 
 
 class _JointBayesianFits:
-    """Fits in one basis with falling weights of the prior."""
+    """Fits in one basis with falling weights of the prior.
+
+    The prior is the same in all directions, so the basis may be turned. It is turned so that its
+    first directions hold all photographs. In a direction that holds none, the fit is a variance
+    between and one within people, the same for all of them: one such direction stands for the rest.
+    With 300 photographs in a basis of 500 that saves three quarters of the time.
+    """
 
     def __init__(
         self,
@@ -178,10 +185,15 @@ class _JointBayesianFits:
         mean: NDArray[np.float64],
         rows: NDArray[np.float64],
     ) -> None:
-        self._mean, self._rows, self._person = mean, rows, person
-        self._x = (outputs - mean) @ rows.T
-        within, between = _variances(self._x, person)
-        identity = np.eye(len(rows))
+        x = (outputs - mean) @ rows.T
+        within, between = _variances(x, person)
+        strongest_first = np.linalg.eigh(x.T @ x)[1][:, ::-1]
+        held = min(len(x), len(rows))
+        kept = min(held + 1, len(rows))
+        self._x = x @ strongest_first[:, :kept]
+        self._x[:, held:] = 0  # but for rounding they are
+        self._mean, self._rows, self._person = mean, strongest_first.T @ rows, person
+        identity = np.eye(kept)
         self._prior = Covariances(between * identity, within * identity)
         self._current = self._prior
 
@@ -195,9 +207,15 @@ class _JointBayesianFits:
         scale = 1 / np.sqrt(np.mean(np.sum((self._x @ cross.T) ** 2, axis=1)))
         return Projection(
             self._mean.astype(np.float32),
-            padded(scale * cross @ self._rows),
-            padded(scale * self_ @ self._rows),
+            padded(scale * self._in_outputs(cross)),
+            padded(scale * self._in_outputs(self_)),
         )
+
+    def _in_outputs(self, root: NDArray[np.float64]) -> NDArray[np.float64]:
+        """The root for all directions, as rows over the 8000 outputs."""
+        kept = len(root)
+        others = np.linalg.norm(root[:, -1]) * self._rows[kept:]
+        return np.concatenate([root @ self._rows[:kept], others])
 
 
 def _variances(x: NDArray[np.float64], person: NDArray[np.integer]) -> Tuple[float, float]:
