@@ -12,7 +12,7 @@
 #include "evaluation/operating_points.h"
 #include "gallery/gallery_file.h"
 #include "support/private_temp_folder.h"
-#include "support/random.h"
+#include "support/seeded_random.h"
 #include "tools/gallery/random_gallery.h"
 
 namespace facefeature_test {
@@ -103,8 +103,7 @@ uint64_t notANumber(const std::vector<Comparison>& list) {
 }
 
 TEST(EvaluationSet, GroupsFeaturesByPersonAndCountsWhatIsLeftOut) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const std::string path = privateTempFolder() + "/set.gallery";
   const auto features = writeRandomGallery(path, {"a", "b", "c", "d", "e"}, random);
   const EvaluationSet set = makeEvaluationSet(
@@ -118,8 +117,7 @@ TEST(EvaluationSet, GroupsFeaturesByPersonAndCountsWhatIsLeftOut) {
 }
 
 TEST(ComparisonScores, KeepAllGenuineAndTheHighestImpostorsWithTheirBits) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   for (int repetition = 0; repetition < 12; ++repetition) {
     const SmallGallery small = smallGallery(random, static_cast<size_t>(random.integer(20, 90)),
                                             static_cast<size_t>(random.integer(2, 12)));
@@ -158,8 +156,7 @@ TEST(ComparisonScores, KeepAllGenuineAndTheHighestImpostorsWithTheirBits) {
 }
 
 TEST(ComparisonScores, SearchesFindTheBestMateAndTheBestOfOthers) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const SmallGallery small = smallGallery(random, 80, 20);
   const std::vector<SearchScores> searches = scoreEveryPair(small.set, {1.0, 0}).searches;
   ASSERT_EQ(small.set.count(), searches.size());
@@ -188,8 +185,7 @@ TEST(ComparisonScores, SearchesFindTheBestMateAndTheBestOfOthers) {
 }
 
 TEST(ComparisonScores, OfChosenPairsAreThoseOfThePairsAlone) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const SmallGallery small = smallGallery(random, 40, 5);
   const auto& ids = small.set.ids;
   size_t leftOut = 0;
@@ -208,8 +204,7 @@ TEST(ComparisonScores, OfChosenPairsAreThoseOfThePairsAlone) {
 }
 
 TEST(OperatingPoints, LowestThresholdAcceptsAtMostTheAllowedAndItsLowerNeighbourMore) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   std::vector<Comparison> scores;
   for (FeatureIndex i = 0; i < 300; ++i) {
     scores.push_back({0.5f * std::floor(8.0f * random.normal()), i, i + 1});
@@ -235,8 +230,7 @@ TEST(OperatingPoints, AllowedIsExactWhereTheShareIsWrittenInDecimals) {
 }
 
 TEST(OperatingPoints, CurveOfATrimmedListHasTheExactRates) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const SmallGallery small = smallGallery(random, 90, 9);
   const NaiveScores all = naiveScores(small);
   const auto rate = [](const std::vector<Comparison>& list, float threshold) {

@@ -10,7 +10,7 @@
 #include <set>
 
 #include "evaluation/person_bootstrap.h"
-#include "support/random.h"
+#include "support/seeded_random.h"
 
 namespace facefeature_test {
 namespace {
@@ -113,8 +113,7 @@ bool hasWeight(const RandomLists& lists, const std::vector<uint16_t>& drawn) {
 }
 
 TEST(ErrorRates, AreThoseOfTheDefinitionsForEachLaneOfWeights) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   size_t compared = 0;
   for (int repetition = 0; repetition < 200; ++repetition) {
     const RandomLists lists = randomLists(random);
@@ -164,8 +163,7 @@ TEST(ErrorRates, OfAListThatEndsTooSoonAreNone) {
 }
 
 TEST(PersonBootstrap, DrawsAsManyPeopleAsThereAreAndDiffersByReplicateAndSeed) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const uint64_t seed = random.next();
   for (const size_t people : {size_t{1}, size_t{2}, size_t{1000}}) {
     const std::vector<uint16_t> drawn = drawPeople(people, 3, seed);
@@ -190,8 +188,7 @@ TEST(PersonBootstrap, IntervalIsBetweenInterpolatedQuantiles) {
 }
 
 TEST(PersonBootstrap, IsTheIntervalOfTheReplicatesOneByOne) {
-  Random random = seededRandom();
-  SCOPED_TRACE(random.trace());
+  SeededRandom random;
   const RandomLists lists = randomLists(random);
   const BootstrapOptions options = {37, random.next()};  // the last lanes are not used
   const auto intervals = bootstrapRates(inputOf(lists, true), lists.people, kRates, options);

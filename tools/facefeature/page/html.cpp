@@ -15,7 +15,7 @@ p { max-width: 46rem; }
 p.note, figcaption, td.note { color: #565d68; font-size: .9rem; }
 code { font-size: .9em; overflow-wrap: anywhere; }
 table { border-collapse: collapse; margin: 1rem 0; font-variant-numeric: tabular-nums; }
-th, td { padding: .25rem .9rem .25rem 0; text-align: right; border-bottom: 1px solid #e6e9ee; }
+th, td { white-space: nowrap; padding: .25rem .9rem .25rem 0; text-align: right; border-bottom: 1px solid #e6e9ee; }
 th { color: #565d68; font-weight: 600; font-size: .9rem; vertical-align: bottom; }
 th:first-child, td:first-child { text-align: left; }
 figure { margin: 1rem 0; }
