@@ -15,6 +15,10 @@ SAMPLE = ROOT.parent / "shared/samples/hopper_1.jpg"
 
 # What a placeholder stands for, in the order in which they are looked for.
 WORDS = {
+    "add GALLERY SOURCE...": "add $(mktemp -u) others.gallery#c",
+    "remove GALLERY ID...": "remove $(cp others.gallery spare.gallery; echo spare.gallery) c",
+    "--match PATTERN": "--match '*'",
+    "--id ID": "--id one",
     "GALLERY...": "faces.gallery others.gallery",
     "-o GALLERY": "-o new.gallery",
     "GALLERY#ID": "faces.gallery#a",

@@ -75,8 +75,9 @@ class ProgramCommands(TemporaryFolderTest):
         help_texts = "".join(
             run_program(*verb.split(), "--help")
             for verb in ("model synth", "model check", "landmarks", "draw", "extract", "compare",
-                         "gallery info", "gallery export", "gallery merge", "evaluate", "cluster",
-                         "view")
+                         "gallery info", "gallery export", "gallery merge", "gallery add",
+                         "gallery remove", "gallery compact", "gallery verify", "evaluate",
+                         "cluster", "view")
         )  # fmt: skip
         verbs = r"(?:facefeature )?(extract|draw|landmarks|compare|gallery|model) -"
         for document in documents():

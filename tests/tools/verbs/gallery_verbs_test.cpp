@@ -48,7 +48,7 @@ TEST_F(GalleryVerbs, InfoPrintsTheHeader) {
   std::string model;
   for (int i = 0; i < 32; ++i) model += "07";
   EXPECT_EQ("version: 2\ncount: 4\nfloats: 502\nmodel: " + model +
-                "\nlibrary: 1.2.3\nblas core: Somecore\n",
+                "\nlibrary: 1.2.3\nblas core: Somecore\nsegments: 1\nremoved: 0\n",
             outcome.out);
   EXPECT_EQ("plain\nwith, comma\nquo\"te\nJ\xC3\xBCrgen\n",
             runProgram({"gallery", "info", "--ids", gallery}).out);

@@ -8,6 +8,7 @@
 #include <system_error>
 
 #include "base/failure.h"
+#include "base/file_lock.h"
 #include "base/identifier.h"
 #include "base/little_endian.h"
 #include "base/mapped_file.h"
@@ -152,6 +153,7 @@ void ExtractJournal::writeGallery(const std::string& path,
     if (holds(id)) held.push_back(id);
   }
   const MappedFile journal(path_, kRemedy);
+  const FileLock lock(path);
   GalleryWriter writer(path, origin_, held);
   for (const std::string& id : held) {
     const uint8_t* floats = journal.bytes() + places_.at(id);

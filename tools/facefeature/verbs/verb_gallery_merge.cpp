@@ -5,6 +5,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "base/file_lock.h"
 #include "batch/photo_list.h"
 #include "gallery/gallery_file.h"
 
@@ -83,6 +84,7 @@ ExitCode runGalleryMerge(const GalleryMergeRequest& request) {
                                     ": warning: features from processors of several kinds (" +
                                     origin.blasCore + ") differ in their last digits.");
   }
+  const FileLock lock(request.output);
   GalleryWriter writer(request.output, origin, ids);
   for (const std::string& id : ids) {
     const Source& source = rows.sources.at(id);

@@ -6,9 +6,13 @@
 #include "verbs/verb_evaluate.h"
 #include "verbs/verb_extract.h"
 #include "verbs/verb_extract_worker.h"
+#include "verbs/verb_gallery_add.h"
+#include "verbs/verb_gallery_compact.h"
 #include "verbs/verb_gallery_export.h"
 #include "verbs/verb_gallery_info.h"
 #include "verbs/verb_gallery_merge.h"
+#include "verbs/verb_gallery_remove.h"
+#include "verbs/verb_gallery_verify.h"
 #include "verbs/verb_landmarks.h"
 #include "verbs/verb_model_check.h"
 #include "verbs/verb_model_fingerprint.h"
@@ -34,6 +38,10 @@ const std::vector<const Verb*>& allVerbs() {
       &kGalleryInfoVerb,
       &kGalleryExportVerb,
       &kGalleryMergeVerb,
+      &kGalleryAddVerb,
+      &kGalleryRemoveVerb,
+      &kGalleryCompactVerb,
+      &kGalleryVerifyVerb,
       &kExtractWorkerVerb,
   };
   // clang-format on
@@ -42,7 +50,7 @@ const std::vector<const Verb*>& allVerbs() {
 
 const std::map<std::string, std::string>& verbGroups() {
   static const std::map<std::string, std::string> groups = {
-      {"gallery", "Look into, convert or join galleries"},
+      {"gallery", "Look into, change, check, convert or join galleries"},
       {"model", "Make or check a folder of model files"},
   };
   return groups;

@@ -1,0 +1,77 @@
+// The faces that a user names for a search or for a gallery.
+#ifndef FACEFEATURE_TOOLS_VERBS_FEATURE_INPUTS_H
+#define FACEFEATURE_TOOLS_VERBS_FEATURE_INPUTS_H
+
+#include <facefeature/facefeature.h>
+
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "face/face_input.h"
+#include "gallery/feature_source.h"
+#include "gallery/gallery_origin.h"
+#include "verbs/options.h"
+
+namespace facefeature_tools {
+
+// How photographs among the inputs are made into features.
+struct PhotoOptions {
+  std::string model;      // folder; empty: chosenModelFolder() decides
+  std::string landmarks;  // of the one photograph; empty: the detector finds them
+  ExifRule exif = ExifRule::kIgnore;
+  size_t face = 0;
+};
+
+// Adds --model, --landmarks, --exif and --face to a verb. options outlives the parse.
+void addPhotoOptions(Options& verb, PhotoOptions& options);
+
+// What the arguments of such a verb may be, for its help.
+constexpr char kFeatureInputHelp[] =
+    "Photograph, feature file, GALLERY for all of its rows, or GALLERY#ID for one";
+
+// Photographs (by their first bytes), and everything that FeatureSource takes.
+class FeatureInputs {
+ public:
+  // Makes the features of the photographs. verb is named in warnings. Throws Failure: kBadInput,
+  // also for landmarks with other than one photograph; kBadModel, also if the inputs are of
+  // different models; kFailed without the library.
+  FeatureInputs(const char* verb, const std::vector<std::string>& arguments,
+                const PhotoOptions& options);
+
+  // i is below count(). The id of a photograph or a feature file is its name as it was given.
+  size_t count() const { return items_.size(); }
+  std::string id(size_t i) const;
+  FeatureVector feature(size_t i) const;
+
+  // What made the features, or nothing if all are from feature files, which do not say.
+  const std::optional<GalleryOrigin>& origin() const { return origin_; }
+
+ private:
+  struct Item {
+    size_t source;
+    size_t row;
+  };
+  // A photograph with its feature, or a source of features.
+  struct Source {
+    std::string argument;
+    FeatureVector feature;
+    std::unique_ptr<const FeatureSource> features;  // null for a photograph
+  };
+
+  void joinOrigin(const std::string& argument, const GalleryOrigin& origin);
+
+  std::vector<Source> sources_;
+  std::vector<Item> items_;
+  std::optional<GalleryOrigin> origin_;
+  std::string originArgument_;
+};
+
+// Throws Failure (kBadModel) if features of two models would be mixed. The texts name them.
+void requireOneModel(const std::string& a, const Digest& modelOfA, const std::string& b,
+                     const Digest& modelOfB);
+
+}  // namespace facefeature_tools
+
+#endif

@@ -1,0 +1,13 @@
+#ifndef FACEFEATURE_TOOLS_VERBS_VERB_GALLERY_ADD_H
+#define FACEFEATURE_TOOLS_VERBS_VERB_GALLERY_ADD_H
+
+#include "verbs/verb.h"
+
+namespace facefeature_tools {
+
+// "facefeature gallery add": adds features to a gallery, or makes a new one of them.
+extern const Verb kGalleryAddVerb;
+
+}  // namespace facefeature_tools
+
+#endif
