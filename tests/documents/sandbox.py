@@ -19,6 +19,8 @@ WORDS = {
     "remove GALLERY ID...": "remove $(cp others.gallery spare.gallery; echo spare.gallery) c",
     "--match PATTERN": "--match '*'",
     "--id ID": "--id one",
+    "PROBE...": "others.gallery#c",
+    "--top K": "--top 3",
     "GALLERY...": "faces.gallery others.gallery",
     "-o GALLERY": "-o new.gallery",
     "GALLERY#ID": "faces.gallery#a",
@@ -68,7 +70,8 @@ def fill(folder: Path, numbers: np.random.Generator) -> None:
     (folder / "build/demo").mkdir(parents=True)
     for name in ("grace_hopper.jpg", "astronaut.png"):
         write_ppm(folder / "build/demo" / name, made_picture(numbers, 512, 512))
-    for name in ("photo", "me", "picture", "other"):
+    (folder / "photos").mkdir()
+    for name in ("photo", "me", "picture", "other", "somebody", "photos/one"):
         if SAMPLE.exists():
             shutil.copy(SAMPLE, folder / f"{name}.jpg")
         else:

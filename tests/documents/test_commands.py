@@ -77,9 +77,9 @@ class ProgramCommands(TemporaryFolderTest):
             for verb in ("model synth", "model check", "landmarks", "draw", "extract", "compare",
                          "gallery info", "gallery export", "gallery merge", "gallery add",
                          "gallery remove", "gallery compact", "gallery verify", "evaluate",
-                         "cluster", "view")
+                         "cluster", "view", "search")
         )  # fmt: skip
-        verbs = r"(?:facefeature )?(extract|draw|landmarks|compare|gallery|model) -"
+        verbs = r"(?:facefeature )?(extract|draw|landmarks|compare|gallery|model|search) -"
         for document in documents():
             for span in spans_of(document):
                 if not re.match(verbs, span):

@@ -43,7 +43,7 @@ class CommandLine {
       "Data goes to standard output, words to standard error. Exit codes: 0 done, 1 failed\n"
       "otherwise (with --threshold: the score is below it), 2 wrong usage, 3 an input could\n"
       "not be read or is malformed, 4 the model is missing or incomplete, or features are of\n"
-      "different models, 5 no answer from compare --threshold.",
+      "different models, 5 no answer with --threshold.",
       "facefeature"};
 
  private:

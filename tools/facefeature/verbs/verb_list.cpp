@@ -17,6 +17,7 @@
 #include "verbs/verb_model_check.h"
 #include "verbs/verb_model_fingerprint.h"
 #include "verbs/verb_model_synth.h"
+#include "verbs/verb_search.h"
 #include "verbs/verb_view.h"
 
 namespace facefeature_tools {
@@ -30,6 +31,7 @@ const std::vector<const Verb*>& allVerbs() {
       &kModelFingerprintVerb,
       &kExtractVerb,
       &kCompareVerb,
+      &kSearchVerb,
       &kEvaluateVerb,
       &kClusterVerb,
       &kLandmarksVerb,
