@@ -67,9 +67,12 @@ install(FILES ${book} DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tools)
 install(FILES ${PROJECT_SOURCE_DIR}/examples/minimal_host.c
               ${PROJECT_SOURCE_DIR}/examples/python/first_hour.py
         DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples COMPONENT tools)
-file(GLOB batch_examples ${PROJECT_SOURCE_DIR}/examples/batch/*.sh)
+file(GLOB batch_examples ${PROJECT_SOURCE_DIR}/examples/batch/*.sh ${PROJECT_SOURCE_DIR}/examples/batch/*.py)
 install(PROGRAMS ${batch_examples}
         DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples/batch COMPONENT tools)
+file(GLOB engine_examples ${PROJECT_SOURCE_DIR}/examples/engines/*.py)
+install(PROGRAMS ${engine_examples}
+        DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples/engines COMPONENT tools)
 if(NOT FACEFEATURE_DEBIAN_PACKAGES)
   install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR}
           COMPONENT library)

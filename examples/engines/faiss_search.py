@@ -1,0 +1,56 @@
+#!/usr/bin/env python3
+"""Searches a gallery with faiss and gives the answers with exact scores.
+
+    examples/engines/faiss_search.py GALLERY PROBES ANSWERS.csv [--top K] [--flat]
+
+PROBES is a gallery too. A graph index (HNSW, M 32, efSearch 256) finds candidates; --flat compares with
+every row instead. The candidates are scored again by the library's own arithmetic, so the scores of
+the answers have the bits of CompareFeatures. Needs Debian's python3-faiss.
+"""
+
+import argparse
+import tempfile
+from pathlib import Path
+
+import faiss
+import numpy as np
+from engine_forms import export_forms, write_answers
+
+NEIGHBOURS = 32  # of each row in the graph
+CANDIDATES = 256  # that a search keeps
+
+
+def main() -> None:
+    parser = argparse.ArgumentParser(description=__doc__.split("\n", maxsplit=1)[0])
+    parser.add_argument("gallery")
+    parser.add_argument("probes")
+    parser.add_argument("answers")
+    parser.add_argument("--top", type=int, default=10)
+    parser.add_argument("--flat", action="store_true")
+    options = parser.parse_args()
+
+    with tempfile.TemporaryDirectory() as folder:
+        export_forms("faiss", options.gallery, options.probes, folder, ".npy")
+        rows = np.load(Path(folder) / "rows.npy")
+        probes = np.load(Path(folder) / "probes.npy")
+        row_ids = (Path(folder) / "rows.ids.txt").read_text(encoding="utf-8").splitlines()
+        probe_ids = (Path(folder) / "probes.ids.txt").read_text(encoding="utf-8").splitlines()
+
+    width = rows.shape[1]
+    if options.flat:
+        index = faiss.IndexFlatL2(width)
+    else:
+        index = faiss.IndexHNSWFlat(width, NEIGHBOURS, faiss.METRIC_L2)
+        index.hnsw.efConstruction = 200
+        index.hnsw.efSearch = CANDIDATES
+    index.add(rows)
+    _, found = index.search(probes, min(4 * options.top, len(rows)))
+    candidates = {
+        probe: [row_ids[row] for row in rows_of_probe if row >= 0]
+        for probe, rows_of_probe in zip(probe_ids, found)
+    }
+    write_answers(options.gallery, options.probes, candidates, options.top, options.answers)
+
+
+if __name__ == "__main__":
+    main()
