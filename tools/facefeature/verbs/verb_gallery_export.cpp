@@ -132,7 +132,8 @@ class EngineExport {
     for (const size_t row : rows_) {
       std::string line = csvField(gallery_.id(row)) + ",\"";
       char separator = '[';
-      for (const float value : *formOf(row)) {
+      const ScoreForm form = *formOf(row);
+      for (const float value : form) {
         line += separator + floatText(value);
         separator = ',';
       }
