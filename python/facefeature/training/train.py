@@ -23,6 +23,7 @@ from __future__ import annotations
 import argparse
 import contextlib
 import csv
+import ctypes
 import json
 import os
 import time
@@ -48,6 +49,10 @@ _MEAN_FACES = 1000
 _LOSSES = ("loss", "teacher", "nets", "relation", "people")
 _RATES = ("held_out_eer", "held_out_accept_1e-2", "held_out_accept_1e-3")
 _COLUMNS = ("step", "faces", "seconds", "rate", *_LOSSES, *_RATES)
+
+
+# Parameters of mallopt(3), from malloc.h.
+_M_TRIM_THRESHOLD, _M_MMAP_MAX = -1, -4
 
 
 class TrainingError(FaceFeatureError):
@@ -150,6 +155,8 @@ def _processes(arguments: argparse.Namespace) -> Iterator[_Group]:
         torch.cuda.set_device(device)
         torch.backends.cuda.matmul.allow_tf32 = True
     torch.set_num_threads(arguments.threads or max(1, (os.cpu_count() or 1) // size))
+    if not cuda:
+        _keep_freed_memory()
     if size == 1:
         yield _Group(0, 1, device)
         return
@@ -158,6 +165,15 @@ def _processes(arguments: argparse.Namespace) -> Iterator[_Group]:
         yield _Group(rank, size, device)
     finally:
         dist.destroy_process_group()
+
+
+def _keep_freed_memory() -> None:
+    """Tells glibc's malloc to keep freed blocks. By default it returns large ones to the system, and
+    every operation of a step pays for fresh pages. Other C libraries ignore this."""
+    mallopt = getattr(ctypes.CDLL(None), "mallopt", None) if os.name == "posix" else None
+    if mallopt:
+        mallopt(_M_MMAP_MAX, 0)
+        mallopt(_M_TRIM_THRESHOLD, 2**31 - 1)
 
 
 def _settings(arguments: argparse.Namespace, group: _Group) -> Settings:
