@@ -36,7 +36,7 @@ uint32_t lowerBound(const void* array, uint32_t count, const char* name, NameAt 
   return low;
 }
 
-int32_t closedSearch(const void* array, uint32_t count, const char* name, NameAt nameAt) {
+int32_t closedRangeSearch(const void* array, uint32_t count, const char* name, NameAt nameAt) {
   int64_t low = 0;
   int64_t high = static_cast<int64_t>(count) - 1;
   while (low <= high) {
@@ -63,8 +63,8 @@ void openGap(void* array, uint32_t count, uint32_t index) {
     std::memmove(gap + kWidth, gap, moving * kWidth);
     return;
   }
-  for (char* place = gap + moving * kWidth; place > gap; place -= kWidth) {
-    std::memcpy(place, place - kWidth, kWidth);
+  for (char* slot = gap + moving * kWidth; slot > gap; slot -= kWidth) {
+    std::memcpy(slot, slot - kWidth, kWidth);
   }
 }
 
@@ -92,11 +92,11 @@ void insertSorted(ConfigSection** array, uint32_t count, ConfigSection* element)
 }
 
 int32_t findSorted(const char* const* array, uint32_t count, const char* name) {
-  return closedSearch(array, count, name, entryNameAt);
+  return closedRangeSearch(array, count, name, entryNameAt);
 }
 
 int32_t findSorted(ConfigSection* const* array, uint32_t count, const char* name) {
-  return closedSearch(array, count, name, sectionNameAt);
+  return closedRangeSearch(array, count, name, sectionNameAt);
 }
 
 }  // namespace facefeature

@@ -64,14 +64,14 @@ class Parser {
   // Scans for a head and reads its name, starting at the cursor: usually at the bracket that the
   // head test has accepted. After a head with an empty name it works line by line and so skips
   // everything up to the next left bracket. Returns an empty name if the line has no head.
-  std::string readHead();
+  std::string readHeader();
 
  private:
-  enum class KeyResult { kKey, kHeadSighted, kNothing };
+  enum class KeyResult { kKey, kHeader, kNone };
 
   KeyResult readKey();
   bool readValue();
-  bool testHead();
+  bool testHeader();
   void skipLine();
 
   // Returns true, with the cursor after the rest of the line, at a byte that ends the content of a
@@ -95,11 +95,11 @@ bool Parser::endLine() {
 
 Parser::KeyResult Parser::readKey() {
   while (!endLine()) {
-    if (*cursor_ == '[') return KeyResult::kHeadSighted;
+    if (*cursor_ == '[') return KeyResult::kHeader;
     if (*cursor_ == '=') {
       if (assembly.empty()) {
         skipLine();
-        return KeyResult::kNothing;
+        return KeyResult::kNone;
       }
       ++cursor_;
       return KeyResult::kKey;
@@ -107,7 +107,7 @@ Parser::KeyResult Parser::readKey() {
     if (!isWhite(*cursor_)) assembly.push_back(*cursor_);
     ++cursor_;
   }
-  return KeyResult::kNothing;
+  return KeyResult::kNone;
 }
 
 bool Parser::readValue() {
@@ -120,7 +120,7 @@ bool Parser::readValue() {
   return assembly.size() > start;
 }
 
-bool Parser::testHead() {
+bool Parser::testHeader() {
   const char* bracket = cursor_;
   ++cursor_;
   while (!endLine()) {
@@ -133,7 +133,7 @@ bool Parser::testHead() {
   return false;
 }
 
-std::string Parser::readHead() {
+std::string Parser::readHeader() {
   while (*cursor_ != '[') {
     if (endLine()) return std::string();
     ++cursor_;
@@ -165,11 +165,11 @@ ConfigSection* Parser::readSection(const std::string& name, ConfigPool& pool) {
   while (!atEnd()) {
     assembly.clear();
     const KeyResult result = readKey();
-    if (result == KeyResult::kHeadSighted) {
-      if (testHead()) break;
+    if (result == KeyResult::kHeader) {
+      if (testHeader()) break;
       continue;
     }
-    if (result == KeyResult::kNothing) continue;
+    if (result == KeyResult::kNone) continue;
     assembly.push_back('\0');
     // An empty value makes no entry; an earlier one with the same key is unchanged.
     if (!readValue()) continue;
@@ -202,7 +202,7 @@ void parseSections(const char* text, ConfigDocument& document) {
   Parser parser(text);
   addSection(list, parser.readSection("[DEFAULT]", *document.pool));
   while (!parser.atEnd()) {
-    const std::string name = parser.readHead();
+    const std::string name = parser.readHeader();
     if (!name.empty()) addSection(list, parser.readSection(name, *document.pool));
   }
   document.sections = new ConfigSection*[list.size()];

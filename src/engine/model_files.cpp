@@ -28,7 +28,7 @@ std::string engineFilePath(const std::string& name) {
   // ModelDirectory already ends in a separator. The file system treats two as one; the paths of the
   // layers' files have a single one, and both are visible to a host.
   const std::string path = ModelDirectory + kPathSeparator + name;
-  if (path.size() > kLongestEngineFilePath) endByFailedCheck();
+  if (path.size() > kLongestEngineFilePath) abortOnFailedCheck();
   return path;
 }
 

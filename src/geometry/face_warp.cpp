@@ -9,7 +9,7 @@ namespace facefeature {
 namespace {
 
 // A position in the image: the upper left of four pixels, and the weight of each.
-struct Place {
+struct SourcePosition {
   int32_t x, y;
   float w00, w10, w01, w11;
 };
@@ -27,49 +27,50 @@ int32_t splitPosition(float c, int32_t length, float& fraction) {
   return std::min(std::max(index, 0), length - 2);
 }
 
-Place placeAt(float sx, float sy, int32_t width, int32_t height) {
+SourcePosition positionAt(float sx, float sy, int32_t width, int32_t height) {
   float fx;
   float fy;
-  Place place;
-  place.x = splitPosition(sx, width, fx);
-  place.y = splitPosition(sy, height, fy);
-  place.w00 = (1.0f - fx) * (1.0f - fy);
-  place.w10 = (1.0f - fy) * fx;
-  place.w01 = (1.0f - fx) * fy;
-  place.w11 = fy * fx;
-  return place;
+  SourcePosition at;
+  at.x = splitPosition(sx, width, fx);
+  at.y = splitPosition(sy, height, fy);
+  at.w00 = (1.0f - fx) * (1.0f - fy);
+  at.w10 = (1.0f - fy) * fx;
+  at.w01 = (1.0f - fx) * fy;
+  at.w11 = fy * fx;
+  return at;
 }
 
 // One byte from the four pixels. It is not clamped to 0 to 255: an extrapolated value wraps, so 256
 // becomes 0 and -1 becomes 255. NaN, infinite and huge values truncate to -2147483648, whose low
 // byte is 0: a frame that can't be placed is zero.
-uint8_t blend(const Place& place, uint8_t b00, uint8_t b10, uint8_t b01, uint8_t b11) {
+uint8_t blend(const SourcePosition& at, uint8_t b00, uint8_t b10, uint8_t b01, uint8_t b11) {
   const float p00 = b00;
   const float p10 = b10;
   const float p01 = b01;
   const float p11 = b11;
-  const float v =
-      (((place.w10 * p10 + place.w00 * p00) + place.w01 * p01) + place.w11 * p11) + 0.5f;
+  const float v = (((at.w10 * p10 + at.w00 * p00) + at.w01 * p01) + at.w11 * p11) + 0.5f;
   return static_cast<uint8_t>(static_cast<uint32_t>(truncateToInt(v)) & 0xFFu);
 }
 
 // One pixel of the frame, from the four pixels of the image that start at p.
-using BlendPixel = void (*)(const Place& place, const uint8_t* p, int64_t stride, uint8_t* out);
+using BlendPixel = void (*)(const SourcePosition& at, const uint8_t* p, int64_t stride,
+                            uint8_t* out);
 
-inline void blendGray(const Place& place, const uint8_t* p, int64_t stride, uint8_t* out) {
-  out[0] = blend(place, p[0], p[1], p[stride], p[stride + 1]);
+inline void blendGray(const SourcePosition& at, const uint8_t* p, int64_t stride, uint8_t* out) {
+  out[0] = blend(at, p[0], p[1], p[stride], p[stride + 1]);
 }
 
-inline void blendColor(const Place& place, const uint8_t* p, int64_t stride, uint8_t* out) {
+inline void blendColor(const SourcePosition& at, const uint8_t* p, int64_t stride, uint8_t* out) {
   for (int32_t c = 0; c < 3; ++c) {
-    out[c] = blend(place, p[c], p[c + 3], p[stride + c], p[stride + c + 3]);
+    out[c] = blend(at, p[c], p[c + 3], p[stride + c], p[stride + c + 3]);
   }
 }
 
-inline void blendGrayOfColor(const Place& place, const uint8_t* p, int64_t stride, uint8_t* out) {
+inline void blendGrayOfColor(const SourcePosition& at, const uint8_t* p, int64_t stride,
+                             uint8_t* out) {
   uint8_t gray[4];
   ConvertToGray(p, 2, 2, static_cast<int32_t>(stride), gray);
-  out[0] = blend(place, gray[0], gray[1], gray[2], gray[3]);
+  out[0] = blend(at, gray[0], gray[1], gray[2], gray[3]);
 }
 
 // An image, and the number of bytes in its pixels and in those of the frame.
@@ -82,9 +83,9 @@ struct Source {
   int32_t faceBytes;
 };
 
-const uint8_t* pixelAt(const Source& source, const Place& place) {
-  return source.image + static_cast<int64_t>(place.y) * source.stride +
-         static_cast<int64_t>(place.x) * source.pixelBytes;
+const uint8_t* pixelAt(const Source& source, const SourcePosition& at) {
+  return source.image + static_cast<int64_t>(at.y) * source.stride +
+         static_cast<int64_t>(at.x) * source.pixelBytes;
 }
 
 // Prefetches memory that will be read; does nothing on compilers without the builtin.
@@ -101,22 +102,22 @@ void prefetch(const uint8_t* p) {
 // of a large photograph would wait for the one before it.
 inline void warp(const Source& source, BlendPixel blendPixel, uint8_t* face, const FrameRect& rect,
                  float a, float b, float tx, float ty) {
-  Place places[kCanonicalSide];
+  SourcePosition positions[kCanonicalSide];
   for (int32_t i = rect.top; i < rect.bottom; ++i) {
     const float ia = static_cast<float>(i) * a;
     const float ib = static_cast<float>(i) * b;
     for (int32_t j = rect.left; j < rect.right; ++j) {
       const float sx = (static_cast<float>(j) * a - ib) + tx;
       const float sy = (static_cast<float>(j) * b + ia) + ty;
-      places[j] = placeAt(sx, sy, source.width, source.height);
-      const uint8_t* p = pixelAt(source, places[j]);
+      positions[j] = positionAt(sx, sy, source.width, source.height);
+      const uint8_t* p = pixelAt(source, positions[j]);
       prefetch(p);
       prefetch(p + source.stride);
     }
     uint8_t* out = face + (i * kCanonicalSide + rect.left) * source.faceBytes;
     for (int32_t j = rect.left; j < rect.right; ++j) {
-      const Place& place = places[j];
-      blendPixel(place, pixelAt(source, place), source.stride, out);
+      const SourcePosition& at = positions[j];
+      blendPixel(at, pixelAt(source, at), source.stride, out);
       out += source.faceBytes;
     }
   }

@@ -5,7 +5,7 @@
 namespace facefeature {
 namespace {
 
-bool standsAhead(const Landmark& a, const Landmark& b) { return compareLandmarks(&a, &b) < 0; }
+bool precedes(const Landmark& a, const Landmark& b) { return compareLandmarks(&a, &b) < 0; }
 
 }  // namespace
 
@@ -21,7 +21,7 @@ void sortLandmarks(const LandmarkSet* landmarks, Landmark slots[kSlotCount]) {
   }
   // Stable, although the order of equal ids is not promised: every platform then gives the same
   // feature.
-  std::stable_sort(slots, slots + kSlotCount, standsAhead);
+  std::stable_sort(slots, slots + kSlotCount, precedes);
 }
 
 }  // namespace facefeature

@@ -36,24 +36,24 @@ void blankMargins(int32_t patch, float* plane) {
 }
 
 // The rows and columns of the frame that the rows and columns of a sample read.
-struct SamplePlaces {
+struct SamplePositions {
   int32_t y[kLargestSide];
   int32_t x[kLargestSide];
 };
 
-SamplePlaces placesOf(const float* center, int32_t patch, int32_t step) {
+SamplePositions positionsOf(const float* center, int32_t patch, int32_t step) {
   const int32_t side = patchSpec.patchSize[patch];
   const int32_t half = side / 2;
   const float offY =
       static_cast<float>(patchSpec.referenceSpan[patch]) * patchSpec.offsetFactor[patch];
-  SamplePlaces places;
+  SamplePositions positions;
   for (int32_t i = 0; i < side; ++i) {
     const float d = static_cast<float>(i - half);
-    places.y[i] = framePosition((d + center[1]) + offY);
+    positions.y[i] = framePosition((d + center[1]) + offY);
     // Adding -d rounds as subtracting d does.
-    places.x[i] = framePosition(static_cast<float>(step) * d + center[0]);
+    positions.x[i] = framePosition(static_cast<float>(step) * d + center[0]);
   }
-  return places;
+  return positions;
 }
 
 // One sample; step is 1 for a direct and -1 for a mirrored one. The mean is subtracted unmirrored
@@ -62,16 +62,16 @@ void sample(const uint8_t* face, int32_t planes, const float* center, int32_t pa
             const float* mean, float* out) {
   const int32_t side = patchSpec.patchSize[patch];
   const int32_t pixels = side * side;
-  const SamplePlaces places = placesOf(center, patch, step);
+  const SamplePositions positions = positionsOf(center, patch, step);
   // Bytes are in the order blue, green, red; planes in the order red, green, blue.
   for (int32_t plane = 0; plane < planes; ++plane) {
     const float* planeMean = mean + plane * pixels;
     float* target = out + plane * pixels;
     for (int32_t i = 0; i < side; ++i) {
-      const uint8_t* row = face + places.y[i] * kCanonicalSide * planes + (planes - 1 - plane);
+      const uint8_t* row = face + positions.y[i] * kCanonicalSide * planes + (planes - 1 - plane);
       for (int32_t j = 0; j < side; ++j) {
         target[side * i + j] =
-            static_cast<float>(row[places.x[j] * planes]) - planeMean[side * i + j];
+            static_cast<float>(row[positions.x[j] * planes]) - planeMean[side * i + j];
       }
     }
     blankMargins(patch, target);
@@ -102,11 +102,11 @@ void SampleColorPatchMirrored(const uint8_t* colorFace, const float* center, int
 
 FrameRect sampledRect(const float* center, int32_t patch, int32_t step) {
   const int32_t side = patchSpec.patchSize[patch];
-  const SamplePlaces places = placesOf(center, patch, step);
+  const SamplePositions positions = positionsOf(center, patch, step);
   // Searched for instead of taken from the ends, so that nothing depends on the order of the
   // positions.
-  const auto columns = std::minmax_element(places.x, places.x + side);
-  const auto rows = std::minmax_element(places.y, places.y + side);
+  const auto columns = std::minmax_element(positions.x, positions.x + side);
+  const auto rows = std::minmax_element(positions.y, positions.y + side);
   return {*columns.first, *rows.first, *columns.second + 1, *rows.second + 1};
 }
 

@@ -47,8 +47,8 @@ void addBiases(const Matrix& biases, int64_t room, Matrix& target) {
 }
 
 void addPlaneBiasesPlain(const float* biases, int32_t planes, int32_t count, float* out) {
-  for (int32_t place = 0; place < count; ++place) {
-    cblas_saxpy(planes, 1.0f, biases, 1, out + place, count);
+  for (int32_t position = 0; position < count; ++position) {
+    cblas_saxpy(planes, 1.0f, biases, 1, out + position, count);
   }
 }
 
@@ -56,7 +56,7 @@ void addPlaneBiasesPlain(const float* biases, int32_t planes, int32_t count, flo
 void addPlaneBiasesFast(const float* biases, int32_t planes, int32_t count, float* out) {
   for (int32_t f = 0; f < planes; ++f) {
     float* plane = out + static_cast<int64_t>(f) * count;
-    for (int32_t place = 0; place < count; ++place) plane[place] += biases[f];
+    for (int32_t position = 0; position < count; ++position) plane[position] += biases[f];
   }
 }
 

@@ -10,7 +10,7 @@ const std::string ModelDirectory = tempBasePath + kPathSeparator + "~kwplugintmp
 
 std::string withoutLastComponent(const std::string& folder) {
   const size_t separator = folder.rfind(kPathSeparator);
-  if (separator == std::string::npos) endByFailedCheck();
+  if (separator == std::string::npos) abortOnFailedCheck();
   return folder.substr(0, separator);
 }
 

@@ -15,7 +15,7 @@ extern const std::string tempBasePath;
 extern const std::string ModelDirectory;
 
 // The text before the last separator of a temporary folder. If there is no separator, ends the
-// process (endByFailedCheck), as for a temporary folder that is too long for the system's buffer.
+// process (abortOnFailedCheck), as for a temporary folder that is too long for the system's buffer.
 std::string withoutLastComponent(const std::string& folder);
 
 }  // namespace facefeature

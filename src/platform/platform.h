@@ -22,7 +22,7 @@ std::string temporaryFolder();
 
 // Ends the process at once, as the system's runtime does if a text does not fit its buffer: nothing
 // is printed, no exception leaves the library, and no exit handler runs.
-[[noreturn]] void endByFailedCheck();
+[[noreturn]] void abortOnFailedCheck();
 
 // Opens a file for binary reading, shared with readers and writers, replacing whatever the stream
 // had open; clears its error state. Returns false if the file can't be opened; a folder can't.

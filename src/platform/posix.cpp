@@ -42,7 +42,7 @@ bool openSharedForReading(std::ifstream& stream, const std::string& path) {
   return stream.is_open();
 }
 
-void endByFailedCheck() { std::abort(); }
+void abortOnFailedCheck() { std::abort(); }
 
 void keepOpenMpRuntimeLoaded() {
   Dl_info runtime;

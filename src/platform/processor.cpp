@@ -13,26 +13,26 @@ namespace facefeature {
 namespace {
 
 // The registers that CPUID writes.
-struct CpuidWords {
+struct CpuidRegisters {
   uint32_t eax, ebx, ecx, edx;
 };
 
 // All zero for a leaf that the processor does not have.
-CpuidWords cpuid(uint32_t leaf) {
-  CpuidWords words = {0, 0, 0, 0};
+CpuidRegisters cpuid(uint32_t leaf) {
+  CpuidRegisters registers = {0, 0, 0, 0};
 #if defined(__x86_64__)
-  __get_cpuid_count(leaf, 0, &words.eax, &words.ebx, &words.ecx, &words.edx);
+  __get_cpuid_count(leaf, 0, &registers.eax, &registers.ebx, &registers.ecx, &registers.edx);
 #elif defined(_M_X64)
-  int most[4], answer[4];
-  __cpuid(most, 0);
-  if (static_cast<uint32_t>(most[0]) < leaf) return words;
-  __cpuidex(answer, static_cast<int>(leaf), 0);
-  words = {static_cast<uint32_t>(answer[0]), static_cast<uint32_t>(answer[1]),
-           static_cast<uint32_t>(answer[2]), static_cast<uint32_t>(answer[3])};
+  int highest[4], results[4];
+  __cpuid(highest, 0);
+  if (static_cast<uint32_t>(highest[0]) < leaf) return registers;
+  __cpuidex(results, static_cast<int>(leaf), 0);
+  registers = {static_cast<uint32_t>(results[0]), static_cast<uint32_t>(results[1]),
+               static_cast<uint32_t>(results[2]), static_cast<uint32_t>(results[3])};
 #else
   static_cast<void>(leaf);
 #endif
-  return words;
+  return registers;
 }
 
 // XCR0: one bit for each group of registers that the operating system saves.

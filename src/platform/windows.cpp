@@ -44,7 +44,7 @@ bool openSharedForReading(std::ifstream& stream, const std::string& path) {
   return stream.is_open();
 }
 
-void endByFailedCheck() {
+void abortOnFailedCheck() {
   // The status of a process that a check of the runtime has ended.
   TerminateProcess(GetCurrentProcess(), 0xC0000409u);
   std::abort();
