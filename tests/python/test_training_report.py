@@ -7,7 +7,7 @@ import json
 import unittest
 
 import numpy as np
-from support import MODEL, TemporaryFolderTest
+from support import MODEL, TemporaryFolderTest, run_program
 from training_support import made_chips, needs_pillow, needs_torch
 
 import facefeature
@@ -71,6 +71,24 @@ class AReport(TemporaryFolderTest):
                          (self.read()["photographs"], self.read()["unseen"]))  # fmt: skip
         with contextlib.redirect_stderr(io.StringIO()), self.assertRaises(SystemExit):
             self.evaluate()
+
+    def test_has_the_rates_of_the_program(self):
+        chips.save(self.archive, made_chips(self.numbers, people=60))
+        self.evaluate("--unseen")
+        ours, page = self.read(), self.output / "page.html"
+        run_program("evaluate", self.output / "features.gallery", "--people",
+                    self.output / "people.csv", "--replicates", 100, "-o", page)  # fmt: skip
+        theirs = json.loads(page.with_suffix(".json").read_text(encoding="utf-8"))
+        self.assertAlmostEqual(
+            theirs["equal_error_rate"]["value"], ours["equal_error_rate"]["value"], places=9
+        )
+        reported = 0
+        for our, their in zip(ours["accept_rates"], theirs["accept_rates"]):
+            self.assertEqual(our["accepted"] is None, "refused" in their)
+            if our["accepted"]:
+                self.assertAlmostEqual(their["value"], our["accepted"]["value"], places=9)
+                reported += 1
+        self.assertGreaterEqual(reported, 2)
 
     def test_of_people_who_were_all_trained_with_is_refused(self):
         document = dict(RUN, held_out_people=["somebody else"])

@@ -6,16 +6,24 @@ and mean nothing, so the command asks who is new:
 
     --run RUN     only the people whom this run held out
     --unseen      all people of the photographs; you state that none of them was in the training
+
+features.gallery and people.csv, which are written too, are the input of the program's own
+evaluation. It gives the same rates, a page to read and a file of thresholds:
+
+    facefeature evaluate features.gallery --people people.csv -o report.html
 """
 
 from __future__ import annotations
 
 import argparse
+import csv
 import json
 from pathlib import Path
 
 import numpy as np
+from numpy.typing import NDArray
 
+from .._gallery import write_gallery
 from .._model import model_fingerprint
 from . import evaluation, model_folder, outputs, report
 from .evaluation import EvaluationError
@@ -62,8 +70,23 @@ def run(arguments: argparse.Namespace) -> int:
     (arguments.output / "report.json").write_text(
         json.dumps(document, indent=1) + "\n", encoding="utf-8"
     )
+    _write_gallery(arguments.output, gallery, features, document["model"])
     report.plot_scores(features, gallery.people, arguments.output)
     if arguments.run_folder:
         report.plot_losses(arguments.run_folder / "losses.csv", arguments.output)
     print(f"evaluate: {arguments.output}: {report.summary(measured)}")
     return 0
+
+
+def _write_gallery(
+    folder: Path, gallery: outputs.Outputs, features: NDArray[np.float32], fingerprint: str
+) -> None:
+    """Writes the features and the person of each, for "facefeature evaluate"."""
+    names = [str(name) for name in gallery.names]
+    if len(set(names)) != len(names):  # several archives may use the same ids
+        names = [f"{name}/{row}" for row, name in enumerate(names)]
+    write_gallery(folder / "features.gallery", names, features, fingerprint=fingerprint)
+    with open(folder / "people.csv", "w", encoding="utf-8", newline="") as file:
+        rows = csv.writer(file, lineterminator="\n")
+        rows.writerow(["id", "person"])
+        rows.writerows(zip(names, gallery.people))
