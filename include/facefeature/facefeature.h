@@ -1,36 +1,37 @@
 /*
- * facefeature: a photograph and the landmarks of a face in, 502 floats out; two such vectors in,
- * a score out. This header is all that a host needs. It is C99 and C++, free of macros that
- * change a layout, and can be restated in any language that calls C.
+ * facefeature computes a feature of 502 floats from a photograph and the landmarks of a face, and
+ * a score from two features. This header is all that a host needs. It is valid C99 and C++, has no
+ * macros that change a layout, and can be translated to any language that can call C.
  *
- * A host does this:
+ * A typical host:
  *
  *     FeatureEngine* engine = CreateFeatureEngine();             once; null if the model is missing
- *     ExtractFeature(engine, pixels, w, h, stride, face, a.values);   as often as wanted
+ *     ExtractFeature(engine, pixels, w, h, stride, face, a.values);   any number of times
  *     ExtractFeature(engine, pixels2, w2, h2, stride2, face2, b.values);
  *     float score = CompareFeatures(&a, &b);                     needs no engine
  *     DestroyFeatureEngine(engine);                              once
  *
  * The model
- *     303 files in a folder named "~kwplugintmp~" inside the temporary folder. The temporary
- *     folder is read once, when the library is loaded: on Windows it is what GetTempPathA answers,
- *     elsewhere $TMPDIR, or /tmp where that is unset or empty. A later change is not seen, so a
- *     host that wants another folder sets the variable before it loads the library. The library
- *     only ever reads there. Files may go once CreateFeatureEngine has returned.
+ *     303 files in a folder named "~kwplugintmp~" inside the temporary folder. On Windows the
+ *     temporary folder is the result of GetTempPathA; elsewhere it is $TMPDIR, or /tmp if TMPDIR
+ *     is unset or empty. The library determines it once, when it is loaded, and does not see later
+ *     changes: a host that wants another folder sets the variable before it loads the library. The
+ *     library never writes to the folder. The files may be deleted once CreateFeatureEngine has
+ *     returned.
  *
  * Binding
- *     On Windows the DLL exports no names: bind by ordinal, 1 to 4, in the order of the prototypes
- *     below, or link the import library. On ELF there are no ordinals and the four names are the
- *     contract; nothing else is exported.
+ *     On Windows the DLL exports no names: bind by ordinal, 1 to 4 in the order of the prototypes
+ *     below, or link the import library. ELF has no ordinals: there the library exports the four
+ *     names and nothing else.
  *
  *     ordinal  1  CreateFeatureEngine
  *     ordinal  2  ExtractFeature
  *     ordinal  3  CompareFeatures
  *     ordinal  4  DestroyFeatureEngine
  *
- *     The calling convention is C's on the platform (cdecl on 32-bit Windows).
+ *     The calling convention is the platform's for C (cdecl on 32-bit Windows).
  *
- * What may run together
+ * Which calls may run at the same time
  *
  *                           Create,  Extract,     Extract,
  *                           Destroy  same engine  other engine  Compare
@@ -39,30 +40,29 @@
  *     ExtractFeature          no        no           yes          yes
  *     CompareFeatures         yes       yes          yes          yes
  *
- *     The library has no locks: the host keeps to this table. The calls need not come from one
- *     thread. ExtractFeature uses as many threads as the OpenMP runtime starts by default
- *     (OMP_NUM_THREADS as it was when the runtime was loaded, or the number of processors) and
- *     is back on the caller's when it returns.
+ *     The library has no locks; the host must follow this table. The calls may come from different
+ *     threads. ExtractFeature uses as many threads as the OpenMP runtime starts by default: the
+ *     value that OMP_NUM_THREADS had when the runtime was loaded, or else the number of processors.
+ *     It returns when all of them have finished.
  *
  * The same bits
- *     The same input gives the same bits on one kind of processor, whatever the number of threads,
- *     in the floating point environment that a process starts with (round to nearest, denormals
- *     kept; a host linked with -ffast-math may have changed it). Processors with other vector
- *     instructions sum matrix products in another order and differ in the last digits.
+ *     The same input gives the same bits on every processor and operating system, with any number
+ *     of threads. This requires the floating-point environment that a process starts with (round to
+ *     nearest, denormals kept); a host linked with -ffast-math may have changed it.
  *
  * Forking
- *     CreateFeatureEngine starts no threads, so a host may create an engine, fork, and extract and
- *     destroy in its children. Fork before the first ExtractFeature and before any OpenMP loop of
- *     the host's own: the runtime's threads don't follow into a child, and an extraction there
- *     would wait for them for ever. (With one thread, and after the last engine's destruction on
- *     the thread that extracted, there are none to wait for.)
+ *     CreateFeatureEngine starts no threads, so a host may create an engine, fork, and then extract
+ *     and destroy in the children. Fork before the first ExtractFeature and before any OpenMP loop
+ *     of the host itself: a child does not inherit the runtime's threads, and an extraction in it
+ *     would wait for them forever. (There are no such threads if OpenMP uses only one, or once the
+ *     thread that extracted has destroyed the last engine.)
  *
  * Failures
- *     Nothing is logged, and errno means nothing afterwards. What there is: a null from
- *     CreateFeatureEngine, a feature of NaNs from ExtractFeature, and two lines on standard output
- *     that are told below. Exhausted memory leaves a function as the C++ exception std::bad_alloc:
- *     CreateFeatureEngine then keeps what it had allocated, ExtractFeature has not touched the
- *     feature.
+ *     The library writes no log and does not set errno to anything meaningful. It reports a failure
+ *     by a null from CreateFeatureEngine, by a feature of NaNs from ExtractFeature, and by the two
+ *     lines on standard output that are documented below. If memory runs out, a function throws the
+ *     C++ exception std::bad_alloc: CreateFeatureEngine then leaks what it had allocated,
+ *     and ExtractFeature has not modified the feature.
  */
 #ifndef FACEFEATURE_FACEFEATURE_H
 #define FACEFEATURE_FACEFEATURE_H
