@@ -60,8 +60,8 @@ void addSelfTimedForSets(const std::string& name, const BenchmarkBody& body) {
   }
 }
 
-// Four registers of the narrowest kind, so that no one waits for another; more would not stay in
-// registers, and one alone is slower than memory.
+// Eight accumulators, which fit into four of the narrowest vector registers: enough that no load
+// waits for another. More would not fit into registers, and a single one is slower than memory.
 uint64_t readAll(const float* floats, int64_t count) {
   constexpr int64_t kWords = 8;
   uint64_t mixed[kWords] = {};
@@ -88,7 +88,7 @@ void giveFreedMemoryBack() {
 #endif
 }
 
-// FNV-1a with 64 bits.
+// 64-bit FNV-1a.
 std::string checksum(const void* bytes, size_t count, const std::string& former) {
   uint64_t hash = 0xCBF29CE484222325ull;
   const auto add = [&hash](const void* from, size_t size) {
@@ -107,7 +107,7 @@ std::vector<float> plausibleFloats(size_t count, uint32_t seed) {
   uint32_t state = seed * 2654435761u + 1;
   for (float& value : values) {
     state = state * 1664525u + 1013904223u;
-    // On a grid of 1/4096 from -64 to 64: far from the denormals.
+    // Multiples of 1/4096 from -64 to 64, so no value is denormal.
     value = static_cast<float>(static_cast<int32_t>(state >> 13) - (1 << 18)) * 0x1p-12f;
   }
   return values;

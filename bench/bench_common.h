@@ -1,8 +1,8 @@
 // What all benchmarks share.
 //
-// A benchmark is called group/what/.../set, where set is the name of a KernelSet; those that have
-// no forms leave it out. Every benchmark that computes something has a label: a checksum of the
-// bits that come out. The sets are right only while their labels agree.
+// A benchmark is called group/what/.../set, where set is the name of a KernelSet; code that does
+// not depend on the set leaves it out. Every benchmark that computes something has a label: a
+// checksum of the resulting bits. Kernel sets with different labels have a bug.
 #ifndef FACEFEATURE_BENCH_BENCH_COMMON_H
 #define FACEFEATURE_BENCH_BENCH_COMMON_H
 
@@ -20,7 +20,7 @@
 
 namespace facefeature_bench {
 
-// Each adds its benchmarks. Called once, before any runs.
+// Each function adds the benchmarks of its group. To be called once, before the benchmarks run.
 void registerExtract();
 void registerKernels();
 void registerLimits();
@@ -29,33 +29,33 @@ void registerStages();
 
 using BenchmarkBody = std::function<void(benchmark::State&)>;
 
-// Adds a benchmark that is timed by the clock on the wall, with the minimum over its
-// repetitions besides what is always given. The second times itself (SetIterationTime), one
-// iteration a repetition.
+// Adds a benchmark that measures wall-clock time and also reports the minimum over its repetitions.
+// The body of a self-timed benchmark measures its own time (SetIterationTime), with one iteration
+// per repetition.
 benchmark::internal::Benchmark* addBenchmark(const std::string& name, BenchmarkBody body);
 benchmark::internal::Benchmark* addSelfTimed(const std::string& name, BenchmarkBody body);
 
-// Add them once for each set that runs here, as name/ and the set's name; the set is active while
-// the body runs.
-// With iterations given a repetition has that many, else as many as its time has room for.
+// Add the benchmark once for each set that runs here, as name/ and the name of the set. The set is
+// active while the body runs. If iterations is not 0, a repetition has that many iterations;
+// otherwise Google Benchmark chooses their number by the time they take.
 void addForSets(const std::string& name, const BenchmarkBody& body, int64_t iterations = 0);
 void addSelfTimedForSets(const std::string& name, const BenchmarkBody& body);
 
-// The plain plan while the plain set is active, so that "plain" is what defines the results; else
-// the plan that the library uses.
+// The plain plan while the plain set is active, so that "plain" is the definition of the results;
+// otherwise the plan that the library uses.
 facefeature::PatchPlan activePlan();
 
-// Reads all of it once, front to back, and does no more than it must to have read it.
+// Reads all floats once, front to back, with as little other work as possible.
 uint64_t readAll(const float* floats, int64_t count);
 
-// Reads more memory than caches hold, so that what was in them is not any more.
+// Evicts everything from the caches by reading more memory than they hold.
 void emptyCaches();
 
-// Returns to the system what has been freed and is still resident: the next one to allocate would
-// get it without the work of the system that new memory costs.
+// Returns freed memory that is still resident to the system. The next allocation would otherwise
+// reuse it and avoid the cost of new memory.
 void giveFreedMemoryBack();
 
-// The time between the caller's two looks at the clock, for benchmarks that time themselves.
+// Measures wall-clock time for self-timed benchmarks.
 class Stopwatch {
  public:
   void start() { start_ = std::chrono::steady_clock::now(); }
@@ -68,11 +68,11 @@ class Stopwatch {
   std::chrono::steady_clock::time_point start_;
 };
 
-// 16 hexadecimal digits that any other bits would change. Several arrays are taken as one when the
-// digits of the first go into the second.
+// A checksum of the floats as 16 hexadecimal digits. To combine several arrays, pass the checksum
+// of one to the call for the next.
 std::string checksum(const void* bytes, size_t count, const std::string& former = "");
 
-// Values of a kind with the activations of a net: half of them zero or below, none denormal.
+// Values like the activations of a net: half of them zero or negative, none denormal.
 std::vector<float> plausibleFloats(size_t count, uint32_t seed);
 
 }  // namespace facefeature_bench

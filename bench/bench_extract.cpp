@@ -1,4 +1,4 @@
-// Whole calls: both sizes of picture, one thread and two, plain and fast forms.
+// Complete extractions: both picture sizes, one and two threads, every kernel set.
 #include <omp.h>
 
 #include <cstdint>
@@ -10,7 +10,8 @@
 namespace facefeature_bench {
 namespace {
 
-// One call a repetition, behind one that is not timed: so minimum and median are those of a call.
+// One call per repetition, after one that is not timed, so that minimum and median are those of
+// single calls.
 void runCall(benchmark::State& state, const Picture& picture, int32_t threads) {
   FeatureEngine* engine = sharedEngine();
   float feature[kFeatureFloats];

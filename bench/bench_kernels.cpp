@@ -1,10 +1,10 @@
-// Each kernel on the shapes that the nets have, one layer a benchmark.
+// Each kernel on the shapes of the nets, one benchmark per layer.
 //
-// They go through the functions that the layers call, so that the active set decides. Counters:
-// count is how often an extraction does this, flops and bytes what one time of it computes and
-// moves; bench_table.cpp makes limits of them. Data are in cache here, as they are in a net, but
-// for the weights of the fully connected layers: an extraction reads those once and a good many
-// others in between.
+// The benchmarks call the functions that the layers call, so the active set takes effect. Counters:
+// count is the number of times an extraction does this; flops and bytes are what a single run
+// computes and moves, from which table/rows.cpp derives limits. The data are in cache, as in a net,
+// except for the weights of the fully connected layers: an extraction reads each of those once,
+// with many others in between.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -25,10 +25,10 @@ namespace {
 
 using facefeature::Matrix;
 
-// A patch and its mirrored form run through a net together.
+// A patch and its mirror image run through a net together.
 constexpr int32_t kSamples = 2;
 
-// More than any cache that a processor gives to one core.
+// More than the cache that a processor has for one core.
 constexpr int64_t kColdBytes = int64_t{96} << 20;
 
 std::unique_ptr<Matrix> filledMatrix(int32_t rows, int32_t cols, uint32_t seed) {
@@ -44,7 +44,7 @@ std::string checksumOf(const Matrix& matrix) {
 
 double bytesOf(int64_t floats) { return static_cast<double>(floats) * sizeof(float); }
 
-// Times work, which writes to out; its first run is the warm-up and gives the checksum.
+// Times work, which writes to out. The first run warms up and gives the checksum.
 template <typename Work>
 void timeWork(benchmark::State& state, const Matrix& out, Work work) {
   work();
@@ -80,7 +80,7 @@ void timeProduct(benchmark::State& state, const ConvShape& shape) {
   state.counters["flops"] = 2.0 * shape.filters * shape.modules() * shape.filterWeights();
 }
 
-// Unfolding, product and biases of both samples, as the layer does them.
+// Unfolding, product and biases for both samples, as in the layer.
 void timeConvolution(benchmark::State& state, const ConvShape& shape) {
   const auto input = filledMatrix(kSamples, shape.imgFloats(), 1);
   const auto weights = filledMatrix(shape.filters, shape.filterWeights(), 2);

@@ -1,4 +1,4 @@
-// What the machine can do at best: the bounds that the stages are held against. One thread.
+// The best that the machine can do, as limits for the stages. On one thread.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -23,7 +23,7 @@ namespace {
 constexpr int64_t kProjectionFloats =
     int64_t{facefeature::kProjectedFloats} * facefeature::kPatchFeatureFloats;
 
-// The two matrices that the projection reads, 16 MB each.
+// The two matrices of the projection, 16 MB each.
 void readProjections() {
   benchmark::DoNotOptimize(readAll(facefeature::selfProjection, kProjectionFloats));
   benchmark::DoNotOptimize(readAll(facefeature::crossProjection, kProjectionFloats));
@@ -31,7 +31,7 @@ void readProjections() {
 
 constexpr double kProjectionBytes = 2.0 * static_cast<double>(kProjectionFloats) * sizeof(float);
 
-// From where the last read has left them: a cache of 32 MB may hold most of them.
+// Wherever the previous read has left them: a cache of 32 MB may hold most of them.
 void readProjectionsAgain(benchmark::State& state) {
   sharedEngine();
   for (auto unused : state) {
@@ -41,7 +41,7 @@ void readProjectionsAgain(benchmark::State& state) {
   state.counters["bytes"] = kProjectionBytes;
 }
 
-// From memory, where an extraction finds them after 25 nets.
+// From memory, as in an extraction after 25 nets.
 void readProjectionsCold(benchmark::State& state) {
   sharedEngine();
   Stopwatch watch;
@@ -55,7 +55,7 @@ void readProjectionsCold(benchmark::State& state) {
   state.counters["bytes"] = kProjectionBytes;
 }
 
-// From more memory than caches hold.
+// From memory, by reading more than the caches hold.
 void readMemory(benchmark::State& state) {
   static const std::vector<float> floats(size_t{64} << 20, 1.0f);
   const int64_t count = static_cast<int64_t>(floats.size());
@@ -66,7 +66,7 @@ void readMemory(benchmark::State& state) {
   state.counters["bytes"] = static_cast<double>(count) * sizeof(float);
 }
 
-// As large as the largest patch matrix, and written again and again.
+// As large as the largest patch matrix, written repeatedly.
 void writeCache(benchmark::State& state) {
   std::vector<float> floats(48 * 52 * 52);
   int value = 0;
@@ -78,7 +78,7 @@ void writeCache(benchmark::State& state) {
   state.counters["bytes"] = static_cast<double>(floats.size()) * sizeof(float);
 }
 
-// As large as the largest activations; both what is read and what is written counts.
+// As large as the largest activations; the bytes read and the bytes written both count.
 void copyCache(benchmark::State& state) {
   const std::vector<float> from(16 * 52 * 52, 1.0f);
   std::vector<float> to(from.size());
@@ -90,7 +90,8 @@ void copyCache(benchmark::State& state) {
   state.counters["bytes"] = 2.0 * static_cast<double>(from.size()) * sizeof(float);
 }
 
-// The register peak: chains of the active set's products whose operands stay in the first cache.
+// The peak of multiply-adds: products of the active set whose operands stay in the first-level
+// cache.
 void multiplyAdd(benchmark::State& state) {
   constexpr int32_t kRows = 4, kColumns = 80, kTerms = 32;
   const std::vector<float> a = plausibleFloats(kRows * kTerms, 1);
@@ -112,8 +113,8 @@ struct FreeBytes {
 };
 using Bytes = std::unique_ptr<void, FreeBytes>;
 
-// Reads a whole file. With a buffer given (of that size or more) it goes there, else into memory of
-// its own, which is returned.
+// Reads a whole file into the buffer, which must have at least that size. Without a buffer,
+// allocates memory for it and returns that.
 Bytes readFile(const std::string& path, void* buffer) {
   const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
   struct stat status = {};
@@ -133,7 +134,7 @@ Bytes readFile(const std::string& path, void* buffer) {
   return own;
 }
 
-// All into one place, one file over the other: what the system call alone takes.
+// All files into the same buffer: the time of the system call alone.
 void readFilesOver(benchmark::State& state) {
   haveModelFiles();
   std::vector<char> buffer(static_cast<size_t>(kProjectionFloats) * sizeof(float) + 8);
@@ -144,7 +145,7 @@ void readFilesOver(benchmark::State& state) {
   state.counters["bytes"] = static_cast<double>(modelFileBytes());
 }
 
-// Each into new memory of its own, as an engine has to hold them. Freed outside of the time.
+// Each file into new memory, as an engine must hold them. Freeing is not timed.
 void readFilesApart(benchmark::State& state) {
   haveModelFiles();
   Stopwatch watch;

@@ -1,4 +1,4 @@
-// facefeature_bench: times of the library, plain against fast forms, and the machine's limits.
+// facefeature_bench: times of the library with every kernel set, and the limits of the machine.
 #include <benchmark/benchmark.h>
 #include <omp.h>
 
@@ -10,8 +10,9 @@
 
 namespace {
 
-// What goes ahead of the arguments given, which may say otherwise. Repetitions of all benchmarks
-// are taken in turns: what else the machine does then falls on all of them alike.
+// Defaults, which come before the command line's arguments and can be overridden by them.
+// Repetitions of different benchmarks are interleaved, so that other load on the machine affects
+// all of them alike.
 char kRepetitions[] = "--benchmark_repetitions=5";
 char kInTurns[] = "--benchmark_enable_random_interleaving=true";
 char kMinTime[] = "--benchmark_min_time=0.01";
@@ -31,7 +32,7 @@ int main(int argc, char** argv) {
   benchmark::AddCustomContext("compiler", FACEFEATURE_BENCH_COMPILER);
   benchmark::AddCustomContext("flags", FACEFEATURE_BENCH_FLAGS);
 
-  // Benchmarks that want more threads say so for themselves.
+  // Benchmarks that use more threads set their number themselves.
   omp_set_num_threads(1);
   facefeature_bench::registerKernels();
   facefeature_bench::registerStages();

@@ -1,7 +1,7 @@
-// What an engine takes of the machine's memory, and whether that grows.
+// How much memory an engine takes, and whether that grows.
 //
-// In a process of its own only: --benchmark_filter=^memory/. FACEFEATURE_BENCH_EXTRACTIONS says how
-// many calls are made, 2000 if it is unset.
+// Must run in a process of its own: --benchmark_filter=^memory/. FACEFEATURE_BENCH_EXTRACTIONS is
+// the number of calls, 2000 by default.
 #include <omp.h>
 #include <unistd.h>
 
@@ -21,8 +21,8 @@
 namespace facefeature_bench {
 namespace {
 
-// Bytes that are in memory: all, and those of them that no file stands behind. The rest are pages
-// of the program itself, which come in when something on them is first needed, hours later perhaps.
+// Resident bytes: all of them, and those that are not backed by a file. The difference is mostly
+// pages of the program itself, which are loaded when they are first needed, possibly hours later.
 struct Resident {
   int64_t all;
   int64_t own;
@@ -44,8 +44,8 @@ Resident residentBytes() {
   return {resident * page, (resident - shared) * page};
 }
 
-// What the layers have written in their last run, those that rewrite another's matrix counted once,
-// and the patch matrices, which a call makes and frees.
+// Bytes that the layers have written in their last run, counting matrices that are rewritten in
+// place once, plus the patch matrices, which a call creates and frees.
 int64_t activationBytes(const FeatureEngine* engine) {
   std::set<const facefeature::Matrix*> all;
   for (const facefeature::ConvNet* net : engine->nets) {
@@ -66,8 +66,8 @@ int64_t wantedExtractions() {
   return std::max<int64_t>(text != nullptr ? std::atoll(text) : 2000, 200);
 }
 
-// With all threads there are, as a host has it. The first calls are those in which threads, stacks
-// and the package's working memory come to be; they count as the engine's, not as growth.
+// With as many threads as there are processors, as in a host. The first calls create threads,
+// stacks and scratch memory, which belong to the engine and are not growth.
 void measureMemory(benchmark::State& state) {
   const int64_t extractions = wantedExtractions();
   constexpr int64_t kFirst = 100;

@@ -15,7 +15,7 @@ namespace {
 
 constexpr uint32_t kModelSeed = 1;
 
-// An upright face in a picture of 640 x 480.
+// An upright face in a 640 x 480 picture.
 constexpr int32_t kFaceHeight = 480;
 const Landmark kFace[] = {
     {0, 223, 191},   {1, 306, 188},   {2, 190, 182},   {3, 237, 166},   {4, 288, 163},
@@ -56,7 +56,7 @@ Picture madePicture(int32_t width, int32_t height) {
 
 std::string modelFolder() { return facefeature_test::privateTempFolder() + "/~kwplugintmp~"; }
 
-// For the destruction at the end.
+// A reference, so that destroySharedEngine can reset it.
 FeatureEngine*& sharedEnginePointer() {
   static FeatureEngine* engine = nullptr;
   return engine;

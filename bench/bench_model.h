@@ -1,4 +1,4 @@
-// The made-up model, pictures and faces that the benchmarks work on.
+// The synthetic model, pictures and faces for the benchmarks.
 #ifndef FACEFEATURE_BENCH_BENCH_MODEL_H
 #define FACEFEATURE_BENCH_BENCH_MODEL_H
 
@@ -11,13 +11,13 @@
 
 namespace facefeature_bench {
 
-// Slopes of brightness with noise, and one upright face of 29 landmarks that takes the same share
-// of every picture's height.
+// Gradients with noise, and one upright face of 29 landmarks whose size is a fixed fraction of the
+// picture's height.
 struct Picture {
   int32_t width;
   int32_t height;
-  std::vector<uint8_t> pixels;  // blue, green, red; rows without gaps
-  std::vector<int32_t> record;  // the words of a LandmarkSet
+  std::vector<uint8_t> pixels;  // blue, green, red; no padding between rows
+  std::vector<int32_t> record;  // a LandmarkSet, as 32-bit words
 
   int32_t stride() const { return 3 * width; }
   const facefeature::LandmarkSet* face() const {
@@ -26,24 +26,23 @@ struct Picture {
   std::string name() const { return std::to_string(width) + "x" + std::to_string(height); }
 };
 
-// Made at the first call and kept until the program ends. The sizes are those that the benchmarks
-// are about: 640 x 480 and 4000 x 3000.
+// Created by the first call and kept until the program ends. 640 x 480 and 4000 x 3000.
 const Picture& smallPicture();
 const Picture& largePicture();
 
-// Writes the 303 files to the folder in which the library looks, at the first call. The folder is
-// the program's own and goes with it.
+// The first call writes the 303 files to the folder from which the library reads. The folder
+// belongs to this process and is deleted when it ends.
 void haveModelFiles();
 
-// Their paths, in the order in which a creation reads them, and their bytes in all.
+// The paths of the files in the order in which an engine reads them, and their total size in bytes.
 const std::vector<std::string>& modelFilePaths();
 int64_t modelFileBytes();
 
-// Made at the first call. While it stands the shared numbers of the model do too.
+// Created by the first call. While it exists, so do the model's shared numbers.
 FeatureEngine* sharedEngine();
 void destroySharedEngine();
 
-// One call on the picture.
+// One extraction from the picture.
 void extract(FeatureEngine* engine, const Picture& picture, float* feature);
 
 }  // namespace facefeature_bench

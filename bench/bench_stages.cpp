@@ -1,4 +1,4 @@
-// The stages of an extraction, each for itself, and the making of an engine.
+// The stages of an extraction, each by itself, and the creation of an engine.
 #include <omp.h>
 
 #include <cstdint>
@@ -43,7 +43,7 @@ PatchMatrices patchMatricesOf(const Picture& picture, const uint8_t* gray) {
       picture.face(), activePlan()));
 }
 
-// The whole picture, as the plain road converts it; the fast one has no such stage.
+// The whole picture, as in the plain plan; the fast one has no such stage.
 void timeGray(benchmark::State& state, bool large) {
   const Picture& picture = pictureOf(large);
   std::vector<uint8_t> gray = grayOf(picture);
@@ -89,7 +89,7 @@ void timeNets(benchmark::State& state, int32_t threads) {
   state.SetLabel(checksum(patchFeatures.data(), patchFeatures.size() * sizeof(float)));
 }
 
-// With the matrices in memory, where an extraction finds them after 25 nets; or where the last
+// With the matrices in memory, as in an extraction after 25 nets, or wherever the previous
 // projection has left them.
 void timeProjection(benchmark::State& state, bool cold) {
   sharedEngine();
@@ -109,8 +109,8 @@ void timeProjection(benchmark::State& state, bool cold) {
   state.SetLabel(checksum(feature, sizeof feature));
 }
 
-// Into new memory, as the first creation of a process: with another engine standing, a creation
-// frees the numbers that both share and gets their memory again. The destruction is not timed.
+// Into new memory, as the first creation in a process. If another engine existed, a creation would
+// free the numbers that both share and reuse their memory. The destruction is not timed.
 void timeCreation(benchmark::State& state) {
   destroySharedEngine();
   haveModelFiles();

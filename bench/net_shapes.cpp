@@ -13,7 +13,7 @@ namespace {
   std::exit(2);
 }
 
-// Adds the layer of one line. False when the line is not a layer's.
+// Adds the layer that the line describes. Returns false if it describes none.
 bool addLayer(const std::string& line, NetShapes& shapes) {
   std::istringstream words(line);
   std::string kind;

@@ -10,9 +10,9 @@ namespace facefeature_bench {
 
 struct ConvShape {
   std::string name;
-  int32_t nets;  // that have this layer
+  int32_t nets;  // number of nets with this layer
   int32_t channels;
-  int32_t imgSize;  // side of the image
+  int32_t imgSize;  // side of the image in pixels
   int32_t filterSize;
   int32_t filters;
 
@@ -41,13 +41,13 @@ struct FcShape {
 };
 
 struct NetShapes {
-  std::string name;  // of the file, without its ending
+  std::string name;  // file name without extension
   std::vector<ConvShape> convs;
   std::vector<PoolShape> pools;
   std::vector<FcShape> fcs;
 };
 
-// The nets of both sizes. Says what is wrong and ends the program where a file can't be read.
+// The nets of both sizes. Prints an error and ends the program if a file can't be read.
 const std::vector<NetShapes>& netShapes();
 
 }  // namespace facefeature_bench

@@ -1,9 +1,9 @@
 // peers_net_stage INPUTS OUTPUTS SECONDS
 //
-// One turn of this library in the comparison of bench/peers: runs the 25 nets on the matrices of
-// the file INPUTS for about so many seconds, prints what a run took as a line of JSON, and writes
-// what the nets gave in the last run, 320 floats each, to the file OUTPUTS. The model is found as
-// ever, by TMPDIR; the number of threads is OMP_NUM_THREADS.
+// One turn of this library in the comparison of bench/peers. Runs the 25 nets on the matrices of
+// the file INPUTS for about SECONDS seconds, prints the time per run as a line of JSON, and writes
+// the nets' outputs in the last run, 320 floats each, to the file OUTPUTS. TMPDIR and
+// OMP_NUM_THREADS have their usual meanings.
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
@@ -35,7 +35,7 @@ constexpr int32_t kWarmUpRuns = 5;
 constexpr size_t kFewestRuns = 5;
 constexpr int32_t kOutputFloats = 320;
 
-// As ExtractFeature makes them: a matrix of its own for each patch.
+// One matrix per patch, as ExtractFeature allocates them.
 using Samples = std::vector<std::unique_ptr<Matrix>>;
 
 Samples readSamples(const char* path) {
@@ -74,7 +74,8 @@ std::vector<double> timedRuns(ConvNet* const* nets, const Samples& samples, doub
   return times;
 }
 
-// The nets' own outputs, which stand in their last layers; runNets brings copies to unit length.
+// The outputs are read from the nets' last layers, because runNets scales its copies to unit
+// length.
 void writeOutputs(ConvNet* const* nets, const char* path) {
   std::ofstream file(path, std::ios::binary | std::ios::trunc);
   for (int32_t i = 0; i < kPatchCount; ++i) {

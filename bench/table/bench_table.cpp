@@ -1,7 +1,7 @@
-// facefeature_bench_table FOLDER: one table of the results in a folder, and the goals.
+// facefeature_bench_table FOLDER prints the results in a folder as one table, and the goals.
 //
-// Exit status 1 when forms that must give the same bits do not, 2 when results are missing. A goal
-// that is missed is told and is no error: what a machine does beside is not this program's fault.
+// Exit status 1 if results that must have the same bits do not, 2 if results are missing. A missed
+// goal is reported and is not an error, since other load on the machine can be the reason.
 #include <cstdio>
 #include <cstdlib>
 #include <fstream>
@@ -21,7 +21,7 @@ std::string processorName() {
   return "unknown";
 }
 
-// What `run` knows and this program does not.
+// A value that only `run` knows and passes in the environment.
 const char* told(const char* variable) {
   const char* text = std::getenv(variable);
   return text != nullptr ? text : "unknown";

@@ -10,8 +10,7 @@ const char kSmall1[] = "extract/640x480/threads:1";
 const char kSmall2[] = "extract/640x480/threads:2";
 const char kLarge1[] = "extract/4000x3000/threads:1";
 
-// What the kernel's count of resident pages may be off by: it adds up the changes of each processor
-// in batches.
+// Error of the kernel's count of resident pages, which it updates in batches per processor.
 constexpr double kCountingSlack = 256.0 * 1024;
 
 void printGoal(const char* number, const std::string& text, double ratio, double medians,
@@ -21,7 +20,7 @@ void printGoal(const char* number, const std::string& text, double ratio, double
               atMost ? "<=" : ">=", bound, holds ? "yes" : "no");
 }
 
-// The time of one benchmark over that of another, at most bound.
+// Prints the ratio of two benchmarks' times and whether it is within the bound.
 void printQuotient(const char* number, const std::string& text, const Results& above,
                    const std::string& name, const Results& below, const std::string& other,
                    double bound, bool atMost = true) {

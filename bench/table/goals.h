@@ -1,4 +1,4 @@
-// The goals, each a ratio of what one run has measured.
+// The goals, each a ratio of two measurements of the same run.
 #ifndef FACEFEATURE_BENCH_TABLE_GOALS_H
 #define FACEFEATURE_BENCH_TABLE_GOALS_H
 
@@ -6,7 +6,7 @@
 
 namespace facefeature_bench {
 
-// Prints each goal with what was measured and whether it holds.
+// Prints each goal with its measured value and whether it is met.
 void printGoals(const Measured& measured);
 
 }  // namespace facefeature_bench

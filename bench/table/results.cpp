@@ -17,7 +17,7 @@ using nlohmann::json;
   std::exit(2);
 }
 
-// Google Benchmark hangs the way of timing on a name.
+// Google Benchmark appends the kind of timing to the name.
 std::string nameInSource(const std::string& name) {
   size_t end = name.size();
   for (const char* added : {"/iterations:", "/repeats:", "/real_time", "/manual_time"}) {
@@ -35,7 +35,7 @@ double millisecondsOf(const json& run) {
   return time * 1e3;
 }
 
-// Whatever number a run has that is not one of the program's own.
+// The counters that the benchmarks set.
 void addCounters(const json& run, Series& series) {
   for (const char* name : {"bytes", "flops", "count", "file_bytes", "activation_bytes",
                            "created_bytes", "engine_bytes", "growth_bytes", "extractions"}) {
@@ -51,7 +51,8 @@ void addTo(Series& series, const json& run) {
   addCounters(run, series);
 }
 
-// The set that the library uses is called "fast" too: the table compares it with the plain one.
+// The set that the library uses is also recorded as "fast", which the table compares with the plain
+// set.
 void addRun(const json& run, const std::string& active, Results& results) {
   if (run.value("run_type", "") != "iteration") return;
   if (run.value("error_occurred", false)) giveUp(run.at("name").get<std::string>() + " failed");

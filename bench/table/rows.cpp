@@ -22,7 +22,7 @@ std::string ratioText(double number, double other) {
   return number <= 0 || other <= 0 ? kNoNumber : numberText(number / other, 2);
 }
 
-// One row. Times in milliseconds, 0 where there is none.
+// Times are in milliseconds, 0 if there is none.
 struct Row {
   std::string name;
   double o2 = 0;

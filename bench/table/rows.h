@@ -1,4 +1,4 @@
-// The rows of the table: stages, whole calls and kernels, with the limits beside them.
+// The rows of the table: stages, complete extractions and kernels, each with its limit.
 #ifndef FACEFEATURE_BENCH_TABLE_ROWS_H
 #define FACEFEATURE_BENCH_TABLE_ROWS_H
 
@@ -6,7 +6,7 @@
 
 namespace facefeature_bench {
 
-// Prints the rows. False if forms that must give the same bits do not.
+// Prints the rows. Returns false if results that must have the same bits do not.
 bool printRows(const Measured& measured);
 
 }  // namespace facefeature_bench
