@@ -1,24 +1,24 @@
 // compare.js PROGRAM MODEL WORK [ROUNDS [SECONDS]]
 //
-// Lets this library (PROGRAM is peers_net_stage) and ONNX Runtime take turns at the net stage, each
-// turn in a process of its own, and prints what they took and whether their numbers agree. The
-// folder WORK was filled by prepare.js; TMPDIR for the library is the folder that MODEL lies in.
+// Runs the net stage in this library (PROGRAM is peers_net_stage) and in ONNX Runtime in turns, each
+// turn in a process of its own. Prints the times and whether the results agree. prepare.js has
+// filled the folder WORK. TMPDIR for the library is the parent folder of MODEL.
 'use strict';
 
 const { execFileSync } = require('child_process');
 const fs = require('fs');
 const os = require('os');
 const path = require('path');
-const { forms } = require('./onnx_forms.js');
+const { setups } = require('./onnx_setups.js');
 const { OUTPUT_FLOATS } = require('./onnx_session.js');
 
 const ROW_FLOATS = 160;
 
-// Either engine sums up to 1200 products in an order of its own, five layers deep: some dozens of
-// units in the last place of a float, which is 6e-8. A weight in a wrong place costs 1e-2 and more.
+// Each engine sums up to 1200 products in its own order, in five layers: the results differ by some
+// dozens of units in the last place of a float, 6e-8 each. A misplaced weight costs 1e-2 or more.
 const LARGEST_DIFFERENCE = 1e-5;
 
-// What this library may take, as a share of the best form of ONNX Runtime.
+// Time of this library relative to ONNX Runtime, by number of threads: at most this.
 const GOALS = { 1: 1.0, 2: 0.8 };
 
 const [program, model, work, rounds = '5', seconds = '0.4'] = process.argv.slice(2);
@@ -49,7 +49,7 @@ function onnxTurn([name, { threads, label }]) {
 }
 
 const ours = [ourTurn(1), ourTurn(2)];
-const theirs = Object.entries(forms).map(onnxTurn);
+const theirs = Object.entries(setups).map(onnxTurn);
 const turns = [...ours, ...theirs].sort((a, b) => a.threads - b.threads);
 
 function readFloats(file) {
@@ -58,7 +58,7 @@ function readFloats(file) {
   return floats;
 }
 
-// The largest difference of two results, relative to the largest number of the row that it is in.
+// The largest difference between two results, relative to the largest number in its row.
 function difference(a, b) {
   let worst = 0;
   for (let start = 0; start < OUTPUT_FLOATS; start += ROW_FLOATS) {
@@ -66,7 +66,7 @@ function difference(a, b) {
     const scale = row(b).reduce((largest, value) => Math.max(largest, Math.abs(value)), 0);
     row(a).forEach((value, k) => {
       const relative = Math.abs(value - row(b)[k]) / scale;
-      // So that a NaN stays, and is seen.
+      // Written so that a NaN is kept.
       if (!(relative <= worst)) worst = relative;
     });
     if (Number.isNaN(worst)) return NaN;
@@ -79,8 +79,8 @@ function median(values) {
   return sorted[Math.floor(sorted.length / 2)];
 }
 
-// All turns once a round, back and forth, so that none always comes first on a machine that warms
-// up or slows down.
+// The order is reversed in every other round, so that a machine that warms up or slows down favours
+// no turn.
 function takeTurns() {
   for (const turn of turns) turn.times = [];
   for (let round = 0; round < Number(rounds); ++round) {
@@ -94,8 +94,8 @@ function takeTurns() {
   }
 }
 
-// Share of the processors' time that other programs take, measured while this one sleeps.
-function strangersShare() {
+// Share of processor time that other programs use, measured while this one sleeps.
+function loadOfOthers() {
   const sums = () => os.cpus().reduce(({ idle, all }, { times }) => ({
     idle: idle + times.idle,
     all: all + Object.values(times).reduce((sum, time) => sum + time, 0),
@@ -116,10 +116,10 @@ function printMachine(busy) {
 
 function printTable() {
   const width = Math.max(...turns.map((turn) => turn.label.length));
-  const line = (engine, form, threads, minimum, middle) => console.log(
-    `| ${engine.padEnd(12)} | ${form.padEnd(width)} | ${threads.padStart(7)} `
+  const line = (engine, setup, threads, minimum, middle) => console.log(
+    `| ${engine.padEnd(12)} | ${setup.padEnd(width)} | ${threads.padStart(7)} `
     + `| ${minimum.padStart(10)} | ${middle.padStart(9)} |`);
-  line('engine', 'form', 'threads', 'minimum ms', 'median ms');
+  line('engine', 'setup', 'threads', 'minimum ms', 'median ms');
   console.log(`|${'-'.repeat(14)}|${'-'.repeat(width + 2)}|--------:|-----------:|----------:|`);
   for (const turn of turns) {
     line(turn.engine, turn.label, String(turn.threads), turn.minimum.toFixed(2),
@@ -128,7 +128,7 @@ function printTable() {
   console.log();
 }
 
-// Against the best that ONNX Runtime has shown, whichever form that was.
+// Against the fastest setup of ONNX Runtime with the same number of threads.
 function printRatios() {
   for (const our of ours) {
     const rivals = theirs.filter((turn) => turn.threads === our.threads);
@@ -141,8 +141,8 @@ function printRatios() {
   }
 }
 
-// Every form of ONNX Runtime against this library, and this library with two threads against one,
-// where not a bit may differ.
+// Compares every setup of ONNX Runtime with this library, and this library's results with one and
+// with two threads, which must have the same bits.
 function numbersAgree() {
   const [one, two] = ours.map((turn) => readFloats(turn.outputs));
   const worst = Math.max(...theirs.map((turn) => difference(one, readFloats(turn.outputs))));
@@ -155,7 +155,7 @@ function numbersAgree() {
   return close && same;
 }
 
-const busy = strangersShare();
+const busy = loadOfOthers();
 takeTurns();
 printMachine(busy);
 printTable();

@@ -1,4 +1,4 @@
-// Reading a folder of model files, as docs/model-files.md describes them.
+// Reads a folder of model files (docs/model-files.md).
 'use strict';
 
 const fs = require('fs');
@@ -6,11 +6,11 @@ const path = require('path');
 
 const NET_COUNT = 25;
 
-// The floats behind the first `words` header words of a file. Copied, since they may lie at any
-// offset in the pool that node reads small files into.
-function floatsBehind(bytes, words, count) {
+// The floats of a file after its header of `words` 32-bit words. Read one by one, because node may
+// return the bytes of a small file at an offset that is not aligned for floats.
+function floatsAfter(bytes, words, count) {
   const wanted = 4 * (words + count);
-  if (bytes.length !== wanted) throw new Error(`${bytes.length} bytes where ${wanted} belong`);
+  if (bytes.length !== wanted) throw new Error(`${bytes.length} bytes instead of ${wanted}`);
   const floats = new Float32Array(count);
   for (let i = 0; i < count; ++i) floats[i] = bytes.readFloatLE(4 * (words + i));
   return floats;
@@ -20,10 +20,10 @@ function readMatrix(folder, name) {
   const bytes = fs.readFileSync(path.join(folder, name));
   const rows = bytes.readInt32LE(0);
   const cols = bytes.readInt32LE(4);
-  return { rows, cols, values: floatsBehind(bytes, 2, rows * cols) };
+  return { rows, cols, values: floatsAfter(bytes, 2, rows * cols) };
 }
 
-// Net n (1 to 25): its matrices, and the shape of its input, which follows from two of the files.
+// Net n (1 to 25): its matrices, and the shape of its input, which two of the files determine.
 function readNet(folder, n) {
   const stages = [1, 2, 3, 4].map((stage) => ({
     weights: readMatrix(folder, `${stage}-${n}-1`),

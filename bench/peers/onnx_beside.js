@@ -1,15 +1,15 @@
-// The second thread of the form with two sessions side by side (see onnx_forms.js).
+// The second thread of the setup with two sessions (see onnx_setups.js).
 'use strict';
 
 const { parentPort, workerData } = require('worker_threads');
-const { ASKED, DONE, FAILED, spinUntil } = require('./onnx_forms.js');
+const { ASKED, DONE, FAILED, spinUntil } = require('./onnx_setups.js');
 const { openSession } = require('./onnx_session.js');
 
 async function serve({ work, model, options, outputs, shared }) {
   const run = await openSession(work, model, options, outputs);
   parentPort.postMessage('open');
   try {
-    // Ends with the process.
+    // Until the process exits.
     for (let round = 1; ; ++round) {
       spinUntil(shared, ASKED, round);
       await run();

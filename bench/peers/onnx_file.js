@@ -1,13 +1,13 @@
-// Writes nets as ONNX models: one or several nets side by side in one graph.
+// Writes one or several nets as an ONNX model with a single graph.
 'use strict';
 
 const { bytes, integer, message } = require('./protobuf.js');
 
 const IR_VERSION = 8;
 const OPERATOR_SET = 17;
-const ROWS = 2; // the patch and its mirrored form
+const ROWS = 2; // the patch and its mirror image
 
-// Numbers of the fields of onnx.proto, and of its two enumerations that are used here.
+// Field numbers of onnx.proto, and the values of its enumerations that are used here.
 const Model = { irVersion: 1, producer: 2, graph: 7, operatorSet: 8 };
 const OperatorSet = { version: 2 };
 const Graph = { node: 1, name: 2, initializer: 5, input: 11, output: 12 };
@@ -31,7 +31,7 @@ function attribute(name, value) {
   return message(Node.attribute, [bytes(Attribute.name, name), ...content]);
 }
 
-// One node, whose name is that of its output.
+// A node, named after its output.
 function node(type, inputs, output, attributes = {}) {
   return message(Graph.node, [
     ...inputs.map((input) => bytes(Node.input, input)),
@@ -42,7 +42,7 @@ function node(type, inputs, output, attributes = {}) {
   ]);
 }
 
-// Raw data is little-endian, as every machine is that ONNX Runtime has a package for.
+// Raw data is little-endian, like every machine for which ONNX Runtime has a package.
 function initializer(name, dims, values) {
   return message(Graph.initializer, [
     ...dims.map((dim) => integer(Tensor.dims, dim)),
@@ -59,8 +59,8 @@ function valueInfo(field, name, dims) {
                          message(ValueInfo.type, [message(Type.tensor, tensor)])]);
 }
 
-// A file keeps one filter in a column, ONNX in a row. Within a filter the order is the same:
-// channel after channel, row after row. Neither flips the filter.
+// A model file stores a filter in a column, ONNX in a row. Within a filter the order is the same:
+// channels, then rows. Neither flips the filter.
 function transposed(matrix) {
   const { rows, cols, values } = matrix;
   const result = new Float32Array(values.length);
@@ -70,7 +70,7 @@ function transposed(matrix) {
   return result;
 }
 
-// Convolution and rectifier. Returns the nodes, with the shape of the output.
+// Convolution and rectifier. Returns the nodes and the shape of the output.
 function convolution(prefix, stage, source, shape) {
   const { weights, biases } = stage;
   const size = Math.sqrt(weights.rows / shape.channels);
@@ -85,15 +85,15 @@ function convolution(prefix, stage, source, shape) {
   return { parts, output };
 }
 
-// All sides that are pooled in these nets are even, so that rounding down or up is all the same.
+// All sides that these nets pool are even, so it does not matter how ONNX rounds.
 function pooling(name, source, shape) {
   if (shape.side % 2 !== 0) throw new Error(`${name} would have to pool an odd side`);
   const parts = [node('MaxPool', [source], name, { kernel_shape: [2, 2], strides: [2, 2] })];
   return { parts, output: { channels: shape.channels, side: shape.side / 2 } };
 }
 
-// fc's two products, the second on top of the first. One product of joined inputs and joined
-// weights takes ONNX Runtime as long.
+// The two products of fc; the second is added to the first. A single product of concatenated inputs
+// and weights takes ONNX Runtime the same time.
 function fullyConnected(prefix, net) {
   const [first, second] = net.fcWeights;
   return [
@@ -131,7 +131,7 @@ function partsOfNet(net) {
   return parts;
 }
 
-// The bytes of a model that holds these nets, each with its own input and output.
+// The bytes of a model with these nets, each with its own input and output.
 function onnxModel(nets) {
   const graph = [bytes(Graph.name, 'nets'), ...nets.flatMap(partsOfNet)];
   return Buffer.concat([

@@ -1,4 +1,4 @@
-// A session of ONNX Runtime with the inputs that belong to it.
+// A session of ONNX Runtime with its inputs.
 'use strict';
 
 const fs = require('fs');
@@ -12,7 +12,7 @@ function loadRuntime(work) {
   return require(path.join(work, 'node_modules', 'onnxruntime-node'));
 }
 
-// A model names its inputs; where the matrix of each starts, prepare.js has written down.
+// inputs.json has the offset of each input, in floats.
 function inputTensors(runtime, work, metadata) {
   const bytes = fs.readFileSync(path.join(work, 'inputs.bin'));
   const floats = new Float32Array(Uint8Array.from(bytes).buffer);
@@ -24,8 +24,8 @@ function inputTensors(runtime, work, metadata) {
   }));
 }
 
-// Resolves to a function that runs the model once and puts what its nets give into `outputs`, the
-// array of all nets.
+// Resolves to a function that runs the model once and stores the outputs of its nets in `outputs`,
+// which has room for all 25 nets.
 async function openSession(work, model, options, outputs) {
   const runtime = loadRuntime(work);
   const session = await runtime.InferenceSession.create(path.join(work, model), {
@@ -34,13 +34,13 @@ async function openSession(work, model, options, outputs) {
     ...options,
   });
   const feeds = inputTensors(runtime, work, session.inputMetadata);
-  const places = session.outputNames.map((name) => {
+  const targets = session.outputNames.map((name) => {
     const net = Number(/^net(\d+)_/.exec(name)[1]);
     return { name, start: (net - 1) * NET_FLOATS };
   });
   return async () => {
     const results = await session.run(feeds);
-    for (const { name, start } of places) outputs.set(results[name].data, start);
+    for (const { name, start } of targets) outputs.set(results[name].data, start);
   };
 }
 

@@ -1,11 +1,11 @@
-// onnx_stage.js FORM WORK SECONDS OUTPUTS
+// onnx_stage.js SETUP WORK SECONDS OUTPUTS
 //
-// One turn of ONNX Runtime: runs the nets in the given form for about so many seconds, prints what
-// a run took as a line of JSON, and writes what the nets gave in the last run.
+// One turn of ONNX Runtime. Runs the nets in the given setup for about SECONDS seconds, prints the
+// time per run as a line of JSON, and writes the nets' outputs in the last run to the file OUTPUTS.
 'use strict';
 
 const fs = require('fs');
-const { forms } = require('./onnx_forms.js');
+const { setups } = require('./onnx_setups.js');
 const { OUTPUT_FLOATS } = require('./onnx_session.js');
 
 const WARM_UP_RUNS = 5;
@@ -24,16 +24,16 @@ async function timedRuns(run, seconds) {
   return times.sort((a, b) => a - b);
 }
 
-async function main([form, work, seconds, outputFile]) {
-  // Shared, since in one form two threads write to it.
+async function main([setup, work, seconds, outputFile]) {
+  // Shared, because two threads write to it in one of the setups.
   const outputs = new Float32Array(new SharedArrayBuffer(4 * OUTPUT_FLOATS));
-  const run = await forms[form].open(work, outputs);
+  const run = await setups[setup].open(work, outputs);
   for (let i = 0; i < WARM_UP_RUNS; ++i) await run();
   const times = await timedRuns(run, Number(seconds));
   fs.writeFileSync(outputFile, Buffer.from(outputs.buffer));
   const middle = times[Math.floor(times.length / 2)];
   console.log(JSON.stringify({ minimum: times[0], median: middle, runs: times.length }));
-  // The second thread and the runtime's pools would keep the process alive.
+  // The second thread and the runtime's thread pools would keep the process alive.
   process.exit(0);
 }
 

@@ -1,8 +1,8 @@
 // prepare.js MODEL WORK
 //
-// Writes into the folder WORK what both engines are given: the nets of the model folder MODEL as
-// ONNX files; inputs.bin, one sample matrix of two rows for each net, all behind each other; and
-// inputs.json, at which float the matrix of each input starts.
+// Writes the inputs of both engines to the folder WORK: the nets of the model folder MODEL as ONNX
+// files; inputs.bin, the concatenated sample matrices, two rows for each net; and inputs.json, the
+// offset of each matrix in floats.
 'use strict';
 
 const fs = require('fs');
@@ -10,7 +10,7 @@ const path = require('path');
 const { readNets } = require('./model_folder.js');
 const { ROWS, inputName, onnxModel } = require('./onnx_file.js');
 
-// Multiply-adds of one row, for spreading the nets over two threads.
+// Multiply-adds for one row, to distribute the nets over two threads.
 function workOf(net) {
   let side = net.side;
   let work = net.fcWeights[0].values.length + net.fcWeights[1].values.length;
@@ -24,7 +24,7 @@ function workOf(net) {
   return work;
 }
 
-// Two groups of nearly equal work: the heaviest net first, each to the group with less so far.
+// Two groups of nearly equal work: the nets in descending order of work, each to the smaller group.
 function halves(nets) {
   const groups = [{ work: 0, nets: [] }, { work: 0, nets: [] }];
   for (const net of [...nets].sort((a, b) => workOf(b) - workOf(a))) {
@@ -35,7 +35,7 @@ function halves(nets) {
   return groups.map((group) => group.nets);
 }
 
-// Pixels less their mean lie some dozens to either side of zero. The same numbers on every run.
+// Pixels minus their mean are within some dozens of zero. The same numbers in every run.
 function sampleFloats(count) {
   const floats = new Float32Array(count);
   let state = 1;
@@ -50,7 +50,6 @@ const [model, work] = process.argv.slice(2);
 const nets = readNets(model);
 const write = (name, bytes) => fs.writeFileSync(path.join(work, name), bytes);
 
-nets.forEach((net) => write(`${net.name}.onnx`, onnxModel([net])));
 write('all.onnx', onnxModel(nets));
 halves(nets).forEach((half, i) => write(`half${i + 1}.onnx`, onnxModel(half)));
 

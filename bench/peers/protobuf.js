@@ -1,5 +1,5 @@
-// The few forms of the protocol buffer encoding that an ONNX file needs: a message is the
-// concatenation of its fields, each a tag, then a varint or a counted run of bytes.
+// The parts of the protocol buffer encoding that an ONNX file needs. A message is the concatenation
+// of its fields; a field is a tag followed by a varint, or by a byte count and the bytes.
 'use strict';
 
 const VARINT = 0;
@@ -23,7 +23,7 @@ function integer(field, value) {
   return Buffer.concat([tag(field, VARINT), varint(value)]);
 }
 
-// A text, raw bytes or a message.
+// A string, raw bytes or a message.
 function bytes(field, value) {
   const content = Buffer.isBuffer(value) ? value : Buffer.from(value);
   return Buffer.concat([tag(field, COUNTED), varint(content.length), content]);
