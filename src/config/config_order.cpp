@@ -1,12 +1,9 @@
 #include "config/config_order.h"
 
-#include <cstring>
+#include <algorithm>
 
 namespace facefeature {
 namespace {
-
-// From this many pointers on, one block move is faster than a loop. The result is the same.
-constexpr uint32_t kBlockMoveFrom = 28;
 
 // One search serves sections and entries: it asks for the name at an index and knows nothing else
 // about the array.
@@ -52,22 +49,6 @@ int32_t closedRangeSearch(const void* array, uint32_t count, const char* name, N
   return -1;
 }
 
-// Moves the pointers from index on up by one; array holds count of them.
-void openGap(void* array, uint32_t count, uint32_t index) {
-  constexpr size_t kWidth = sizeof(void*);
-  static_assert(sizeof(const char*) == kWidth && sizeof(ConfigSection*) == kWidth,
-                "both arrays hold plain pointers");
-  char* const gap = static_cast<char*>(array) + index * kWidth;
-  const uint32_t moving = count - index;
-  if (moving >= kBlockMoveFrom) {
-    std::memmove(gap + kWidth, gap, moving * kWidth);
-    return;
-  }
-  for (char* slot = gap + moving * kWidth; slot > gap; slot -= kWidth) {
-    std::memcpy(slot, slot - kWidth, kWidth);
-  }
-}
-
 }  // namespace
 
 int32_t compareNames(const char* sought, const char* element) {
@@ -81,13 +62,13 @@ int32_t compareNames(const char* sought, const char* element) {
 
 void insertSorted(const char** array, uint32_t count, const char* element) {
   const uint32_t index = lowerBound(array, count, element, entryNameAt);
-  openGap(array, count, index);
+  std::copy_backward(array + index, array + count, array + count + 1);
   array[index] = element;
 }
 
 void insertSorted(ConfigSection** array, uint32_t count, ConfigSection* element) {
   const uint32_t index = lowerBound(array, count, element->name, sectionNameAt);
-  openGap(array, count, index);
+  std::copy_backward(array + index, array + count, array + count + 1);
   array[index] = element;
 }
 

@@ -8,14 +8,19 @@ namespace facefeature {
 namespace {
 
 constexpr int32_t kLanes = 4;
-constexpr int32_t kGroups = 4;  // of lanes: enough sums in flight to hide how long one takes
+
+// Groups of lanes in a block, which hide the latency of an addition. Both projections, read from
+// memory, take 2.7 ms with one group, 2.1 to 2.3 with two to six, and 2.4 with eight (minima of 80
+// runs in turns, Intel Xeon with AVX-512).
+constexpr int32_t kGroups = 4;
 constexpr int32_t kBlockRows = kLanes * kGroups;
 
-// How far ahead a row is asked for, in floats. The rows are 32 kB apart, and the processor's own
-// prefetching follows fewer of them than a block has.
+// Prefetch distance in floats. The rows are 32 kB apart, and the processor's own prefetcher follows
+// fewer of them than a block has. The same measurement gives 2.4 ms without prefetching, 2.1 to 2.2
+// with distances from 32 to 128, and 2.3 or more from 256.
 constexpr int32_t kAhead = 64;
 
-// Four columns of four rows, turned so that each register holds a column: a lane a row.
+// Four columns of four rows, transposed: each register holds a column, with one lane per row.
 struct Columns {
   __m128 column[kLanes];
 };
@@ -27,8 +32,8 @@ Columns loadColumns(const float* rows, int64_t stride) {
   return c;
 }
 
-// Groups times four rows. Each lane adds in column order, one rounding for the product and one for
-// the sum, so it ends on the bits of the plain loop.
+// Projects groups * kLanes rows. Each lane adds in column order, with one rounding for the product
+// and one for the sum, so the result is bit-identical to the plain loop.
 void projectGroups(const float* matrix, int32_t groups, int32_t cols, const float* x,
                    float* products) {
   __m128 sums[kGroups];
