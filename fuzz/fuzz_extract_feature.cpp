@@ -1,16 +1,17 @@
-// Is any request either rejected without a trace or answered with one feature, whatever the kernel
-// set and the plan? Any bytes describe the call: a picture of any size and any stride, also a
-// negative one or one that lets rows overlap, with not a byte around it; and a record of any count,
-// ids and coordinates. The picture and the record are as long as the arguments say: nothing can be
-// judged about memory.
+// Checks that every request is either rejected without side effects or gives one feature, whatever
+// the kernel set and the patch plan. Input: any bytes. They describe a call: a picture of any size
+// and stride (also negative strides, and strides that make rows overlap), in a block of exactly the
+// bytes that it needs; and a record with any count, ids and coordinates. The picture and the record
+// always have the memory that the arguments promise, because the library can't check that.
 //
-// A request that a plain reading of the contract rejects gives 502 quiet NaNs, and nothing else
-// changes; any other gives the same bits with each kernel set, a second time, and whatever stood in
-// the scratch faces, in the feature and in the word that nothing reads.
+// A request that the contract rejects, according to an independent reading of it, must give 502
+// quiet NaNs and change nothing else. Any other request must give the same bits with each kernel
+// set and again in a second call, whatever the scratch faces, the feature and the reserved word
+// contain before.
 //
-// One engine serves all inputs. Its means and projections have the library's sizes and made-up
-// numbers; its nets are smaller than the library's, a pooling and a product, or a call would take
-// seconds in a build with sanitizers. What layers may do is fuzz_nets' question.
+// One engine serves all inputs. Its means and projections have the library's sizes and synthetic
+// numbers. Its nets are smaller than the library's, a pooling layer and a product, because a call
+// would otherwise take seconds in a build with sanitizers. fuzz_nets checks what layers do.
 #include <omp.h>
 
 #include <algorithm>
@@ -43,7 +44,7 @@ using facefeature_fuzz::Input;
 using facefeature_fuzz::requireSameBytes;
 using Bytes = std::vector<uint8_t>;
 
-// Rising and falling numbers about 0, a period of their own for each array.
+// A sawtooth about 0 with this period.
 void fillWave(float* values, int32_t count, int32_t period, float height) {
   for (int32_t i = 0; i < count; ++i) {
     const int32_t place = i % period;
@@ -93,12 +94,12 @@ FeatureEngine* sharedEngine() {
   return engine;
 }
 
-// The arguments of a call, and what they point at.
+// The arguments of a call, and the memory that they refer to.
 struct Request {
   bool hasEngine, hasFeature, hasPixels, hasLandmarks;
   int32_t width, height, stride;
   Bytes picture;
-  size_t topRow;  // where in the picture pixels points
+  size_t topRow;  // offset of pixels in the picture
   Bytes record;
 
   const uint8_t* pixels() const { return hasPixels ? picture.data() + topRow : nullptr; }
@@ -116,7 +117,7 @@ int32_t anyStride(Input& input, int32_t width, int32_t height) {
   return input.byte() % 4 == 0 ? -stride : stride;
 }
 
-// Memory from the first byte of the lowest row to the last byte of the highest one.
+// Memory from the first byte of the lowest row to the last byte of the highest row.
 void addPicture(Input& input, Request& request) {
   const bool isLong = input.byte() % 16 == 0;
   request.width = input.integer(2, isLong ? 3000 : 60);
@@ -127,7 +128,7 @@ void addPicture(Input& input, Request& request) {
   request.topRow = static_cast<size_t>(std::max<int64_t>(-reach, 0));
   request.picture.resize(static_cast<size_t>(std::abs(reach)) +
                          3 * static_cast<size_t>(request.width));
-  // So that rows differ from each other although most of their bytes are the input's over again.
+  // Rows must differ, although most of their bytes repeat the input.
   uint8_t pattern[256];
   for (uint8_t& byte : pattern) byte = input.byte();
   for (size_t i = 0; i < request.picture.size(); ++i) {
@@ -145,8 +146,8 @@ int32_t anyId(Input& input) {
   return input.byte() % 4 == 0 ? kOdd[input.integer(0, 5)] : input.integer(0, 317);
 }
 
-// The face seen from the front, each point moved a little, in any order. A wild record has any
-// floats among its coordinates; some have other ids, or more or fewer of them.
+// A frontal face with each point moved a little, in any order. A wild record has any floats among
+// its coordinates; some records have other ids, or more or fewer entries.
 std::vector<Landmark> anyEntries(Input& input) {
   const float scale = static_cast<float>(input.integer(1, 600)) * 0.01f;
   const float x = static_cast<float>(input.integer(-60, 120));
@@ -209,7 +210,7 @@ Request anyRequest(Input& input) {
   return request;
 }
 
-// The contract, read plainly.
+// Whether the contract accepts the request.
 bool isAccepted(const Request& request) {
   if (!request.hasPixels || !request.hasLandmarks) return false;
   if (request.width < 2 || request.height < 2 || request.landmarks()->count < 0) return false;
@@ -222,7 +223,7 @@ bool isAccepted(const Request& request) {
   return kept == 25;
 }
 
-// The feature after a call, where it was full of mark before.
+// The feature after a call, if every element is mark before.
 std::vector<float> extracted(const Request& request, float mark,
                              PatchPlan plan = PatchPlan::kSharedFrames) {
   std::vector<float> feature(kFeatureFloats, mark);
@@ -267,7 +268,7 @@ void checkAccepted(Request& request, bool withOtherSets) {
   std::memcpy(&request.record[4], &word, sizeof word);
   requireFeature(wanted, request, 2.0f);
   std::memcpy(&request.record[4], &nothing, sizeof nothing);
-  // They take several times as long, so they are tried with some of the requests.
+  // These variants take several times as long, so only some of the requests use them.
   if (!withOtherSets) return;
   for (const facefeature::KernelSet* set : facefeature_test::runnableKernelSets()) {
     const facefeature_test::ScopedKernels active(*set);

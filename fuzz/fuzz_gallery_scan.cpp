@@ -1,5 +1,6 @@
-// Scores of all sets of scan kernels: any features and probes, every set against CompareFeatures,
-// bit by bit. Arrays have exactly their size, so that sanitizers see a read beside them.
+// Compares the scores of all sets of scan kernels with CompareFeatures, bit by bit, for any
+// features and probes. Arrays have exactly their size, so that sanitizers detect a read outside
+// them.
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -31,7 +32,7 @@ std::vector<FeatureVector> anyFeatures(Input& input, int32_t count) {
   return features;
 }
 
-// On the heap, without room to spare.
+// On the heap, in a block of exactly their size.
 std::unique_ptr<float[]> exactCopy(const std::vector<FeatureVector>& features) {
   std::unique_ptr<float[]> copy(new float[features.size() * 502]);
   if (!features.empty()) std::memcpy(copy.get(), features.data(), 2008 * features.size());

@@ -1,6 +1,6 @@
-// Every kernel of every set against the plain one, bit by bit. Any bytes: the first chooses the
-// kernel, those that follow its sizes, how its arrays are aligned, and their values. The arrays
-// have not a float too many, so that a checker of memory accesses sees a step beside them.
+// Compares every kernel of every set with the plain one, bit by bit. Input: any bytes. The first
+// one chooses the kernel; the next ones give the sizes, alignments and values of its arrays. The
+// arrays have exactly their size, so that sanitizers detect an access outside them.
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -25,7 +25,7 @@ using facefeature_fuzz::Input;
 using facefeature_fuzz::requireSameBytes;
 using facefeature_fuzz::requireSameFloats;
 
-// A copy that starts some floats into its storage and ends with it.
+// A copy that starts some floats after the beginning of its storage and ends with it.
 class Placed {
  public:
   Placed(Input& input, const std::vector<float>& values)
@@ -119,7 +119,7 @@ FrameRect anyRect(Input& input) {
   return {left, top, input.integer(left, kCanonicalSide), input.integer(top, kCanonicalSide)};
 }
 
-// Takes the rectangle from one frame into another.
+// Transforms the rectangle from one frame to another.
 void copyRect(const std::vector<uint8_t>& from, const FrameRect& rect, int32_t channels,
               std::vector<uint8_t>& to) {
   for (int32_t y = rect.top; y < rect.bottom; ++y) {
@@ -128,7 +128,8 @@ void copyRect(const std::vector<uint8_t>& from, const FrameRect& rect, int32_t c
   }
 }
 
-// A part of a warp is what the whole warp has there, and gray values may be made before or within.
+// A part of a warp must equal the same part of the whole warp, whether gray values are computed
+// before the warp or within it.
 void checkWarps(Input& input) {
   const int32_t width = input.integer(2, 30), height = input.integer(2, 30);
   const int32_t step = 3 * width + input.integer(0, 9);

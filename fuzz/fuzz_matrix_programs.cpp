@@ -1,17 +1,17 @@
-// Programs of operations on a few matrices against naive models (tests/support/reference_matrix.h).
-// Any bytes: they choose the operations, which matrices take part, shapes, orders and values.
+// Compares programs of operations on a few matrices with naive models
+// (tests/support/reference_matrix.h). Input: any bytes. They choose the operations, the matrices,
+// shapes, orders and values.
 //
-// After each operation the target must have the shape, order, owner, place of the buffer and values
-// of its model, to the bits (any NaN equals any other), and no float of any other storage may have
-// changed. Where the package multiplies and adds it may round once or twice and nothing else; a
-// product of matrices must be exact for small whole numbers, and within the bound of its sums for
-// others.
+// After each operation the target must have the shape, order, ownership, buffer and values of its
+// model, bit by bit (any NaN equals any other), and no float of any other storage may have changed.
+// If an operation multiplies and adds, it may round once or twice. A product of matrices must be
+// exact for small whole numbers, and within the error bound of its sums for others.
 //
-// Domain: sides from 0 to 40, both orders; matrices that own, views of foreign floats, and views of
-// each other, of which a target may be one if its element count stays. What an operation reads
-// shares no storage with its target, but that target may be the matrix itself, where it may. Shapes
-// of operands agree, but vectors may be too short. No view outlives its storage. Sizes that must be
-// refused are asked for, too, where a refusal is promised.
+// Domain: sides from 0 to 40 and both orders. Matrices own their storage, or are views of separate
+// floats or of each other; a view may be a target if its element count does not change. The
+// operands share no storage with the target, except that the target may be the matrix itself where
+// the operation allows it. Shapes of operands agree, but vectors may be too short. No view outlives
+// its storage. Sizes that an operation promises to reject are tried, too.
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -339,7 +339,8 @@ void multiply(MatrixOperands& operands) {
   }
 }
 
-// Biases of any shape, cut off at the end of the room; a write past it shows in the storage.
+// Biases of any shape, cut off at the end of their storage. A write outside them would change other
+// floats of the storage.
 void addBiases(MatrixOperands& operands) {
   Slot &biases = operands.anySlot(), &target = operands.anySlot();
   if (target.storage == nullptr || target.sharesWith(biases) || target.order != 111) return;

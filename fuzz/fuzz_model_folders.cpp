@@ -1,10 +1,11 @@
-// What do the readers of model files make of files that are cut, too long, missing, or lie about
-// their length? Any bytes: the first chooses the kind of file, those that follow its header, its
-// length and its numbers. Each kind goes through its real reader, on files of a few kilobytes.
+// Checks how the readers of model files handle files that are truncated, too long, missing, or have
+// a wrong length in their header. Input: any bytes. The first one chooses the kind of file; the
+// next ones give its header, its length and its numbers. Each kind passes through its real reader,
+// in files of a few kilobytes.
 //
-// The result is what a plain reading of the same bytes gives, byte for byte: what a file lacks is
-// 0, or stays as it was in a patch mean; a patch mean runs on into the next slots and ends with the
-// last one; a shape that no memory holds is std::bad_alloc.
+// The result must be that of an independent reader of the same bytes, byte for byte. What a file
+// lacks is 0, or keeps its value in a patch mean. A long patch mean continues into the next slots
+// up to the last one. A shape that exceeds the memory throws std::bad_alloc.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -37,7 +38,7 @@ using facefeature_fuzz::MemoryScope;
 using facefeature_fuzz::requireSameBytes;
 using Bytes = std::vector<uint8_t>;
 
-// More than the largest of the files here has, so that only a header can ask for too much.
+// More than the largest of the files here needs, so that only a header can ask for too much.
 constexpr size_t kMostBytes = size_t{1} << 18;
 
 std::string pathOf(const std::string& name) { return facefeature_test::modelFolder() + "/" + name; }
@@ -48,7 +49,7 @@ void appendNumber(Bytes& bytes, int32_t number) {
   }
 }
 
-// The number at this place of a file, or what stands in its way: less than four bytes.
+// The 32-bit number at this offset, or nothing if the file has fewer than four bytes there.
 bool readNumber(const Bytes& bytes, size_t at, int32_t& number) {
   if (bytes.size() < at + 4) return false;
   uint32_t bits = 0;
@@ -72,14 +73,14 @@ void appendBody(Input& input, size_t count, Bytes& bytes) {
   for (size_t i = 0; i < count; ++i) bytes.push_back(input.byte());
 }
 
-// Now and then cut anywhere.
+// Occasionally truncated at any offset.
 void cutSometimes(Input& input, Bytes& bytes) {
   if (input.byte() % 4 != 0) return;
   const size_t wanted = static_cast<size_t>(input.integer(0, 65535));
   bytes.resize(std::min(bytes.size(), bytes.size() * wanted / 65535));
 }
 
-// Writes the file, or sees to it that there is none, or that a folder is in its place.
+// Writes the file, removes it, or replaces it by a folder.
 bool putFile(Input& input, const std::string& name, const Bytes& bytes) {
   const uint8_t way = input.byte();
   std::filesystem::remove(pathOf(name));
@@ -94,7 +95,7 @@ uint8_t* meanBytes() { return reinterpret_cast<uint8_t*>(facefeature::patchMeans
 void checkPatchMean(Input& input) {
   static Bytes wanted(sizeof facefeature::patchMeans, 0);
   const int32_t n = input.flag() ? input.integer(22, 25) : input.integer(1, 25);
-  // A long one reaches beyond its own slot, and the last ones beyond all slots.
+  // A long mean extends beyond its own slot, and the last ones beyond all slots.
   const int32_t floats =
       input.byte() % 8 == 0 ? input.integer(9000, 3 * 9075) : input.integer(0, 64);
   Bytes bytes;
@@ -155,11 +156,11 @@ LayerFile anyLayerFile(Input& input, const std::string& name) {
   return file;
 }
 
-// Rows, columns and floats as a plain reading has them.
+// Rows, columns and floats, according to an independent reader.
 struct PlainMatrix {
-  bool fits;  // into memory; there is no matrix otherwise
+  bool fits;  // in memory; there is no matrix otherwise
   int32_t rows, cols;
-  Bytes floats;  // row by row
+  Bytes floats;  // row-major
 };
 
 PlainMatrix plainlyRead(const LayerFile& file) {

@@ -1,12 +1,12 @@
-// Does any net either run or fail in one of the documented ways, the same with all kernel sets? Any
-// bytes describe a text with all twelve types of layer, its weight files and its data
-// (net_maker.h), or they are the text themselves. A text whose data layer owns its output is left
-// out: it would free a matrix of its caller's.
+// Checks that every net either runs or fails in one of the documented ways, and behaves the same
+// with all kernel sets. Input: any bytes. They describe a text with all twelve types of layer, its
+// weight files and its data (net_maker.h), or they are the text themselves. Texts whose data layer
+// owns its output are skipped, because such a layer frees a matrix of its caller.
 //
-// From the construction on there is no ending but the run's, std::out_of_range, std::bad_alloc and
-// a data layer's text; or the line and the exit status of a text with an unknown keyword, and
-// exactly then. After a run all outputs of all layers have the same bits with each set, whatever
-// stood in the memory before, and again after a second run on other numbers.
+// A construction and a run may end only by returning, by std::out_of_range, by std::bad_alloc or
+// with a data layer's message; or, exactly if the text has an unknown keyword, with the documented
+// line and exit status. After a run, all outputs of all layers must have the same bits with each
+// set, whatever the memory contained before, and again after a second run on other numbers.
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -49,7 +49,8 @@ using facefeature_fuzz::MadeMatrix;
 using facefeature_fuzz::MadeNet;
 using facefeature_fuzz::MemoryScope;
 
-// Large enough for what fits together, and small enough that no loop over two of them is long.
+// Large enough for every net whose layers fit together, and small enough to keep loops over two of
+// its arrays short.
 constexpr size_t kMostBytes = size_t{1} << 16;
 
 enum class Ending { kDone, kOutOfRange, kOutOfMemory, kText };
@@ -85,7 +86,7 @@ Output outputOf(const Matrix* matrix) {
 struct Outcome {
   Ending construction;
   std::vector<Ending> runs;
-  std::vector<Output> outputs;  // of all layers and of all data, run after run
+  std::vector<Output> outputs;  // of all layers and of all data, run by run
 };
 
 std::vector<std::unique_ptr<Matrix>> dataOf(const MadeNet& made, size_t run) {
@@ -103,7 +104,7 @@ Outcome runWith(const KernelSet& set, const MadeNet& made) {
   constexpr size_t kRuns = 2;
   const facefeature_test::ScopedKernels active(set);
   Outcome outcome = {Ending::kDone, {}, {}};
-  // A layer may look at the data of an earlier run until it runs again.
+  // A layer may use the data of an earlier run until it runs again.
   std::vector<std::unique_ptr<Matrix>> data[kRuns];
   std::unique_ptr<ConvNet> net;
   outcome.construction = endingOf([&] { net = std::make_unique<ConvNet>(0, made.text.c_str()); });
@@ -112,7 +113,7 @@ Outcome runWith(const KernelSet& set, const MadeNet& made) {
     std::vector<Matrix*> inputs;
     for (const auto& matrix : data[run]) inputs.push_back(matrix.get());
     outcome.runs.push_back(endingOf([&] { net->forward(inputs); }));
-    // What a run that throws leaves half done is nobody's to read.
+    // The result of a run that throws is undefined and must not be read.
     if (outcome.runs.back() != Ending::kDone) break;
     for (facefeature::Layer* layer : net->layers) {
       outcome.outputs.push_back(outputOf(layer->getActivations()));
@@ -137,11 +138,11 @@ void requireSame(const Outcome& wanted, const Outcome& got) {
   }
 }
 
-// In a child, since it ends the process. The library's exit comes here before the fuzzing engine's
-// own handler, which would take it for a find.
+// In a child process, because it calls exit(). The library's exit() is caught here before the
+// fuzzing engine's own handler, which would report it as a crash.
 [[noreturn]] void endChild(int status, void* /*unused*/) {
   std::fflush(stdout);
-  // Some OpenMP runtimes have made a file for the child, and leave it behind otherwise.
+  // Some OpenMP runtimes create a file for the child, which would otherwise be left behind.
   omp_pause_resource_all(omp_pause_hard);
   _exit(status);
 }
@@ -166,7 +167,8 @@ bool endsWith(const std::string& text, const std::string& end) {
   return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
 }
 
-// The construction prints the line and exits with 1, if nothing was thrown before it came so far.
+// The construction prints the line and exits with status 1, unless it has thrown an exception
+// before.
 void checkFatalText(const MadeNet& made, const std::string& reason) {
   int ends[2];
   std::fflush(stdout);
@@ -185,7 +187,7 @@ void checkFatalText(const MadeNet& made, const std::string& reason) {
   if (!endsWith(printed, "Error creating ConvNet: " + reason + "\n")) fail("a fatal line", 0);
 }
 
-// The folder holds these files and no other.
+// Makes these files the only ones in the folder.
 void putFiles(const MadeNet& made) {
   static const std::string folder = facefeature_test::modelFolder() + "/";
   static std::vector<std::string> standing;
@@ -222,7 +224,7 @@ void checkNet(const MadeNet& made) {
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  // Products are to be summed in one order.
+  // With one thread, so that a forked child has no worker threads to wait for.
   omp_set_num_threads(1);
   if (size > 0 && data[0] == '[') {
     checkNet(facefeature_fuzz::netOfText(std::string(data, data + size)));

@@ -1,6 +1,6 @@
-// BuildPatchMatrices with every plan, with and without a gray image, against the plain plan: 25
-// matrices and both faces of the engine. Any bytes: they choose the picture's size, its
-// rows and pixels, and the coordinates of a record of 29 entries.
+// Compares BuildPatchMatrices with every plan, with and without a gray image, with the plain plan:
+// the 25 matrices and both scratch faces of the engine. Input: any bytes. They choose the size,
+// stride and pixels of the picture, and the coordinates of a record of 29 entries.
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -21,7 +21,7 @@ using facefeature::Matrix;
 using facefeature::PatchPlan;
 using facefeature_fuzz::Input;
 
-// The photograph, with not a byte behind its last pixel.
+// The photograph, in a block that ends with its last pixel.
 struct Photograph {
   int32_t width, height, stride;
   std::unique_ptr<uint8_t[]> storage;
@@ -47,7 +47,7 @@ const int32_t kIds[facefeature::kModelPointCount] = {
     0,   1,   2,   3,   4,   5,   6,   9,   10,  11,  12,  13,  43,  44, 45,
     200, 221, 222, 223, 225, 226, 227, 240, 241, 300, 302, 314, 315, 316};
 
-// The face seen from the front, each point moved a little. A wild record has any floats among its
+// A frontal face with each point moved a little. A wild record has any floats among its
 // coordinates.
 std::vector<Landmark> anyEntries(Input& input) {
   const float scale = static_cast<float>(input.integer(1, 600)) * 0.01f;

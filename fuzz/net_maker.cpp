@@ -49,7 +49,7 @@ void NetMaker::addLine(const std::string& key, const std::string& value) {
   if (!rarely(96)) layer_.section += key + "=" + value + "\n";
 }
 
-// The floats of the file, or fewer or other ones than its header tells.
+// The floats of the file, sometimes fewer or others than its header says.
 std::string NetMaker::addFile(int32_t rows, int32_t cols) {
   const size_t count = static_cast<size_t>(rows) * static_cast<size_t>(cols);
   const std::string name = "f" + std::to_string(net_.files.size());
@@ -69,13 +69,13 @@ void NetMaker::addData() {
   const size_t count = static_cast<size_t>(rows) * static_cast<size_t>(cols);
   layer_ = {"data" + std::to_string(net_.data.size()), "type=data\n", shape};
   addLine("dataIdx", number(static_cast<int32_t>(net_.data.size())));
-  // Never missing and never negative: it would free a matrix of its caller's.
+  // Never missing and never negative, because the layer would then free a matrix of its caller.
   layer_.section += rarely(16) ? "actsTarget=7\n" : "actsTarget=0\n";
   net_.data.push_back({rows, cols, input_.floats(count)});
   layers_.push_back(layer_);
 }
 
-// Mostly one input, and of several mostly those of the same shape.
+// Usually one input. Several inputs usually have the same shape.
 std::vector<size_t> NetMaker::chooseInputs(size_t most) {
   const int32_t last = static_cast<int32_t>(layers_.size()) - 1;
   std::vector<size_t> inputs;

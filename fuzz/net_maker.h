@@ -1,4 +1,5 @@
-// Nets that an input describes: a text, the files that it names, and the matrices that it runs on.
+// Makes nets from fuzzing inputs: a text, the files that it names, and the matrices on which it
+// runs.
 #ifndef FACEFEATURE_FUZZ_NET_MAKER_H
 #define FACEFEATURE_FUZZ_NET_MAKER_H
 
@@ -13,13 +14,13 @@ namespace facefeature_fuzz {
 // A file of the model folder.
 struct MadeFile {
   std::string name;
-  bool stands;  // missing otherwise
+  bool stands;  // if false, the file is missing
   std::vector<uint8_t> bytes;
 };
 
 struct MadeMatrix {
   int32_t rows, cols;
-  std::vector<float> values;  // row by row
+  std::vector<float> values;  // row-major
 };
 
 struct MadeNet {
@@ -28,16 +29,16 @@ struct MadeNet {
   std::vector<MadeMatrix> data;
 };
 
-// Makes a net in which most things fit each other, so that it is built and runs to its end, and any
-// of them now and then do not: a number is another one or no number, a line is missing, a file lies
-// about its shape, an input is no layer, a letter of the text is another one.
+// Makes a net whose parts mostly fit together, so that most nets are built and run to the end. Any
+// part may occasionally not fit: a number is wrong or not a number, a line is missing, a file has a
+// wrong shape in its header, an input is not a layer, or a letter of the text is replaced.
 class NetMaker {
  public:
   explicit NetMaker(Input& input) : input_(input) {}
   MadeNet make();
 
  private:
-  // What a layer puts out: planes of one side each, in a row a sample.
+  // The output shape of a layer: square planes of one size, one sample per row.
   struct Shape {
     int32_t channels, side;
     int32_t cols() const { return channels * side * side; }
@@ -47,7 +48,7 @@ class NetMaker {
     Shape shape;
   };
 
-  // One in so many.
+  // True with probability 1 / so.
   bool rarely(int32_t so) { return input_.integer(0, so - 1) == 0; }
 
   std::string number(int32_t sensible);
@@ -74,11 +75,11 @@ class NetMaker {
   Input& input_;
   MadeNet net_;
   std::vector<MadeLayer> layers_;
-  MadeLayer layer_;  // the one being described
+  MadeLayer layer_;  // the net being described
 };
 
-// A net of this text. The files f0 (4 x 2), f1 (1 x 2) and f2 (2 x 1) are there for it, and a
-// matrix of 2 x 4.
+// A net with this text, the files f0 (4 x 2), f1 (1 x 2) and f2 (2 x 1), and one 2 x 4 matrix of
+// data.
 MadeNet netOfText(const std::string& text);
 
 }  // namespace facefeature_fuzz
