@@ -1,4 +1,4 @@
-# Toolchain file: 64-bit ARM Linux from an x86-64 machine, with Debian's cross compiler and qemu-user.
+# Toolchain file: 64-bit ARM Linux on an x86-64 machine, with Debian's cross compiler and qemu-user.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR aarch64)
 
@@ -11,5 +11,5 @@ set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
-# The loader and the C library of the target, for programs that run here.
+# The target's loader and C library, for programs that run in the emulator.
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-aarch64;-L;/usr/aarch64-linux-gnu)

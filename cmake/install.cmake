@@ -1,14 +1,14 @@
-# What "cmake --install" puts where: the library, the header with what CMake and pkg-config need to
-# find them, the host program, the Python package, and the documents. Each component is a package
-# of its own (packages.cmake); an install without a component takes all of them.
+# Files and destinations of "cmake --install": the library, the header with the files that CMake and
+# pkg-config need to find them, the host program, the Python package, and the documents. Each
+# component is a package (packages.cmake); an install without a component installs all of them.
 if(WIN32)
-  # There a folder with everything in it is wanted, without pages and packages.
+  # On Windows the package is a folder with all files (windows_package.cmake).
   return()
 endif()
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
-# The library: one file for programs that run, and the name without a number for those that link.
+# The library: the file that programs load, and the name without a version for linking.
 install(TARGETS facefeature EXPORT facefeatureTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT dev
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
@@ -16,7 +16,7 @@ install(FILES ${PROJECT_SOURCE_DIR}/include/facefeature/facefeature.h
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/facefeature COMPONENT dev)
 
 # find_package(facefeature) and its target facefeature::facefeature. The version is that of the
-# interface: a program that was made for 1.0 takes any 1.x.
+# interface: a program built against 1.0 works with any 1.x.
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/facefeature)
 install(EXPORT facefeatureTargets NAMESPACE facefeature:: DESTINATION ${package_dir} COMPONENT dev)
 configure_package_config_file(${CMAKE_CURRENT_LIST_DIR}/facefeatureConfig.cmake.in
@@ -29,7 +29,7 @@ install(FILES ${PROJECT_BINARY_DIR}/install/facefeatureConfig.cmake
               ${PROJECT_BINARY_DIR}/install/facefeatureConfigVersion.cmake
         DESTINATION ${package_dir} COMPONENT dev)
 
-# pkg-config. The prefix is told from where the file lies, so that a moved tree still works.
+# pkg-config. The prefix is derived from the location of the file, so that the tree can be moved.
 file(RELATIVE_PATH FACEFEATURE_PREFIX_FROM_PKGCONFIG
      ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 string(REGEX REPLACE "/$" "" FACEFEATURE_PREFIX_FROM_PKGCONFIG
@@ -45,23 +45,24 @@ if(TARGET facefeature_program)
           DESTINATION ${CMAKE_INSTALL_DATADIR}/bash-completion/completions COMPONENT tools)
 endif()
 
-# The program in bin/ and the Python package look for it here.
+# The program in bin/ and the Python package look for the model here.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/models/portraits
         DESTINATION ${CMAKE_INSTALL_DATADIR}/facefeature/models COMPONENT model)
 
-# Where Debian's Python looks below /usr. The version is in no path: the package is source alone.
+# Where Debian's Python looks below /usr. The path has no Python version, because the package is
+# pure Python.
 set(FACEFEATURE_PYTHON_DIR lib/python3/dist-packages CACHE STRING
     "Folder for the Python package, below the prefix")
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/python/facefeature DESTINATION ${FACEFEATURE_PYTHON_DIR}
         COMPONENT python3 FILES_MATCHING PATTERN "*.py" PATTERN "py.typed"
         PATTERN "__pycache__" EXCLUDE PATTERN "training" EXCLUDE)
-# The training kit is a package of its own: it needs PyTorch.
+# The training kit is a separate package, because it needs PyTorch.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/python/facefeature/training
         DESTINATION ${FACEFEATURE_PYTHON_DIR}/facefeature COMPONENT python3training
         FILES_MATCHING PATTERN "*.py" PATTERN "*.js" PATTERN "__pycache__" EXCLUDE)
 
-# The book, and the examples that it names. Debian's packages have the licence in a file of another
-# name.
+# The documents, and the examples to which they refer. Debian's packages install the licence under
+# another name.
 file(GLOB book ${PROJECT_SOURCE_DIR}/docs/*.md)
 install(FILES ${book} DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT tools)
 install(FILES ${PROJECT_SOURCE_DIR}/examples/minimal_host.c

@@ -1,5 +1,5 @@
-# Manual pages. Those of the functions are written by hand (docs/man); those of the program are made
-# from its own help, one for each verb, so that a new verb or option is in them.
+# Manual pages. Those of the functions are written by hand (docs/man). Those of the program are
+# generated from its help texts, one per verb, so that they include new verbs and options.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs/man/ DESTINATION ${CMAKE_INSTALL_MANDIR}/man3
         COMPONENT dev FILES_MATCHING PATTERN "*.3")
 

@@ -1,8 +1,8 @@
 # Defines facefeature_openmp: the OpenMP runtime of the compiler.
 add_library(facefeature_openmp INTERFACE)
 if(MINGW)
-  # Plain flags: the target of CMake's package would bring the DLL of the runtime along. The
-  # compiler's own runtimes go into each program and DLL, which then need KERNEL32 and msvcrt alone.
+  # Plain flags, because the target of CMake's package would link the runtime as a DLL. Each program
+  # and DLL contains the compiler's runtimes and needs only KERNEL32 and msvcrt.
   target_compile_options(facefeature_openmp INTERFACE -fopenmp)
   target_link_options(facefeature_openmp INTERFACE -fopenmp -static)
 else()

@@ -1,5 +1,5 @@
-# The Debian packages, one a component. tools/packages makes them in a build folder of its own; other
-# builds have no use for these rules.
+# The Debian packages, one per component. tools/packages builds them in a build folder of its own;
+# other builds don't use these rules.
 option(FACEFEATURE_DEBIAN_PACKAGES "Let CPack make Debian packages (tools/packages does)" OFF)
 if(NOT FACEFEATURE_DEBIAN_PACKAGES)
   return()
@@ -15,8 +15,9 @@ set(python3training_package python3-facefeature-training)
 set(model_package facefeature-model-portraits)
 set(components library dev tools python3 python3training model)
 
-# The documents. If a package carries machine code of another package, its copyright file quotes the
-# notice that the authors ask for: headers in the program, and dlib if it is built in.
+# The documents. If a package contains machine code of another package, its copyright file quotes
+# that package's notice, as the licence demands: header-only packages in the program, and dlib if it
+# is built in.
 set(compiled_in_tools libcli11-dev nlohmann-json3-dev)
 if(FACEFEATURE_BUILD_TOOLS)
   get_directory_property(has_dlib DIRECTORY ${PROJECT_SOURCE_DIR}/tools/facefeature/face
@@ -43,14 +44,14 @@ foreach(component ${components})
   file(WRITE ${folder}/copyright "${copyright}")
   configure_file(${CMAKE_CURRENT_LIST_DIR}/debian/changelog.in ${folder}/changelog.Debian @ONLY)
   configure_file(${PROJECT_SOURCE_DIR}/CHANGELOG.md ${folder}/changelog COPYONLY)
-  # Without a name and a time within, so that the same content gives the same bytes.
+  # Without file name and time, so that the same content gives the same bytes.
   execute_process(COMMAND gzip -9nf ${folder}/changelog ${folder}/changelog.Debian
                   COMMAND_ERROR_IS_FATAL ANY)
   install(FILES ${folder}/copyright ${folder}/changelog.gz ${folder}/changelog.Debian.gz
           DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${FACEFEATURE_PACKAGE} COMPONENT ${component})
 endforeach()
 
-# As Debian has its manual pages; elsewhere they may stay plain.
+# Debian requires compressed manual pages; other installs keep them uncompressed.
 foreach(section man1:tools man3:dev)
   string(REPLACE ":" ";" section ${section})
   list(POP_FRONT section folder)
@@ -79,8 +80,8 @@ set(same_library "${library_package} (= ${version})")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME ${library_package})
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
-# CPack can write the first of these, and would then call ldconfig from scripts, where Debian wants
-# a trigger.
+# CPack can generate the first file, but would then also call ldconfig from scripts, where Debian
+# uses a trigger.
 file(WRITE ${documents}/shlibs "libfacefeature 1 ${library_package} (>= ${PROJECT_VERSION})\n")
 file(WRITE ${documents}/triggers "activate-noawait ldconfig\n")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${documents}/shlibs ${documents}/triggers)
@@ -96,7 +97,7 @@ set(CPACK_COMPONENT_DEV_DESCRIPTION
     "The header of the library, with what CMake and pkg-config need to find it, and
 the manual pages of its four functions.")
 
-# The program loads the library by its name; no tool sees that.
+# The program loads the library by name, which no tool detects.
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME ${tools_package})
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION graphics)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)

@@ -1,6 +1,6 @@
 # The ZIP package for hosts on Windows: cmake --build --preset windows --target package.
 #
-# Linkers other than MinGW's make an import library of their own from the list of ordinals.
+# Linkers other than MinGW's create their import library from the list of ordinals.
 install(TARGETS facefeature RUNTIME DESTINATION . COMPONENT windows_host
                             ARCHIVE DESTINATION lib COMPONENT windows_host)
 install(FILES ${PROJECT_SOURCE_DIR}/src/engine/exports.def DESTINATION lib RENAME facefeature.def
@@ -12,7 +12,7 @@ install(FILES ${PROJECT_SOURCE_DIR}/docs/windows.md DESTINATION . RENAME README.
 if(TARGET facefeature_program)
   install(TARGETS facefeature_program RUNTIME DESTINATION . COMPONENT windows_host)
 endif()
-# The program looks for its model beside itself.
+# The program looks for its model in its own folder.
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/models/portraits DESTINATION models COMPONENT windows_host)
 
 set(CPACK_GENERATOR ZIP)

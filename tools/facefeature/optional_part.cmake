@@ -1,8 +1,8 @@
-# facefeature_optional_part(PART WHAT PACKAGES VARIABLE...): a part of the program that is built only if
-# its library is found, that is, if every VARIABLE is set.
+# facefeature_optional_part(PART WHAT PACKAGES VARIABLE...): a part of the program that is built
+# only if its library is found, that is, if every VARIABLE is set.
 #
-# The setting FACEFEATURE_WITH_<part> is AUTO (build it if it is found), ON (an error if it is not found)
-# or OFF. The result is FACEFEATURE_HAS_<part> in the room that calls this.
+# The setting FACEFEATURE_WITH_<part> is AUTO (build it if the library is found), ON (an error if
+# the library is missing) or OFF. The result is FACEFEATURE_HAS_<part> in the calling room.
 function(facefeature_optional_part part what packages)
   set(found ON)
   foreach(needed IN LISTS ARGN)
