@@ -1,21 +1,22 @@
 #!/usr/bin/env bash
-# GNU parallel: parts of a list side by side, on this machine or, with --sshlogin, on others.
+# GNU parallel: extracts parts of a list concurrently, on this machine or, with --sshlogin, on
+# others.
 #
 #   examples/batch/gnu_parallel.sh LIST MODEL OUT PARTS
 #
-# Options for parallel itself go into the variable PARALLEL. Leaves OUT/faces.gallery. Called again
-# after an interruption, it does what is missing.
+# Set options for parallel itself in the variable PARALLEL. Writes OUT/faces.gallery. After an
+# interruption, run it again: it does what is missing.
 set -euo pipefail
 list=$1 model=$2 out=$3 parts=$4
 export FACEFEATURE=${FACEFEATURE:-facefeature}
 
 mkdir -p "$out"
-# One worker for each part: parallel itself starts as many as there are processors.
+# One worker for each part: parallel itself starts as many parts as there are processors.
 extractPart() {
   local part=$4/part-$(printf %04d "$1") status=0
   "$FACEFEATURE" extract --list "$3" -o "$part.gallery" --model "$5" --jobs 1 \
     --shard "$1/$2" --resume --progress plain --report "$part.csv" || status=$?
-  # 3: some photographs failed. The report names them, and the gallery is whole without them.
+  # 3: some photographs failed. The report names them, and the gallery has all others.
   ((status == 3)) || return "$status"
 }
 export -f extractPart

@@ -6,25 +6,25 @@
 #
 #   sbatch examples/batch/slurm_array.sh LIST MODEL OUT
 #
-# Task k leaves OUT/part-000k.gallery and OUT/part-000k.csv, which names the photographs that failed.
-# --requeue does no harm: a task that is started again goes on where it stopped. When all are done:
+# Task k writes OUT/part-000k.gallery and OUT/part-000k.csv, which names the photographs that failed.
+# --requeue is safe: a restarted task resumes where it stopped. When all tasks are done:
 #
 #   facefeature gallery merge OUT/part-*.gallery -o OUT/faces.gallery
 set -euo pipefail
 list=$1 model=$2 out=$3
 
-# Tasks numbered from 1 without gaps, as above.
+# Task ids must run from 1 without gaps, as above.
 task=$SLURM_ARRAY_TASK_ID
 tasks=$SLURM_ARRAY_TASK_COUNT
-# Without it, where Slurm binds no task to processors, each would take the whole machine.
+# Without this limit, each task would use the whole machine if Slurm does not bind it to processors.
 export OMP_NUM_THREADS=${SLURM_CPUS_PER_TASK:-1}
 
 mkdir -p "$out"
-# With leading zeros, names come in the order of their numbers.
+# With leading zeros, names sort in the order of their numbers.
 part=$out/part-$(printf %04d "$task")
 status=0
 "${FACEFEATURE:-facefeature}" extract --list "$list" -o "$part.gallery" --model "$model" \
   --shard "$task/$tasks" --resume --progress plain --report "$part.csv" || status=$?
-# 3: some photographs failed. The report names them, and the gallery is whole without them.
+# 3: some photographs failed. The report names them, and the gallery has all others.
 if ((status == 3)); then exit 0; fi
 exit "$status"
