@@ -1,4 +1,4 @@
-"""Features of faces from numpy pictures, and scores between them.
+"""Computes features of faces from numpy arrays, and scores between features.
 
     import facefeature
 
@@ -8,10 +8,10 @@
     print(facefeature.compare(a, b))
 
 A picture is a numpy array of shape (height, width, 3) and dtype uint8. A feature is a numpy array
-of shape (502,) and dtype float32. Every failure is a subclass of FaceFeatureError whose text says
-what is wrong and with what.
+of shape (502,) and dtype float32. Every failure raises a subclass of FaceFeatureError whose message
+names the argument or file and the error.
 
-The shared library does the work; ``library_path`` says where it is looked for.
+The package calls the shared library; ``library_path`` documents where it looks for it.
 """
 
 from ._engine import Engine

@@ -1,4 +1,4 @@
-"""Engines: from a picture and landmarks to a feature."""
+"""Engines, which compute a feature from a picture and landmarks."""
 
 from __future__ import annotations
 
@@ -20,15 +20,15 @@ from .errors import EngineError, ModelError
 
 
 class _Standing:
-    """The engines of this process. All of them share the model's large numbers, which each creation
-    reads anew, so that they must be of one model."""
+    """The engines of this process. All of them share the model's large numbers, which each
+    creation reads anew, so they must all have the same model."""
 
     def __init__(self) -> None:
         self.count = 0
         self.fingerprint = ""
         self.folder = Path()
-        self.abandoned: List[int] = []  # handles of engines that were collected, not closed
-        self.extracted_in: Optional[int] = None  # the process that extracted first
+        self.abandoned: List[int] = []  # handles of engines that were never closed
+        self.extracted_in: Optional[int] = None  # the process that made the first extraction
 
     def create(self, library: Library, folder: Path, fingerprint: str) -> int:
         with library.order.alone():
@@ -62,28 +62,29 @@ _standing = _Standing()
 
 
 class Engine:
-    """An engine: the library with a model, ready to extract.
+    """The library with a model, ready to extract.
 
         with Engine(model="my-model") as engine:
             feature = engine.extract(picture, "picture.json", channels="RGB")
 
-    model    the folder with the 303 files. Default: ~kwplugintmp~ in $TMPDIR (or /tmp) if it exists,
-             else the model that comes with the package. It is read here and not needed afterwards.
-    library  the shared library's file; without it as ``library_path()`` tells.
+    model    the folder with the 303 files. Default: ~kwplugintmp~ in $TMPDIR (or /tmp) if it
+             exists, else the model that is installed with the package. The constructor reads the
+             files; they are not needed afterwards.
+    library  the file of the shared library. Default: ``library_path()``.
 
-    Raises ModelError when the model is missing or incomplete, or while an engine of another model
-    is open: one model at a time in a process. Raises LibraryError.
+    Raises ModelError if the model is missing or incomplete, or if an engine of another model is
+    open: a process can have only one model at a time. Raises LibraryError.
 
-    Threads: any thread may call anything. One engine extracts one face at a time, and others wait;
-    several engines of one model extract side by side. An extraction uses as many threads as
-    OMP_NUM_THREADS says, or one a processor, and Python runs on meanwhile.
+    Threads: any thread may call any method. One engine extracts one face at a time, and other calls
+    wait; several engines of one model extract concurrently. An extraction uses OMP_NUM_THREADS
+    threads, or as many as there are processors, and does not hold Python's global lock.
 
     Fork (os.fork, multiprocessing's default on Linux) before the first extraction, while no other
-    thread is in this package; engines then work in the children. After an extraction the children
-    have lost the library's threads, and ``extract`` raises EngineError there. multiprocessing's
-    "spawn" and "forkserver" have no such bounds.
+    thread uses this package; engines then work in the children. After an extraction, children do
+    not have the library's threads, and ``extract`` raises EngineError in them. multiprocessing's
+    "spawn" and "forkserver" have no such restrictions.
 
-    Memory that runs out inside the library ends the process.
+    If memory runs out inside the library, the process terminates.
     """
 
     def __init__(
@@ -101,32 +102,32 @@ class Engine:
 
     @property
     def model(self) -> Path:
-        """The folder that the model was read from."""
+        """The folder from which the model was read."""
         return self._model
 
     @property
     def fingerprint(self) -> str:
-        """Of the model: 64 digits. Features compare only where it is the same."""
+        """The model's fingerprint, 64 digits. Features are comparable only if theirs are equal."""
         return self._fingerprint
 
     @property
     def library_version(self) -> str:
-        """Such as "1.0.0", or empty where the library's file does not tell."""
+        """For example "1.0.0"; empty if the name of the library's file has no version."""
         return self._library.version
 
     def extract(self, image: Any, landmarks: Any, *, channels: str) -> NDArray[np.float32]:
         """The feature of one face.
 
-        image      (height, width, 3), uint8, at least 2 x 2 pixels. Slices, also upside-down ones,
-                   are read in place; other views are copied.
-        landmarks  the face, in pixels of the image: whatever ``read_landmarks`` takes.
-        channels   "BGR" (as OpenCV reads pictures) or "RGB" (as matplotlib and Pillow do): what
-                   image[..., 0] is. There is no default, since a wrong guess gives a feature too,
-                   and a bad one. "RGB" costs a copy of the image.
+        image      (height, width, 3), uint8, at least 2 x 2 pixels. Slices, including upside-down
+                   ones, are read in place; other views are copied.
+        landmarks  the face, in pixels of the image: anything that ``read_landmarks`` accepts.
+        channels   the order of image[..., 0:3]: "BGR" (as OpenCV reads pictures) or "RGB" (as
+                   matplotlib and Pillow do). There is no default, because a wrong guess also gives
+                   a feature, but a bad one. "RGB" copies the image.
 
-        Returns (502,), float32, with numbers in all places. Warns (FaceFeatureWarning) when the
-        landmarks make no full record or are for a picture of another size. Raises ImageError,
-        LandmarkError, EngineError; ModelError when the model's numbers lead to no number.
+        Returns (502,), float32, without NaNs. Warns (FaceFeatureWarning) if the landmarks are not a
+        complete record or belong to a picture of another size. Raises ImageError, LandmarkError and
+        EngineError, and ModelError if the model's numbers give a NaN.
         """
         pixels = bgr_pixels(image, channels)
         face = read_landmarks(landmarks)
@@ -149,7 +150,7 @@ class Engine:
         return feature
 
     def close(self) -> None:
-        """Frees the engine. A second call does nothing; waits for an extraction that runs."""
+        """Frees the engine. Waits for a running extraction. A second call does nothing."""
         with self._lock:
             handle, self._handle = self._handle, None
         if handle is not None:
@@ -177,8 +178,8 @@ class Engine:
         handle = getattr(self, "_handle", None)
         if handle is None:
             return
-        # This may run in the midst of another call, on the thread that holds the library: the next
-        # creation or destruction does the work.
+        # May run during another call, on the thread that holds the library's lock, so the handle is
+        # freed by the next creation or destruction.
         _standing.abandoned.append(handle)
         warnings.warn(f"engine of {self._model} was not closed", ResourceWarning, source=self)
 

@@ -17,14 +17,14 @@ Path = Union[str, "os.PathLike[str]"]
 
 
 def feature_rows(features: Any, name: str) -> NDArray[np.float32]:
-    """Features one a row, contiguous, in this machine's byte order; a copy only where they are not.
+    """Features as contiguous rows in native byte order; copies the array only if necessary.
 
-    Takes (n, 502). Raises FeatureError; name is what its text calls the array.
+    features has the shape (n, 502). Raises FeatureError; its message calls the array name.
     """
     array = np.asarray(features)
     if array.ndim != 2 or array.shape[1] != FEATURE_FLOATS:
         raise FeatureError(f"{name}: the shape (n, 502) is wanted, not {array.shape}")
-    # A double that was rounded from somewhere else would be rounded again without a word.
+    # Converting doubles would silently round values that may have been rounded before.
     if array.dtype.kind != "f" or array.dtype.itemsize != 4:
         raise FeatureError(f"{name}: the dtype float32 is wanted, not {array.dtype}")
     return np.ascontiguousarray(array, dtype=np.float32)
@@ -39,7 +39,7 @@ def one_feature(feature: Any, name: str) -> NDArray[np.float32]:
 
 
 def read_feature(path: Path) -> NDArray[np.float32]:
-    """A feature file: 502 floats, little-endian, 2008 bytes. The floats themselves are not judged.
+    """Reads a feature file: 502 floats, little-endian, 2008 bytes. The values are not validated.
 
     Returns an array of shape (502,), float32. Raises FeatureError.
     """
@@ -57,7 +57,7 @@ def read_feature(path: Path) -> NDArray[np.float32]:
 def write_feature(path: Path, feature: Any) -> None:
     """Writes a feature file, as "facefeature compare" reads it.
 
-    feature is of shape (502,), float32. Raises FeatureError.
+    feature has the shape (502,), float32. Raises FeatureError.
     """
     data = one_feature(feature, "feature").astype("<f4").tobytes()
     try:

@@ -1,8 +1,8 @@
-"""Galleries: many features with their ids and what made them, in one file.
+"""Galleries: files of many features with their ids and their origin.
 
-docs/galleries.md describes every byte. A gallery of version 2 has a header, two copies of a root, and
-segments, each of which adds rows or removes rows and ends in a trailer. Version 1, which is read but no
-longer written, has a header, the ids and the features.
+docs/galleries.md describes the format. A gallery of version 2 has a header, two copies of a root,
+and segments. Each segment adds or removes rows and ends in a trailer. Version 1, which is read but
+no longer written, has a header, the ids and the features.
 """
 
 from __future__ import annotations
@@ -34,7 +34,7 @@ _PAGE = 4096
 _ROOTS = (_PAGE, 2 * _PAGE)
 _FIRST_SEGMENT = 3 * _PAGE
 _ROWS, _REMOVALS = 1, 2  # kinds of segments
-_BLOCK = 65536  # bytes under one digest
+_BLOCK = 65536  # bytes covered by one digest
 _ALIGNMENT = 64
 _FEATURE_BYTES = 4 * FEATURE_FLOATS
 _LONGEST_ID = 1024  # bytes
@@ -44,7 +44,7 @@ Path = Union[str, "os.PathLike[str]"]
 
 
 class _Segment(NamedTuple):
-    """The places of a segment, in bytes from the start of the file."""
+    """The parts of a segment, as offsets in bytes from the start of the file."""
 
     kind: int
     start: int
@@ -65,7 +65,7 @@ def _aligned(place: int) -> int:
 
 
 def _plan(kind: int, start: int, count: int, text_bytes: int, previous: int) -> _Segment:
-    """Where everything of a segment is. text_bytes is the length of all its ids."""
+    """The offsets of a segment's parts. text_bytes is the total length of its ids."""
     if kind == _ROWS:
         ids_bytes = 8 * (count + 1) + text_bytes
         features_at = _aligned(start + ids_bytes)
@@ -98,21 +98,21 @@ class Match(NamedTuple):
 class Gallery:
     """A gallery, opened for reading.
 
-    path             as it was given
+    path             as given
     version          of the file format, 1 or 2
-    ids              (n,) tuple of str, no two alike
-    features         (n, 502), float32, read-only: the file itself, mapped, if all rows are in one
-                     piece, as extract, merge and compact leave them; otherwise a copy in memory,
-                     made when the attribute is first read
+    ids              (n,) tuple of str, all different
+    features         (n, 502), float32, read-only: the mapped file itself if all rows are
+                     contiguous, as extract, merge and compact write them; otherwise a copy in
+                     memory, created when the attribute is first read
     fingerprint      of the model: 64 digits
-    library_version  of the library that made the features; empty when not known
-    blas_core        the order of the sums, on which the last digits of a feature depend: "fma-chain",
-                     or, from version 1.0.0, OpenBLAS's name for the processor; empty when not known
+    library_version  of the library that computed the features; empty if unknown
+    blas_core        the order of sums, which determines the last digits of a feature: "fma-chain",
+                     or, from version 1.0.0, OpenBLAS's name for the processor; empty if unknown
 
-    Opening a gallery reads the header and the ids, and gives the state that it has then: the host
-    program may add and remove rows meanwhile. The file stays mapped as long as ``features`` or an
-    array cut from it lives. Raises GalleryError for a file that is not a valid gallery; the floats
-    are not checked.
+    Opening a gallery reads the header and the ids. The object keeps the state of that moment, also
+    if the host program adds or removes rows afterwards. The file stays mapped as long as
+    ``features`` or an array derived from it exists. Raises GalleryError if the file is not a valid
+    gallery. The features are not validated.
     """
 
     def __init__(self, path: Path) -> None:
@@ -184,15 +184,15 @@ class Gallery:
         """The rows that score highest with each of several features.
 
         features   (n, 502) or (502,), float32, of the gallery's model, or a Gallery
-        top        most matches of a feature; 0 for no limit
-        threshold  least score of a match
+        top        largest number of matches per feature; 0 for no limit
+        threshold  lowest score of a match
 
-        Returns a list for each feature: its matches in descending order of score, equal scores in
-        order of the gallery. Every row is scored, with the bits of ``compare``. A score that is NaN
-        matches nothing. Raises FeatureError for another shape or dtype, GalleryError for a gallery
-        of another model.
+        Returns a list of matches for each feature, in descending order of score; equal scores are
+        in the order of the gallery. Every row is scored, bit-identical to ``compare``. A score that
+        is NaN never matches. Raises FeatureError for another shape or dtype, GalleryError for a
+        gallery of another model.
         """
-        # The scores need galleries, and a search needs scores.
+        # Both modules need each other, so this one is imported late.
         from ._scores import best_rows  # pylint: disable=import-outside-toplevel,cyclic-import
 
         return [
@@ -248,7 +248,8 @@ class Gallery:
         self.blas_core = core.partition(b"\0")[0].decode("utf-8", "replace")
 
     def _newest_root(self, data: Any) -> Tuple[Any, ...]:
-        """The fields of the root with the highest sequence number whose digest is right."""
+        """The fields of the root with the highest sequence number whose digest is correct.
+        """
         if len(data) < _FIRST_SEGMENT:
             raise GalleryError(f"{self.path}: is cut short within its header")
         header = data[:_RECORD]
@@ -320,16 +321,17 @@ def write_gallery(
     library_version: str = "",
     blas_core: str = "",
 ) -> None:
-    """Writes a gallery, as the host program reads it. The path keeps what it held until all is
-    written.
+    """Writes a gallery that the host program can read. An existing file is replaced when the new
+    one is complete.
 
-    ids              n texts, no two alike, of 1 to 1024 bytes in UTF-8, without control characters
+    ids              n strings, all different, of 1 to 1024 bytes in UTF-8, without control
+                     characters
     features         (n, 502), float32
-    fingerprint      ``Engine.fingerprint`` of the model that made them
+    fingerprint      ``Engine.fingerprint`` of the model that computed them
     library_version  ``Engine.library_version``, at most 63 bytes
-    blas_core        left empty where it is not known: the library does not tell it
+    blas_core        empty if unknown: the library does not report it
 
-    Raises GalleryError, FeatureError.
+    Raises GalleryError and FeatureError.
     """
     rows = feature_rows(features, "features")
     if isinstance(ids, str) or len(ids) != len(rows):
@@ -415,7 +417,8 @@ def _write_and_rename(path: str, parts: List[bytes]) -> None:
                 file.write(part)
             file.flush()
             os.fsync(file.fileno())
-        # A private file is what mkstemp makes; a new file of this process is what is wanted.
+        # mkstemp creates a private file; this one gets the permissions of any new file of the
+        # process.
         mask = os.umask(0)
         os.umask(mask)
         os.chmod(beside, 0o666 & ~mask)

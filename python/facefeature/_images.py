@@ -1,4 +1,4 @@
-"""From a numpy array to the pixels that the library walks."""
+"""Converts numpy arrays to the pixels that the library reads."""
 
 from __future__ import annotations
 
@@ -14,14 +14,14 @@ _LARGEST_INT = 2**31 - 1
 
 
 def bgr_pixels(image: Any, channels: str) -> NDArray[np.uint8]:
-    """A view of the image with blue, green, red in memory, or a copy where there is none.
+    """A view of the image with the channels blue, green, red in memory, or else a copy.
 
     image     (height, width, 3), uint8.
-    channels  "BGR" or "RGB": what image[..., 0] is.
+    channels  "BGR" or "RGB": the order of image[..., 0:3].
 
-    The result has strides (s, 3, 1) with |s| >= 3 * width, which is what the library can walk: s
-    may be negative (a picture turned upside down by a slice) or large (a cut-out). An "RGB" array
-    whose memory is blue, green, red, as ``bgr[..., ::-1]`` is, is not copied either.
+    The result has strides (s, 3, 1) with |s| >= 3 * width, as the library requires; s may be
+    negative (a picture that a slice turns upside down) or large (a crop). An "RGB" array whose
+    memory has the order blue, green, red, such as ``bgr[..., ::-1]``, is not copied either.
 
     Raises ImageError.
     """

@@ -1,4 +1,4 @@
-"""Landmarks, from wherever a host has them, to the record that the library takes."""
+"""Converts landmarks from several sources to the record that the library reads."""
 
 from __future__ import annotations
 
@@ -22,7 +22,7 @@ FULL_IDS: Tuple[int, ...] = (
 )  # fmt: skip
 """The 29 ids of a full record."""
 
-# At the sides of the head: they take part in the fit of the head, not in the alignment.
+# Points at the sides of the head, which are used to fit the head model but not for the alignment.
 _SIDES = (240, 241, 315, 316)
 _ALIGNED = 25
 _LAST_ID = 317
@@ -33,13 +33,13 @@ _ENTRY = np.dtype([("id", np.int32), ("x", np.float32), ("y", np.float32)])
 
 @dataclass(frozen=True)
 class Landmarks:
-    """The landmarks of one face, checked: the library takes them.
+    """The landmarks of one face, checked: the library accepts them.
 
-    entries  structured array (n,) of id (int32), x, y (float32, pixels, x right and y down, the
-             centre of the top left pixel at 0, 0), in the order in which they were given.
-    width,   of the photograph that they were made for, in pixels, or None where that is not told.
+    entries  structured array (n,) of id (int32), x and y (float32, pixels, x right and y down, the
+             centre of the top left pixel at 0, 0), in the given order.
+    width,   of the photograph to which they belong, in pixels, or None if unknown.
     height
-    source   what messages call them: the path, or "landmarks".
+    source   their name in messages: the path, or "landmarks".
     """
 
     entries: NDArray[Any]
@@ -48,13 +48,13 @@ class Landmarks:
     source: str = "landmarks"
 
     def record(self) -> NDArray[np.uint8]:
-        """The bytes of the library's record: count, a word that nothing reads, the entries."""
+        """The bytes of the library's record: the count, an unused word, the entries."""
         head = np.array([len(self.entries), 0], dtype=np.int32)
         return np.frombuffer(head.tobytes() + self.entries.tobytes(), dtype=np.uint8)
 
     def warn(self, width: int, height: int) -> None:
-        """Warns (FaceFeatureWarning) of ids that make no full record, and of another picture's
-        size."""
+        """Warns (FaceFeatureWarning) if the record is not complete or the picture has another size.
+        """
         doubt = _doubt(self.entries["id"].tolist())
         if doubt:
             warnings.warn(
@@ -74,14 +74,15 @@ class Landmarks:
 
 
 def read_landmarks(source: Any) -> Landmarks:
-    """Landmarks from what a host has.
+    """Reads landmarks.
 
-    source  a path of a JSON file; what such a file holds: a mapping with a list "landmarks" of
-            {"id", "x", "y"} and, if it likes, "width" and "height"; such a list alone; a mapping of
-            id to (x, y); a sequence of (id, x, y), or an array of shape (n, 3); or a Landmarks.
+    source  the path of a JSON file; the content of such a file: a mapping with a list "landmarks"
+            of {"id", "x", "y"} and optionally "width" and "height"; such a list by itself; a
+            mapping from id to (x, y); a sequence of (id, x, y), or an array of shape (n, 3); or a
+            Landmarks object.
 
-    Exactly 25 entries must have ids other than 240, 241, 315 and 316; ids are 0 to 317 and
-    coordinates finite. Raises LandmarkError.
+    Exactly 25 entries must have ids other than 240, 241, 315 and 316. Ids are 0 to 317, and
+    coordinates are finite. Raises LandmarkError.
     """
     if isinstance(source, Landmarks):
         return source
@@ -148,7 +149,7 @@ def _entries(triples: Iterable[Tuple[Any, Any, Any]]) -> NDArray[Any]:
     checked: List[Tuple[int, float, float]] = []
     for id_, x, y in triples:
         place = f"entry {len(checked)}"
-        # An array of floats holds ids as floats.
+        # In an array of floats, ids are floats.
         whole = isinstance(id_, numbers.Real) and not isinstance(id_, bool) and id_ == id_ // 1
         if not whole:
             raise LandmarkError(f"landmarks: {place} has the id {id_!r}, no whole number")

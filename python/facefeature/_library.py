@@ -1,8 +1,8 @@
-"""The shared library: where it lies, how it is loaded, and who may call what when.
+"""Finds and loads the shared library, and decides which calls may run at the same time.
 
-The library asks for the temporary folder once, while it is loaded, and reads its model there, under
-a fixed name. So TMPDIR is set to a private folder around the loading, and a link of the fixed name
-stands there while an engine is made.
+The library determines the temporary folder once, while it is loaded, and reads its model there
+under a fixed name. So TMPDIR is set to a private folder during loading, and while an engine is
+created, that folder has a link of the fixed name to the model.
 """
 
 from __future__ import annotations
@@ -27,14 +27,15 @@ _VARIABLE = "FACEFEATURE_LIBRARY"
 
 
 class CallOrder:
-    """Extractions side by side, creations and destructions alone.
+    """Allows extractions to run concurrently, and creations and destructions only alone.
 
-    The library has no locks. An extraction reads what a creation of any other engine rewrites.
+    The library has no locks, and a creation rewrites data that an extraction of any other engine
+    reads.
     """
 
     def __init__(self) -> None:
         self.reset()
-        # The threads of the parent are not here: nobody would ever leave.
+        # The parent's threads do not exist in this child and would never leave.
         os.register_at_fork(after_in_child=self.reset)
 
     def reset(self) -> None:
@@ -46,7 +47,8 @@ class CallOrder:
     def together(self) -> Iterator[None]:
         """For an extraction."""
         with self._changed:
-            # Whoever waits to be alone comes next, however many extractions follow each other.
+            # A waiting creation or destruction comes next, so that extractions can't delay it
+            # forever.
             self._changed.wait_for(lambda: self._waiting == 0)
             self._extractions += 1
         try:
@@ -70,7 +72,7 @@ class CallOrder:
 
 
 class Library:
-    """The loaded library and its four functions. One a process, and it stays."""
+    """The loaded library and its four functions. A process has one and never unloads it."""
 
     def __init__(self, path: str) -> None:
         self.order = CallOrder()
@@ -82,14 +84,14 @@ class Library:
 
     @property
     def version(self) -> str:
-        """As the name of the file tells it ("1.0.0"), or empty where it does not."""
+        """From the name of the file ("1.0.0"); empty if that has no version."""
         return os.path.basename(os.path.realpath(self.requested)).partition(".so.")[2]
 
     @contextlib.contextmanager
     def model_link(self, model: Path) -> Iterator[None]:
-        """The library reads this model while the block runs."""
+        """Makes the library read this model while the block runs."""
         link = os.path.join(self._folder, FOLDER_NAME)
-        # Children of a fork have the same folder: one of them at a time.
+        # Forked children share the folder, so only one of them may use it at a time.
         descriptor = os.open(self._folder, os.O_RDONLY | os.O_DIRECTORY | os.O_CLOEXEC)
         try:
             fcntl.flock(descriptor, fcntl.LOCK_EX)
@@ -139,7 +141,7 @@ class Library:
         owner = os.getpid()
 
         def remove() -> None:
-            # A child of a fork runs this too, when it ends as a script does.
+            # A forked child also runs this if it ends like a script.
             if os.getpid() == owner:
                 with contextlib.suppress(OSError):
                     os.rmdir(self._folder)
@@ -155,7 +157,7 @@ _loaded: Optional[Library] = None
 
 
 def _candidates() -> List[str]:
-    """Files beside this package: its checkout's build folders, or the prefix it is installed in."""
+    """Candidates in the checkout's build folders, or in the prefix of the installation."""
     package = Path(__file__).resolve().parent
     checkout = package.parent.parent
     folders = []
@@ -169,11 +171,11 @@ def _candidates() -> List[str]:
 
 
 def library_path() -> str:
-    """The library that is loaded, or would be loaded by ``load_library()`` now.
+    """The path of the loaded library, or of the one that ``load_library()`` would load now.
 
-    In this order: $FACEFEATURE_LIBRARY; build/release and build/dev of the checkout that the
-    package lies in; the lib folders of the prefix that it is installed in; the system's, by its
-    name.
+    Searches in this order: $FACEFEATURE_LIBRARY; build/release and build/dev of the checkout that
+    contains the package; the lib folders of the prefix of the installation; the system's library
+    path.
     """
     if _loaded is not None:
         return _loaded.requested
@@ -184,13 +186,13 @@ def library_path() -> str:
 
 
 def load_library(path: Union[str, "os.PathLike[str]", None] = None) -> Library:
-    """Loads the shared library, once a process; all else in this package calls it by itself.
+    """Loads the shared library, once per process. The rest of this package calls it when needed.
 
-    path  the file; without it, what ``library_path()`` tells. A later call may name the same file
-          only: a library stays for the life of its process.
+    path  the file; default: ``library_path()``. A later call must name the same file, because a
+          library stays loaded until the process ends.
 
-    Sets TMPDIR while the library is loaded and puts it back: no other thread should read or set
-    environment variables just then. Raises LibraryError.
+    Sets TMPDIR while the library is loaded and restores it: no other thread should read or set
+    environment variables at that time. Raises LibraryError.
     """
     global _loaded
     if path is None and _loaded is not None:

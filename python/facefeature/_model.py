@@ -1,7 +1,7 @@
-"""The 303 files of a model: are they all there, and which model is it?
+"""The 303 files of a model: checks that they are complete, and computes their fingerprint.
 
-The library trusts its files as they stand, prints lines and ends the process where weights are
-missing. So a folder is looked at before the library sees it.
+The library trusts its files: if weights are missing, it prints lines and terminates the process. So
+the package checks a folder before the library reads it.
 """
 
 from __future__ import annotations
@@ -19,7 +19,7 @@ FOLDER_NAME = "~kwplugintmp~"
 
 _SHIPPED_FOLDER = "models/portraits"
 _NETS = 25
-_LARGE_NETS = (1, 2)  # of 55 x 55 pixels; all others have 47 x 47
+_LARGE_NETS = (1, 2)  # 55 x 55 pixels; all others have 47 x 47
 _COLOUR_NETS = (1, 2, 3, 5, 8, 11, 14, 17, 19, 21, 23, 25)
 _JOINED = 8000
 _PROJECTED = 500
@@ -28,7 +28,7 @@ _FAULTS_NAMED = 10
 
 class ModelFile(NamedTuple):
     name: str
-    header: Tuple[int, ...]  # of 32 bits each, ahead of the floats
+    header: Tuple[int, ...]  # of 32 bits each, before the floats
     floats: int
 
     @property
@@ -59,7 +59,7 @@ def _net_files(net: int) -> List[ModelFile]:
 
 
 def model_files() -> List[ModelFile]:
-    """All 303, in the order in which the library opens them. The fingerprint rests on it."""
+    """All 303, in the order in which the library opens them, which the fingerprint depends on."""
     files = []
     for net in range(1, _NETS + 1):
         side = 55 if net in _LARGE_NETS else 47
@@ -74,17 +74,18 @@ def model_files() -> List[ModelFile]:
 
 
 def default_model_folder() -> Path:
-    """The model of ``Engine()``: the folder that the library reads by itself if something of that
-    name exists, else the model that comes with this package. The former if there is neither."""
+    """The model of ``Engine()``: the folder that the library reads by default if something with
+    that name exists, else the model that is installed with this package. The former if neither
+    exists."""
     of_library = Path(os.environ.get("TMPDIR") or "/tmp") / FOLDER_NAME
-    # A dangling link was put there by somebody who wants it to be used.
+    # A dangling link was created by someone who wants it to be used.
     if os.path.lexists(of_library):
         return of_library
     return _shipped_model_folder() or of_library
 
 
 def _shipped_model_folder() -> Optional[Path]:
-    """The folder of the checkout that holds this package, or of the prefix that it is installed in."""
+    """The model of the checkout that contains this package, or of the installation's prefix."""
     package = Path(__file__).resolve().parent
     checkout = package.parent.parent
     folders = []
@@ -95,14 +96,14 @@ def _shipped_model_folder() -> Optional[Path]:
 
 
 def model_fingerprint(model: Union[str, "os.PathLike[str]"]) -> str:
-    """Which model is it? SHA-256 over its 303 files, as 64 digits, the same as the host program's.
+    """Identifies a model: SHA-256 over its 303 files, as 64 digits, like the host program's.
 
     model  the folder.
 
-    Each file goes in with its name, a NUL byte and its length (64 bits, little-endian) ahead of its
-    bytes; other files of the folder don't count. Raises ModelError when a file is missing, can't be
-    read, or hasn't the shape that the nets need; its text names up to ten of them. The floats are
-    not judged.
+    The input of the hash is, for each file, its name, a NUL byte, its length (64 bits,
+    little-endian) and its bytes. Other files of the folder are ignored. Raises ModelError if a file
+    is missing, can't be read, or does not have the shape that the nets need; the message names up
+    to ten of them. The values are not validated.
     """
     folder = Path(model)
     if not folder.is_dir():

@@ -1,4 +1,4 @@
-"""Scores between features, to the bits of the library's CompareFeatures."""
+"""Scores between features, bit-identical to the library's CompareFeatures."""
 
 from __future__ import annotations
 
@@ -16,19 +16,19 @@ _PRODUCTS = 500
 _SQUARES = 500
 _NORM = 501
 
-# A block of sums and one of products stay in the cache of a core for all 500 passes.
+# A block of sums and a block of products stay in the cache of a core for all 500 passes.
 _BLOCK_ROWS = 64
 _BLOCK_COLUMNS = 512
 
 
 def compare(a: Any, b: Any) -> float:
-    """The score of two features, higher for faces more alike.
+    """The score of two features, higher for more similar faces.
 
-    a, b  (502,), float32, from one and the same model; that can't be checked here.
+    a, b  (502,), float32, of the same model; this can't be checked here.
 
-    The value is a float of 32 bits; ``"%.9g" % score`` tells it from its neighbours. It has no
-    fixed range and is the same in either order. NaN when a feature holds NaNs. May run in any
-    thread at any time. Raises FeatureError for another shape or dtype, LibraryError.
+    The value is a 32-bit float; ``"%.9g" % score`` identifies it. It has no fixed range, and the
+    order of a and b does not matter. NaN if a feature contains NaNs. May be called on any thread
+    at any time. Raises FeatureError for another shape or dtype, and LibraryError.
     """
     first = one_feature(a, "a")
     second = one_feature(b, "b")
@@ -38,14 +38,14 @@ def compare(a: Any, b: Any) -> float:
 def score_matrix(
     a: Union[Gallery, Any], b: Union[Gallery, Any, None] = None
 ) -> NDArray[np.float32]:
-    """The score of each feature of a with each of b: element [i, j] has the bits of
+    """The score of each feature of a with each of b: element [i, j] is bit-identical to
     ``compare(a[i], b[j])``.
 
     a, b  (n, 502) and (m, 502), float32, or a Gallery each. Without b, each of a with each of a.
 
-    Returns (n, m), float32. A score that is NaN is NaN here too; the sign of a NaN is not kept.
-    Raises FeatureError for another shape or dtype, GalleryError when two galleries come from
-    different models.
+    Returns (n, m), float32. A score that is NaN is also NaN here, but the sign of a NaN may differ.
+    Raises FeatureError for another shape or dtype, GalleryError if two galleries have different
+    models.
     """
     if b is None:
         b = a
@@ -53,7 +53,7 @@ def score_matrix(
     first = feature_rows(a.features if isinstance(a, Gallery) else a, "a")
     second = feature_rows(b.features if isinstance(b, Gallery) else b, "b")
 
-    # Element k of all features side by side: the loop over k is the outer one.
+    # Transposed, because the outer loop runs over k.
     columns_of_first = np.ascontiguousarray(first.T)
     columns_of_second = np.ascontiguousarray(second.T)
     scores = np.empty((len(first), len(second)), dtype=np.float32)
@@ -68,7 +68,7 @@ def score_matrix(
 def best_rows(
     gallery: Gallery, features: Any, top: int, threshold: Optional[float]
 ) -> List[List[Tuple[int, float]]]:
-    """The rows and scores that Gallery.search answers with."""
+    """The rows and scores of the matches of Gallery.search."""
     _require_one_model(gallery, features)
     if isinstance(features, Gallery):
         probes = features.features
@@ -91,8 +91,8 @@ def _best(
         matching &= scores >= np.float32(threshold)
     rows = np.flatnonzero(matching)
     if 0 < top < len(rows):
-        # Every row that is as good as the last one of the answer stays, so that ties are decided
-        # by their order in the gallery.
+        # Keeps every row that scores as high as the last match, so that the order of the gallery
+        # decides ties.
         last = np.partition(scores[rows], len(rows) - top)[len(rows) - top]
         rows = rows[scores[rows] >= last]
     # A stable sort keeps equal scores in the order of the gallery.
@@ -115,14 +115,14 @@ def _require_one_model(a: Any, b: Any) -> None:
 def _block(a: NDArray[np.float32], b: NDArray[np.float32]) -> NDArray[np.float32]:
     """The scores of (502, n) with (502, m).
 
-    The order of the operations is the contract: one product and one sum at a time, in rising order
-    of k, each rounded to 32 bits. ``a.T @ b`` would add in the order of the machine's BLAS, and
-    ``np.sum`` in pairs; both end on other bits.
+    The order of the operations is the contract: one product and one sum at a time, in ascending
+    order of k, each rounded to 32 bits. ``a.T @ b`` would add in the order of the machine's BLAS,
+    and ``np.sum`` in pairs; both give other bits.
     """
     assert a.shape[0] == b.shape[0] == FEATURE_FLOATS
     sums = np.zeros((a.shape[1], b.shape[1]), dtype=np.float32)
     products = np.empty_like(sums)
-    # Infinities and NaNs are scores like others.
+    # Infinities and NaNs are valid scores.
     with np.errstate(all="ignore"):
         for k in range(_PRODUCTS):
             np.multiply(a[k][:, np.newaxis], b[k], out=products)
