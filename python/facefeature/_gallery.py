@@ -248,8 +248,7 @@ class Gallery:
         self.blas_core = core.partition(b"\0")[0].decode("utf-8", "replace")
 
     def _newest_root(self, data: Any) -> Tuple[Any, ...]:
-        """The fields of the root with the highest sequence number whose digest is correct.
-        """
+        """The fields of the root with the highest sequence number whose digest is correct."""
         if len(data) < _FIRST_SEGMENT:
             raise GalleryError(f"{self.path}: is cut short within its header")
         header = data[:_RECORD]

@@ -29,7 +29,7 @@ from .head_model import MIRRORED_SLOTS, SLOT_POINTS
 from .patch_table import LOWER_ANCHOR, UPPER_ANCHOR
 from .patches import Faces
 
-_NODE_STEP = 4  # pixels between the nodes of a field
+_NODE_STEP = 4  # pixels between the nodes of a displacement field
 
 
 class Draws:
@@ -49,7 +49,7 @@ class Draws:
         return self.uniform(0, 1, count) < probability
 
     def pixels(self, shape: torch.Size) -> torch.Tensor:
-        """Normal numbers drawn on the device, from a seed of the generator's."""
+        """Normally distributed numbers, drawn on the device with a seed from the generator."""
         seed = int(torch.randint(2**62, (1,), generator=self._generator))
         generator = torch.Generator(self._device).manual_seed(seed)
         return torch.randn(shape, generator=generator, device=self._device)
@@ -57,7 +57,7 @@ class Draws:
 
 @dataclass(frozen=True)
 class Noise:
-    """How much of each kind; 1 is the default amount and 0 is none."""
+    """The amount of each kind of noise; 1 is the default and 0 is none."""
 
     mirror: bool = True
     pose: float = 1.0
@@ -97,7 +97,7 @@ class _Bumps(NamedTuple):
 
 
 class _Field(NamedTuple):
-    """From pixels of the new picture to positions in the old one."""
+    """Maps pixels of the new picture to positions in the old one."""
 
     center: torch.Tensor  # (n, 2)
     length: torch.Tensor  # (n,)
@@ -105,9 +105,9 @@ class _Field(NamedTuple):
     bumps: _Bumps
 
     def offsets(self, points: torch.Tensor) -> torch.Tensor:
-        """points: (n, p, 2). What to add to them for the old positions."""
+        """points: (n, p, 2). Returns the offsets to their old positions."""
         t = (points - self.center[:, None]) / self.length[:, None, None]
-        # Beyond the face the field stays as it is at the edge of the face.
+        # Beyond the face the field has its value at the edge of the face.
         t = t * (1.6 / t.norm(dim=2, keepdim=True).clamp_min(1e-6)).clamp_max(1)
         offsets = _quadratic_basis(t) @ self.quadratic
         bumps = self.bumps
@@ -170,8 +170,8 @@ def _pixel_sources(field: _Field, side: int) -> torch.Tensor:
 
 
 def _turned(slots: torch.Tensor, draws: Draws, amount: float) -> torch.Tensor:
-    """The landmarks after a turn of the head about its vertical and its horizontal axis, seen by a
-    camera at a finite distance."""
+    """The landmarks after a rotation of the head about its vertical and its horizontal axis, seen
+    by a camera at a finite distance."""
     count = len(slots)
     model = slots.new_tensor(SLOT_POINTS - SLOT_POINTS.mean(0))
     inverse = slots.new_tensor(np.linalg.pinv(SLOT_POINTS - SLOT_POINTS.mean(0)))
@@ -184,7 +184,7 @@ def _turned(slots: torch.Tensor, draws: Draws, amount: float) -> torch.Tensor:
     scale = (first.norm(dim=1) + second.norm(dim=1))[:, None] / 2
     depth = scale * (model @ towards[..., None])[..., 0]  # (n, 25) pixels
 
-    # Radians. Most turns are small; some are 25 degrees.
+    # Radians. Most rotations are small; some are 25 degrees.
     yaw = (0.16 * amount * draws.normal(count, 1)).clamp(-0.5, 0.5)
     pitch = (0.09 * amount * draws.normal(count, 1)).clamp(-0.3, 0.3)
     near = 0.02 * amount * draws.normal(count, 1) / scale.clamp_min(1e-6)
@@ -204,8 +204,8 @@ def _fitted(points: torch.Tensor, offsets: torch.Tensor, lengths: torch.Tensor) 
     return torch.linalg.solve(squares + ridge, basis.transpose(1, 2) @ offsets)
 
 
-# Slot, radius, then standard deviations: shift to the right, shift down, stretch. Of a pair, the
-# second slot moves with the first, mirrored.
+# Slot, radius, then standard deviations: shift to the right, shift down, stretch. In a pair, the
+# second slot moves like the mirror image of the first.
 _EXPRESSIONS = [
     ((9,), 0.30, 0.000, 0.050, 0.0),  # lower lip
     ((24,), 0.45, 0.010, 0.030, 0.0),  # chin
@@ -301,7 +301,7 @@ def _draw_hat(images: torch.Tensor, face: _FaceGrid, draws: Draws) -> torch.Tens
     count = len(images)
     edge = draws.uniform(-0.95, -0.42, count, 1, 1)
     bend = draws.uniform(-0.15, 0.25, count, 1, 1)
-    # The edge runs through pixels smoothly, over a tenth of the distance of the eyes.
+    # The edge is blurred over a tenth of the distance between the eyes.
     cover = ((edge + bend * face.x.square() - face.y) * 10).clamp(0, 1)
     shade = 1 + 0.3 * draws.normal(count, 1, 1) * face.x
     color = draws.uniform(0, 255, count, 3)
@@ -345,7 +345,7 @@ def _lit(images: torch.Tensor, draws: Draws, amount: float) -> torch.Tensor:
 
 
 def _with_sharpness(x: torch.Tensor, draws: Draws, amount: float) -> torch.Tensor:
-    """Lower resolution for 40 % of the faces, more contrast of edges for 15 %."""
+    """Lower resolution for 40 % of the faces, sharpened edges for 15 %."""
     pick = draws.uniform(0, 1, len(x)) / max(min(amount, 1), 1e-6)
     for low, high, step in ((0.0, 0.22, 2), (0.22, 0.34, 3), (0.34, 0.40, 4)):
         chosen = ((pick >= low) & (pick < high)).nonzero()[:, 0]

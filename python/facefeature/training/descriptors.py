@@ -39,33 +39,33 @@ from .progress import Progress
 
 FACE_SIDE = 150
 
-# Where the aligned face has the outer and inner corners of the left eye (in the picture), those of
-# the right eye, and the base of the nose, in pixels; (0, 0) is the centre of the top left pixel.
-# The pictures that the network of --face-api was trained with had them there.
+# Positions in the aligned face of the outer and inner corners of the left eye (in the picture), of
+# the right eye, and of the base of the nose, in pixels; (0, 0) is the centre of the top left pixel.
+# The network of --face-api was trained with pictures that had them there.
 FACE_POINTS = np.array([
     [37.0575, 46.3727], [58.4085, 47.9064], [110.9567, 46.3498], [89.6060, 47.8967],
     [74.0112, 87.7798],
 ])  # fmt: skip
 _SLOTS = [18, 16, 19, 21, 15]  # of the same points
 
-# What a further view differs by, one standard deviation.
+# Standard deviations of the additional views.
 _VIEW_SHIFT = 1.5  # pixels of the aligned face
 _VIEW_TURN = 0.03  # radians
 _VIEW_SCALE = 0.03
 
-_BATCH = 16  # chips described at once by a worker
+_BATCH = 16  # chips that a worker describes in one batch
 
 Teacher = Callable[[NDArray[np.uint8]], NDArray[np.float32]]
 
 
 class TeacherError(FaceFeatureError):
-    """A teacher can't be started, or its answer has another shape than it should."""
+    """A teacher can't be started, or its result has the wrong shape."""
 
 
 class FaceApiTeacher:
     """The network of --face-api in a process of node. Used by one thread at a time.
 
-    folder  holds node_modules with the three packages
+    folder  contains node_modules with the three packages
     """
 
     LENGTH = 128
@@ -81,12 +81,12 @@ class FaceApiTeacher:
 
     def __call__(self, faces: NDArray[np.uint8]) -> NDArray[np.float32]:
         assert self._process.stdin and self._process.stdout
-        # All answers of a batch fit into a pipe, so both sides never wait for each other.
+        # All results of a batch fit into a pipe, so neither side waits for the other.
         try:
             self._process.stdin.write(np.ascontiguousarray(faces).tobytes())
             self._process.stdin.flush()
         except BrokenPipeError:
-            pass  # the answer is missing then
+            pass  # the result is missing then
         wanted = 4 * self.LENGTH * len(faces)
         data = self._process.stdout.read(wanted)
         if len(data) != wanted:
@@ -108,8 +108,8 @@ def aligned_faces(
 ) -> NDArray[np.uint8]:
     """(n, 150, 150, 3): the faces as a teacher sees them.
 
-    view  0 is the face as it is. Each other view of a chip has its own small shift, turn and scale,
-          and odd views are mirrored. The same view and seed give the same pixels.
+    view  0 is the unchanged face. Each other view of a chip has its own small shift, rotation and
+          scale, and odd views are mirrored. The same view and seed give the same pixels.
     """
     from PIL import Image
 
@@ -124,7 +124,7 @@ def aligned_faces(
             # z is replaced by change (z - center) + center + moved.
             shift += scale * (center + moved - change * center)
             scale *= change
-        # Pillow's coordinates are half a pixel larger on both sides.
+        # Pillow's coordinates are half a pixel larger in both directions.
         shift += complex(0.5, 0.5) - scale * complex(0.5, 0.5)
         matrix = (scale.real, -scale.imag, shift.real, scale.imag, scale.real, shift.imag)
         picture = Image.fromarray(chips.image(index)).transform(
@@ -137,7 +137,8 @@ def aligned_faces(
 
 
 def _similarity(source: NDArray[np.float64], target: NDArray[np.float64]):
-    """(a, t), complex, so that a z + t of the source points is nearest to the target points."""
+    """(a, t), complex, so that a z + t maps the source points as closely as possible to the target
+    points."""
     z = source[:, 0] + 1j * source[:, 1]
     w = target[:, 0] + 1j * target[:, 1]
     centered = z - z.mean()
@@ -155,9 +156,9 @@ def compute(
 ) -> Iterator[NDArray[np.float32]]:
     """Descriptors of the chips from index first on, some rows at a time, in order.
 
-    teachers  equal ones that work side by side, each in a thread
+    teachers  equivalent ones that run concurrently, each in a thread
 
-    Raises TeacherError for an answer with another number of rows, or one that is not finite.
+    Raises TeacherError for a result with another number of rows, or one that is not finite.
     """
 
     def described(k: int, indices: range) -> NDArray[np.float32]:
@@ -219,8 +220,8 @@ def _journal(arguments: argparse.Namespace) -> Path:
 
 
 def _with_journal(chips: Chips, arguments: argparse.Namespace) -> NDArray[np.float32]:
-    """Descriptors of all chips. Each part is appended to a file as soon as it is known, and a later
-    run with the same chips and options begins behind it."""
+    """Descriptors of all chips. Each part is appended to a file as soon as it is computed, and a
+    later run with the same chips and options continues after it."""
     path = _journal(arguments)
     options = {
         "chips": [len(chips), int(chips.offsets[-1]), str(chips.names[0]) if len(chips) else ""],
@@ -253,8 +254,8 @@ def _with_journal(chips: Chips, arguments: argparse.Namespace) -> NDArray[np.flo
 
 
 def _read_journal(path: Path, head: bytes) -> List[NDArray[np.float32]]:
-    """The complete parts of a journal with this head. What follows them is cut off. A journal with
-    another head is removed."""
+    """The complete parts of a journal with this header. Anything after them is cut off. A journal
+    with another header is removed."""
     parts: List[NDArray[np.float32]] = []
     try:
         with open(path, "r+b") as file:

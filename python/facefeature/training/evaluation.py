@@ -44,7 +44,7 @@ _INTERVAL = (2.5, 97.5)  # percentiles of the resampled rates
 
 
 class EvaluationError(facefeature.FaceFeatureError):
-    """The photographs do not allow what is asked."""
+    """The photographs do not allow this evaluation."""
 
 
 @dataclass(frozen=True)
@@ -95,7 +95,7 @@ class Evaluation:
     equal_error_rate: Rate
     equal_error_threshold: float
     accept_rates: List[AcceptRate]
-    rank_one: Rate  # share of photographs whose best-scoring other one shows the same person
+    rank_one: Rate  # share of photographs whose highest score is with the same person
     genuine_percentiles: Dict[str, float]
     impostor_percentiles: Dict[str, float]
     replicates: int
@@ -107,7 +107,7 @@ class Evaluation:
 
 @dataclass(frozen=True)
 class Curve:
-    """Operating points in ascending order of both match rates, from "accept nothing" on.
+    """Operating points in ascending order of both match rates, starting with "accept nothing".
 
     thresholds       (k,) the first is infinite
     false_match      (k,)
@@ -120,7 +120,7 @@ class Curve:
 
 
 def pairs_of(scores: NDArray[np.float32], person: NDArray[np.integer]) -> Pairs:
-    """Each pair of a table of scores once.
+    """Each pair of a matrix of scores once.
 
     scores  (n, n), symmetric
     person  (n,) index of the person of each photograph
@@ -245,7 +245,7 @@ class _Sorted:
                 f"{pairs.people} people and {len(same)} pairs: pairs of one person and pairs of "
                 "two are needed"
             )
-        # NaN as negative infinity: it is the last one, and no threshold is above it.
+        # NaN becomes negative infinity: it comes last, and no threshold is below it.
         scores = np.where(np.isnan(pairs.scores), -np.inf, pairs.scores).astype(np.float64)
         order = np.argsort(-scores, kind="stable")
         self._scores = scores[order]
@@ -258,8 +258,8 @@ class _Sorted:
         self._last = last[self._scores[last] > -np.inf]
 
     def curve(self, drawn: Optional[NDArray[np.int64]]) -> Optional[Curve]:
-        """The operating points if each person counts as often as drawn says (once for None). None
-        if no pair of a kind is left."""
+        """The operating points with each person counted drawn times (once if drawn is None). None
+        if there are no pairs of one kind."""
         if drawn is None:
             genuine = self._same.astype(np.float64)
             impostor = 1.0 - genuine
@@ -281,8 +281,8 @@ class _Sorted:
 
 
 class _Hits:
-    """For each photograph of a person with several: does another photograph of the same person
-    score higher than every photograph of somebody else? Equal scores count against it."""
+    """For each photograph of a person with several: whether another photograph of the same person
+    scores higher than every photograph of other people. Equal scores count as failures."""
 
     def __init__(self, scores: NDArray[np.float32], person: NDArray[np.integer]) -> None:
         probes = np.flatnonzero(np.bincount(person)[person] > 1)

@@ -100,7 +100,7 @@ def run(arguments: argparse.Namespace) -> int:
 
 
 def _hold_out(gallery: Outputs, arguments: argparse.Namespace) -> Tuple[Outputs, Outputs]:
-    """The photographs to fit to, and those of the people who are held out."""
+    """The photographs for the fit, and those of the people who are held out."""
     share = arguments.hold_out
     if not 0 < share < 1:
         raise FitError(f"--hold-out {share:g}: must be between 0 and 1")
@@ -111,7 +111,7 @@ def _hold_out(gallery: Outputs, arguments: argparse.Namespace) -> Tuple[Outputs,
 
 
 def _fit_one(gallery: Outputs, model: Projection, candidate: Candidate) -> Projection:
-    """The fit of one candidate, reached through the heavier priors before it as in the choice."""
+    """The fit of one candidate. As in the choice, it starts from the fits with heavier priors."""
     heavier = [c for c in fitting.candidates([candidate.kind]) if c.weight >= candidate.weight]
     for _, projection in fitting.fit(gallery, model, heavier):
         last = projection

@@ -1,10 +1,10 @@
 """Projections fitted to photographs whose person is known, and the choice among them.
 
-Few photographs of few people say little about 500 x 500 covariances. So a model's own projections
-are the prior of the fit, and how much they weigh is found by cross validation over people: each
-candidate is fitted without some of the people and measured on them. A simpler candidate wins
-unless a more adapted one is better by more than its standard error, and the simplest one is the
-model as it is. That keeps a fit to photographs that hold no information from making a model worse.
+A few photographs of a few people determine 500 x 500 covariances poorly. So a model's own
+projections are the prior of the fit, and their weight is found by cross validation over people:
+each candidate is fitted without some of the people and measured on them. A simpler candidate wins
+unless a more adapted one is better by more than its standard error; the simplest one is the
+unchanged model. So a fit to photographs without information does not make a model worse.
 """
 
 from __future__ import annotations
@@ -28,7 +28,7 @@ FEWEST_PEOPLE = 20
 
 PRIOR_WEIGHTS = (30000.0, 10000.0, 3000.0, 1000.0, 300.0)
 
-# Singular values of a between-person covariance that is all prior may not vanish.
+# Singular values of a between-person covariance that is only a prior must not be zero.
 _LEAST_BETWEEN = 1e-3
 
 
@@ -38,11 +38,10 @@ class FitError(facefeature.FaceFeatureError, ValueError):
 
 class Candidate(NamedTuple):
     """kind   "unchanged": the projections of the model
-           "mean": those, about the mean of the photographs
+           "mean": the same projections, about the mean of the photographs
            "learnt": joint Bayesian in the basis of the model's cross projection
            "principal": joint Bayesian in the whitened principal components of the photographs
-    weight  of the prior, in people and in photographs, for the last two
-    """
+    weight  of the prior, in people and in photographs, for the last two"""
 
     kind: str
     weight: float = 0.0
@@ -81,8 +80,8 @@ def fit(
 ) -> Iterator[Tuple[Candidate, Projection]]:
     """Fits each candidate to all photographs of the gallery that have a person.
 
-    Candidates of one kind follow each other with falling weights of the prior, and each fit starts
-    from the one before.
+    Candidates of one kind follow each other in descending order of the prior's weight, and each fit
+    starts from the previous one.
     """
     known = gallery.select(np.flatnonzero(gallery.people != ""))
     person = np.unique(known.people, return_inverse=True)[1]
@@ -114,8 +113,8 @@ def choose(
     seed: int = 1,
     on_fold: Callable[[int], None] = lambda done: None,
 ) -> Choice:
-    """Cross validation over people. wanted is in order of simplicity, the simplest first. on_fold
-    is called with the number of folds that are done.
+    """Cross validation over people. wanted is in ascending order of complexity. on_fold is called
+    with the number of completed folds.
 
     Raises FitError if fewer than FEWEST_PEOPLE people have several photographs.
     """
@@ -156,8 +155,8 @@ def people_with_several(people: NDArray) -> NDArray:
 def split(
     people: NDArray, shares: Sequence[float], generator: np.random.Generator
 ) -> List[NDArray]:
-    """People, in disjoint sets of these shares, drawn at random. People with several photographs
-    and people with one are shared out apart, so that each set has its part of both."""
+    """Splits people at random into disjoint sets of these shares. People with several photographs
+    and people with one are split separately, so that each set gets its share of both."""
     several = people_with_several(people)
     single = np.setdiff1d(people[people != ""], several)
     parts: List[List[NDArray]] = [[] for _ in shares]
@@ -170,12 +169,12 @@ def split(
 
 
 class _JointBayesianFits:
-    """Fits in one basis with falling weights of the prior.
+    """Fits in one basis, in descending order of the prior's weight.
 
-    The prior is the same in all directions, so the basis may be turned. It is turned so that its
-    first directions hold all photographs. In a direction that holds none, the fit is a variance
-    between and one within people, the same for all of them: one such direction stands for the rest.
-    With 300 photographs in a basis of 500 that saves three quarters of the time.
+    The prior is the same in all directions, so the basis may be rotated. It is rotated so that its
+    first directions span all photographs. In the other directions the fit is one variance between
+    and one within people, the same for all of them, so one such direction represents the rest. With
+    300 photographs in a basis of 500 that saves three quarters of the time.
     """
 
     def __init__(
@@ -191,7 +190,7 @@ class _JointBayesianFits:
         held = min(len(x), len(rows))
         kept = min(held + 1, len(rows))
         self._x = x @ strongest_first[:, :kept]
-        self._x[:, held:] = 0  # but for rounding they are
+        self._x[:, held:] = 0  # except for rounding, they are
         self._mean, self._rows, self._person = mean, strongest_first.T @ rows, person
         identity = np.eye(kept)
         self._prior = Covariances(between * identity, within * identity)
@@ -203,7 +202,8 @@ class _JointBayesianFits:
             prior_people=weight, prior_photographs=weight,
         )  # fmt: skip
         cross, self_ = joint_bayesian.roots(self._current)
-        # The score is the same for any common factor of both. This one makes lengths about 1.
+        # The score does not change if both are multiplied by a factor. With this one, lengths are
+        # about 1.
         scale = 1 / np.sqrt(np.mean(np.sum((self._x @ cross.T) ** 2, axis=1)))
         return Projection(
             self._mean.astype(np.float32),
@@ -219,8 +219,8 @@ class _JointBayesianFits:
 
 
 def _variances(x: NDArray[np.float64], person: NDArray[np.integer]) -> Tuple[float, float]:
-    """Mean variance of a dimension within and between people. The model's prior has no other
-    numbers than these two."""
+    """Mean variance of a dimension within and between people. The model's prior consists of these
+    two numbers."""
     counts = np.bincount(person)
     sums = np.zeros((len(counts), x.shape[1]))
     np.add.at(sums, person, x)
@@ -233,14 +233,14 @@ def _variances(x: NDArray[np.float64], person: NDArray[np.integer]) -> Tuple[flo
 def _mean_of_people(
     outputs: NDArray[np.float32], person: NDArray[np.integer]
 ) -> NDArray[np.float64]:
-    """The mean in which every person counts once, however many photographs show them."""
+    """The mean with equal weight for every person, whatever the number of photographs."""
     weights = 1 / np.bincount(person)[person]
     return (weights / weights.sum()) @ outputs.astype(np.float64)
 
 
 def _simplest_of_the_best(measures: Dict[Candidate, List[float]], folds: int) -> Candidate:
-    """The first candidate that is no more than one standard error below the best. The error is that
-    of the difference, fold by fold; repeated folds share their photographs and count once."""
+    """The first candidate that is at most one standard error below the best. The error is that of
+    the difference, fold by fold; repeated folds share their photographs and count as one."""
     best = max(measures, key=lambda candidate: float(np.mean(measures[candidate])))
     for candidate, values in measures.items():
         differences = np.array(measures[best]) - np.array(values)

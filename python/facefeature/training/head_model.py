@@ -59,8 +59,8 @@ def reference_length(ids: ArrayLike, points: ArrayLike) -> float:
 def fit_rows(
     points: NDArray[np.float64], model: NDArray[np.float64]
 ) -> Tuple[float, NDArray[np.float64]]:
-    """Scale (pixels for each unit) and the first two rows of the rotation, from a least squares fit
-    of a scaled orthographic camera.
+    """Scale (pixels per unit) and the first two rows of the rotation, from a least squares fit of a
+    scaled orthographic camera.
 
     The rows of the affine fit are made orthogonal and of equal length in closed form.
     """

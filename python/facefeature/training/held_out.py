@@ -15,10 +15,10 @@ from .outputs import run_nets
 
 
 def choose_people(people: NDArray, share: float, seed: int) -> Set[str]:
-    """A share of the people, drawn by the seed.
+    """A share of the people, drawn with the seed.
 
-    Those with several photographs are drawn first: only they give pairs of one person. Photographs
-    without a person can't be held out.
+    People with several photographs are drawn first, because only they have pairs of one person.
+    Photographs without a person can't be held out.
     """
     names, counts = np.unique(people[people != ""], return_counts=True)
     wanted = int(round(share * len(names)))
@@ -28,15 +28,14 @@ def choose_people(people: NDArray, share: float, seed: int) -> Set[str]:
 
 
 def joined_outputs(nets: Nets, chips: Chips, device: str) -> torch.Tensor:
-    """(n, 8000): what the library would project for each chip."""
+    """(n, 8000): the outputs that the library would project for each chip."""
     return torch.from_numpy(run_nets(nets, chips, device))
 
 
 def error_rates(
     outputs: torch.Tensor, mean: torch.Tensor, projection: torch.Tensor, people: NDArray
 ) -> Optional[Dict[str, float]]:
-    """Rates of the library's score if both projections are this one; None without pairs of both
-    kinds."""
+    """Rates of the score with this as both projections; None without pairs of both kinds."""
     features = ((outputs - mean.cpu()) @ projection.cpu().t()).double()
     norms = features.norm(dim=1)
     twice = norms.square()[:, None] + norms.square()[None]

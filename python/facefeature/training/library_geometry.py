@@ -1,7 +1,7 @@
-"""The library's own patches and reference length, from an object that holds the library's geometry
-alone (tools/training, libfacefeature_patches.so of a build folder).
+"""The library's own patches and reference length, from a shared object that contains only the
+library's geometry (tools/training, libfacefeature_patches.so of a build folder).
 
-The kit samples patches in PyTorch and does not need this; it is what those are compared with.
+The kit samples patches in PyTorch and does not need this; tests compare them with these.
 """
 
 from __future__ import annotations

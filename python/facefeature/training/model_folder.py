@@ -20,12 +20,12 @@ _PROJECTIONS = {"6-0": (JOINED,), "6-1": (PROJECTED, JOINED), "6-2": (PROJECTED,
 
 @dataclass(frozen=True)
 class Model:
-    """What a model folder holds, all float32.
+    """The content of a model folder, all float32.
 
     nets             the arrays of the 25 nets by file name: "0-n-0" the patch means (a vector),
                      "1-n-1" to "5-n-3" the matrices of the layers, as rows and columns of the file
     mean             (8000,): file 6-0
-    self_projection  (500, 8000): file 6-1, whose products only give element 500 of a feature
+    self_projection  (500, 8000): file 6-1, whose products only determine element 500 of a feature
     cross_projection (500, 8000): file 6-2, whose products are elements 0 to 499
     """
 
@@ -62,9 +62,9 @@ def read(folder: Union[str, "os.PathLike[str]"]) -> Model:
 
 
 def write(model: Model, folder: Union[str, "os.PathLike[str]"]) -> None:
-    """Writes the 303 files into the folder, which is made if it is missing.
+    """Writes the 303 files to the folder, which is created if necessary.
 
-    Values that are not finite are refused with ModelError before anything is written.
+    Raises ModelError for values that are not finite, before anything is written.
     """
     arrays = _arrays(model)
     folder = Path(folder)
@@ -95,8 +95,8 @@ def _arrays(model: Model) -> Dict[str, NDArray]:
 def rounded(model: Model) -> Model:
     """The model with every value rounded to half precision.
 
-    The files keep their size, and compress to half of it. Raises ModelError for values that half
-    precision can't hold.
+    The files keep their size, but compress to half of it. Raises ModelError for values that half
+    precision can't represent.
     """
 
     def half(name: str, values: NDArray) -> NDArray[np.float32]:

@@ -1,4 +1,4 @@
-"""The 25 nets in PyTorch, by the arrays of a model folder."""
+"""The 25 nets in PyTorch, with weights from the arrays of a model folder."""
 
 from __future__ import annotations
 
@@ -15,8 +15,8 @@ from .patch_table import GROUPS, NETS, PATCHES
 from .patches import Patches
 
 _FILTER_SIDES = (4, 3, 3, 2)
-# The first layer learns with inputs of about unit size. A power of two: going to the units of the
-# files and back changes no bit.
+# The first layer trains with inputs of about unit size. The factor is a power of two, so conversion
+# to the units of the files and back changes no bit.
 _INPUT_UNIT = 64.0
 
 
@@ -37,7 +37,7 @@ class Nets(nn.Module):
             arrays = {}
             for layer in range(1, 6):
                 rows, columns = _layer_shape(group[0], layer)
-                # Rectifiers halve the variance; nothing rectifies the last layer.
+                # Rectifiers halve the variance; the last layer has none.
                 spread = ((1 if layer == 5 else 2) / rows) ** 0.5
                 arrays[f"w{layer}"] = nn.Parameter(torch.randn(len(group), rows, columns) * spread)
                 arrays[f"b{layer}"] = nn.Parameter(torch.zeros(len(group), columns))
@@ -54,7 +54,7 @@ class Nets(nn.Module):
         return nets
 
     def set_arrays(self, arrays: Mapping[str, NDArray]) -> None:
-        """Takes the arrays of ``Model.nets``, by file name."""
+        """Copies the arrays of ``Model.nets``, by file name."""
         with torch.no_grad():
             for g, group in enumerate(GROUPS):
                 for row, net in enumerate(group):
@@ -76,13 +76,13 @@ class Nets(nn.Module):
         return {name: result[name] for name in NET_SHAPES}
 
     def set_means(self, means: Patches) -> None:
-        """Takes the patch means: for each group (nets, planes, side, side)."""
+        """Copies the patch means: for each group (nets, planes, side, side)."""
         for g, mean in enumerate(means):
             self._means(g).copy_(mean[:, None])
 
     def forward(self, patches: Patches) -> torch.Tensor:
-        """(n, 8000): the rows of 160 outputs, each of unit length, in the order that the library
-        projects: for each net the direct row, then the mirrored one."""
+        """(n, 8000): rows of 160 outputs, each of unit length, in the order in which the library
+        projects them: for each net the direct row, then the mirrored one."""
         count = patches[0].shape[1] // 2
         rows: List[torch.Tensor] = [torch.empty(0)] * NETS
         for g, group in enumerate(GROUPS):
@@ -153,13 +153,13 @@ def _inside(group: List[int]) -> torch.Tensor:
     return inside
 
 
-# The rectifier follows the pooling here, on a quarter of the values. The largest of the rectified
-# values is the rectified largest value.
+# The rectifier follows the pooling here, on a quarter of the values: the largest rectified value is
+# the rectified largest value.
 
 
 def _run_net(x: torch.Tensor, p: Mapping[str, torch.Tensor]) -> torch.Tensor:
     """x: (rows, planes, side, side); p: the parameters of one net."""
-    # Pooling is several times as fast with the channels of a pixel side by side.
+    # Pooling is several times as fast with the channels of a pixel next to each other in memory.
     x = x.contiguous(memory_format=torch.channels_last)
 
     def convolved(x: torch.Tensor, layer: int) -> torch.Tensor:

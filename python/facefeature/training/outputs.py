@@ -37,7 +37,7 @@ _BATCH = 32
 
 
 class OutputsError(FaceFeatureError, ValueError):
-    """A gallery of net outputs can't be read, or belongs to other nets."""
+    """A gallery of net outputs can't be read, or was computed by other nets."""
 
 
 @dataclass(frozen=True)
@@ -55,7 +55,7 @@ class Outputs:
 
 
 def nets_digest(model: Model) -> str:
-    """SHA-256 of the arrays of the nets, the patch means included: outputs of equal digests can be
+    """SHA-256 of the arrays of the nets, including the patch means. Outputs of equal digests can be
     compared and projected together."""
     digest = hashlib.sha256()
     for name in NET_SHAPES:
@@ -64,7 +64,7 @@ def nets_digest(model: Model) -> str:
 
 
 def compute(chips: Chips, model: Model, device: str = "cpu") -> Outputs:
-    """The outputs of a model's nets for all chips, with lines of progress."""
+    """The outputs of a model's nets for all chips. Prints progress lines."""
     from .nets import Nets
 
     nets = Nets.from_model(model).to(device).eval()
@@ -77,8 +77,8 @@ def compute(chips: Chips, model: Model, device: str = "cpu") -> Outputs:
 def run_nets(
     nets: Nets, chips: Chips, device: str, on_faces: Callable[[int], None] = lambda done: None
 ) -> NDArray[np.float32]:
-    """(n, 8000) outputs of all chips, on patches that are bit-identical to the library's. The nets
-    are on the device. on_faces is called with the number of faces that are done."""
+    """(n, 8000) outputs of all chips, from patches that are bit-identical to the library's. The
+    nets are on the device. on_faces is called with the number of completed faces."""
     import torch
 
     from .patches import faces_of, library_patches
@@ -94,7 +94,7 @@ def run_nets(
 
 
 def save(path: Union[str, "os.PathLike[str]"], gallery: Outputs) -> None:
-    """Writes a gallery; an existing file is replaced only by a complete one."""
+    """Writes a gallery. An existing file is replaced when the new one is complete."""
     path = Path(path)
     partial = path.with_name(path.name + ".partial")
     with open(partial, "wb") as file:
@@ -129,7 +129,7 @@ def load_or_compute(
 ) -> Outputs:
     """The outputs of a gallery, or of an archive of chips.
 
-    Raises OutputsError for a gallery that other nets have made.
+    Raises OutputsError for a gallery that was computed by other nets.
     """
     if not _is_gallery(path):
         return compute(chip_archives.load(path), model, device)

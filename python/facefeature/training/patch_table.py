@@ -1,7 +1,7 @@
-"""The 25 patches: what each net reads of a face. Element p of a list belongs to patch p.
+"""The 25 patches, which are the inputs of the nets. Element p of a list belongs to patch p.
 
-The numbers are those of the library's own table; a test compares the patches that they give with
-the library's, pixel by pixel.
+The numbers are those of the library's own table. A test compares the resulting patches with the
+library's, pixel by pixel.
 """
 
 from __future__ import annotations
@@ -9,7 +9,7 @@ from __future__ import annotations
 from typing import Dict, List, NamedTuple, Tuple
 
 NETS = 25
-ROWS = 2  # a net reads the patch and its mirrored form
+ROWS = 2  # a net reads the patch and its mirror image
 ROW_OUTPUTS = 160
 NET_OUTPUTS = ROWS * ROW_OUTPUTS
 JOINED = NETS * NET_OUTPUTS  # 8000
@@ -20,12 +20,12 @@ UPPER_ANCHOR, LOWER_ANCHOR = 6, 8  # slots
 
 class Patch(NamedTuple):
     side: int  # pixels of the square sample
-    span: int  # pixels of the frame that the reference length becomes
+    span: int  # length of the reference length in the frame, in pixels
     offset: float  # the sample is centred this many spans below its landmark
-    column_margin: int  # columns blanked at the left and at the right
-    row_margin: int  # rows blanked at top and bottom
-    center: int  # slot that the direct sample is centred at
-    mirror: int  # slot that the mirrored sample is centred at
+    column_margin: int  # columns that are blanked at the left and at the right
+    row_margin: int  # rows that are blanked at the top and at the bottom
+    center: int  # slot at the centre of the direct sample
+    mirror: int  # slot at the centre of the mirrored sample
     planes: int  # 3 (red, green, blue) or 1 (gray)
 
 

@@ -1,8 +1,8 @@
-"""Patches sampled in PyTorch: what the 25 nets read, from face chips and their landmarks.
+"""Patches sampled in PyTorch: the inputs of the 25 nets, from face chips and their landmarks.
 
-``library_patches`` repeats the library's operations in the library's order, so that its patches are
-bit-identical to those that the library cuts from the same pixels. ``training_patches`` reads the
-same positions of pictures that need not hold whole numbers, without rounding, and repeats the
+``library_patches`` repeats the library's operations in the library's order, so its patches are
+bit-identical to those that the library samples from the same pixels. ``training_patches`` reads the
+same positions of pictures whose values need not be integers, without rounding, and repeats the
 picture's border outside, where the library extrapolates.
 
 Patches are a list of one tensor for each group of ``patch_table.GROUPS``, of shape
@@ -24,7 +24,7 @@ from .patch_table import GROUPS, LOWER_ANCHOR, PATCHES, UPPER_ANCHOR
 Patches = List[torch.Tensor]
 
 _FRAME_SIDE = 160
-_UPPER_X, _UPPER_Y = 80.0, 60.0  # where the upper anchor is in every frame
+_UPPER_X, _UPPER_Y = 80.0, 60.0  # position of the upper anchor in every frame
 
 
 class Faces(NamedTuple):
@@ -54,9 +54,9 @@ def faces_of(
 
 
 def library_patches(faces: Faces) -> Patches:
-    """The library's patches of uint8 images, to the bit.
+    """The library's patches of uint8 images, bit-identical.
 
-    Coordinates must be finite and less than 2**31 pixels from the image, beyond which the library
+    Coordinates must be finite and less than 2**31 pixels from the image; beyond that, the library
     reads the first pixel.
     """
     color = faces.images.flatten(2)
@@ -81,7 +81,7 @@ def training_patches(faces: Faces) -> Patches:
 
 
 def _positions(group: List[int], faces: Faces) -> Tuple[torch.Tensor, torch.Tensor]:
-    """Where each element of the patches is in the image: x and y, each of shape
+    """The positions in the image of each element of the patches: x and y, each of shape
     (n, nets of the group, 2, side, side), the direct sample first.
 
     Every operation here rounds to float32 as it does in the library, in the library's order. The
@@ -100,7 +100,7 @@ def _positions(group: List[int], faces: Faces) -> Tuple[torch.Tensor, torch.Tens
     Q = (y8 * y8 + x8 * x8) + (y6 * y6 + x6 * x6)
     A = (y8 * h + x8 * _UPPER_X) + (y6 * _UPPER_Y + x6 * _UPPER_X)
 
-    # The similarity from the image to the frame, which places the landmarks.
+    # The similarity from the image to the frame, which maps the landmarks.
     B = (x8 * h - y8 * _UPPER_X) + (x6 * _UPPER_Y - y6 * _UPPER_X)
     D = (Q * 2 - Sx * Sx) - Sy * Sy
     a = (A * 2 - (Sy * Sv + Sx * Su)) / D
@@ -111,7 +111,7 @@ def _positions(group: List[int], faces: Faces) -> Tuple[torch.Tensor, torch.Tens
                           for mirrored in (False, True)))  # fmt: skip
     column, row = torch.stack(columns, 2)[..., None, :], torch.stack(rows, 2)[..., None]
 
-    # The similarity back to the image. It is fitted anew and is not the inverse to the last bit.
+    # The similarity back to the image. It is fitted separately and is not exactly the inverse.
     T = (h * h + _UPPER_X * _UPPER_X) + 10000.0
     B = (y8 * _UPPER_X - x8 * h) + (y6 * _UPPER_X - x6 * _UPPER_Y)
     D = (T * 2 - Su * Su) - Sv * Sv
@@ -146,7 +146,7 @@ def _blend(images: torch.Tensor, faces: Faces, sx: torch.Tensor, sy: torch.Tenso
     width, height = faces.sizes[:, 0, None], faces.sizes[:, 1, None]
     sx, sy, shape = sx.flatten(1), sy.flatten(1), sx.shape
     ix, iy = sx.trunc(), sy.trunc()
-    # The fractions belong to the position before it is clamped to the image: so does the library.
+    # The fractions belong to the position before it is clamped to the image, as in the library.
     fx, fy = sx - ix, sy - iy
     x = torch.minimum(ix.long().clamp_min(0), width - 2)
     y = torch.minimum(iy.long().clamp_min(0), height - 2)
@@ -159,7 +159,7 @@ def _blend(images: torch.Tensor, faces: Faces, sx: torch.Tensor, sy: torch.Tenso
     w00, w10 = ((1 - fx) * (1 - fy))[:, None], ((1 - fy) * fx)[:, None]
     w01, w11 = ((1 - fx) * fy)[:, None], (fy * fx)[:, None]
     value = ((w10 * pixel(1) + w00 * pixel(0)) + w01 * pixel(below)) + w11 * pixel(below + 1)
-    # Stored as a byte: values beyond 0 to 255, which only extrapolation gives, wrap.
+    # Values are stored as bytes: those outside 0 to 255, which only extrapolation gives, wrap.
     levels = ((value + 0.5).to(torch.int32) & 255).float()
     return _by_net(levels, shape)
 

@@ -187,7 +187,7 @@ def _failures_path(path: Path) -> Path:
 def _write_part(folder: Path, start: int, results: List, settings: Settings) -> None:
     made = [result for result in results if isinstance(result, Chip)]
     failed = [result for result in results if isinstance(result, Failure)]
-    # First, so that a part that exists has its failures.
+    # Written first, so that a part never exists without its failures.
     (folder / f"{start:012d}.json").write_text(json.dumps(failed), encoding="utf-8")
     chips.save(_part_path(folder, start), chips.Chips(
         names=np.array([c.entry.id for c in made], str),
@@ -256,7 +256,7 @@ def _landmarks(entry: Entry, settings: Settings) -> Landmarks:
 
 def _scaled_crop(photo: str, slots: np.ndarray, length: float, settings: Settings):
     """The part of the photograph that the patches read, with the landmarks and the reference length
-    in its pixels."""
+    in pixels of that part."""
     from PIL import Image, ImageOps
 
     scale = min(1.0, settings.length / length)

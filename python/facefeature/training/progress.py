@@ -1,4 +1,4 @@
-"""Progress lines: how far a command is, how fast, and how long it still takes."""
+"""Progress lines: how much of a command is done, its speed, and the remaining time."""
 
 from __future__ import annotations
 
@@ -8,14 +8,14 @@ from typing import Optional, TextIO
 
 
 class Progress:
-    """Prints a line at most every few seconds, and one at the end.
+    """Prints a line every few seconds at most, and one at the end.
 
         progress = Progress("prepare", total=5000, unit="photographs")
         progress.update(done)
         progress.finish()
 
     total  None if it is unknown.
-    done   what was done before, by a run that this one continues; it doesn't count as speed.
+    done   units completed by a previous run that this one continues; they don't count as speed.
     """
 
     def __init__(
@@ -28,7 +28,7 @@ class Progress:
         self._start = self._last = time.monotonic()
 
     def update(self, done: int, note: str = "") -> None:
-        """done counts all units so far; note follows in the line."""
+        """done is the number of completed units; note is appended to the line."""
         self._done = done
         if time.monotonic() - self._last >= self._interval:
             self.print(note)

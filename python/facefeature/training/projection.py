@@ -35,7 +35,7 @@ class Projection:
             return cls(arrays["mean"], arrays["cross"], arrays["self"])
 
     def in_model(self, model: Model) -> Model:
-        """The model with these projections in place of its own."""
+        """The model with its projections replaced by these."""
         return replace(
             model, mean=self.mean, cross_projection=self.cross, self_projection=self.self_
         )
@@ -43,8 +43,8 @@ class Projection:
     def features(self, outputs: NDArray[np.float32]) -> NDArray[np.float32]:
         """(n, 502) features of (n, 8000) outputs.
 
-        Sums are made in double precision, so the last bits differ from those of the library, which
-        adds in single precision.
+        Sums are in double precision, so the last bits differ from those of the library, which adds
+        in single precision.
         """
         features = np.empty((len(outputs), PROJECTED + 2), np.float32)
         cross, self_ = self.cross.T.astype(np.float64), self.self_.T.astype(np.float64)
@@ -66,8 +66,8 @@ class Projection:
 
 
 def padded(rows: NDArray[np.float64]) -> NDArray[np.float32]:
-    """At most 500 rows of 8000 floats, with rows of zeros below, as a file holds them. Zero rows
-    change no feature but the elements that they give, which are zero."""
+    """Up to 500 rows of 8000 floats, followed by rows of zeros as in a file. A zero row gives a
+    zero element of the feature and changes no other."""
     assert rows.shape[0] <= PROJECTED and rows.shape[1] == JOINED
     result = np.zeros((PROJECTED, JOINED), np.float32)
     result[: len(rows)] = rows

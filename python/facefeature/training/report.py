@@ -1,4 +1,4 @@
-"""What a run and an evaluation look like: texts of rates, and plots by matplotlib."""
+"""Presents the results of runs and evaluations: rates as text, and plots with matplotlib."""
 
 from __future__ import annotations
 
@@ -19,12 +19,12 @@ _NO_LOSSES = ("step", "faces", "seconds", "rate")  # other columns of losses.csv
 
 
 def read_run(folder: Path) -> dict:
-    """The run.json of a folder that train wrote. Raises EvaluationError."""
+    """The run.json of a folder that train has written. Raises EvaluationError."""
     return read_json(folder / "run.json")
 
 
 def read_json(path: Path) -> dict:
-    """Raises EvaluationError, whose text names the file."""
+    """Raises EvaluationError, whose message names the file."""
     try:
         document = json.loads(path.read_text(encoding="utf-8"))
     except (OSError, ValueError) as error:
@@ -54,8 +54,8 @@ def summary(measured: Evaluation) -> str:
 
 
 def plot_scores(features: NDArray[np.float32], people: NDArray, folder: Path) -> None:
-    """Writes det.png (false non-match against false match rate, both on probit axes) and scores.png
-    (histograms of both kinds of pairs)."""
+    """Writes det.png (false non-match rate over false match rate, both on probit axes) and
+    scores.png (histograms of both kinds of pairs)."""
     import matplotlib
 
     matplotlib.use("Agg")

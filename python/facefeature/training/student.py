@@ -1,4 +1,4 @@
-"""What is trained: the 25 nets, the projection, and the heads that only the losses need."""
+"""The modules that are trained: the 25 nets, the projection, and the heads for the losses."""
 
 from __future__ import annotations
 
@@ -15,10 +15,10 @@ from .patches import Patches
 
 
 class Weights(NamedTuple):
-    """How much each loss counts.
+    """The weight of each loss.
 
     teacher   squared error of a linear map from the unit feature to the descriptor
-    nets      the same from the two rows of each net alone, the mean over the nets
+    nets      the same from the two rows of each net by itself, averaged over the nets
     relation  squared difference of the cosines of all pairs of the batch, features and descriptors
     people    angular margin softmax over the people
     """
@@ -29,10 +29,10 @@ class Weights(NamedTuple):
     people: float = 1.0
 
 
-# The linear map reads features of this length: descriptors then need no large weights.
+# The linear map reads features of this length, so that descriptors don't need large weights.
 _FEATURE_LENGTH = 10.0
-# Of the margin softmax: the angle that the right person must be closer, in radians, and the factor
-# of the cosines.
+# The angle of the margin softmax by which the correct person must be closer, in radians, and the
+# factor of the cosines.
 _MARGIN, _COSINE_SCALE = 0.3, 30.0
 
 
@@ -62,7 +62,7 @@ class Student(nn.Module):
         people       (n,) indices of people, -1 for unknown, or None
         """
         outputs = self.nets(patches)
-        # Differences of small losses need single precision, also if the nets run in half of it.
+        # Differences of small losses need single precision, also if the nets use half precision.
         with torch.autocast(outputs.device.type, enabled=False):
             losses = self._losses(outputs, descriptors, people)
         losses["loss"] = sum(getattr(self._weights, name) * value for name, value in losses.items())
@@ -94,20 +94,20 @@ class Student(nn.Module):
             return cosines.sum() * 0
         cosines, people = cosines[known], people[known]
         own = cosines.gather(1, people[:, None]).clamp(-1 + 1e-6, 1 - 1e-6)
-        # Beyond 180 degrees the cosine would rise again.
+        # Beyond 180 degrees the cosine would increase again.
         with_margin = torch.cos((torch.acos(own) + _MARGIN).clamp_max(torch.pi))
         logits = _COSINE_SCALE * cosines.scatter(1, people[:, None], with_margin)
         return F.cross_entropy(logits, people)
 
     def set_model(self, model: Model) -> None:
-        """Takes the nets of a model, and its cross projection."""
+        """Copies the nets of a model, and its cross projection."""
         self.nets.set_arrays(model.nets)
         with torch.no_grad():
             self.mean.copy_(torch.from_numpy(model.mean))
             self.projection.copy_(torch.from_numpy(model.cross_projection))
 
     def model(self) -> Model:
-        """A model whose two projections are both the trained one."""
+        """A model that uses the trained projection as both of its projections."""
         projection = self.projection.detach().float().cpu().numpy().copy()
         mean = self.mean.detach().float().cpu().numpy().copy()
         return Model(self.nets.arrays(), mean, projection, projection)

@@ -61,7 +61,7 @@ class TrainingError(FaceFeatureError):
 
 @dataclass(frozen=True)
 class Settings:
-    """What decides the result of a run; a run continues only with equal settings."""
+    """The settings that determine the result of a run; a run continues only with equal settings."""
 
     archives: List[str]
     learn: str
@@ -168,8 +168,8 @@ def _processes(arguments: argparse.Namespace) -> Iterator[_Group]:
 
 
 def _keep_freed_memory() -> None:
-    """Tells glibc's malloc to keep freed blocks. By default it returns large ones to the system, and
-    every operation of a step pays for fresh pages. Other C libraries ignore this."""
+    """Makes glibc's malloc keep freed blocks. By default it returns large ones to the system, and
+    every operation of a step pays for new pages. Other C libraries ignore this."""
     mallopt = getattr(ctypes.CDLL(None), "mallopt", None) if os.name == "posix" else None
     if mallopt:
         mallopt(_M_MMAP_MAX, 0)
@@ -204,7 +204,7 @@ def _precision(wanted: str, device: str) -> str:
 
 
 class _Source:
-    """Batches of faces, decoded ahead of their step."""
+    """Batches of faces, decoded before their step."""
 
     def __init__(self, chips: Chips, device: str, decoded_gib: float, threads: int) -> None:
         self._chips, self._device, self._threads = chips, device, threads
@@ -217,7 +217,7 @@ class _Source:
             self._decoded = faces_of(chips, range(len(chips)), device, threads=threads)
 
     def faces(self, indices: Sequence[int], following: Optional[Sequence[int]]) -> Faces:
-        """These chips. following: the chips of the next call, which are decoded meanwhile."""
+        """These chips. following: the chips of the next call, which are decoded in the meantime."""
         if self._decoded is not None:
             rows = torch.as_tensor(np.asarray(indices), device=self._device)
             return Faces(*(values[rows] for values in self._decoded))
@@ -237,7 +237,7 @@ class _Source:
 
 
 class Run:
-    """One run: its data, what it trains, and its folder."""
+    """One run: its data, its modules, and its folder."""
 
     def __init__(self, settings: Settings, arguments: argparse.Namespace, group: _Group) -> None:
         self._settings, self._group = settings, group
@@ -271,7 +271,7 @@ class Run:
         paths = settings.archives
         shared = len(paths) < group.size
         own = paths if shared else paths[group.rank :: group.size]
-        # Without its own archives a process draws from all chips, a different part of each step.
+        # Without archives of its own a process draws from all chips, a different part of each step.
         self._stride, self._offset = (group.size, group.rank) if shared else (1, 0)
         everybody = np.concatenate([chips.people(path) for path in paths])
         away = self._held_out_people(everybody)
@@ -320,7 +320,7 @@ class Run:
         return (teacher - mean).to(self._group.device)
 
     def _indices(self, step: int) -> np.ndarray:
-        """The chips of a step: every chip once before any comes again."""
+        """The chips of a step: every chip once before any is repeated."""
         count, batch = len(self._chips), self._settings.batch
         first = (step * self._stride + self._offset) * batch
         numbers = np.arange(first, first + batch)
@@ -441,7 +441,7 @@ class Run:
 
     @contextlib.contextmanager
     def _with_averages(self) -> Iterator[None]:
-        """The student has the averaged weights while the block runs."""
+        """Gives the student the averaged weights while the block runs."""
         self._exchange()
         try:
             yield
@@ -466,7 +466,7 @@ class Run:
     # Files
 
     def _continue(self) -> bool:
-        """Takes over the last checkpoint; False if there is none."""
+        """Loads the last checkpoint. Returns False if there is none."""
         self._restored = None
         path, summary = self._folder / "checkpoint.pt", self._folder / "run.json"
         if not path.exists():
