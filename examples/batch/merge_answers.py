@@ -3,9 +3,9 @@
 
     examples/batch/merge_answers.py TOP ANSWERS.csv... >answers.csv
 
-The files are what "facefeature search SHARD PROBES --top TOP" prints, in the order of the shards.
-Equal scores stay in that order, so the result has the bytes of a search of the whole gallery, where
-every probe has at least one match.
+The files are the output of "facefeature search SHARD PROBES --top TOP", in the order of the shards.
+Equal scores stay in that order, so the result has the same bytes as a search of the whole gallery
+if every probe has at least one match.
 """
 
 import csv
@@ -23,7 +23,7 @@ def main() -> None:
     writer = csv.writer(sys.stdout, lineterminator="\n")
     writer.writerow(["probe", "rank", "id", "score"])
     for probe, found in matches.items():
-        # Nine digits tell every score from its neighbours. The sort is stable.
+        # Nine digits distinguish any two scores. The sort is stable.
         found.sort(key=lambda match: -float(match[1]))
         for rank, (id_, score) in enumerate(islice(found, top or None), 1):
             writer.writerow([probe, rank, id_, score])

@@ -1,4 +1,4 @@
-"""What the examples of engines share: vectors out of galleries, exact scores for what engines find."""
+"""Helpers of the examples: export vectors for search engines, and score their results exactly."""
 
 from __future__ import annotations
 
@@ -15,7 +15,7 @@ PROGRAM = os.environ.get("FACEFEATURE", "facefeature")
 
 
 def export_forms(engine: str, gallery: str, probes: str, folder: str, ending: str) -> None:
-    """Writes rows and probes for an engine into a folder: rows.npy or rows.csv, probes.npy or
+    """Writes rows and probes for an engine to a folder: rows.npy or rows.csv, probes.npy or
     probes.csv, and rows.form.json. With .npy the ids are in rows.ids.txt and probes.ids.txt."""
     rows = str(Path(folder) / f"rows{ending}")
     export = [PROGRAM, "gallery", "export"]
@@ -30,8 +30,9 @@ def export_forms(engine: str, gallery: str, probes: str, folder: str, ending: st
 def write_answers(
     gallery: str, probes: str, candidates: dict[str, list[str]], top: int, path: str
 ) -> None:
-    """Scores the candidates of each probe exactly and writes the best as search does: a CSV file
-    with the columns probe, rank, id and score. Equal scores are in the order of the gallery."""
+    """Scores the candidates of each probe exactly and writes the best ones in the format of search:
+    a CSV file with the columns probe, rank, id and score. Equal scores are in the order of the
+    gallery."""
     rows = facefeature.Gallery(gallery)
     row_of = {id_: row for row, id_ in enumerate(rows.ids)}
     probe_rows = facefeature.Gallery(probes)

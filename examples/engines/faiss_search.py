@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Searches a gallery with faiss and gives the answers with exact scores.
+"""Searches a gallery with faiss and writes the matches with exact scores.
 
     examples/engines/faiss_search.py GALLERY PROBES ANSWERS.csv [--top K] [--flat]
 
-PROBES is a gallery too. A graph index (HNSW, M 32, efSearch 256) finds candidates; --flat compares with
-every row instead. The candidates are scored again by the library's own arithmetic, so the scores of
-the answers have the bits of CompareFeatures. Needs Debian's python3-faiss.
+PROBES is also a gallery. A graph index (HNSW, M 32, efSearch 256) finds candidates; with --flat,
+faiss compares every row instead. The library's own arithmetic scores the candidates again, so the
+scores have the bits of CompareFeatures. Needs Debian's python3-faiss.
 """
 
 import argparse
@@ -17,7 +17,7 @@ import numpy as np
 from engine_forms import export_forms, write_answers
 
 NEIGHBOURS = 32  # of each row in the graph
-CANDIDATES = 256  # that a search keeps
+CANDIDATES = 256  # kept during a search
 
 
 def main() -> None:

@@ -1,10 +1,9 @@
 #!/usr/bin/env python3
-"""Gives candidates of any engine their exact scores.
+"""Computes exact scores for the candidates that any search engine has found.
 
     examples/engines/rescore.py GALLERY PROBES CANDIDATES.csv ANSWERS.csv [--top K]
 
-CANDIDATES has the columns probe and id, as an engine has found them. ANSWERS has what the command
-search writes.
+CANDIDATES has the columns probe and id. ANSWERS gets the format of the command search.
 """
 
 import argparse

@@ -1,19 +1,19 @@
 #!/usr/bin/env python3
-"""The first hour with a model and some photographs.
+"""A first hour with a model and some photographs.
 
     python3 first_hour.py MODEL OUTPUT.png PHOTO LANDMARKS [PHOTO LANDMARKS ...]
 
-Needs Debian's python3-numpy and python3-matplotlib, nothing more. The cells (# %%) run one by one
-in editors that know them; set the names of the first cell by hand there.
+Needs only Debian's python3-numpy and python3-matplotlib. Editors that know cells (# %%) can run
+them one by one; set the names in the first cell by hand then.
 """
 
-# %% What there is: a model, photographs, and the landmarks of the face in each.
+# %% The inputs: a model, photographs, and the landmarks of the face in each.
 import sys
 from pathlib import Path
 
 import matplotlib
 
-matplotlib.use("Agg")  # pictures into files; leave it out in a notebook
+matplotlib.use("Agg")  # writes pictures to files; remove it in a notebook
 import matplotlib.pyplot as plt
 import numpy as np
 
@@ -25,8 +25,9 @@ model, output, *files = sys.argv[1:]
 photos, landmarks = files[0::2], files[1::2]
 
 
-# %% Photographs as arrays. matplotlib gives a JPEG as bytes and a PNG as floats from 0 to 1, both in
-# the order red, green, blue; a gray picture has no third axis, and some have a fourth channel.
+# %% Photographs as arrays. matplotlib reads a JPEG as bytes and a PNG as floats from 0 to 1, both in
+# the order red, green, blue. A gray picture has no third axis, and some pictures have a fourth
+# channel.
 def read_photo(path):
     pixels = plt.imread(path)
     if pixels.dtype != np.uint8:
@@ -38,7 +39,7 @@ def read_photo(path):
 
 pictures = [read_photo(path) for path in photos]
 
-# %% A feature of each: 502 floats. Making the engine reads the model and takes longest.
+# %% One feature per photograph: 502 floats. Creating the engine reads the model, which takes longest.
 with facefeature.Engine(model=model) as engine:
     fingerprint, version = engine.fingerprint, engine.library_version
     features = np.array(
@@ -49,21 +50,21 @@ with facefeature.Engine(model=model) as engine:
     )
 print(f"{len(features)} features of {features.shape[1]} floats, model {fingerprint[:8]}")
 
-# %% They are worth keeping: in a gallery, with their names and the model that they came from.
+# %% Store them in a gallery, with their names and the model that computed them.
 names = [f"{number} {Path(photo).name}" for number, photo in enumerate(photos, start=1)]
 gallery_path = Path(output).with_suffix(".gallery")
 facefeature.write_gallery(
     gallery_path, names, features, fingerprint=fingerprint, library_version=version
 )
 
-# %% Each against each. Higher is more alike; there is no fixed range, and where "the same person"
-# begins is for your own pairs to show.
+# %% The score of each pair. Higher is more similar, without a fixed range. Pairs of your own
+# photographs show which scores mean "the same person".
 gallery = facefeature.Gallery(gallery_path)
 scores = facefeature.score_matrix(gallery)
 for name, row in zip(gallery.ids, scores):
     print(f"{name:30.30}", " ".join(f"{score:8.3f}" for score in row))
 
-# %% The same as a picture.
+# %% The same scores as a picture.
 figure, axes = plt.subplots(figsize=(4 + 0.5 * len(names), 3 + 0.5 * len(names)))
 shown = axes.imshow(scores, cmap="viridis")
 axes.set_xticks(range(len(names)), names, rotation=90)
