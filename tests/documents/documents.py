@@ -1,4 +1,4 @@
-"""The documents, and the blocks of code in them."""
+"""The documents, and their blocks of code."""
 
 from __future__ import annotations
 
@@ -10,7 +10,7 @@ ROOT = Path(__file__).resolve().parents[2]
 
 
 def documents() -> list[Path]:
-    """Everything that a user or a maintainer reads."""
+    """All documents for users and maintainers."""
     return [
         *sorted(ROOT.glob("*.md")),
         *sorted((ROOT / "docs").glob("*.md")),
@@ -21,10 +21,10 @@ def documents() -> list[Path]:
 
 @dataclass(frozen=True)
 class Block:
-    """A fenced block, or neighbouring lines that are indented by four spaces."""
+    """A fenced block, or consecutive lines that are indented by four spaces."""
 
     place: str  # file and line, for messages
-    language: str  # empty if the fence names none, and for indented lines
+    language: str  # empty if the fence has none, and for indented lines
     lines: tuple[str, ...]
 
 
@@ -53,8 +53,8 @@ def blocks_of(path: Path) -> list[Block]:
 
 
 def commands_of(block: Block) -> list[str]:
-    """The command lines of a shell block. An indented line and a line after a backslash continue the
-    one before; what follows two spaces or " # " is a comment."""
+    """The command lines of a shell block. An indented line, and a line after a backslash, continue
+    the previous line. Two spaces or " # " start a comment."""
     joined: list[str] = []
     continues = False
     for line in filter(str.strip, block.lines):
@@ -84,15 +84,15 @@ def links_of(path: Path) -> list[str]:
 
 
 def anchors_of(path: Path) -> set[str]:
-    """What "#..." may name in a document: its headings as GitHub turns them into anchors."""
+    """The anchors of a document: its headings, converted as GitHub does."""
     headings = re.findall(r"(?m)^#+ (.*)$", text_without_code(path))
     kept = (re.sub(r"[^\w\- ]", "", heading.lower()) for heading in headings)
     return {heading.strip().replace(" ", "-") for heading in kept}
 
 
 def forms_of(command: str) -> list[str]:
-    """The commands that a line with [optional] and either|or parts stands for: all without optional
-    parts, and one for each of these; each alternative once."""
+    """The commands for which a line with [optional] and either|or parts stands: one without
+    optional parts, one for each optional part, and each alternative once."""
     optional = re.findall(r" \[[^\]]*\]", command)
     bare = command
     for part in optional:

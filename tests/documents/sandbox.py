@@ -1,4 +1,4 @@
-"""A folder in which the commands of the documents find what they name."""
+"""A folder with the files to which the commands of the documents refer."""
 
 from __future__ import annotations
 
@@ -13,7 +13,7 @@ from support import LANDMARK_FILE, LIBRARY, MODEL, PROGRAM, ROOT, made_picture, 
 
 SAMPLE = ROOT.parent / "shared/samples/hopper_1.jpg"
 
-# What a placeholder stands for, in the order in which they are looked for.
+# The replacement of each placeholder, in the order in which they are tried.
 WORDS = {
     "add GALLERY SOURCE...": "add $(mktemp -u) others.gallery#c",
     "remove GALLERY ID...": "remove $(cp others.gallery spare.gallery; echo spare.gallery) c",
@@ -59,8 +59,8 @@ def filled_in(form: str) -> str:
 
 
 def fill(folder: Path, numbers: np.random.Generator) -> None:
-    """The inputs of all commands. The program is on the path and finds a model in the temporary
-    folder, as after the first hour of a user."""
+    """Creates the inputs of all commands. The program is on the path and finds a model in the
+    temporary folder."""
     (folder / "bin").mkdir()
     (folder / "bin/facefeature").symlink_to(PROGRAM)
     (folder / "temporary").mkdir()
@@ -83,7 +83,7 @@ def fill(folder: Path, numbers: np.random.Generator) -> None:
         run(f"facefeature extract --list list.csv -o {gallery}.gallery --model my-model", folder)
     rows = "".join(f"{name},photo.jpg,photo.json\n" for name in "abcd")
     (folder / "list.csv").write_text(rows, encoding="utf-8")
-    # Two people with two photographs each, and what an evaluation of them writes.
+    # Two people with two photographs each, and the evaluation of them.
     run("facefeature extract --list list.csv -o album.gallery --model my-model", folder)
     people = "a,Ada\nb,Ada\nc,Ida\nd,Ida\n"
     (folder / "people.csv").write_text(people, encoding="utf-8")

@@ -1,5 +1,5 @@
-"""The commands of the documents work: those of the program and the Python code are run, and the
-scripts and presets that others name exist."""
+"""Checks the commands of the documents: runs those of the program and the Python code, and checks
+that the scripts and presets of the others exist."""
 
 import json
 import os
@@ -19,7 +19,7 @@ PROGRAM_NAMES = re.compile(r"^(build/\w+/)?facefeature ")
 
 
 def commands():
-    """Every command of a shell block, and of indented lines, with its file and line."""
+    """Every command of a shell block or of indented lines, with its file and line."""
     for document in documents():
         for block in blocks_of(document):
             if block.language in ("", "sh"):

@@ -1,5 +1,5 @@
-"""The links of the documents lead somewhere, the pictures are those that their tool draws, and model
-cards say what ./demo prints."""
+"""Checks that the links of the documents work, that the pictures are those that their tool draws,
+and that model cards have the section that ./demo prints."""
 
 import os
 import re
@@ -19,7 +19,7 @@ class Links(unittest.TestCase):
         for document in documents():
             for link in links_of(document):
                 if re.match(r"[a-z]+:", link):
-                    continue  # another site
+                    continue  # external
                 name, _, anchor = link.partition("#")
                 target = document.parent / name if name else document
                 with self.subTest(str(document.relative_to(ROOT)), link=link):

@@ -1,4 +1,4 @@
-"""What the tests of the Python package share."""
+"""Helpers for the tests of the Python package."""
 
 from __future__ import annotations
 
@@ -18,11 +18,11 @@ MODEL = os.environ["FACEFEATURE_TEST_MODEL"]
 PROGRAM = os.environ["FACEFEATURE_PROGRAM"]
 LIBRARY = os.environ["FACEFEATURE_LIBRARY"]
 LANDMARK_FILE = ROOT / "tools/demo/landmarks/grace_hopper.json"
-WIDTH, HEIGHT = 512, 600  # of the picture that those landmarks are for
+WIDTH, HEIGHT = 512, 600  # of the picture to which the landmarks belong
 
 
 def seed() -> int:
-    """Set by FACEFEATURE_TEST_SEED; printed by whoever uses it."""
+    """Set by FACEFEATURE_TEST_SEED. Tests that use it print it."""
     return int(os.environ.get("FACEFEATURE_TEST_SEED", "20240607"))
 
 
@@ -46,7 +46,7 @@ def face_document() -> dict:
 
 
 def made_picture(numbers: np.random.Generator, height=HEIGHT, width=WIDTH) -> np.ndarray:
-    """A picture of noise over slopes, in any channel order."""
+    """A picture of noise on gradients, in any channel order."""
     rows = np.linspace(0, 120, height)[:, np.newaxis, np.newaxis]
     columns = np.linspace(0, 90, width)[np.newaxis, :, np.newaxis]
     return (rows + columns + numbers.integers(0, 40, (height, width, 3))).astype(np.uint8)
@@ -65,13 +65,13 @@ def write_ppm(path: Path, rgb: np.ndarray) -> None:
 
 
 def run_program(*arguments: object) -> str:
-    """What the host program prints."""
+    """The output of the host program."""
     command = [PROGRAM, *map(str, arguments)]
     return subprocess.run(command, check=True, capture_output=True, text=True).stdout
 
 
 def run_python(code: str, **environment: str) -> subprocess.CompletedProcess:
-    """Another interpreter with this package, for what can happen once a process only."""
+    """Another interpreter with this package, for tests of what happens only once per process."""
     settings = {**os.environ, **environment}
     return subprocess.run(
         [sys.executable, "-W", "error::ResourceWarning", "-c", code],

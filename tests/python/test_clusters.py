@@ -1,4 +1,4 @@
-"""The clusters of "facefeature cluster" against those of scipy."""
+"""Compares the clusters of "facefeature cluster" with those of scipy."""
 
 import csv
 import io
@@ -39,7 +39,7 @@ class Clusters(TemporaryFolderTest):
         return np.array([int(row[1]) for row in rows[1:]])
 
     def assert_same_groups(self, wanted, got):
-        """Whether two labellings group the rows alike."""
+        """Whether two labellings group the rows in the same way."""
         pairs = set(zip(wanted.tolist(), got.tolist()))
         self.assertEqual(len(set(wanted.tolist())), len(pairs))
         self.assertEqual(len(set(got.tolist())), len(pairs))
@@ -69,7 +69,7 @@ class Clusters(TemporaryFolderTest):
             distances = matrix.max() + 1 - matrix
             np.fill_diagonal(distances, 0)
             tree = linkage(squareform(distances, checks=False), "average")
-            # Between two merges that are further apart than rounding.
+            # Between two merges whose distance is larger than rounding errors.
             heights = np.sort(tree[:, 2])
             gaps = np.flatnonzero(np.diff(heights) > 1e-4)
             for gap in gaps[:: len(gaps) // 8]:
@@ -80,7 +80,7 @@ class Clusters(TemporaryFolderTest):
                 self.assert_same_groups(wanted, got)
 
     def test_average_linkage_resists_a_single_false_match(self):
-        # Two people, and one score between them that is as high as those within.
+        # Two people, and one score between them that is as high as their own.
         features, owners = faces(self.numbers, 2, 10, 0.3)
         first, second = np.flatnonzero(owners == 0)[0], np.flatnonzero(owners == 1)[0]
         between = (features[first, :500] + features[second, :500]) / 2

@@ -1,4 +1,4 @@
-"""Engines: models, threads, processes, and what is left behind."""
+"""Engines: models, threads, processes, and leaks."""
 
 import os
 import shutil
@@ -86,7 +86,7 @@ class AnEngine(TemporaryFolderTest):
         with self.assertWarnsRegex(ResourceWarning, "was not closed"):
             engine = Engine(model=MODEL)
             del engine
-        # It no longer stands in the way of another model.
+        # It no longer prevents the use of another model.
         Engine(model=other).close()
 
     def test_leaves_the_environment_and_the_temporary_folder_as_they_were(self):
@@ -150,7 +150,7 @@ class ABadModel(TemporaryFolderTest):
     def setUp(self):
         super().setUp()
         self.model = self.folder / "model"
-        # Links, so that a case can take one file away without a copy of all.
+        # Links, so that a case can remove one file without copying all of them.
         self.model.mkdir()
         for file in Path(MODEL).iterdir():
             (self.model / file.name).symlink_to(file)
@@ -216,7 +216,7 @@ class Threads(SeededTest):
             ]
             for worker in workers:
                 worker.start()
-            # Creations and destructions in between.
+            # Engines are created and destroyed in between.
             for _ in range(3):
                 with Engine(model=MODEL) as third:
                     self.assertEqual(expected[0], self.extract(third, pictures[0]))

@@ -1,4 +1,4 @@
-"""The examples for many machines and for other engines, and the answers that they give."""
+"""The examples for many machines and for search engines, and their answers."""
 
 import csv
 import os
@@ -19,7 +19,7 @@ BATCH = ROOT / "examples/batch"
 
 
 def faces(numbers, people, each):
-    """Features of people like those of a model: norms and squares that differ a little."""
+    """Features of people with norms and squares that differ a little, like those of a model."""
     centres = numbers.normal(size=(people, 500))
     rows = np.repeat(centres, each, axis=0) + 0.5 * numbers.normal(size=(people * each, 500))
     norms = np.linalg.norm(rows, axis=1)

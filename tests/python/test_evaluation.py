@@ -1,4 +1,4 @@
-"""The figures of "facefeature evaluate" against those of scikit-learn and of plain loops."""
+"""Compares the figures of "facefeature evaluate" with those of scikit-learn and of plain loops."""
 
 import csv
 import io
@@ -24,7 +24,7 @@ MODEL = "a7" * 32
 
 
 def faces(numbers, people, per_person, spread=1.0):
-    """Features of people: the features of one are around a point of their own."""
+    """Features of people. Those of one person are close to a point of their own."""
     scale = np.exp(-np.arange(500) / 40.0)
     centres = numbers.normal(size=(people, 500))
     owners = np.repeat(np.arange(people), per_person)
@@ -38,7 +38,7 @@ def faces(numbers, people, per_person, spread=1.0):
 
 
 def roc(labels, scores, weights=None):
-    """scikit-learn's points of all thresholds. A score that is NaN reaches none of them."""
+    """scikit-learn's points for all thresholds. A score that is NaN reaches none of them."""
     scores = np.where(np.isnan(scores), -np.inf, scores.astype(np.float64))
     finite = scores[np.isfinite(scores)]
     scores = np.where(np.isinf(scores) & (scores < 0), finite.min() - 1.0, scores)
@@ -53,7 +53,8 @@ def equal_error_rate(fpr, tpr):
 
 
 def _is_step(fpr, tpr):
-    """Whether the polygon is vertical where it crosses the diagonal, and no function of fpr."""
+    """Whether the polygon is vertical where it crosses the diagonal, and so not a function of fpr.
+    """
     at = np.argmax(fpr >= 1.0 - tpr)
     return fpr[at] == fpr[at - 1]
 
@@ -178,7 +179,7 @@ class Evaluation(EvaluationTest):
 
     def test_with_ties_and_scores_that_are_not_numbers(self):
         features, owners = faces(self.numbers, 80, 4, 1.5)
-        features[50:90] = features[10:50]  # the same face under two names, often
+        features[50:90] = features[10:50]  # the same face under two names, as happens often
         features[100:104, 3] = np.nan
         self.write(features, owners)
         report = self.report("--people", self.people)
@@ -223,7 +224,7 @@ class Evaluation(EvaluationTest):
         entries["eer"] = report["equal_error_rate"]
         for name, values in found.items():
             low, high = np.quantile(values, [0.025, 0.975])
-            # Both ends vary with the draws by some tenth of the width.
+            # Both ends vary between draws by some tenths of the width.
             self.assertAlmostEqual(low, entries[name]["low"], delta=0.3 * (high - low))
             self.assertAlmostEqual(high, entries[name]["high"], delta=0.3 * (high - low))
 
@@ -272,7 +273,7 @@ class Evaluation(EvaluationTest):
 
 
 class Parsed(HTMLParser):
-    """The elements of a page, and what they load."""
+    """The elements of a page, and the resources that they load."""
 
     def __init__(self, text):
         super().__init__()
@@ -314,7 +315,8 @@ class Page(EvaluationTest):
              f"--user-data-dir={self.folder / 'profile'}", f"--screenshot={picture}", (self.folder / "report.html").as_uri()],
             check=True, capture_output=True, timeout=300)  # fmt: skip
         pixels = imread(picture)[:, :, :3]
-        # The colours of the two distributions, laid over white, and of the lines of the charts.
+        # The colours of the two distributions on a white background, and of the lines of the
+        # charts.
         for colour in ("#1d6fb8", "#c2571a"):
             wanted = np.array([int(colour[i : i + 2], 16) / 255 for i in (1, 3, 5)])
             self.assertGreater((np.abs(pixels - wanted).max(axis=2) < 0.02).sum(), 200, colour)

@@ -1,4 +1,4 @@
-"""The example, on made pictures and the synthetic model."""
+"""The example, with generated pictures and the synthetic model."""
 
 import os
 import subprocess

@@ -1,4 +1,4 @@
-"""Extraction: the bits of the host program, whatever form pictures and landmarks have."""
+"""Extraction gives the bits of the host program, whatever the layout of pictures and landmarks."""
 
 import unittest
 import warnings
@@ -39,7 +39,7 @@ class TheHostProgram(TemporaryFolderTest):
             self.skipTest("../shared/samples is not there")
         import matplotlib.image
 
-        # A PNG: decoders of JPEG differ in the last bits of a pixel.
+        # A PNG, because JPEG decoders differ in the last bits of a pixel.
         photo = SAMPLES / "collins_1.png"
         rgb = np.round(matplotlib.image.imread(photo) * 255).astype(np.uint8)[..., :3]
         landmarks = SAMPLES / "collins_1.json"

@@ -1,4 +1,4 @@
-"""Galleries: written, read, mapped, searched, refused."""
+"""Galleries: writing, reading, mapping, searching and rejecting them."""
 
 import hashlib
 import os
@@ -35,7 +35,7 @@ def filled(data, multiple=64):
 
 
 def old_by_hand(ids, rows, model, library=b"1.0.0", core=b"Haswell"):
-    """A gallery of version 1, put together byte by byte."""
+    """A gallery of version 1, assembled byte by byte."""
     section = ids_section(ids)
     features_at = 256 + len(section) + -(256 + len(section)) % 64
     header = b"FFGALLRY" + struct.pack("<IIQII", 1, 256, len(ids), 502, 0)
@@ -82,7 +82,7 @@ def with_roots(segments, count, model, library=b"1.0.0", core=b"Haswell", sequen
 
 
 def by_hand(ids, rows, model, library=b"1.0.0", core=b"Haswell"):
-    """A gallery of version 2, put together byte by byte."""
+    """A gallery of version 2, assembled byte by byte."""
     return with_roots([rows_segment(12288, 0, ids, rows)], len(ids), model, library, core)
 
 
@@ -291,7 +291,7 @@ class ASearch(TemporaryFolderTest):
         self.probes = features(self.numbers, 70)
 
     def expected(self, probe, top, threshold=None):
-        """A sort of the library's own scores."""
+        """Sorts the library's own scores."""
         scores = [(compare(probe, row), i) for i, row in enumerate(self.rows)]
         scores = [s for s in scores if s[0] == s[0] and (threshold is None or s[0] >= threshold)]
         scores.sort(key=lambda s: (-s[0], s[1]))

@@ -1,4 +1,4 @@
-"""Landmarks: what is taken, what is refused and with what words."""
+"""Landmarks: what is accepted, what is rejected, and with which message."""
 
 import copy
 import json

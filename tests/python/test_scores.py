@@ -1,4 +1,4 @@
-"""Scores: the bits of the library, one pair at a time and many at once."""
+"""Scores have the bits of the library, one pair at a time and many at once."""
 
 import unittest
 
@@ -11,7 +11,7 @@ AWKWARD = np.array([0, -0.0, 1, 1e-45, -1e-40, 3e38, -3e38, np.inf, -np.inf, np.
 
 
 def by_hand(a, b):
-    """The formula in scalars of 32 bits, one operation at a time."""
+    """The formula in 32-bit scalars, one operation at a time."""
     with np.errstate(all="ignore"):
         total = np.float32(0)
         for x, y in zip(a[:500], b[:500]):
@@ -38,7 +38,7 @@ class AScore(SeededTest):
             self.assert_same(compare(a, b), compare(b, a))
 
     def test_depends_on_the_order_of_its_sum(self):
-        # Otherwise the bits that the tests here compare would prove nothing about the order.
+        # Otherwise the comparisons of bits in this file would not depend on the order.
         rows = features(self.numbers, 20)
         shuffled = rows[:, [*self.numbers.permutation(500), 500, 501]]
         self.assertNotEqual(score_matrix(rows).tobytes(), score_matrix(shuffled).tobytes())

@@ -1,4 +1,4 @@
-"""Descriptors of a teacher: aligned faces, any function as a teacher, and the one from npm."""
+"""Descriptors of a teacher: aligned faces, any function as a teacher, and the teacher from npm."""
 
 import os
 import shutil
@@ -22,7 +22,7 @@ needs_face_api = unittest.skipUnless(
 
 
 def mean_color(faces):
-    """A teacher: three numbers a face."""
+    """A teacher: three numbers per face."""
     return faces.reshape(len(faces), -1, 3).mean(axis=1).astype(np.float32)
 
 
@@ -45,7 +45,7 @@ class AlignedFaces(SeededTest):
         self.chips = made_chips(self.numbers, people=4)
 
     def test_have_the_landmarks_where_the_teacher_expects_them(self):
-        """Chips of two ramps: a pixel's red and green say where in the chip it comes from."""
+        """Chips with two ramps: the red and green of a pixel encode its position in the chip."""
         from PIL import Image
 
         columns, rows = np.meshgrid(np.arange(200), np.arange(200))
@@ -58,7 +58,8 @@ class AlignedFaces(SeededTest):
             made.slots[0, [18, 16, 19, 21, 15]] = points
             ramp_chips = _WithImage(made, ramps)
             face = descriptors.aligned_faces(ramp_chips, [0])[0]
-            # A real face's points are not the template's; the best similarity leaves this much.
+            # The points of a real face differ from the template's by this much after the best
+            # similarity.
             x, y = np.round(descriptors.FACE_POINTS).astype(int).T
             residual = face[y, x, :2].astype(float) - points
             self.assertLess(np.abs(residual.mean(axis=0)).max(), 0.75)
@@ -69,7 +70,7 @@ class AlignedFaces(SeededTest):
         plain, mirrored, third = (
             descriptors.aligned_faces(self.chips, [1], view)[0].astype(int) for view in (0, 1, 2)
         )
-        # A view also moves the face a little, so the pictures are near each other, not equal.
+        # A view also moves the face a little, so the pictures are similar, not equal.
         apart = np.abs(plain - mirrored[:, ::-1]).mean()
         self.assertLess(apart, 0.7 * np.abs(plain - mirrored).mean())
         self.assertLess(np.abs(plain - third).mean(), 0.7 * np.abs(plain - mirrored).mean())
@@ -85,7 +86,7 @@ class AlignedFaces(SeededTest):
 
 
 class _WithImage:
-    """Chips that all have one picture, without the loss of JPEG."""
+    """Chips that all have the same picture, without the loss of JPEG."""
 
     def __init__(self, archive, picture):
         self.slots = archive.slots
@@ -134,7 +135,7 @@ class TheCommand(TemporaryFolderTest):
         self.assertEqual(1, self.describe("--python", name))
         self.assertFalse(self.output.exists())
         journal = self.folder / "taught.npz.descriptors"
-        with open(journal, "ab") as file:  # a record that was cut while it was written
+        with open(journal, "ab") as file:  # a record that was truncated while it was written
             file.write(journal.read_bytes()[100:300])
         functions.interrupted.calls = -9
         self.assertEqual(0, self.describe("--python", name))
@@ -157,7 +158,7 @@ class TheCommand(TemporaryFolderTest):
 @needs_pillow
 class TheNetworkFromNpm(SeededTest):
     def test_knows_a_face_again(self):
-        """A photograph that Debian has, beside faces that are noise."""
+        """A photograph from a Debian package, among faces that are noise."""
         from matplotlib import cbook
         from PIL import Image
 
@@ -178,7 +179,7 @@ class TheNetworkFromNpm(SeededTest):
         self.addCleanup(teacher.close)
         own, noise = teacher(faces), teacher(others)
         np.testing.assert_array_equal(own[2:], teacher(faces[2:]))
-        # The network's author takes two faces less than 0.6 apart for one person.
+        # The network's author treats two faces at a distance below 0.6 as one person.
         distances = np.linalg.norm(own[:, None] - own[None], axis=2)
         self.assertLess(distances.max(), 0.4)
         self.assertGreater(np.linalg.norm(own[:, None] - noise[None], axis=2).min(), 0.6)

@@ -1,4 +1,4 @@
-"""The commands of the training kit in docs/models.md are commands of the kit."""
+"""Checks that the training commands in docs/models.md exist."""
 
 import contextlib
 import io
@@ -34,7 +34,7 @@ class TheDocument(unittest.TestCase):
                             self.fail(message.getvalue())
                     named.add(arguments[0])
         commands = {command.name for command in COMMANDS}
-        self.assertEqual({"outputs"}, commands - named)  # which a sentence names
+        self.assertEqual({"outputs"}, commands - named)  # named in a sentence
 
     def test_names_options_that_the_kit_has(self):
         helps = "".join(self.help_of(command.name) for command in COMMANDS)

@@ -1,4 +1,4 @@
-"""Error rates of the training kit against scikit-learn and against explicit counts."""
+"""Compares the training kit's error rates with scikit-learn and with explicit counts."""
 
 import importlib.util
 import unittest
@@ -16,7 +16,7 @@ needs_sklearn = unittest.skipUnless(
 
 
 def made_pairs(numbers, people, each, ties):
-    """Random scores of all pairs; with ties many are equal."""
+    """Random scores of all pairs; with ties, many are equal."""
     person = np.repeat(np.arange(people), each)
     scores = numbers.normal(size=(len(person), len(person))) + 2 * np.equal.outer(person, person)
     if ties:
@@ -26,7 +26,7 @@ def made_pairs(numbers, people, each, ties):
 
 
 def features_of_people(numbers, people, each, noise):
-    """Features as a model with equal projections gives them, and the names of the people."""
+    """Features that a model with equal projections would give, and the names of the people."""
     centers = np.repeat(numbers.normal(size=(people, 500)), each, axis=0)
     rows = centers + noise * numbers.normal(size=centers.shape)
     squares = (rows**2).sum(axis=1, keepdims=True)
@@ -66,7 +66,8 @@ class ErrorRates(SeededTest):
     def test_of_separated_scores_are_zero(self):
         features, people = features_of_people(self.numbers, 30, 3, noise=0.01)
         result = evaluation.evaluate(features, people, replicates=20)
-        # 30 trials without an error: a rate above this bound would show one with 95 %.
+        # 30 trials without an error: a rate above this bound would have shown one with probability
+        # 95 %.
         bound = 1 - 0.05 ** (1 / 30)
         self.assertEqual(evaluation.Rate(0.0, 0.0, bound), result.equal_error_rate)
         self.assertEqual(evaluation.Rate(1.0, 1 - bound, 1.0), result.rank_one)
@@ -80,7 +81,7 @@ class ErrorRates(SeededTest):
         self.assertEqual(0, result.replicates)
 
     def test_at_rank_one_count_equal_scores_against_the_person(self):
-        """Scores as whole numbers, against a count with loops."""
+        """Scores as whole numbers, compared with a count in loops."""
         for _ in range(20):
             scores, person = made_pairs(self.numbers, 6, 2, ties=False)
             scores = np.round(scores)
@@ -125,7 +126,8 @@ class ErrorRates(SeededTest):
 
 class Intervals(SeededTest):
     def test_come_from_people_drawn_with_replacement(self):
-        """A resampled curve against one that is counted pair by pair over copies of people."""
+        """Compares a resampled curve with one that is counted pair by pair over copies of people.
+        """
         scores, person = made_pairs(self.numbers, 8, 3, ties=True)
         drawn = np.bincount(self.numbers.integers(0, 8, 8), minlength=8)
         genuine, impostor = [], []

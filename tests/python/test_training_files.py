@@ -1,4 +1,4 @@
-"""Archives of chips and model folders: what is written is what is read."""
+"""Archives of chips and model folders: reading returns what was written."""
 
 import dataclasses
 import unittest

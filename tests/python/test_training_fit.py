@@ -1,4 +1,4 @@
-"""The joint Bayesian model, the projections made of it, and fits to photographs of people."""
+"""The joint Bayesian model, its projections, and fits to photographs of people."""
 
 import json
 import unittest
@@ -29,7 +29,7 @@ def random_covariance(numbers, size, rank=None):
 
 
 def drawn_photographs(numbers, covariances, counts):
-    """Vectors of the model: for each person as many as counts says."""
+    """Vectors of the model, counts[i] for person i."""
     size = len(covariances.within)
     own = numbers.multivariate_normal(np.zeros(size), covariances.between, len(counts))
     person = np.repeat(np.arange(len(counts)), counts)
@@ -38,21 +38,21 @@ def drawn_photographs(numbers, covariances, counts):
 
 
 def feature_of(x, cross, self_):
-    """The feature of a vector, made in double precision and rounded."""
+    """The feature of a vector, computed in double precision and rounded."""
     f = np.zeros(500)
     f[: len(cross)] = cross @ x
     return np.concatenate([f, [((self_ @ x) ** 2).sum(), np.linalg.norm(f)]]).astype(np.float32)
 
 
 def score_error(a, b):
-    """How far the library's score of two features may be from the score in real arithmetic of what
-    the features were rounded from.
+    """The largest difference between the library's score of two features and the score in real
+    arithmetic of the vectors that were rounded to these features.
 
     u is the error of a rounding. The 500 products have factors with an error of u each, are
-    rounded, and are added in chains of 500: an error of at most (503 u) sum |a_k b_k|, and doubled
-    without a further one. The squares are rounded features, and are added: 2 u times their sum.
-    The difference of both, the product of the rounded norms, the division and the addition of 1
-    round once more each. Terms in u^2 are covered by the factor.
+    rounded, and are added in chains of 500: an error of at most (503 u) sum |a_k b_k|, which is
+    then doubled exactly. The squares are rounded features, and are added: 2 u times their sum. The
+    difference of both, the product of the rounded norms, the division and the addition of 1 round
+    once more each. The factor covers terms in u^2.
     """
     a, b = a.astype(np.float64), b.astype(np.float64)
     dots = np.abs(a[:500] * b[:500]).sum()
@@ -66,7 +66,8 @@ def score_error(a, b):
 
 class TheJointBayesianModel(SeededTest):
     def test_is_the_numerator_of_the_score(self):
-        """The library's score against the likelihood ratio of SciPy's normal distributions."""
+        """Compares the library's score with the likelihood ratio of SciPy's normal distributions.
+        """
         for size, rank in ((2, None), (7, None), (20, 3), (40, None)):
             covariances = Covariances(
                 random_covariance(self.numbers, size, rank), random_covariance(self.numbers, size)
@@ -84,7 +85,7 @@ class TheJointBayesianModel(SeededTest):
                 lengths = np.linalg.norm(cross @ a) * np.linalg.norm(cross @ b)
                 first, second = feature_of(a, cross, self_), feature_of(b, cross, self_)
                 expected = 1 + 2 * (ratio - c) / lengths
-                # 1e-9: what double precision loses in the likelihoods.
+                # 1e-9 is the error of the likelihoods in double precision.
                 bound = score_error(first, second) + 1e-9 * (1 + abs(ratio)) / lengths
                 self.assertLess(abs(facefeature.compare(first, second) - expected), bound)
 
@@ -121,7 +122,7 @@ class ExpectationMaximisation(SeededTest):
         self.assertLess(np.abs(found.within - truth.within).max(), 0.1 * scale)
 
     def test_never_lowers_the_likelihood(self):
-        """The objective against SciPy's density of all photographs of a person together."""
+        """Compares the objective with SciPy's density of all photographs of a person together."""
         truth = Covariances(random_covariance(self.numbers, 3), random_covariance(self.numbers, 3))
         x, person = drawn_photographs(self.numbers, truth, self.numbers.integers(1, 4, 40))
         start = Covariances(np.eye(3), np.eye(3))
@@ -175,7 +176,7 @@ class TheBases(SeededTest):
 
 
 def made_gallery(numbers, people, each, within):
-    """Outputs of unit rows: a person's point, and noise of which most is in a few directions."""
+    """Outputs of unit rows: a point per person, and noise that is mostly in a few directions."""
     directions = numbers.normal(size=(20, 8000))
     points = np.repeat(numbers.normal(size=(people, 8000)), each, axis=0)
     noise = numbers.normal(size=points.shape) * 0.5
@@ -208,7 +209,7 @@ class AFit(SeededTest):
         self.assertEqual("learnt", choice.chosen.kind)
 
     def test_in_fewer_directions_is_the_fit_in_all(self):
-        """Few photographs in a basis of 60, against the iteration in all of its 60 dimensions."""
+        """Few photographs in a basis of 60, compared with the iteration in all 60."""
         rows = self.numbers.normal(size=(60, 8000)) / sqrt(8000)
         for people in (8, 40):
             gallery = made_gallery(self.numbers, people, 2, within=1.0)

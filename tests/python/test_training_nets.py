@@ -1,4 +1,4 @@
-"""The nets in PyTorch against the library's, within the bound that their roundings have."""
+"""Compares the nets in PyTorch with the library's, within the bound of their rounding errors."""
 
 import dataclasses
 
@@ -21,19 +21,19 @@ _UNIT = 2.0**-24  # of rounding to single precision
 
 
 def net_patches(image: np.ndarray, landmarks) -> list:
-    """The library's patches as the module takes them."""
+    """The library's patches in the layout of the module."""
     found = library_geometry.library_patches(image, landmarks)
     return [torch.from_numpy(np.stack([found[patch] for patch in group])) for group in GROUPS]
 
 
 class ExactNet:
-    """One net in double precision, with what rounding can do to its outputs.
+    """One net in double precision, with the possible effect of rounding on its outputs.
 
     A sum of K products and a bias, in any order and with products rounded or fused, errs by at most
-    g(K + 2) = (K + 2) u / (1 - (K + 2) u) times the sum of the magnitudes. To first order, an
-    output errs by the sum over all sums of the net of that error times the output's derivative by
-    the sum. If roundings are independent, errors add in quadrature, with a deviation of at most
-    sqrt(K + 2) u times the magnitudes each.
+    g(K + 2) = (K + 2) u / (1 - (K + 2) u) times the sum of the magnitudes. To first order, the
+    error of an output is the sum, over all sums of the net, of that error times the derivative of
+    the output by the sum. If roundings are independent, errors add in quadrature, with a deviation
+    of at most sqrt(K + 2) u times the magnitudes each.
     """
 
     def __init__(self, model: model_folder.Model, net: int, patch: "torch.Tensor") -> None:
@@ -86,7 +86,7 @@ class NetsInPyTorch(TemporaryFolderTest):
         self.patches = net_patches(self.image, face_document())
 
     def library_outputs(self, chosen: np.ndarray) -> np.ndarray:
-        """These of the 8000 outputs, through a projection that picks them."""
+        """These of the 8000 outputs, through a projection that selects them."""
         pick = np.zeros((PROJECTED, JOINED), np.float32)
         pick[np.arange(len(chosen)), chosen] = 1
         model = dataclasses.replace(
@@ -98,12 +98,12 @@ class NetsInPyTorch(TemporaryFolderTest):
             return engine.extract(self.image, face_document(), channels="RGB")[: len(chosen)]
 
     def chosen_outputs(self) -> np.ndarray:
-        """10 of each row of each net, in net order."""
+        """10 of each row of each net, in the order of the nets."""
         rows = [self.numbers.choice(ROW_OUTPUTS, 10, replace=False) for _ in range(50)]
         return np.concatenate([row * ROW_OUTPUTS + kept for row, kept in enumerate(rows)])
 
     def largest_ratios(self, values: np.ndarray, chosen: np.ndarray):
-        """Largest distance from the exact outputs, in bounds and in deviations."""
+        """The largest distance from the exact outputs, in bounds and in deviations."""
         ratios = []
         for row in range(50):
             net, mirrored = divmod(row, 2)

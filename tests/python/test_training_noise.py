@@ -1,4 +1,4 @@
-"""The noise of training: what it leaves as it was, and that landmarks move with the picture."""
+"""The noise of training: what it does not change, and that landmarks move with the picture."""
 
 import unittest
 
@@ -67,7 +67,7 @@ class Noises(SeededTest):
             after = noise.apply(faces, self.generator())
             grid = after.slots / (SIDE - 1) * 2 - 1
             levels = F.grid_sample(after.images, grid[:, None], align_corners=True)[:, :2, 0]
-            # Where each landmark was, or its partner if the face is mirrored.
+            # The old position of each landmark, or of its mirror image if the face is mirrored.
             was = levels.transpose(1, 2)
             straight = (was - faces.slots).abs().amax((1, 2))
             mirrored = (was - faces.slots[:, head_model.MIRRORED_SLOTS]).abs().amax((1, 2))

@@ -1,4 +1,4 @@
-"""Patches sampled in PyTorch against those of the library's own geometry."""
+"""Compares patches sampled in PyTorch with those of the library's own geometry."""
 
 import unittest
 

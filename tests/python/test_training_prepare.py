@@ -1,4 +1,4 @@
-"""Cutting chips out of photographs."""
+"""Cutting chips from photographs."""
 
 import csv
 import json
@@ -95,7 +95,7 @@ class Prepare(TemporaryFolderTest):
             self.run_command("--jobs", "1", "--part", "2")
         self.assertEqual(first, (parts / "000000000000.npz").stat().st_mtime_ns)
         self.assertTrue((parts / "000000000002.npz").exists())
-        with unittest.mock.patch.object(prepare, "_pool"):  # nothing is cut anew
+        with unittest.mock.patch.object(prepare, "_pool"):  # nothing is cut again
             self.assertEqual(0, self.run_command("--jobs", "1", "--part", "2"))
         self.assertEqual([str(k) for k in range(5)], chips.load(self.archive).names.tolist())
         self.assertFalse(parts.exists())

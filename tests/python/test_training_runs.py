@@ -1,4 +1,4 @@
-"""Runs of the training: killed and continued, in several processes, from people alone."""
+"""Runs of the training: killed and continued, in several processes, and from people only."""
 
 import csv
 import json
@@ -109,14 +109,14 @@ class ATraining(TemporaryFolderTest):
             self.assertEqual("", row["teacher"])
 
     def test_in_two_processes_is_one_with_twice_the_batch(self):
-        # Losses that are means over faces: those of the two halves average to that of the whole.
+        # Losses that are means over faces: the mean of the two halves is that of the whole.
         settings = (
             "--steps", "2", "--no-noise", "--relation-weight", "0", "--precision", "float32",
             "--average", "0", "--validate-steps", "100", "--rate", "1e-5",
         )  # fmt: skip
         together = [
             sys.executable, "-m", "torch.distributed.run", "--standalone", "--nproc_per_node", "2",
-            # PyTorch 1.13 mistakes its own default of these two under Python 3.11.
+            # Under Python 3.11, PyTorch 1.13 does not find its own defaults of these two.
             "--redirects", "9:3", "--tee", "9:3",
             "-m", "facefeature.training", *self.arguments("two", *settings),
         ]  # fmt: skip
@@ -127,8 +127,8 @@ class ATraining(TemporaryFolderTest):
         for name, values in one.items():
             self.assertLess(abs(values - two[name]).max(), 1e-4, name)
             if name == "mean" or (name.endswith("-2") and not name.startswith("5-")):
-                # They start at 0, so that they are what was learnt. The optimiser divides by the
-                # size of a gradient: rounding may turn the sign of a tiny one.
+                # They start at 0, so they are what was learned. The optimiser divides by the
+                # size of a gradient: rounding may change the sign of a tiny one.
                 differs = abs(values - two[name]) > 1e-2 * abs(values).max()
                 self.assertLess(differs.mean(), 0.05, name)
         counts = json.loads((self.folder / "two/run.json").read_text())["settings"]

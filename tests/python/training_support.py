@@ -1,4 +1,4 @@
-"""What the tests of the training kit share."""
+"""Helpers for the tests of the training kit."""
 
 from __future__ import annotations
 
@@ -11,7 +11,7 @@ import numpy as np
 from facefeature.training.chips import Chips
 from support import face_document
 
-# Ids of a full record that the alignment leaves out.
+# Ids of a complete record that the alignment does not use.
 SIDES = (240, 241, 315, 316)
 
 needs_torch = unittest.skipUnless(
@@ -41,8 +41,8 @@ def jpeg(picture: np.ndarray) -> bytes:
 
 
 def made_chips(numbers: np.random.Generator, people: int, each: int = 2, teacher: int = 8) -> Chips:
-    """Chips of blurred noise, a pattern of its own for each person, with descriptors near a point of
-    its own for each person."""
+    """Chips of blurred noise with a pattern for each person, and descriptors close to a point for
+    each person."""
     pictures, slots, descriptors, names = [], [], [], []
     for person in range(people):
         pattern = numbers.integers(0, 256, (20, 18, 3)).astype(np.uint8)
