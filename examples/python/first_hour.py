@@ -25,8 +25,8 @@ model, output, *files = sys.argv[1:]
 photos, landmarks = files[0::2], files[1::2]
 
 
-# %% Photographs as arrays. matplotlib reads a JPEG as bytes and a PNG as floats from 0 to 1, both in
-# the order red, green, blue. A gray picture has no third axis, and some pictures have a fourth
+# %% Photographs as arrays. matplotlib reads a JPEG as bytes and a PNG as floats from 0 to 1, both
+# in the order red, green, blue. A gray picture has no third axis, and some pictures have a fourth
 # channel.
 def read_photo(path):
     pixels = plt.imread(path)
@@ -39,7 +39,7 @@ def read_photo(path):
 
 pictures = [read_photo(path) for path in photos]
 
-# %% One feature per photograph: 502 floats. Creating the engine reads the model, which takes longest.
+# %% One feature per photograph: 502 floats. Creating the engine takes longest: it reads the model.
 with facefeature.Engine(model=model) as engine:
     fingerprint, version = engine.fingerprint, engine.library_version
     features = np.array(

@@ -53,7 +53,7 @@ class Landmarks:
         return np.frombuffer(head.tobytes() + self.entries.tobytes(), dtype=np.uint8)
 
     def warn(self, width: int, height: int) -> None:
-        """Warns (FaceFeatureWarning) if the record is incomplete or the picture has another size."""
+        """Warns (FaceFeatureWarning) of an incomplete record or a picture of another size."""
         doubt = _doubt(self.entries["id"].tolist())
         if doubt:
             warnings.warn(

@@ -116,7 +116,7 @@ class ATraining(TemporaryFolderTest):
         )  # fmt: skip
         together = [
             sys.executable, "-m", "torch.distributed.run", "--standalone", "--nproc_per_node", "2",
-            # Under Python 3.11, PyTorch 1.13 does not find its own defaults of these two.
+            # Under Python 3.11, PyTorch 1.13 misreads its own defaults of these two.
             "--redirects", "9:3", "--tee", "9:3",
             "-m", "facefeature.training", *self.arguments("two", *settings),
         ]  # fmt: skip
