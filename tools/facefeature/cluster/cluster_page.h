@@ -1,4 +1,4 @@
-// Clusters as a page for people who look.
+// Shows clusters as an HTML page.
 #ifndef FACEFEATURE_TOOLS_CLUSTER_CLUSTER_PAGE_H
 #define FACEFEATURE_TOOLS_CLUSTER_CLUSTER_PAGE_H
 
@@ -10,8 +10,8 @@
 
 namespace facefeature_tools {
 
-// A page that stands alone, with a part for each cluster of several rows and one for all others.
-// A part shows its first hundred rows.
+// A self-contained page with a section for each cluster of several rows and one for all others. A
+// section shows its first hundred rows.
 std::string clusterPage(const Gallery& gallery, const Clusters& clusters, float threshold,
                         const PhotoIndex& photographs);
 

@@ -21,7 +21,7 @@ Clusters clustersOf(DisjointSets& sets, size_t count) {
   for (std::vector<uint32_t>& rows : ofRoot) {
     if (!rows.empty()) clusters.push_back(std::move(rows));
   }
-  // Stable: roots are the lowest rows and in ascending order.
+  // The sort is stable, so that clusters of equal size stay in ascending order of their first row.
   std::stable_sort(clusters.begin(), clusters.end(),
                    [](const auto& a, const auto& b) { return a.size() > b.size(); });
   return clusters;
@@ -48,8 +48,8 @@ class MeanScores {
 
   bool isThere(size_t cluster) const { return sizes_[cluster] > 0; }
 
-  // The cluster with the highest mean score with this one, or wanted if that is as high. Equal ones
-  // by index. REQUIRES: a second cluster.
+  // The cluster with the highest mean score with this one; `wanted` wins ties, then the lower
+  // index. REQUIRES: a second cluster.
   size_t nearest(size_t cluster, size_t wanted) const {
     size_t best = wanted;
     for (size_t other = 0; other < count_; ++other) {
@@ -62,7 +62,7 @@ class MeanScores {
   float mean(size_t a, size_t b) const { return means_[a * count_ + b]; }
   size_t none() const { return count_; }
 
-  // b becomes part of a.
+  // Merges b into a.
   void merge(size_t a, size_t b) {
     const double sizeA = sizes_[a], sizeB = sizes_[b];
     for (size_t other = 0; other < count_; ++other) {
@@ -83,11 +83,11 @@ class MeanScores {
   std::vector<float> means_;  // a matrix
 };
 
-// Merges along chains of nearest neighbours: as soon as two clusters are nearest to each other,
-// they are one. Merging them earlier than a pair with a higher mean elsewhere changes nothing,
-// since the mean with a merged cluster is never above the higher of the two means. That takes a
-// time in the square of the number of features, where a search for the best pair would take the
-// cube.
+// Merges along chains of nearest neighbours: two clusters merge as soon as each is the nearest
+// neighbour of the other. Merging them before a pair with a higher mean elsewhere gives the same
+// result, because the mean with a merged cluster is never above the higher of the two means. The
+// time is quadratic in the number of features; a search for the best pair in each step would make
+// it cubic.
 void linkComponent(const float* features, const std::vector<uint32_t>& rows, float threshold,
                    DisjointSets& sets) {
   MeanScores means(features, rows);

@@ -1,4 +1,4 @@
-// Groups of features that are alike: photographs of one person in a heap of photographs.
+// Groups similar features, for instance the photographs of each person in an unsorted collection.
 #ifndef FACEFEATURE_TOOLS_CLUSTER_CLUSTERS_H
 #define FACEFEATURE_TOOLS_CLUSTER_CLUSTERS_H
 
@@ -8,8 +8,8 @@
 
 namespace facefeature_tools {
 
-// The rows of each cluster, ascending. The largest cluster comes first; of two that are equally
-// large, the one with the lower first row.
+// The rows of each cluster in ascending order. Clusters are in descending order of size, and those
+// of equal size in ascending order of their first row.
 using Clusters = std::vector<std::vector<uint32_t>>;
 
 // Two features are in one cluster if a chain of scores that reach the threshold connects them.
@@ -18,13 +18,14 @@ using Clusters = std::vector<std::vector<uint32_t>>;
 // number.
 Clusters connectedComponents(const float* features, size_t count, float threshold);
 
-// Average linkage: every feature starts alone, and the two clusters with the highest mean score
-// between their features merge as long as that mean reaches the threshold. One score that is too
-// high by chance does not join two people, as it does in a connected component.
+// Average linkage: every feature starts in a cluster of its own, and the two clusters with the
+// highest mean score between their features merge as long as that mean reaches the threshold.
+// Unlike in a connected component, a single score that is too high by chance does not join two
+// people.
 //
-// Clusters that merge have a score of at least the mean, so each lies within a connected component
-// and the components are processed one by one. Memory: 4 bytes times the square of the size of the
-// largest component. A mean with a NaN in it reaches no threshold.
+// Clusters that merge have a score of at least the mean between them, so each cluster lies within a
+// connected component, and the components are processed one by one. Memory: 4 bytes times the
+// square of the size of the largest component. A mean that includes a NaN reaches no threshold.
 //
 // Throws Failure (kBadInput) that names subject if a component has more than kMostConnected
 // features.

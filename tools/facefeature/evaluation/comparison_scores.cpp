@@ -17,15 +17,14 @@ namespace {
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 constexpr size_t kHistogramBins = 2000;
 
-// Scores in coarse classes that are in the order of the scores: the sign, the exponent and seven
-// bits of the fraction.
+// Coarse classes in the order of the scores: the sign, the exponent and seven bits of the fraction.
 class CoarseCounts {
  public:
   static constexpr uint32_t kClasses = 1u << 16;
 
   CoarseCounts() : counts_(kClasses) {}
 
-  // Not NaN.
+  // REQUIRES: not NaN.
   void add(float score) { ++counts_[classOf(score)]; }
   void add(const CoarseCounts& other) {
     for (size_t i = 0; i < kClasses; ++i) counts_[i] += other.counts_[i];
@@ -74,7 +73,7 @@ struct FirstPass {
   }
 };
 
-// The first feature of each person, and the number of features behind them.
+// The first feature of each person, followed by the number of features.
 std::vector<FeatureIndex> startsOfPeople(const EvaluationSet& set) {
   std::vector<FeatureIndex> starts;
   for (FeatureIndex i = 0; i < set.count(); ++i) {
@@ -158,7 +157,7 @@ uint32_t lowestKeptClass(const FirstPass& pass, const std::vector<Comparison>& g
     const double falseNonMatches =
         1.0 - static_cast<double>(accepted) / static_cast<double>(genuine.size());
     if (!crossed && falseMatches >= falseNonMatches) {
-      // Twice as far as the equal error rate needs, since other samples of people need more.
+      // Twice as far as the equal error rate needs, because resampled sets of people need more.
       crossed = true;
       wanted = std::max(wanted, 2 * impostors);
     }
@@ -167,8 +166,8 @@ uint32_t lowestKeptClass(const FirstPass& pass, const std::vector<Comparison>& g
   return 0;
 }
 
-// A lower end for histograms: one impostor score in ten thousand may be below it. A few features
-// with small norms have scores far below all others, and would take the room of a chart.
+// The lower end of histograms, which one impostor score in ten thousand may be below. A few
+// features with small norms have scores far below all others and would fill most of a chart.
 float lowEnd(const FirstPass& pass, uint64_t impostorCount) {
   uint64_t below = 0;
   uint32_t scoreClass = 0;

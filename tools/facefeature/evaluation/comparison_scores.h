@@ -1,11 +1,11 @@
 // The scores of an evaluation: every genuine comparison, the highest impostor comparisons, and
 // exact counts of the others.
 //
-// A genuine comparison is of two features of one person, an impostor comparison of two people.
-// Ten thousand features make 50 million impostor comparisons. All that is asked of most of them is
-// how many there are: an equal error rate and accept rates depend on the highest alone. So scores
-// are computed twice, first to count them and then to keep those above a limit. The memory is 12
-// bytes for each comparison that is kept.
+// A genuine comparison is of two features of one person, an impostor comparison of two people. Ten
+// thousand features have 50 million impostor comparisons. For most of them only their number
+// matters: the equal error rate and the accept rates depend on the highest ones. So scores are
+// computed twice, first to count them and then to keep those above a limit. The memory is 12 bytes
+// for each comparison that is kept.
 #ifndef FACEFEATURE_TOOLS_EVALUATION_COMPARISON_SCORES_H
 #define FACEFEATURE_TOOLS_EVALUATION_COMPARISON_SCORES_H
 
@@ -22,7 +22,7 @@ struct Comparison {
   FeatureIndex a, b;
 };
 
-// Before another: a higher score, then the lower features. NaN is last.
+// Whether a comes before b: a higher score first, then the lower features. NaN is last.
 bool ranksBefore(const Comparison& a, const Comparison& b);
 
 struct ComparisonScores {
@@ -31,15 +31,15 @@ struct ComparisonScores {
   // Whether impostors holds every impostor comparison. Those whose score is NaN may still be
   // missing: they are part of the counts below.
   bool holdsAllImpostors = false;
-  // Whether each feature was compared with each other. If not, chosen pairs were, and both lists
-  // hold those whose score is NaN as well.
+  // Whether each feature was compared with every other. Otherwise chosen pairs were compared, and
+  // both lists include those whose score is NaN.
   bool everyPair = false;
 
   uint64_t impostorCount = 0;  // NaN included
   uint64_t genuineNotANumber = 0;
   uint64_t impostorsNotANumber = 0;
 
-  // Without NaN. Both have the same edges.
+  // Without NaN. Both histograms have the same edges.
   ScoreHistogram genuineHistogram;
   ScoreHistogram impostorHistogram;
 };
@@ -67,7 +67,7 @@ struct KeepRule {
   uint64_t number = uint64_t{1} << 24;  // 200 MB
 };
 
-// Compares each feature with each other, on as many threads as OpenMP starts; the result does not
+// Compares each feature with every other, on as many threads as OpenMP starts; the result does not
 // depend on their number.
 EveryPairScores scoreEveryPair(const EvaluationSet& set, const KeepRule& rule);
 

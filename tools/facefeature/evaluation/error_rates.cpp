@@ -14,7 +14,7 @@ using LaneSums = std::array<uint64_t, kLanes>;
 // Adds the weights of list[from, to) to the sums.
 void addWeights(const std::vector<Comparison>& list, size_t from, size_t to,
                 const std::vector<WeightRow>& weights, LaneSums& sums) {
-  // So few that 32 bits hold the sum of products of weights below 4096.
+  // So few that the sum of products of weights below 4096 fits into 32 bits.
   constexpr size_t kBlock = 256;
   while (from < to) {
     const size_t end = std::min(to, from + kBlock);
@@ -34,8 +34,8 @@ LaneSums sumOf(const std::vector<Comparison>& list, const std::vector<WeightRow>
   return sums;
 }
 
-// The weight of all pairs of features of two people: half of the square of the sum over all
-// features, less the squares of the sums within people.
+// The weight of all pairs of features of two people: half of the difference between the square of
+// the sum over all features and the squares of the sums within people.
 LaneSums sumOfEveryPair(const std::vector<uint32_t>& personOf,
                         const std::vector<WeightRow>& weights) {
   LaneSums all = {}, squares = {}, person = {};
@@ -55,7 +55,7 @@ LaneSums sumOfEveryPair(const std::vector<uint32_t>& personOf,
   return all;
 }
 
-// One weighting on its way from the highest threshold to the lowest.
+// The state of one weighting while the threshold descends.
 class Lane {
  public:
   Lane(uint64_t genuine, uint64_t impostors, size_t rates)
@@ -64,7 +64,7 @@ class Lane {
     result_.acceptRates.assign(rates, isEmpty() ? kNone : 0.0);
   }
 
-  // The threshold falls to one that accepts this weight in total.
+  // Lowers the threshold to one that accepts this weight in total.
   void fallTo(uint64_t accepted, uint64_t falseMatches, const std::vector<double>& rates) {
     if (isEmpty()) return;
     const double falseMatchRate = static_cast<double>(falseMatches) / impostors_;
@@ -102,7 +102,7 @@ class Lane {
   ErrorRates result_;
 };
 
-// Both lists from the highest score down, for all lanes.
+// Walks both lists in descending order of score, for all lanes.
 class Descent {
  public:
   Descent(const RateInput& input, const std::vector<WeightRow>& weights,
@@ -117,14 +117,14 @@ class Descent {
     for (const double rate : rates) highestRate_ = std::max(highestRate_, rate);
   }
 
-  // False if the list of impostors ends too soon.
+  // Returns false if the list of impostors is too short.
   bool run() {
     const std::vector<Comparison>& genuine = input_.genuine;
     size_t next = 0;
     while (next < genuine.size() && !std::isnan(genuine[next].score)) {
       const float score = genuine[next].score;
-      // Down to just above this score: the accept rate stays and the false match rate grows. Then
-      // to the score itself, where both may change.
+      // To just above this score: the accept rate stays and the false match rate increases. Then to
+      // the score itself, where both may change.
       takeImpostors([score](float other) { return other > score; });
       if (ranOut_) return false;
       fall();
@@ -149,7 +149,7 @@ class Descent {
   }
 
  private:
-  // The scores of the list are descending, so what is wanted is a start of what is left of it.
+  // The list is in descending order of score, so the accepted ones are at its beginning.
   template <typename Wanted>
   void takeImpostors(const Wanted& wanted) {
     const std::vector<Comparison>& list = *input_.impostors;
@@ -185,8 +185,8 @@ RateInput verificationInput(const ComparisonScores& comparisons, const Evaluatio
   RateInput input;
   input.personOf = &set.personOf;
   input.genuine = comparisons.genuine;
-  // Someone who is drawn twice brings each genuine pair twice. A weight for each of the two
-  // features would count it four times.
+  // If a person is drawn twice, each of their genuine pairs counts twice. The product of the
+  // weights of the two features would count it four times.
   for (Comparison& comparison : input.genuine) comparison.b = input.nobody();
   input.impostors = &comparisons.impostors;
   input.everyPair = comparisons.everyPair;

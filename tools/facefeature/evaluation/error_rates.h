@@ -26,21 +26,21 @@ namespace facefeature_tools {
 // Weightings that are computed side by side.
 constexpr size_t kLanes = 16;
 
-// How often each person was drawn, for kLanes draws. Row i is the person of feature i; the row
-// behind the last feature is 1 in all lanes, for scores that have one person only.
+// How often each person was drawn, for kLanes draws. Row i belongs to the person of feature i. The
+// row after the last feature is 1 in all lanes, for scores that have only one person.
 using WeightRow = std::array<uint16_t, kLanes>;
 
 struct RateInput {
   // Sorted by ranksBefore(). The weight of an entry is the product of the weights of its features.
-  std::vector<Comparison> genuine;                     // whole
+  std::vector<Comparison> genuine;                     // complete
   const std::vector<Comparison>* impostors = nullptr;  // owned by the caller
   // If set, the impostor scores are those of every pair of features of two people, and the list may
-  // hold the highest alone. Otherwise the list is whole.
+  // contain only the highest. Otherwise the list is complete.
   bool everyPair = false;
   bool holdsAllImpostors = true;
   const std::vector<uint32_t>* personOf = nullptr;  // of each feature; owned by the caller
 
-  // The index that stands for no second person.
+  // The index that means "no second person".
   FeatureIndex nobody() const { return static_cast<FeatureIndex>(personOf->size()); }
 };
 
@@ -50,17 +50,17 @@ RateInput verificationInput(const ComparisonScores& comparisons, const Evaluatio
 
 struct ErrorRates {
   double equalErrorRate;            // NaN if the polygon does not cross the diagonal
-  std::vector<double> acceptRates;  // one for each false match rate that was asked for
+  std::vector<double> acceptRates;  // one for each requested false match rate
 };
 
 // The rates for each lane of the weights, or nothing if the list of impostors is too short for one
-// of them. A lane without genuine or without impostor weight has NaN for all rates.
-// REQUIRES: a row of weights for each feature and one more. A weight is below 4096.
+// of them. A lane without genuine or without impostor weight has NaN for all rates. REQUIRES: a row
+// of weights for each feature, plus one. A weight is below 4096.
 std::optional<std::vector<ErrorRates>> errorRates(const RateInput& input,
                                                   const std::vector<WeightRow>& weights,
                                                   const std::vector<double>& falseMatchRates);
 
-// The same with the weight 1 for everyone.
+// The same with a weight of 1 for every person.
 std::optional<ErrorRates> errorRates(const RateInput& input,
                                      const std::vector<double>& falseMatchRates);
 

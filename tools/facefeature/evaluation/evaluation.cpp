@@ -14,7 +14,7 @@ namespace {
 
 constexpr double kNone = std::numeric_limits<double>::quiet_NaN();
 
-// Fewer errors than this say little about a rate (the rule of 30).
+// A rate with fewer errors than this is unreliable (the rule of 30).
 constexpr double kErrorsForARate = 30.0;
 // Resampling fewer people than this does not show how much people differ.
 constexpr uint64_t kPeopleForAnInterval = 20;
@@ -31,8 +31,8 @@ constexpr NamedRate kFalseMatchRates[] = {{"1e-1", 1e-1}, {"1e-2", 1e-2}, {"1e-3
                                           {"1e-4", 1e-4}, {"1e-5", 1e-5}, {"1e-6", 1e-6}};
 constexpr NamedRate kFalsePositiveRates[] = {{"1e-1", 1e-1}, {"1e-2", 1e-2}, {"1e-3", 1e-3}};
 
-// A rate without a single error has replicates without one too, and so no width. As long as that
-// is so, the bound is that of as many independent trials as there are people (the rule of three).
+// If a rate has no errors, its replicates have none either, and the interval would have no width.
+// The bound is then that of as many independent trials as there are people (the rule of three).
 Interval widened(Interval interval, double value, uint64_t people) {
   if (!(interval.low == interval.high)) return interval;
   const double bound = std::pow(0.05, 1.0 / static_cast<double>(people));
@@ -46,8 +46,8 @@ struct Rates {
   std::vector<RateAt> at;
 };
 
-// Rates that enough false ones are expected for, each with its interval; the others refused. Or
-// nothing if the list of impostors is too short.
+// The requested rates, each with its interval; those with too few expected false acceptances are
+// refused. Returns nothing if the list of impostors is too short.
 template <size_t kCount>
 std::optional<Rates> ratesOf(const RateInput& input, uint64_t impostorCount,
                              const NamedRate (&named)[kCount], const char* trials,
@@ -148,7 +148,7 @@ Identification identificationOf(const EvaluationSet& set, const std::vector<Sear
     result.rankOne.interval =
         widened(rankOneInterval(searches, set, options), result.rankOne.value, peopleWithPairs);
   }
-  // Both lists are whole, so there is a result.
+  // Both lists are complete, so there is a result.
   result.found = ratesOf(input, nonMated.size(), kFalsePositiveRates, "searches", set,
                          peopleWithPairs, options)
                      ->at;
@@ -213,7 +213,7 @@ void requireBothKinds(const Gallery& gallery, const ComparisonScores& scores) {
                 "Name the people of more ids");
 }
 
-// False if too few impostors are listed.
+// Returns false if the list has too few impostors.
 bool addRates(const EvaluationSet& set, const ComparisonScores& scores, Evaluation& evaluation) {
   const RateInput input = verificationInput(scores, set);
   const auto rates = ratesOf(input, scores.impostorCount, kFalseMatchRates, "impostor comparisons",
@@ -237,7 +237,8 @@ Evaluation startOf(const Gallery& gallery, const BootstrapOptions& options) {
 Evaluation evaluatePeople(const Gallery& gallery, const std::vector<PersonOfId>& people,
                           const BootstrapOptions& options) {
   const EvaluationSet set = makeEvaluationSet(gallery, people);
-  // What the rule keeps is enough for nearly every gallery. The others are compared once more.
+  // The default number of impostors is enough for nearly every gallery. The others are compared
+  // again.
   for (KeepRule rule;; rule.share = 1.0) {
     const EveryPairScores scores = scoreEveryPair(set, rule);
     requireBothKinds(gallery, scores.comparisons);

@@ -19,19 +19,19 @@ struct Estimate {
   Interval interval;  // NaN if there are too few people
 };
 
-// A rate of right decisions at a rate of false ones: accept rate at a false match rate, or found
-// rate at a false positive identification rate.
+// The rate of correct decisions at a rate of false ones: the accept rate at a false match rate, or
+// the identification rate at a false positive identification rate.
 struct RateAt {
   std::string name;  // of the false rate: "1e-3"
   double falseRate;
-  // Why there is no figure. Nothing else below is set then.
+  // Why there is no figure. If it is set, nothing below is.
   std::string refusal;
   Estimate right = {};
   float threshold = 0.0f;  // the lowest at which the false rate is not exceeded
   uint64_t falseOnes = 0;  // that reach the threshold
 };
 
-// A threshold with the exact rates at it.
+// A threshold and the exact rates at it.
 struct OperatingPoint {
   float threshold;
   double falseRate;
@@ -40,7 +40,7 @@ struct OperatingPoint {
 
 struct Identification {
   uint64_t mated = 0;     // searches of a feature whose person has others
-  uint64_t nonMated = 0;  // searches of every feature, its person removed
+  uint64_t nonMated = 0;  // searches of every feature, with its person removed
   uint32_t people = 0;    // enrolled
   Estimate rankOne = {};
   std::vector<double> foundByRank;  // element r - 1: share found within rank r
@@ -85,7 +85,7 @@ struct Evaluation {
   std::optional<Identification> identification;
 };
 
-// Compares each feature of the gallery whose id has a person with each other. Throws Failure
+// Compares each feature of the gallery whose id has a person with every other. Throws Failure
 // (kBadInput) if there is no genuine or no impostor comparison.
 Evaluation evaluatePeople(const Gallery& gallery, const std::vector<PersonOfId>& people,
                           const BootstrapOptions& options);

@@ -16,7 +16,7 @@ namespace facefeature_tools {
 using FeatureIndex = uint32_t;
 
 struct EvaluationSet {
-  // One element per feature. The features of a person are neighbours, in the order of the gallery;
+  // One element per feature. The features of a person are contiguous, in the order of the gallery;
   // people are in the order of their first feature.
   std::vector<std::string> ids;
   std::vector<uint32_t> personOf;  // index into people

@@ -18,7 +18,7 @@ namespace {
 constexpr char kPointColour[] = "#c2571a";
 constexpr char kLineColour[] = "#1d6fb8";
 constexpr char kIntervalColour[] = "#1d6fb8";
-constexpr int32_t kThumbnailSide = 320;  // twice the size of a card, for fine screens
+constexpr int32_t kThumbnailSide = 320;  // twice the size of a card, for high-resolution screens
 
 std::string paragraph(const std::string& text, const char* style = "") {
   return std::string("<p") + style + ">" + htmlText(text) + "</p>\n";
@@ -39,14 +39,14 @@ std::string countText(uint64_t count) {
   return digits;
 }
 
-// A rate that was asked for, without the zeros of one that was measured.
+// A requested rate, without the trailing zeros of a measured one.
 std::string askedRate(double rate) {
   char text[32];
   std::snprintf(text, sizeof text, "%.10g %%", 100.0 * rate);
   return text;
 }
 
-// ---- The parts of the page, from top to bottom.
+// The parts of the page, from top to bottom.
 
 std::string summary(const Evaluation& evaluation) {
   std::string html = "<p>Gallery <code>" + htmlText(evaluation.gallery) + "</code>, model <code>" +

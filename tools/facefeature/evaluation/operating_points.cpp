@@ -14,7 +14,7 @@ double share(uint64_t part, uint64_t whole) {
   return static_cast<double>(part) / static_cast<double>(whole);
 }
 
-// Ranks 1 to count, some thirty per factor of ten.
+// Ranks from 1 to count, about thirty per factor of ten.
 std::vector<size_t> logarithmicRanks(size_t count) {
   std::vector<size_t> ranks;
   for (size_t rank = 1; rank <= count; rank += 1 + rank / 13) ranks.push_back(rank);
@@ -45,7 +45,7 @@ void sortOnce(std::vector<float>& thresholds) {
 }  // namespace
 
 uint64_t allowedAt(double rate, uint64_t count) {
-  // A quotient is rounded once, so 3 of 3000 is exactly the rate that is written 1e-3.
+  // A quotient is rounded only once, so 3 of 3000 is exactly the float of "1e-3".
   auto allowed = static_cast<uint64_t>(rate * static_cast<double>(count));
   while (allowed > 0 && share(allowed, count) > rate) --allowed;
   while (allowed < count && share(allowed + 1, count) <= rate) ++allowed;
@@ -101,7 +101,7 @@ std::vector<OperatingPoint> verificationCurve(const ComparisonScores& scores) {
   addScoresAt(scores.impostors, logarithmicRanks(scores.impostors.size()), thresholds);
   addQuantiles(scores.genuine, thresholds);
   sortOnce(thresholds);
-  // Below the lowest impostor that is listed, only the edges of the histogram have exact counts.
+  // Below the lowest listed impostor, only the edges of the histogram have exact counts.
   const float lowest = scores.holdsAllImpostors || scores.impostors.empty()
                            ? -kInfinity
                            : scores.impostors.back().score;

@@ -11,25 +11,25 @@
 
 namespace facefeature_tools {
 
-// The most scores of count that may be accepted at this rate.
+// The largest number of `count` scores that may be accepted at this rate.
 uint64_t allowedAt(double rate, uint64_t count);
 
 // The number of scores that reach the threshold. REQUIRES: sorted by ranksBefore().
 uint64_t reaching(const std::vector<Comparison>& scores, float threshold);
 
-// The lowest threshold that at most allowed scores reach. Nothing if the list has no lower score
-// that decides it, or if more scores than that are infinite.
+// The lowest threshold that at most `allowed` scores reach. Nothing if the list is too short to
+// determine it, or if more scores than that are infinite.
 std::optional<float> lowestThreshold(const std::vector<Comparison>& scores, uint64_t allowed);
 
-// The highest threshold whose false match rate is at least its false non-match rate: on either side
-// of it is the equal error rate. Nothing if the listed impostors have none.
+// The highest threshold whose false match rate is at least its false non-match rate; the equal
+// error rate is next to it. Nothing if the listed impostors have none.
 std::optional<float> equalErrorThreshold(const ComparisonScores& scores);
 
 // Points for charts: dense where few impostors reach the threshold, a hundred over the genuine
-// scores, and from end to end of the histogram.
+// scores, and over the whole range of the histogram.
 std::vector<OperatingPoint> verificationCurve(const ComparisonScores& scores);
 
-// The same for searches, mated and nonMated in descending order and both whole.
+// The same for searches. mated and nonMated are complete and in descending order.
 std::vector<OperatingPoint> searchCurve(const std::vector<Comparison>& mated,
                                         const std::vector<Comparison>& nonMated);
 

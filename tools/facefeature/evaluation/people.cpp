@@ -21,7 +21,7 @@ constexpr size_t kLimit = size_t{1} << 32;
 constexpr char kPeopleRemedy[] = "Write rows id,person";
 constexpr char kPairsRemedy[] = "Write rows id_a,id_b,same, where same is 1 or 0";
 
-// Calls take for each row but a heading. take returns the error of a row, or nothing.
+// Calls take for each row except a heading. take returns the error of a row, or nothing.
 void readRows(const std::string& path, const std::vector<std::string>& heading,
               const std::string& remedy,
               const std::function<std::string(const std::vector<std::string>&)>& take) {
@@ -44,7 +44,7 @@ void readRows(const std::string& path, const std::vector<std::string>& heading,
   }
 }
 
-// Nothing for valid names, or the error of the first that is not.
+// Nothing for valid names, or the error of the first invalid one.
 std::string namesFault(const std::string& first, const std::string& second,
                        const std::string& second_is) {
   std::string fault = identifierFault(first);

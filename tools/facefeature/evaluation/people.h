@@ -1,4 +1,4 @@
-// Whose face each id shows: what an evaluation is measured against.
+// Which person each id shows: the ground truth of an evaluation.
 #ifndef FACEFEATURE_TOOLS_EVALUATION_PEOPLE_H
 #define FACEFEATURE_TOOLS_EVALUATION_PEOPLE_H
 
@@ -13,7 +13,8 @@ struct PersonOfId {
 };
 
 // Rows id,person of a CSV file. A first row of these two words is a heading. Throws Failure
-// (kBadInput): every row has two fields that are valid by identifierFault(), and ids differ.
+// (kBadInput) unless every row has two fields that are valid by identifierFault(), and all ids
+// differ.
 std::vector<PersonOfId> readPeople(const std::string& path);
 
 struct LabelledPair {
@@ -23,13 +24,13 @@ struct LabelledPair {
 };
 
 // Rows id_a,id_b,same of a CSV file; same is 1 or 0. A first row of these three words is a heading.
-// Throws Failure (kBadInput): every row has three fields, ids are valid, and no pair is listed
-// twice, in either order, or is an id with itself.
+// Throws Failure (kBadInput) unless every row has three fields, all ids are valid, no pair occurs
+// twice, in either order, and no id is paired with itself.
 std::vector<LabelledPair> readPairs(const std::string& path);
 
 // The person of each id in a list of pairs: ids that pairs of one person connect are one person,
 // named by the first of its ids. Throws Failure (kBadInput) that names path if a pair of two people
-// is connected as well.
+// is also connected.
 std::vector<PersonOfId> peopleOfPairs(const std::vector<LabelledPair>& pairs,
                                       const std::string& path);
 

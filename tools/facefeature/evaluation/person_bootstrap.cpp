@@ -23,8 +23,8 @@ std::vector<uint16_t> drawPeople(size_t people, size_t replicate, uint64_t seed)
                       static_cast<uint32_t>(replicate)};
   std::mt19937_64 random(seeds);
   std::vector<uint16_t> drawn(people);
-  // Standard distributions differ between libraries. The bias of this product is below 2^-32 times
-  // the number of people.
+  // Not a standard distribution, because those differ between libraries. The bias of this product
+  // is below 2^-32 times the number of people.
   for (size_t i = 0; i < people; ++i) ++drawn[((random() >> 32) * people) >> 32];
   return drawn;
 }

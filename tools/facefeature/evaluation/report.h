@@ -9,13 +9,13 @@
 
 namespace facefeature_tools {
 
-// The figures, a row each: figure,at,value,low,high,threshold,note.
+// The figures as CSV, one per row: figure,at,value,low,high,threshold,note.
 std::string csvReport(const Evaluation& evaluation);
 
-// Everything that an Evaluation holds.
+// The complete Evaluation as JSON.
 std::string jsonReport(const Evaluation& evaluation);
 
-// One page that stands alone. Photographs of the worst pairs are embedded if the index has them.
+// A self-contained page. Photographs of the worst pairs are embedded if the index has them.
 std::string htmlReport(const Evaluation& evaluation, const PhotoIndex& photographs);
 
 }  // namespace facefeature_tools

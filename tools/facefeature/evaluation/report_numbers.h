@@ -1,4 +1,4 @@
-// Numbers as reports show them.
+// Formats numbers for reports.
 #ifndef FACEFEATURE_TOOLS_EVALUATION_REPORT_NUMBERS_H
 #define FACEFEATURE_TOOLS_EVALUATION_REPORT_NUMBERS_H
 
@@ -14,11 +14,11 @@ nlohmann::ordered_json jsonFloat(float value);
 // null if it is not finite.
 nlohmann::ordered_json jsonNumber(double value);
 
-// The digest of 64 digits of lower case hexadecimal. Throws std::invalid_argument with text that
+// A digest of 64 lower-case hexadecimal digits. Throws std::invalid_argument with text that
 // completes "the file ...".
 Digest digestOfText(const std::string& text);
 
-// "47.1 %", with a digit after the point, or more if the rate is near 0 or 1. "-" for NaN.
+// "47.1 %", with one digit after the point, or more if the rate is near 0 or 1. "-" for NaN.
 std::string percentText(double rate);
 
 }  // namespace facefeature_tools

@@ -54,7 +54,7 @@ ScoreDistributions readScoreDistributions(const std::string& path) {
       const ScoreDistributions distributions = distributionsOf(report);
       if (isValid(distributions)) return distributions;
     } catch (const std::exception&) {
-      // Something is missing or has another type.
+      // A value is missing or has another type.
     }
   }
   throw Failure(kBadInput, path, "is not a report of an evaluation", kRemedy);

@@ -21,14 +21,14 @@ struct ScoreDistributions {
   std::vector<OperatingPoint> curve;  // descending thresholds
 };
 
-// Throws Failure (kBadInput) for a file that is not a report of an evaluation.
+// Throws Failure (kBadInput) if the file is not a report of an evaluation.
 ScoreDistributions readScoreDistributions(const std::string& path);
 
-// The rates at the highest known threshold that the score reaches. A few percent of them separate
-// neighbouring thresholds at most. A score below all thresholds has the rates 1 and 0.
+// The rates at the highest known threshold that the score reaches. Neighbouring thresholds differ
+// by a few percent of a rate at most. A score below all thresholds has the rates 1 and 0.
 OperatingPoint ratesBelow(const ScoreDistributions& distributions, float score);
 
-// The histograms as an inline SVG. If score is not null, it is marked.
+// The histograms as an inline SVG. The score is marked if it is not null.
 std::string distributionsChart(const ScoreDistributions& distributions, const float* score,
                                const std::string& scoreName);
 

@@ -20,7 +20,7 @@ ScoreHistogram ScoreHistogram::emptyCopy() const {
 }
 
 void ScoreHistogram::add(float score) {
-  // The product finds the bin or a neighbour of it; the edges decide.
+  // The product gives the bin or a neighbouring one; the edges decide.
   const float position = (score - edges_.front()) * scale_;
   size_t bin = 0;
   if (position > 0.0f) {

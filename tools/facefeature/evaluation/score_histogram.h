@@ -15,10 +15,10 @@ class ScoreHistogram {
   // bins of equal width, up to rounding, from low to high. REQUIRES: low < high, both finite.
   ScoreHistogram(float low, float high, size_t bins);
 
-  // The same edges and no scores.
+  // A histogram with the same edges and no scores.
   ScoreHistogram emptyCopy() const;
 
-  // Not NaN. Scores below the lowest edge and from the highest edge up are counted too.
+  // REQUIRES: not NaN. Scores below the lowest edge and from the highest edge up are also counted.
   void add(float score);
   // Adds the counts of a histogram with the same edges.
   void add(const ScoreHistogram& other);

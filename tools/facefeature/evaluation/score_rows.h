@@ -15,16 +15,17 @@ namespace facefeature_tools {
 
 enum class AllColumns { kNo, kYes };
 
-// features holds count features of 502 floats. Calls row(a, scores) once for each feature a;
+// features has count features of 502 floats. Calls row(a, scores) once for each feature a;
 // scores[b] has the bits of CompareFeatures(a, b) and is valid during the call. With
 // AllColumns::kNo only scores[b] with b > a are computed.
 //
-// Every thread of an OpenMP parallel region calls this; the rows are shared among them and row() is
-// called on the thread that computed it. Returns when all rows are done.
+// Every thread of an OpenMP parallel region calls this. The rows are distributed over the threads,
+// and row() is called on the thread that computed the scores. Returns when all rows are done.
 template <typename RowFunction>
 void forEachScoreRow(const float* features, size_t featureCount, AllColumns columns,
                      const RowFunction& row) {
-  // Probes per pass over the features. More would save little: a pass is then bound by arithmetic.
+  // Probes per pass over the features. More would save little, because a pass is then limited by
+  // arithmetic.
   constexpr int32_t kProbes = 32;
   const auto count = static_cast<int32_t>(featureCount);
   const auto feature = [features](int32_t i) { return features + ptrdiff_t{i} * kFeatureFloats; };

@@ -23,7 +23,7 @@ constexpr int kVersion = 1;
 constexpr char kRemedy[] = "Make threshold files with \"facefeature evaluate -o\"";
 constexpr size_t kLimit = size_t{16} << 20;
 constexpr char kEqualError[] = "eer";
-// The rate that many uses choose. Where it is refused, the lowest that is not.
+// The rate that many applications choose, or the lowest one that is not refused.
 constexpr double kDefaultRate = 1e-3;
 
 Json entryOf(const std::string& name, float threshold) {

@@ -1,4 +1,4 @@
-// Thresholds that an evaluation found, in a file that names the model that they are for.
+// Files of thresholds that an evaluation found, with the model to which they apply.
 #ifndef FACEFEATURE_TOOLS_EVALUATION_THRESHOLD_FILE_H
 #define FACEFEATURE_TOOLS_EVALUATION_THRESHOLD_FILE_H
 
@@ -14,17 +14,17 @@ void writeThresholdFile(const std::string& path, const Evaluation& evaluation);
 
 struct FileThreshold {
   std::string path;  // of the file
-  std::string name;  // of the threshold, for instance "1e-3"
-  Digest model;      // fingerprint of the model that it is for
+  std::string name;  // of the threshold, for example "1e-3"
+  Digest model;      // fingerprint of the model to which it applies
   float threshold;
 };
 
-// argument is FILE for the default threshold of the file, or FILE#NAME for the one of this name. A
-// file of this whole name goes first. Throws Failure (kBadInput).
+// argument is FILE for the default threshold of the file, or FILE#NAME for a named one. An existing
+// file with the whole argument as its name takes precedence. Throws Failure (kBadInput).
 FileThreshold readThreshold(const std::string& argument);
 
-// Throws Failure (kBadModel) that names both fingerprints if features of the model in the gallery
-// with this path are not those that the threshold is for.
+// Throws Failure (kBadModel) that names both fingerprints if the gallery with this path is of
+// another model than the threshold.
 void requireModelOf(const FileThreshold& threshold, const std::string& galleryPath,
                     const Digest& galleryModel);
 

@@ -65,7 +65,8 @@ std::string htmlText(std::string_view text) {
 std::string htmlPage(std::string_view title, const std::string& bodyHtml) {
   return "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
          "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
-         // Nothing is loaded even if an id tried to: only what is embedded is shown.
+         // Even if an id contains markup, the browser loads nothing: it shows only embedded
+         // content.
          "<meta http-equiv=\"Content-Security-Policy\" content=\"default-src 'none'; "
          "img-src data:; style-src 'unsafe-inline'\">\n<title>" +
          htmlText(title) + "</title>\n<style>" + kStyle + "</style>\n</head>\n<body>\n<h1>" +

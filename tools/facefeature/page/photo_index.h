@@ -12,18 +12,18 @@ namespace facefeature_tools {
 
 class PhotoIndex {
  public:
-  // Without any photograph.
+  // An index without photographs.
   PhotoIndex() = default;
 
-  // A list as "extract --list" takes it, or a folder with a file per id: its name is the id, or the
-  // id and .jpg, .jpeg, .png or .ppm. Throws Failure (kBadInput) for a list that is not valid.
+  // A list as for "extract --list", or a folder with a file per id: its name is the id, or the id
+  // and .jpg, .jpeg, .png or .ppm. Throws Failure (kBadInput) for an invalid list.
   explicit PhotoIndex(const std::string& listOrFolder);
 
-  // The photograph of an id. It may be missing or unreadable all the same.
+  // The photograph of an id. The file may still be missing or unreadable.
   std::optional<std::string> pathOf(std::string_view id) const;
 
   // A data: URI with a JPEG file of at most side x side pixels, or nothing if there is no
-  // photograph or it can't be read. Failures are counted and no error: a page is of use without
+  // photograph or it can't be read. Failures are only counted, because a page is useful without
   // some of its pictures.
   std::string thumbnailUri(std::string_view id, int32_t side) const;
   size_t unreadable() const { return unreadable_; }

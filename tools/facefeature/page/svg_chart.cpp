@@ -9,12 +9,12 @@
 namespace facefeature_tools {
 namespace {
 
-// In pixels of the drawing, which a browser scales.
+// In pixels of the drawing, which browsers scale.
 constexpr double kWidth = 560.0, kHeight = 420.0;
 constexpr double kLeft = 70.0, kRight = 540.0, kTop = 16.0, kBottom = 365.0;
 
-// The inverse of the normal distribution function, by halving an interval that holds it: a chart
-// has some hundred points, and the standard library has the function itself.
+// The inverse of the normal distribution function, by bisection. That is fast enough for some
+// hundred points, and the standard library has only the function itself.
 double probit(double rate) {
   double low = -40.0, high = 40.0;
   for (int i = 0; i < 60; ++i) {
@@ -55,7 +55,7 @@ std::string coordinate(double value) {
   return text;
 }
 
-// 1, 2 or 5 times a power of ten, for some six steps over a length.
+// 1, 2 or 5 times a power of ten, for about six steps over a length.
 double roundStep(double length) {
   const double power = std::pow(10.0, std::floor(std::log10(length / 6.0)));
   for (const double factor : {1.0, 2.0, 5.0}) {
@@ -184,7 +184,7 @@ std::string SvgChart::svg() const {
          text(14.0, middle + 4.0, "middle", y_.title) + "</g>\n";
   double right = kRight;
   for (size_t i = legend_.size(); i-- > 0;) {
-    // Six pixels and a half a character leave enough room in common fonts.
+    // Six and a half pixels per character are enough for common fonts.
     right -= 6.5 * static_cast<double>(legend_[i].second.size()) + 30.0;
   }
   double x = std::max(kLeft, right);

@@ -11,7 +11,7 @@ namespace facefeature_tools {
 
 enum class AxisScale {
   kLinear,
-  kLogarithmic,  // from above 0
+  kLogarithmic,  // for values above 0
   kProbit        // a rate above 0 and below 1, by the inverse of the normal distribution
 };
 
@@ -29,22 +29,22 @@ struct ChartPoint {
 
 class SvgChart {
  public:
-  // label is read aloud instead of the chart.
+  // Screen readers read label instead of the chart.
   SvgChart(const std::string& label, const ChartAxis& x, const ChartAxis& y);
 
-  // Points in order of the line. Those outside of the axes are moved to their ends, so a rate of 0
-  // lies on the edge of a logarithmic axis.
+  // Points in the order of the line. Points outside the axes are moved to the nearest end, so a
+  // rate of 0 is drawn at the edge of a logarithmic axis.
   void line(const std::vector<ChartPoint>& points, const std::string& colour,
             const std::string& name);
-  // Each value as a bar between two neighbouring edges, from the lower end of the y axis up.
+  // Draws each value as a bar between two neighbouring edges, from the lower end of the y axis up.
   void bars(const std::vector<float>& edges, const std::vector<double>& values,
             const std::string& colour, const std::string& name);
   void dot(const ChartPoint& point, const std::string& colour);
-  // A bar that shows an interval of y.
+  // Draws an interval of y as a bar.
   void interval(double x, double low, double high, const std::string& colour);
-  // A vertical line over the whole height.
+  // Draws a vertical line over the whole height.
   void mark(double x, const std::string& colour, const std::string& name);
-  // A thin line from corner to corner of the diagonal x = y.
+  // Draws the diagonal x = y as a thin line.
   void diagonal();
 
   std::string svg() const;

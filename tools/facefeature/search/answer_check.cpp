@@ -15,7 +15,7 @@ namespace {
 constexpr char kRemedy[] = "Name a CSV file with the columns probe and id, as search writes it";
 constexpr size_t kMostBytes = size_t{1} << 32;
 
-// The column of a name, or nothing.
+// The index of the column with this name, or nothing.
 std::optional<size_t> columnOf(const CsvRow& heading, const std::string& name) {
   const auto place = std::find(heading.fields.begin(), heading.fields.end(), name);
   if (place == heading.fields.end()) return std::nullopt;

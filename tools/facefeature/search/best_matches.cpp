@@ -16,7 +16,7 @@ bool isBetter(const Match& a, const Match& b) {
 
 void BestMatches::offer(const float* scores, size_t count, size_t firstRow) {
   for (size_t i = 0; i < count; ++i) {
-    // Nearly all scores end here. A NaN does not.
+    // Nearly all scores return here, but NaNs do not.
     if (scores[i] < bar_) continue;
     if (std::isnan(scores[i])) {
       ++notNumbers_;

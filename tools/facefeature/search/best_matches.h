@@ -1,4 +1,4 @@
-// The best matches of one probe so far.
+// Collects the best matches of one probe.
 #ifndef FACEFEATURE_TOOLS_SEARCH_BEST_MATCHES_H
 #define FACEFEATURE_TOOLS_SEARCH_BEST_MATCHES_H
 

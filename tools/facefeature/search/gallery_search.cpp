@@ -14,9 +14,9 @@ namespace {
 
 static_assert(sizeof(FeatureVector) == 502 * sizeof(float), "features are read as rows of floats");
 
-// Rows that one thread takes at a time: enough that taking them costs nothing.
+// Rows that a thread takes at a time: enough to make the cost of taking them negligible.
 constexpr size_t kChunkRows = 2048;
-// Rows and probes that are scored together. Both fit into a cache of 1 MB, with their scores.
+// Rows and probes that are scored together. With their scores, both fit into a cache of 1 MB.
 constexpr size_t kBlockRows = 128;
 constexpr size_t kBlockProbes = 64;
 
@@ -29,7 +29,7 @@ struct Chunk {
 std::vector<Chunk> chunksOf(const std::vector<FeatureRun>& runs) {
   std::vector<Chunk> chunks;
   for (const FeatureRun& run : runs) {
-    // Galleries align features to 64 bytes and a feature has 2008, so this is aligned to 8.
+    // Galleries align features to 64 bytes and a feature has 2008 bytes, so this is aligned to 8.
     const float* features = reinterpret_cast<const float*>(run.features);
     for (size_t done = 0; done < run.count; done += kChunkRows) {
       chunks.push_back({run.firstRow + done, std::min(kChunkRows, run.count - done),
@@ -49,7 +49,7 @@ class Search {
         score_(limits.kernels != nullptr ? limits.kernels->score : fastestScanKernels().score),
         best_(noMatches()) {}
 
-  // What one thread does. Any number of threads may be in it.
+  // The work of one thread. Any number of threads may run it at the same time.
   void work() noexcept {
     try {
       std::vector<BestMatches> best = noMatches();
@@ -65,7 +65,7 @@ class Search {
     }
   }
 
-  // After all threads have left work(). Throws what one of them has met.
+  // To be called after all threads have returned from work(). Rethrows an exception of one of them.
   std::vector<ProbeAnswer> answers() const {
     if (failure_) std::rethrow_exception(failure_);
     std::vector<ProbeAnswer> answers;
@@ -97,7 +97,7 @@ class Search {
   const SearchLimits limits_;
   const ScanFunction score_;
   std::atomic<size_t> nextChunk_{0};
-  std::mutex lock_;  // of what follows
+  std::mutex lock_;  // of the fields below
   std::vector<BestMatches> best_;
   std::exception_ptr failure_;
 };

@@ -1,5 +1,5 @@
-// Eight features side by side. Only functions marked here use AVX2: this file calls no inline
-// function of another header but intrinsics, so no such code reaches the rest of the program.
+// Eight features side by side. Only the functions marked here use AVX2. The file calls no inline
+// functions of other headers except intrinsics, so no such code reaches the rest of the program.
 #include "search/scan_kernels.h"
 #include "search/scan_layout.h"
 
@@ -42,8 +42,8 @@ AVX2_KERNEL inline __attribute__((always_inline)) Columns loadColumns(const floa
            _mm256_castpd_ps(_mm256_unpackhi_pd(high01, high23))}};
 }
 
-// Eight features with kProbes probes. Scores of one probe are stride floats after those of the
-// probe before it. Asks memory for what starts at ahead, if that is not null.
+// Eight features with kProbes probes. The scores of consecutive probes are stride floats apart.
+// Prefetches the features at ahead, if that is not null.
 template <int32_t kProbes>
 AVX2_KERNEL void scoreBlock(const float* rows, const float* ahead, const float* probes,
                             float* scores, int64_t stride) {
@@ -53,7 +53,7 @@ AVX2_KERNEL void scoreBlock(const float* rows, const float* ahead, const float* 
   for (int32_t k = 0; k < kScanProducts; k += kStep) {
     const Columns c = loadColumns(rows + k);
     if (ahead != nullptr) {
-      // Eight features are 251 lines of memory and the loop has 125 turns.
+      // Eight features have 251 cache lines, and the loop has 125 iterations.
       const char* lines = reinterpret_cast<const char*>(ahead) + 32 * k;
       _mm_prefetch(lines, _MM_HINT_T0);
       _mm_prefetch(lines + 64, _MM_HINT_T0);
@@ -109,7 +109,7 @@ AVX2_KERNEL void scoreRows8(const float* rows, const float* ahead, const float* 
   }
 }
 
-// Fewer features than lanes: in a block of their own, with zeros in the other lanes.
+// Fewer features than lanes: copied to a block of their own, with zeros in the other lanes.
 AVX2_KERNEL void scoreFewRows(const float* rows, int32_t rowCount, const float* probes,
                               int32_t count, float* scores) {
   float block[kLanes * kScanFloats];
@@ -138,7 +138,7 @@ AVX2_KERNEL void scoreRowsAvx2(const float* features, int32_t rows, const float*
     return;
   }
   for (int32_t done = 0; done < rows;) {
-    // The last block overlaps the one before it and computes some scores twice.
+    // The last block overlaps the previous one and computes some scores twice.
     const int32_t r = done + kLanes <= rows ? done : rows - kLanes;
     const float* block = features + static_cast<int64_t>(r) * kScanFloats;
     const bool hasNext = r + 2 * kLanes <= rows;

@@ -1,10 +1,11 @@
-// Sixteen features side by side. Only functions marked here use AVX-512: this file calls no inline
-// function of another header but intrinsics, so no such code reaches the rest of the program.
+// Sixteen features side by side. Only the functions marked here use AVX-512. The file calls no
+// inline functions of other headers except intrinsics, so no such code reaches the rest of the
+// program.
 #include "search/scan_kernels.h"
 #include "search/scan_layout.h"
 
 #if defined(__x86_64__)
-// GCC 12 warns of registers in its own header that are uninitialized on purpose.
+// GCC 12 warns about registers in its own header that are uninitialised on purpose.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wuninitialized"
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
@@ -27,8 +28,8 @@ struct Columns {
 // Four elements of each of four features that are four rows apart, in the four quarters.
 AVX512_KERNEL inline __attribute__((always_inline)) __m512 loadQuarters(const float* first) {
   __m512 quarters = _mm512_castps128_ps512(_mm_loadu_ps(first));
-  // A masked broadcast from memory is a load and a blend. An insertion would need the one port
-  // that the transposition below is waiting for.
+  // A masked broadcast from memory is a load and a blend. An insertion would need the only port
+  // that the transposition below uses.
   quarters = _mm512_mask_broadcast_f32x4(quarters, 0x00F0, _mm_loadu_ps(first + 4 * kScanFloats));
   quarters = _mm512_mask_broadcast_f32x4(quarters, 0x0F00, _mm_loadu_ps(first + 8 * kScanFloats));
   return _mm512_mask_broadcast_f32x4(quarters, 0xF000, _mm_loadu_ps(first + 12 * kScanFloats));
@@ -50,8 +51,8 @@ AVX512_KERNEL inline __attribute__((always_inline)) Columns loadColumns(const fl
            _mm512_castpd_ps(_mm512_unpackhi_pd(high01, high23))}};
 }
 
-// Sixteen features with kProbes probes. Scores of one probe are stride floats after those of the
-// probe before it. Asks memory for what starts at ahead, if that is not null.
+// Sixteen features with kProbes probes. The scores of consecutive probes are stride floats apart.
+// Prefetches the features at ahead, if that is not null.
 template <int32_t kProbes>
 AVX512_KERNEL void scoreBlock(const float* rows, const float* ahead, const float* probes,
                               float* scores, int64_t stride) {
@@ -61,7 +62,7 @@ AVX512_KERNEL void scoreBlock(const float* rows, const float* ahead, const float
   for (int32_t k = 0; k < kScanProducts; k += kStep) {
     const Columns c = loadColumns(rows + k);
     if (ahead != nullptr) {
-      // Sixteen features are 502 lines of memory and the loop has 125 turns.
+      // Sixteen features have 502 cache lines, and the loop has 125 iterations.
       const char* lines = reinterpret_cast<const char*>(ahead) + 64 * k;
       _mm_prefetch(lines, _MM_HINT_T0);
       _mm_prefetch(lines + 64, _MM_HINT_T0);
@@ -122,7 +123,7 @@ AVX512_KERNEL void scoreRows16(const float* rows, const float* ahead, const floa
   }
 }
 
-// Fewer features than lanes: in a block of their own, with zeros in the other lanes.
+// Fewer features than lanes: copied to a block of their own, with zeros in the other lanes.
 AVX512_KERNEL void scoreFewRows(const float* rows, int32_t rowCount, const float* probes,
                                 int32_t count, float* scores) {
   float block[kLanes * kScanFloats];
@@ -151,7 +152,7 @@ AVX512_KERNEL void scoreRowsAvx512(const float* features, int32_t rows, const fl
     return;
   }
   for (int32_t done = 0; done < rows;) {
-    // The last block overlaps the one before it and computes some scores twice.
+    // The last block overlaps the previous one and computes some scores twice.
     const int32_t r = done + kLanes <= rows ? done : rows - kLanes;
     const float* block = features + static_cast<int64_t>(r) * kScanFloats;
     const bool hasNext = r + 2 * kLanes <= rows;

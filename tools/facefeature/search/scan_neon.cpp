@@ -33,8 +33,7 @@ inline __attribute__((always_inline)) Columns loadColumns(const float* rows) {
            vreinterpretq_f32_f64(vtrn2q_f64(odd01, odd23))}};
 }
 
-// Eight features with kProbes probes. Scores of one probe are stride floats after those of the
-// probe before it.
+// Eight features with kProbes probes. The scores of consecutive probes are stride floats apart.
 template <int32_t kProbes>
 void scoreBlock(const float* rows, const float* probes, float* scores, int64_t stride) {
   float32x4_t low[kProbes], high[kProbes];
@@ -89,7 +88,7 @@ void scoreRows8(const float* rows, const float* probes, int32_t count, float* sc
   }
 }
 
-// Fewer features than lanes: in a block of their own, with zeros in the other lanes.
+// Fewer features than lanes: copied to a block of their own, with zeros in the other lanes.
 void scoreFewRows(const float* rows, int32_t rowCount, const float* probes, int32_t count,
                   float* scores) {
   float block[kLanes * kScanFloats];
@@ -118,7 +117,7 @@ void scoreRowsNeon(const float* features, int32_t rows, const float* probes, int
     return;
   }
   for (int32_t done = 0; done < rows;) {
-    // The last block overlaps the one before it and computes some scores twice.
+    // The last block overlaps the previous one and computes some scores twice.
     const int32_t r = done + kLanes <= rows ? done : rows - kLanes;
     scoreRows8(features + static_cast<int64_t>(r) * kScanFloats, probes, count, scores + r, rows);
     done = r + kLanes;

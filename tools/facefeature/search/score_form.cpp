@@ -34,7 +34,7 @@ bool partsOf(const FeatureVector& feature, Parts& parts) {
   return std::isfinite(parts.inverseNorm) && std::isfinite(parts.squares);
 }
 
-// The square of the length of a row without its rest, from the coordinates as they are stored.
+// The square of the length of a row without its rest, from the stored coordinates.
 double storedSquare(const ScoreForm& form) {
   double sum = 0.0;
   for (size_t k = 0; k < kRestAt; ++k) {
@@ -43,7 +43,7 @@ double storedSquare(const ScoreForm& form) {
   return sum;
 }
 
-// Everything but the rest.
+// All coordinates except the rest.
 void placeRow(const Parts& parts, const FormParameters& p, ScoreForm& form) {
   for (size_t k = 0; k < kUnits; ++k) form[k] = static_cast<float>(parts.units[k]);
   form[kInverseNormAt] =
@@ -66,7 +66,7 @@ FormParameters fitForm(const Gallery& gallery, double headroom) {
   if (count == 0.0) return parameters;
   parameters.inverseNormMean = inverseNorms / count;
   parameters.squaresMean = squares / count;
-  // A probe is like the rows, so its last two numbers are then near -1.
+  // A probe is similar to the rows, so its last two numbers are then close to -1.
   if (parameters.squaresMean != 0.0) {
     parameters.inverseNormScale = std::fabs(parameters.squaresMean);
   }
