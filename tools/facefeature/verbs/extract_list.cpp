@@ -24,7 +24,7 @@
 namespace facefeature_tools {
 namespace {
 
-// Where the features of a gallery wait, and where those of an interrupted run are.
+// The files of the unfinished gallery and of the journal of an interrupted run.
 std::string journalPath(const std::string& gallery) { return gallery + ".journal"; }
 std::string unfinishedPath(const std::string& gallery) { return gallery + ".unfinished"; }
 
@@ -73,7 +73,7 @@ class ListBoard : public JobBoard {
   Progress& progress() { return progress_; }
 
  private:
-  // Finds the jobs, too.
+  // Also fills pending_.
   size_t doneBefore() {
     for (size_t place = 0; place < entries_.size(); ++place) {
       if (!journal_.holds(entries_[place].id)) pending_.push_back(place);
@@ -89,12 +89,12 @@ class ListBoard : public JobBoard {
   const std::vector<PhotoEntry>& entries_;
   ExtractJournal& journal_;
   ExtractReport& report_;
-  std::vector<size_t> pending_;  // ahead of progress_, which is told how many there are
+  std::vector<size_t> pending_;  // declared before progress_, which needs their number
   Progress progress_;
 };
 
-// The gallery that an earlier run made, or null. Throws Failure (kBadModel) when it is of another
-// model; ahead of the journal, which would else be one of a run that never began.
+// The gallery of an earlier run, or null. Throws Failure (kBadModel) if it is of another model.
+// Called before the journal is created, which would otherwise exist for a run that never started.
 std::unique_ptr<Gallery> earlierGallery(const std::string& path, const GalleryOrigin& own) {
   std::error_code ignored;
   if (!std::filesystem::exists(path, ignored)) return nullptr;
@@ -108,7 +108,7 @@ std::unique_ptr<Gallery> earlierGallery(const std::string& path, const GalleryOr
   return gallery;
 }
 
-// What an earlier run finished, without the photographs that failed in it or are new.
+// Marks the photographs that an earlier run finished. Those that failed in it or are new remain.
 void takeOver(const Gallery& gallery, const std::vector<PhotoEntry>& entries,
               ExtractJournal& journal) {
   journal.joinOrigin(gallery.origin());
@@ -121,7 +121,7 @@ void takeOver(const Gallery& gallery, const std::vector<PhotoEntry>& entries,
   }
 }
 
-// The processors that this process may use, or fewer where the environment says so.
+// The number of processors that this process may use, or less if the environment says so.
 unsigned threadsInAll() {
   const char* text = std::getenv("OMP_NUM_THREADS");
   const long told = text != nullptr ? std::strtol(text, nullptr, 10) : 0;
@@ -139,7 +139,7 @@ void extractPending(const ExtractListRequest& request, const std::string& model,
     command.arguments.insert(command.arguments.end(), {kFaceOption, std::to_string(request.face)});
   }
   command.threads = std::max(1u, threads / jobs);
-  // Workers find the model through the environment. The link lives until all of them have started.
+  // Workers find the model through the environment. The link exists until all of them have started.
   std::optional<ModelLink> link;
   if (model != libraryModelFolder()) link.emplace(model);
   const EndingSignals signals;
@@ -172,7 +172,7 @@ ExitCode runExtractList(const ExtractListRequest& request) {
     say(kExtractVerb.name, request.list + ": warning: there is no photograph in it.");
   const GalleryOrigin origin = ownOrigin(modelFingerprint(model));
   const auto earlier = request.resume ? earlierGallery(request.gallery, origin) : nullptr;
-  // A report that can't be written is told ahead of the work. One that is there stays until then.
+  // An unwritable report is an error before the work starts. An existing one is kept until the end.
   if (!request.report.empty()) OutputFile{request.report};
   ExtractJournal journal(journalPath(request.gallery), origin, request.resume);
   if (earlier) takeOver(*earlier, entries, journal);

@@ -1,4 +1,4 @@
-// "facefeature extract --list": the photographs of a list.
+// "facefeature extract --list": extracts the photographs of a list.
 #ifndef FACEFEATURE_TOOLS_VERBS_EXTRACT_LIST_H
 #define FACEFEATURE_TOOLS_VERBS_EXTRACT_LIST_H
 
@@ -15,21 +15,21 @@ namespace facefeature_tools {
 struct ExtractListRequest {
   std::string list;
   std::string gallery;
-  std::string model;  // empty: the folder that the library reads by itself
+  std::string model;  // empty: the folder that the library reads by default
   ExifRule exif = ExifRule::kIgnore;
-  size_t face = 0;    // of several that the detector finds, in each photograph without landmarks
+  size_t face = 0;  // which of several faces the detector takes, for photographs without landmarks
   unsigned jobs = 0;  // worker processes; 0: as many as there are processors
   ProgressForm progress = ProgressForm::kPlain;
   bool resume = false;
   Shard shard;
-  std::string report;  // empty: none is written
+  std::string report;  // empty: no report
 };
 
-// Reads the photographs of a list and writes a gallery. A photograph that has no feature is one
-// line on standard error and one in the report; the gallery is complete without it, and the exit
-// code kBadInput says that there are some. What a signal interrupts is kept beside the gallery, as
-// GALLERY.unfinished for people and GALLERY.journal for a run that resumes it; the process then
-// ends by that signal.
+// Reads the photographs of a list and writes a gallery. A photograph that fails gives a line on
+// standard error and a line in the report; the gallery has all others, and the exit code is
+// kBadInput. If a signal interrupts the run, its work is kept in GALLERY.unfinished, which people
+// can use, and GALLERY.journal, from which another run resumes. The process then ends with that
+// signal.
 ExitCode runExtractList(const ExtractListRequest& request);
 
 }  // namespace facefeature_tools

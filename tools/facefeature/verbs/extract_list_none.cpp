@@ -1,4 +1,4 @@
-// The program without worker processes.
+// Replaces extract_list.cpp in a program without worker processes.
 #include "verbs/extract_list.h"
 #include "verbs/extract_worker.h"
 #include "verbs/verb_extract_worker.h"

@@ -8,7 +8,7 @@ namespace {
 
 constexpr unsigned kMostJobs = 1024;
 
-// The parsers throw; CLI11 wants the error as text.
+// The parsers throw, but CLI11 needs the error as text.
 std::string progressFault(const std::string& word) {
   try {
     progressForm(word);

@@ -1,4 +1,4 @@
-// "extract --list" on the command line: what it adds to "extract".
+// The command line options of "extract --list".
 #ifndef FACEFEATURE_TOOLS_VERBS_EXTRACT_LIST_OPTIONS_H
 #define FACEFEATURE_TOOLS_VERBS_EXTRACT_LIST_OPTIONS_H
 
@@ -12,15 +12,15 @@ namespace facefeature_tools {
 
 class ExtractListOptions {
  public:
-  // Adds the options to "extract", which must have its own already. The object outlives the parse.
+  // Adds the options to "extract", which must already have its own. The object outlives the parse.
   explicit ExtractListOptions(Options& options);
   ExtractListOptions(const ExtractListOptions&) = delete;
   ExtractListOptions& operator=(const ExtractListOptions&) = delete;
 
-  // Whether the command line asks for a list.
+  // Whether the command line has a list.
   bool given() const { return !request_.list.empty(); }
-  // common is what was parsed for a single photograph: output, model, --exif and --face mean the
-  // same here.
+  // common has the options for a single photograph: output, model, --exif and --face have the same
+  // meaning here.
   ExitCode run(const ExtractRequest& common) const;
 
  private:

@@ -20,7 +20,7 @@ WorkerReply failedReply(int code, const std::string& text) {
   return reply;
 }
 
-// What a photograph can do wrong ends that photograph only.
+// An error of a photograph affects only that photograph.
 WorkerReply replyTo(const LoadedLibrary& library, const Engine& engine, ExtractRequest extract,
                     const WorkerRequest& request) {
   WorkerReply reply;

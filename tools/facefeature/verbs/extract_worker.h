@@ -7,8 +7,8 @@
 
 namespace facefeature_tools {
 
-// Opens the model that the environment names, and extracts the photographs that standard input asks
-// for until it ends. Of common, only exif and face are used; they hold for all photographs.
+// Opens the model that the environment names, and extracts the photographs that are requested on
+// standard input until it ends. Of common, only exif and face are used, for all photographs.
 ExitCode runExtractWorker(const ExtractRequest& common);
 
 }  // namespace facefeature_tools

@@ -1,4 +1,4 @@
-// Options that several verbs with a photograph have.
+// Options that several verbs for photographs share.
 #ifndef FACEFEATURE_TOOLS_VERBS_FACE_OPTIONS_H
 #define FACEFEATURE_TOOLS_VERBS_FACE_OPTIONS_H
 
@@ -10,7 +10,7 @@
 
 namespace facefeature_tools {
 
-// Each function adds its option to a verb. The target outlives the parse, and keeps its value if
+// Each function adds its option to a verb. The target must outlive the parse and keeps its value if
 // the option is not given.
 void addExif(Options& options, ExifRule& rule);
 Option addFace(Options& options, size_t& face);

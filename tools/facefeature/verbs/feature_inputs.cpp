@@ -17,8 +17,8 @@
 namespace facefeature_tools {
 namespace {
 
-// By the first bytes, as readPhoto() decides. A feature file may begin with any bytes but has a
-// size that no photograph of a face has.
+// Recognised by the first bytes, as in readPhoto(). A feature file may begin with any bytes, but no
+// photograph of a face has its size.
 bool looksLikePhoto(const std::string& path) {
   std::error_code error;
   if (std::filesystem::file_size(path, error) == kFeatureBytes || error) return false;

@@ -1,4 +1,4 @@
-// The faces that a user names for a search or for a gallery.
+// The faces that a user passes to a search or to a gallery.
 #ifndef FACEFEATURE_TOOLS_VERBS_FEATURE_INPUTS_H
 #define FACEFEATURE_TOOLS_VERBS_FEATURE_INPUTS_H
 
@@ -16,36 +16,36 @@
 
 namespace facefeature_tools {
 
-// How photographs among the inputs are made into features.
+// How the features of photographs are computed.
 struct PhotoOptions {
   std::string model;      // folder; empty: chosenModelFolder() decides
-  std::string landmarks;  // of the one photograph; empty: the detector finds them
+  std::string landmarks;  // of the only photograph; empty: the detector finds them
   ExifRule exif = ExifRule::kIgnore;
   size_t face = 0;
 };
 
-// Adds --model, --landmarks, --exif and --face to a verb. options outlives the parse.
+// Adds --model, --landmarks, --exif and --face to a verb. options must outlive the parse.
 void addPhotoOptions(Options& verb, PhotoOptions& options);
 
-// What the arguments of such a verb may be, for its help.
+// The description of such arguments for help texts.
 constexpr char kFeatureInputHelp[] =
     "Photograph, feature file, GALLERY for all of its rows, or GALLERY#ID for one";
 
-// Photographs (by their first bytes), and everything that FeatureSource takes.
+// Photographs (recognised by their first bytes), and everything that FeatureSource accepts.
 class FeatureInputs {
  public:
-  // Makes the features of the photographs. verb is named in warnings. Throws Failure: kBadInput,
-  // also for landmarks with other than one photograph; kBadModel, also if the inputs are of
+  // Computes the features of the photographs. Warnings name the verb. Throws Failure: kBadInput,
+  // also for landmarks unless there is exactly one photograph; kBadModel, also if the inputs have
   // different models; kFailed without the library.
   FeatureInputs(const char* verb, const std::vector<std::string>& arguments,
                 const PhotoOptions& options);
 
-  // i is below count(). The id of a photograph or a feature file is its name as it was given.
+  // REQUIRES: i < count(). The id of a photograph or a feature file is its path as given.
   size_t count() const { return items_.size(); }
   std::string id(size_t i) const;
   FeatureVector feature(size_t i) const;
 
-  // What made the features, or nothing if all are from feature files, which do not say.
+  // The origin of the features, or nothing if all are from feature files, which have none.
   const std::optional<GalleryOrigin>& origin() const { return origin_; }
 
  private:
@@ -68,7 +68,7 @@ class FeatureInputs {
   std::string originArgument_;
 };
 
-// Throws Failure (kBadModel) if features of two models would be mixed. The texts name them.
+// Throws Failure (kBadModel) if features of two models would be mixed. The message names both.
 void requireOneModel(const std::string& a, const Digest& modelOfA, const std::string& b,
                      const Digest& modelOfB);
 

@@ -9,7 +9,7 @@
 namespace facefeature_tools {
 namespace {
 
-// Empty for the text of a number, else the error.
+// Empty for a valid number, otherwise the error.
 std::string thresholdFault(const std::string& text) {
   char* end = nullptr;
   const float value = std::strtof(text.c_str(), &end);

@@ -5,8 +5,8 @@
 
 namespace facefeature_tools {
 
-// "facefeature cluster": groups the rows of a gallery by person, as far as scores tell. Prints a
-// table id,cluster, and writes a page with the photographs of each cluster if it is asked for.
+// "facefeature cluster": groups the rows of a gallery by person, as far as scores allow. Prints a
+// table id,cluster, and optionally writes a page with the photographs of each cluster.
 extern const Verb kClusterVerb;
 
 }  // namespace facefeature_tools

@@ -21,7 +21,7 @@ struct CompareRequest {
   ThresholdChoice threshold;
 };
 
-// A score that is not a number reaches nothing.
+// A score that is NaN reaches no threshold.
 bool reaches(float score, const std::optional<float>& threshold) {
   return !threshold || score >= *threshold;
 }
@@ -35,7 +35,7 @@ void warnOfNoNumbers(const CompareRequest& request, size_t count) {
           " not a number. One of the two is no feature of a face; extract it anew.");
 }
 
-// Prints the rows that reach the threshold. True if there are any.
+// Prints the rows that reach the threshold. Returns true if there are any.
 bool printTable(const CompareRequest& request, const std::optional<float>& threshold,
                 const FeatureSource& a, const FeatureSource& b, const LoadedLibrary& library) {
   printData("id_a,id_b,score\n");

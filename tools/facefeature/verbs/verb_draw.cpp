@@ -13,9 +13,9 @@ namespace facefeature_tools {
 namespace {
 
 struct DrawRequest {
-  std::string photo;      // empty with modelPoints only
+  std::string photo;      // empty if modelPoints is set
   std::string landmarks;  // empty: the detector finds the face
-  std::string picture;    // to write, PNG
+  std::string picture;    // PNG file to write
   ExifRule exif = ExifRule::kIgnore;
   size_t face = 0;  // as in ExtractRequest
   bool modelPoints = false;

@@ -42,7 +42,7 @@ void writeText(const std::string& path, const std::string& text) {
   file.publish();
 }
 
-// The report and the files beside it, which differ in the ends of their names.
+// The report and its additional files, whose names differ in their extensions.
 void writeReport(const EvaluateRequest& request, const Evaluation& evaluation,
                  const PhotoIndex& photographs) {
   const std::filesystem::path path(request.report);
@@ -84,7 +84,7 @@ ExitCode runEvaluate(const EvaluateRequest& request) {
                   "Say who is on the photographs with --people, or which pairs are of one person "
                   "with --pairs");
   }
-  // Before minutes of work, so that an error in the list is reported at once.
+  // Read before minutes of work, so that an error in the list is reported at once.
   const PhotoIndex photographs =
       request.photographs.empty() ? PhotoIndex() : PhotoIndex(request.photographs);
   const Gallery gallery(request.gallery);

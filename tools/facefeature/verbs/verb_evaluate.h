@@ -5,8 +5,8 @@
 
 namespace facefeature_tools {
 
-// "facefeature evaluate": measures how well scores distinguish people whom a list names. Prints the
-// figures as CSV and writes the report files, if they are asked for.
+// "facefeature evaluate": measures how well scores distinguish the people of a list. Prints the
+// figures as CSV and optionally writes report files.
 extern const Verb kEvaluateVerb;
 
 }  // namespace facefeature_tools

@@ -13,8 +13,8 @@
 
 namespace facefeature_tools {
 
-// "facefeature extract": makes the feature of a face from a photograph and its landmarks, or with
-// --list a gallery from many (see extract_list.h).
+// "facefeature extract": computes the feature of a face from a photograph and its landmarks, or
+// with --list a gallery from many photographs (see extract_list.h).
 extern const Verb kExtractVerb;
 
 struct ExtractRequest {
@@ -23,7 +23,7 @@ struct ExtractRequest {
   std::string feature;
   std::string model;  // folder; empty: chosenModelFolder() decides
   ExifRule exif = ExifRule::kIgnore;
-  size_t face = 0;  // of several that the detector finds: 1 is the largest; 0: that one, with words
+  size_t face = 0;  // of several detected ones: 1 is the largest; 0: the same, with a warning
 };
 
 struct FaceInput {
@@ -31,11 +31,11 @@ struct FaceInput {
   LandmarkFile landmarks;
 };
 
-// Reads what a request names, and prints warnings about it. Throws Failure (kBadInput).
+// Reads the files of a request, and prints warnings about them. Throws Failure (kBadInput).
 FaceInput readFaceInput(const ExtractRequest& request);
 
-// The feature of a face. model names the model folder in messages. Throws Failure (kBadModel) if
-// the feature is not a number.
+// The feature of a face. Messages use model as the name of the model folder. Throws Failure
+// (kBadModel) if the feature contains NaNs.
 FeatureVector featureOf(const FaceInput& face, const LoadedLibrary& library, const Engine& engine,
                         const std::string& model);
 

@@ -5,7 +5,7 @@
 
 namespace facefeature_tools {
 
-// The hidden verb that "extract --list" starts its worker processes with.
+// The hidden verb with which "extract --list" starts its worker processes.
 extern const Verb kExtractWorkerVerb;
 
 }  // namespace facefeature_tools

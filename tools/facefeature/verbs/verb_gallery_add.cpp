@@ -46,7 +46,7 @@ std::vector<std::string> idsOf(const GalleryAddRequest& request, const FeatureIn
   return ids;
 }
 
-// The rows of the gallery whose ids are among those that are added.
+// The rows of the gallery whose ids will be replaced.
 std::vector<size_t> rowsToReplace(const GalleryAddRequest& request, const Gallery& gallery,
                                   const std::vector<std::string>& ids) {
   const std::unordered_set<std::string_view> added(ids.begin(), ids.end());

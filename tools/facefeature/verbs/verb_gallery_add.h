@@ -5,7 +5,7 @@
 
 namespace facefeature_tools {
 
-// "facefeature gallery add": adds features to a gallery, or makes a new one of them.
+// "facefeature gallery add": adds features to a gallery, or creates one from them.
 extern const Verb kGalleryAddVerb;
 
 }  // namespace facefeature_tools

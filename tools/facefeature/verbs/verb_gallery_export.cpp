@@ -22,15 +22,15 @@ namespace {
 
 struct GalleryExportRequest {
   std::string gallery;
-  std::string output;  // without an engine, its ending names the format: .npy, .csv or .jsonl
-  std::string engine;  // empty: the features as they are
+  std::string output;  // its extension is the format if there is no engine: .npy, .csv or .jsonl
+  std::string engine;  // empty: the unchanged features
   std::string form;    // of an earlier export; empty: fitted to this gallery
   bool probes = false;
   std::string headroom = "1.5";
 };
 
-// What stands ahead of the floats of a NumPy file: magic, version 1.0, the length of the rest, and
-// the description, filled up with spaces so that the floats start at a multiple of 64.
+// The header of a NumPy file: magic, version 1.0, the length of the rest, and the description,
+// padded with spaces so that the floats start at a multiple of 64.
 std::string numpyHeader(size_t rows, size_t columns) {
   const std::string start("\x93NUMPY\x01\x00", 8);
   std::string description = "{'descr': '<f4', 'fortran_order': False, 'shape': (" +
@@ -79,7 +79,7 @@ void exportJsonLines(const Gallery& gallery, const std::string& path) {
     std::string line = "{\"id\":" + nlohmann::json(gallery.id(row)).dump() + ",\"feature\":[";
     const char* comma = "";
     for (const float value : feature.values) {
-      // JSON has no words for what is no number.
+      // JSON can't represent NaN and infinity.
       line += comma + (std::isfinite(value) ? floatText(value) : std::string("null"));
       comma = ",";
     }
@@ -88,7 +88,7 @@ void exportJsonLines(const Gallery& gallery, const std::string& path) {
   file.publish();
 }
 
-// The rows of a gallery in the form that engines search, and how they are to be searched.
+// The rows of a gallery as vectors for search engines, and how to search them.
 class EngineExport {
  public:
   EngineExport(const GalleryExportRequest& request, const Gallery& gallery)
@@ -108,7 +108,7 @@ class EngineExport {
             "form has room for. Export everything again with more --headroom.");
   }
 
-  // The array, its ids, and the parameters beside it.
+  // Writes the array, its ids, and the parameters.
   void writeNumpy() const {
     OutputFile array(request_.output);
     OutputFile ids(beside(".ids.txt"));
@@ -125,7 +125,7 @@ class EngineExport {
     writeParameters();
   }
 
-  // id,embedding, which PostgreSQL copies and the shell of SQLite imports.
+  // Writes id,embedding, which PostgreSQL's COPY and SQLite's shell import.
   void writeCsv() const {
     OutputFile file(request_.output);
     file.write("id,embedding\n");

@@ -5,8 +5,7 @@
 
 namespace facefeature_tools {
 
-// "facefeature gallery export": writes the features of a gallery in a format that other programs
-// read.
+// "facefeature gallery export": writes the features of a gallery in a format for other programs.
 extern const Verb kGalleryExportVerb;
 
 }  // namespace facefeature_tools

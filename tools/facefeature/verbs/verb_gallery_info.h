@@ -5,7 +5,7 @@
 
 namespace facefeature_tools {
 
-// "facefeature gallery info": prints what a gallery says of itself, or its ids, one a line.
+// "facefeature gallery info": prints the properties of a gallery, or its ids, one per line.
 extern const Verb kGalleryInfoVerb;
 
 }  // namespace facefeature_tools

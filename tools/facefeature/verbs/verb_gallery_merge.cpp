@@ -15,7 +15,7 @@ namespace {
 struct GalleryMergeRequest {
   std::vector<std::string> galleries;
   std::string output;
-  std::string list;  // empty: rows as they come
+  std::string list;  // empty: rows in the order of the galleries
 };
 
 struct Source {
@@ -25,7 +25,7 @@ struct Source {
 
 using Galleries = std::vector<std::unique_ptr<const Gallery>>;
 
-// Where each id comes from, and the ids as they come.
+// The source of each id, and the ids in the order of the galleries.
 struct Rows {
   std::unordered_map<std::string, Source> sources;
   std::vector<std::string> ids;
@@ -56,7 +56,7 @@ Rows rowsOf(const Galleries& galleries) {
   return rows;
 }
 
-// The ids in the order of the list. Those that no gallery holds are photographs that failed.
+// The ids in the order of the list. An id that no gallery has is a photograph that failed.
 std::vector<std::string> idsInOrder(const std::string& listPath, const Rows& rows) {
   std::vector<std::string> ids;
   for (const PhotoEntry& entry : readPhotoList(listPath)) {

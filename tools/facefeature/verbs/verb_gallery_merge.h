@@ -5,7 +5,7 @@
 
 namespace facefeature_tools {
 
-// "facefeature gallery merge": joins galleries, in the order of a list or as they come.
+// "facefeature gallery merge": joins galleries, in the order of a list or in the given order.
 extern const Verb kGalleryMergeVerb;
 
 }  // namespace facefeature_tools

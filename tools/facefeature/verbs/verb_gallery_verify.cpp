@@ -12,7 +12,7 @@
 namespace facefeature_tools {
 namespace {
 
-// True for a gallery without a fault. Reports the faults of any other.
+// Reports the errors of a gallery. Returns true if there are none.
 bool verify(const std::string& path) {
   std::vector<std::string> faults;
   try {

@@ -17,7 +17,7 @@ namespace {
 
 struct LandmarksRequest {
   std::string photo;
-  std::string landmarks;  // to write; empty: standard output
+  std::string landmarks;  // file to write; empty: standard output
   ExifRule exif = ExifRule::kIgnore;
   size_t face = 0;  // as in ExtractRequest
   bool all = false;
@@ -47,7 +47,7 @@ std::string numberedName(const std::string& path, size_t number) {
 }
 
 std::string foundFaceText(const std::string& photoPath, const Photo& photo, const FoundFace& face) {
-  // In this order, with one point on each line, so that a person can read it.
+  // In this order, with one point per line, so that people can read it.
   nlohmann::ordered_json document;
   document["image"] = std::filesystem::path(photoPath).filename().string();
   document["width"] = photo.width;

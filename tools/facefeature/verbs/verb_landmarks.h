@@ -10,15 +10,16 @@
 
 namespace facefeature_tools {
 
-// "facefeature landmarks": finds the landmarks of a face. All faces go to files of their own,
-// FILE_1.json, FILE_2.json and so on for FILE.json, or to standard output one after the other.
+// "facefeature landmarks": finds the landmarks of a face. With all faces, each has a file of its
+// own, FILE_1.json, FILE_2.json and so on for FILE.json, or they are written to standard output one
+// after the other.
 extern const Verb kLandmarksVerb;
 
 // The name of the file for one of several faces, counted from 1.
 std::string numberedName(const std::string& path, size_t number);
 
-// The text of a landmark file for a found face: what landmarkText writes, and the detector, its box
-// and its own points beside it. The name of the photograph goes in without its folder.
+// The text of a landmark file for a detected face: that of landmarkText, and the detector, its box
+// and its own points. The photograph is named without its folder.
 std::string foundFaceText(const std::string& photoPath, const Photo& photo, const FoundFace& face);
 
 }  // namespace facefeature_tools

@@ -10,10 +10,10 @@
 
 namespace facefeature_tools {
 
-// In the order of --help. No name comes twice.
+// In the order of --help. All names differ.
 const std::vector<const Verb*>& allVerbs();
 
-// The help of each group of verbs, by the group's name.
+// The help text of each group of verbs, by the group's name.
 const std::map<std::string, std::string>& verbGroups();
 
 }  // namespace facefeature_tools

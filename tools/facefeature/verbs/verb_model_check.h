@@ -5,8 +5,8 @@
 
 namespace facefeature_tools {
 
-// "facefeature model check": names every wrong file of a model folder, one a line, and warns of
-// what others could change. The folder is the argument, or chosenModelFolder() if there is none.
+// "facefeature model check": names every invalid file of a model folder, one per line, and warns if
+// others could change the files. The folder is the argument, or chosenModelFolder() by default.
 extern const Verb kModelCheckVerb;
 
 }  // namespace facefeature_tools

@@ -5,7 +5,7 @@
 
 namespace facefeature_tools {
 
-// "facefeature model fingerprint": prints the fingerprint that galleries of this model bear.
+// "facefeature model fingerprint": prints the fingerprint that galleries of this model have.
 extern const Verb kModelFingerprintVerb;
 
 }  // namespace facefeature_tools

@@ -14,7 +14,7 @@ struct ModelSynthRequest {
   uint64_t seed = 1;
 };
 
-// CLI11 would take a minus sign for a number near the upper end.
+// CLI11 would convert a negative number to one close to the upper limit.
 std::string notNegative(const std::string& text) {
   return text.empty() || text.front() != '-' ? "" : text + " is not a whole number from 0";
 }

@@ -28,11 +28,11 @@ struct SearchRequest {
   uint64_t top = 10;
   ThresholdChoice threshold;
   std::string format = "csv";
-  std::string engineAnswers;  // to be checked; empty: answers are printed
+  std::string engineAnswers;  // answers of another engine, to be checked; empty: print answers
   PhotoOptions photo;
 };
 
-// Probes of one pass over the gallery: 8 MB of features.
+// Probes per pass over the gallery: 8 MB of features.
 constexpr size_t kProbesAPass = 4096;
 
 // Prints the answers, probe after probe.
@@ -113,7 +113,7 @@ void warnOfNoNumbers(const SearchRequest& request, size_t count) {
                             "face; extract it anew.");
 }
 
-// Takes the exact answer of one probe.
+// Receives the exact answer of one probe.
 using AnswerTaker = std::function<void(const std::string& id, const FeatureVector& probe,
                                        const ProbeAnswer& answer)>;
 
@@ -181,7 +181,7 @@ ExitCode verifyAnswers(const SearchRequest& request) {
   return kDone;
 }
 
-// A minus sign would be taken for a number near the upper end.
+// CLI11 would convert a negative number to one close to the upper limit.
 std::string topFault(const std::string& text) {
   return text.empty() || text.front() != '-' ? "" : text + " is not a whole number from 0";
 }

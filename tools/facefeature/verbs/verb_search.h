@@ -5,8 +5,8 @@
 
 namespace facefeature_tools {
 
-// "facefeature search": the rows of a gallery that score highest with each of several probes. With
-// a threshold the exit code is the answer, as in compare.
+// "facefeature search": finds the rows of a gallery that score highest with each of several probes.
+// With a threshold the exit code is the answer, as in compare.
 extern const Verb kSearchVerb;
 
 }  // namespace facefeature_tools

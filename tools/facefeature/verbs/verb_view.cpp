@@ -55,7 +55,7 @@ float scoreOf(const FaceInput& first, const FaceInput& second, const std::string
   if (model != libraryModelFolder()) link.emplace(model);
   const LoadedLibrary library;
   const Engine engine(library, model);
-  // The library needs its files no longer.
+  // The library no longer needs its files.
   link.reset();
   const FeatureVector a = featureOf(first, library, engine, model);
   const FeatureVector b = featureOf(second, library, engine, model);
@@ -74,7 +74,7 @@ std::optional<ScoreDistributions> distributionsFor(const ViewRequest& request,
       "Evaluate this model, or name the other with --model");
 }
 
-// What an evaluation says of a score.
+// The rates of an evaluation at a score.
 std::string standing(const ScoreDistributions& distributions, float score) {
   const OperatingPoint rates = ratesBelow(distributions, score);
   return "In the evaluation, at most " + percentText(rates.falseRate) +

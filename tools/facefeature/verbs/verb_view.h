@@ -5,8 +5,8 @@
 
 namespace facefeature_tools {
 
-// "facefeature view": two photographs, what the nets read of both, their score, and where it is
-// among the scores of an evaluation. Writes a page or a picture.
+// "facefeature view": shows two photographs, what the nets read of them, their score, and its
+// position among the scores of an evaluation. Writes a page or a picture.
 extern const Verb kViewVerb;
 
 }  // namespace facefeature_tools
