@@ -39,9 +39,9 @@ struct ConfigSection {
 
 // The parsed form of one text.
 //
-// The grammar knows sections, keys, comments and values with commas. It never reports an error:
-// what does not fit is dropped, and reading goes on at the next line. What each byte means where
-// stands in config/config_parser.cpp.
+// The grammar has sections, keys, comments and values separated by commas. Parsing never reports an
+// error: it drops what does not fit and continues at the next line. config/config_parser.cpp
+// documents the meaning of each byte in each context.
 class ConfigDocument {
  public:
   constexpr ConfigDocument()

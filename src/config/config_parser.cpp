@@ -11,7 +11,7 @@
 namespace facefeature {
 namespace {
 
-constexpr uint32_t kFirstBytes = 64;     // of the assembly buffer and of a head's name
+constexpr uint32_t kFirstBytes = 64;     // of the assembly buffer and of a header's name
 constexpr uint32_t kFirstEntries = 8;    // of the entry list
 constexpr uint32_t kFirstSections = 16;  // of the section list
 
@@ -34,36 +34,37 @@ void freeScratch() {
 bool isWhite(char byte) { return byte == '\t' || byte == ' '; }
 bool endsLine(char byte) { return byte == '\r' || byte == '\n'; }
 
-// The five readers share one cursor. What each does with a byte:
+// The five readers share one cursor. What each does with a byte ("stay" leaves the cursor at the
+// byte, "line" skips the rest of the line):
 //
-//                | key reader      | value reader    | head test   | head reader | head scanner
-//   NUL          | drop key, stay  | value ends,stay | no head,stay| no head,stay| no head, stay
-//   tab, blank   | not stored      | not stored      | passed over | not stored  | passed over
-//   CR, LF, ;    | drop, skip line | ends, skip line | no head, skip line | no head, skip line
-//   =            | key ends (1)    | stored          | passed over | stored      | passed over
-//   [            | head sighted    | stored          | passed over | stored      | to head reader
-//   ]            | stored          | stored          | it is a head| name ends   | passed over
-//   comma        | stored          | a new value     | passed over | stored      | passed over
-//   any other    | stored          | stored          | passed over | stored      | passed over
+//              | key reader     | value reader | header test | header reader | header scanner
+//   NUL        | drop key, stay | end, stay    | none, stay  | none, stay    | none, stay
+//   tab, blank | ignore         | ignore       | skip        | ignore        | skip
+//   CR, LF, ;  | drop key, line | end, line    | none, line  | none, line    | none, line
+//   =          | end of key (1) | store        | skip        | store         | skip
+//   [          | header (1)     | store        | skip        | store         | to header reader
+//   ]          | store          | store        | a header    | end of name   | skip
+//   comma      | store          | new value    | skip        | store         | skip
+//   any other  | store          | store        | skip        | store         | skip
 //
-// (1) An empty key costs the line. A head that is sighted costs the key ahead of it.
+// (1) An equals sign after an empty key drops the line. A header drops the key before it.
 //
-// White space is thus removed wherever it stands, a semicolon opens a comment anywhere on a line,
-// and there are no quotes, escapes or continued lines. Nothing is ever reported: what doesn't fit
-// costs its line.
+// So white space is removed everywhere, a semicolon starts a comment anywhere on a line, and there
+// are no quotes, escapes or continued lines. Nothing is ever reported: a line that does not fit is
+// dropped.
 class Parser {
  public:
   explicit Parser(const char* text) : cursor_(text) {}
 
   bool atEnd() const { return *cursor_ == '\0'; }
 
-  // Reads lines up to the next head or the end into the entries of a new section, owned by the
+  // Reads lines up to the next header or the end into the entries of a new section, owned by the
   // caller.
   ConfigSection* readSection(const std::string& name, ConfigPool& pool);
 
-  // Scans for a head and reads its name, starting at the cursor: usually at the bracket that the
-  // head test has accepted. After a head with an empty name it works line by line and so skips
-  // everything up to the next left bracket. Returns an empty name if the line has no head.
+  // Scans for a header and reads its name, starting at the cursor: usually at the bracket that the
+  // header test has accepted. After a header with an empty name it works line by line and so skips
+  // everything up to the next left bracket. Returns an empty name if the line has no header.
   std::string readHeader();
 
  private:
@@ -198,7 +199,7 @@ void parseSections(const char* text, ConfigDocument& document) {
   std::vector<ConfigSection*> list;
   list.reserve(kFirstSections);
 
-  // Entries before the first head belong to a section that always exists.
+  // Entries before the first header belong to a section that always exists.
   Parser parser(text);
   addSection(list, parser.readSection("[DEFAULT]", *document.pool));
   while (!parser.atEnd()) {

@@ -61,7 +61,7 @@ NumberTextResult parseIntText(const char* text, int32_t& value) {
   }
   const int32_t count = copyDigits(cursor, intDigits, kIntDigits);
   if (isDigit(*cursor)) {
-    // Eleven digits clamp by their count alone.
+    // A number of eleven digits is clamped, whatever the digits are.
     value = sign > 0 ? kHighest : kLowest;
     return NumberTextClamped;
   }

@@ -1,4 +1,4 @@
-// ExtractFeature: the road of one request.
+// ExtractFeature: the path of one request.
 #include <algorithm>
 #include <cstddef>
 #include <limits>
@@ -22,7 +22,7 @@ namespace {
 
 // The gray copy of the photograph. Null with shared frames, which compute gray values as they read
 // them: a face reads some ten thousand pixels, and a photograph may have as many millions. The size
-// is counted in 64 bits, also on systems with addresses of 32.
+// is computed in 64 bits, also on systems with 32-bit addresses.
 std::unique_ptr<uint8_t[]> grayImageOf(const uint8_t* pixels, int32_t width, int32_t height,
                                        int32_t stride, PatchPlan plan) {
   std::unique_ptr<uint8_t[]> gray;
@@ -40,7 +40,7 @@ void ExtractFeature(FeatureEngine* engine, const uint8_t* pixels, int32_t width,
                     int32_t stride, const LandmarkSet* landmarks, float* feature, PatchPlan plan) {
   if (engine == nullptr || feature == nullptr) return;
   if (!isGoodRequest(pixels, width, height, landmarks)) {
-    // A score with such a feature is a NaN too, which no threshold lets pass.
+    // A score with such a feature is NaN, which reaches no threshold.
     std::fill(feature, feature + kFeatureFloats, std::numeric_limits<float>::quiet_NaN());
     return;
   }

@@ -26,7 +26,7 @@ PatchMatrices patchMatricesOf(FeatureEngine* engine, const FaceRequest& request)
                                           request.stride, nullptr, request.landmarks));
 }
 
-// The matrices of all faces as 25 matrices, face under face.
+// The patches of all faces as 25 matrices, with the rows of the faces one after the other.
 PatchMatrices stackedMatrices(FeatureEngine* engine, const FaceRequest* const* requests,
                               int32_t count) {
   PatchMatrices all;

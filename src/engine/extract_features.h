@@ -9,12 +9,12 @@
 
 namespace facefeature {
 
-// The arguments of ExtractFeature for one face. The caller's, unchanged.
+// The arguments of ExtractFeature for one face. The caller owns the memory; it is not modified.
 struct FaceRequest {
   const uint8_t* pixels;
   int32_t width;
   int32_t height;
-  int32_t stride;  // bytes from row to row
+  int32_t stride;  // bytes from the start of one row to the start of the next
   const LandmarkSet* landmarks;
 };
 
@@ -22,10 +22,10 @@ struct FaceRequest {
 // of the projections are then read often enough from the cache (docs/performance.md).
 constexpr int32_t kFacesAtOnce = 16;
 
-// features[i], 502 floats, becomes what ExtractFeature gives for requests[i], to the bit, for any
-// count. The nets and the projections read their trained numbers once for up to kFacesAtOnce faces,
-// so that the memory for activations grows with the count up to there. Threads and exceptions as
-// for ExtractFeature; one call at a time for an engine.
+// Sets features[i], 502 floats, to the feature of requests[i], bit-identical to ExtractFeature, for
+// any count. The nets and the projections read their trained numbers once for up to kFacesAtOnce
+// faces, so the memory for activations grows with the count up to that number. Threads and
+// exceptions are as for ExtractFeature; one call at a time per engine.
 void ExtractFeatures(FeatureEngine* engine, const FaceRequest* requests, int32_t count,
                      float* const* features);
 

@@ -16,9 +16,9 @@ namespace facefeature {
 // process.
 void runNets(ConvNet* const* nets, std::vector<Matrix*>& patchMatrices, float* patchFeatures);
 
-// The same for several faces at once: matrix p holds the two rows of patch p of the first face,
-// then those of the second, and so on. Face n's features go to patchFeatures + 8000 * n, with the
-// same bits as for that face alone.
+// The same for several faces at once: matrix p has the two rows of patch p of the first face, then
+// those of the second, and so on. Face n's outputs are written to patchFeatures + 8000 * n, with
+// the same bits as for that face by itself.
 void runNetsOnFaces(ConvNet* const* nets, std::vector<Matrix*>& patchMatrices, int32_t faces,
                     float* patchFeatures);
 

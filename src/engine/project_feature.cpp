@@ -13,7 +13,7 @@ namespace facefeature {
 namespace {
 
 // Rows that a thread takes at a time: a multiple of the lanes of every kernel set, and few enough
-// that threads finish together.
+// that threads finish at about the same time.
 constexpr int32_t kRowsAtOnce = 80;
 constexpr int32_t kBlocks = (kProjectedFloats + kRowsAtOnce - 1) / kRowsAtOnce;
 

@@ -17,8 +17,8 @@ namespace facefeature {
 // The rows of the projections are distributed over the threads of the OpenMP runtime.
 void ProjectFeature(float* patchFeatures, float* feature);
 
-// The same for count faces, 8000 floats each, in one pass over the projections. Face i's feature
-// goes to features[i], with the same bits as for that face alone.
+// The same for count faces, 8000 floats each, in one pass over the projections. Face i's feature is
+// written to features[i], with the same bits as for that face by itself.
 void ProjectFeatures(float* patchFeatures, int32_t count, float* const* features);
 
 }  // namespace facefeature

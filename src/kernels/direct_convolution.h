@@ -1,9 +1,9 @@
 // Convolution, bias, relu and pooling in one pass, for the filter banks of the built-in nets.
 //
 // An unfolded image repeats every pixel for each filter position that covers it. A direct
-// convolution reads the image where it is, and what follows it happens before a sum leaves its
-// register: the bias, the relu and the maximum of 2 x 2 positions, in the order and with the
-// rounding of the separate operations (kernels/convolve.h, kernels/pooling.h).
+// convolution reads the image in place. The bias, the relu and the maximum of 2 x 2 positions are
+// computed before a sum leaves its register, in the order and with the rounding of the separate
+// operations (kernels/convolve.h, kernels/pooling.h).
 #ifndef FACEFEATURE_KERNELS_DIRECT_CONVOLUTION_H
 #define FACEFEATURE_KERNELS_DIRECT_CONVOLUTION_H
 
@@ -13,16 +13,16 @@ namespace facefeature {
 
 // One filter bank of the built-in nets, except for its number of channels if that varies.
 struct DirectShape {
-  int32_t side;        // of the square image
-  int32_t channels;    // 0: any number, planes of side * side floats. Else pixels of so many floats
+  int32_t side;      // of the square image
+  int32_t channels;  // 0: any number, planes of side * side floats. Otherwise the floats of a pixel
   int32_t filterSize;  // side of a filter; padding is 0 and the stride 1
   int32_t filters;
-  bool pools;  // whether the maxima of windows of 2 x 2 are wanted instead of all positions
+  bool pools;  // whether the outputs are the maxima of 2 x 2 windows instead of all positions
 };
 
 constexpr int32_t kDirectShapeCount = 8;
 
-// The shapes in the order of the nets' stages; a shape is passed on as its index.
+// The shapes in the order of the nets' stages. Tasks name a shape by its index.
 constexpr DirectShape kDirectShapes[kDirectShapeCount] = {
     {55, 0, 4, 16, true},  {47, 0, 4, 16, true},  {26, 16, 3, 32, true}, {22, 16, 3, 32, true},
     {12, 32, 3, 48, true}, {10, 32, 3, 48, true}, {5, 48, 2, 64, false}, {4, 48, 2, 64, false}};
@@ -38,12 +38,12 @@ struct FloatRange {
   const float* end;
 };
 
-// Memory that will be read soon. A variant may ask the processor for the next lines while it
-// computes, and then moves next forward. It changes no result.
+// Memory that will be read soon. A variant may prefetch the next lines while it computes, and then
+// advances next. The result does not depend on it.
 struct ReadAhead {
   const char* next;
   const char* end;           // of the range that next is in
-  const FloatRange* ranges;  // those that follow, in the order of their use
+  const FloatRange* ranges;  // the ranges after it, in the order of their use
   int32_t rangeCount;
 };
 

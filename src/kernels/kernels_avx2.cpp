@@ -1,5 +1,6 @@
-// The kernels for x86-64 with AVX2 and FMA. Compiled for these instruction sets: nothing but plain
-// data, intrinsics and this file's own functions may be used here (vector_product.inc says why).
+// The kernels for x86-64 with AVX2 and FMA. The file is compiled for these instruction sets, so it
+// may use nothing but plain data, intrinsics and its own functions (vector_product.inc explains
+// why).
 #include <immintrin.h>
 
 #include "kernels/direct_convolution.h"
@@ -69,8 +70,8 @@ KERNEL_INLINE void loadColumns(const float* rows, int64_t stride, Vector* column
 // 16 registers, ten of them for sums.
 enum { kTileRows = 2, kTileVectors = 5, kPairVectors = 5, kProductAhead = 5120 };
 
-// Tiles of the direct convolutions, as large as the registers allow without weights that leave the
-// first cache, and lines asked for ahead with each channel.
+// Tiles of the direct convolutions, as large as the registers allow while the weights stay in the
+// first-level cache, and the number of lines to prefetch with each channel.
 struct Tiles {
   enum { kSamples1 = 1, kColumns1 = 2, kVectors1 = 2, kLines1 = 2 };
   enum { kColumns2 = 2, kVectors2 = 2, kLines2 = 1 };

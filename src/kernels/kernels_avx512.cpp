@@ -1,5 +1,5 @@
-// The kernels for x86-64 with AVX-512 (F). Compiled for that instruction set: nothing but plain
-// data, intrinsics and this file's own functions may be used here (vector_product.inc says why).
+// The kernels for x86-64 with AVX-512 (F). The file is compiled for that instruction set, so it may
+// use nothing but plain data, intrinsics and its own functions (vector_product.inc explains why).
 #include <immintrin.h>
 
 #include "kernels/direct_convolution.h"
@@ -71,11 +71,11 @@ KERNEL_INLINE void loadColumns(const float* rows, int64_t stride, Vector* column
   }
 }
 
-// 32 registers. Two rows with 160 columns take 20 of them for sums, four rows of 80 as many.
+// 32 registers, 20 of them for sums: two rows of 160 columns, or four rows of 80.
 enum { kTileRows = 4, kTileVectors = 5, kPairVectors = 10, kProductAhead = 1024 };
 
-// Tiles of the direct convolutions, as large as the registers allow without weights that leave the
-// first cache, and lines asked for ahead with each channel.
+// Tiles of the direct convolutions, as large as the registers allow while the weights stay in the
+// first-level cache, and the number of lines to prefetch with each channel.
 struct Tiles {
   enum { kSamples1 = 2, kColumns1 = 4, kVectors1 = 1, kLines1 = 6 };
   enum { kColumns2 = 4, kVectors2 = 2, kLines2 = 5 };

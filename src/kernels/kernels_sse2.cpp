@@ -43,7 +43,7 @@ KERNEL_INLINE __m128d sumRoundedToOdd(__m128d product, __m128d addend) {
   const __m128d addendPart = _mm_sub_pd(sum, product);
   const __m128d error =
       _mm_add_pd(_mm_sub_pd(product, _mm_sub_pd(sum, addendPart)), _mm_sub_pd(addend, addendPart));
-  // False for a NaN, which the error of an infinite sum is.
+  // False for a NaN, which is the error of an infinite sum.
   const __m128d zero = _mm_setzero_pd();
   const __m128d isInexact = _mm_or_pd(_mm_cmplt_pd(error, zero), _mm_cmplt_pd(zero, error));
   const __m128d awayFromZero = _mm_and_pd(isInexact, _mm_xor_pd(error, sum));
@@ -90,7 +90,7 @@ KERNEL_INLINE void loadColumns(const float* rows, int64_t stride, Vector* column
   _MM_TRANSPOSE4_PS(columns[0], columns[1], columns[2], columns[3]);
 }
 
-// A step takes some thirty instructions, so larger tiles would gain nothing.
+// A step takes about thirty instructions, so larger tiles would gain nothing.
 enum { kTileRows = 2, kTileVectors = 1, kPairVectors = 1, kProductAhead = 5120 };
 
 struct Tiles {

@@ -1,4 +1,4 @@
-// The sums of a matrix product, the part of a multiplication that takes the time.
+// The sums of a matrix product, which take most of its time.
 #ifndef FACEFEATURE_KERNELS_PRODUCT_H
 #define FACEFEATURE_KERNELS_PRODUCT_H
 

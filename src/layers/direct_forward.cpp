@@ -18,7 +18,7 @@ constexpr int32_t kBanks = DirectForward::kBanks;
 constexpr size_t kLayers = 13;
 constexpr int32_t kSamplesAtOnce = 2;
 
-// The layer as its exact type, else null: a subclass may do anything.
+// The layer as this exact type, or null: a subclass may behave differently.
 template <typename LayerType>
 LayerType* exactly(Layer* layer) {
   return typeid(*layer) == typeid(LayerType) ? static_cast<LayerType*>(layer) : nullptr;
@@ -89,7 +89,7 @@ int32_t outputFloats(const DirectShape& shape) {
 
 int32_t weightFloats(const Bank& bank) { return bank.convolution->weights[0]->matrix->size; }
 
-// The scratch memory of a run, all parts one after the other.
+// The scratch memory of a run, in one block.
 struct Scratch {
   std::unique_ptr<float[]> floats;
   float* weights[kBanks];  // term by term, as a direct convolution reads them
@@ -115,7 +115,7 @@ Scratch newScratch(const Bank (&banks)[kBanks]) {
 
 FloatRange rangeOf(const Matrix& matrix) { return {matrix.buffer, matrix.buffer + matrix.size}; }
 
-// Turns the samples of a bank's output into rows of a matrix, plane by plane.
+// Converts the samples of a bank's output to rows of a matrix, plane by plane.
 void storePlanes(const Bank& bank, const float* samples, int32_t count, int32_t firstRow) {
   const DirectShape& shape = shapeOf(bank);
   Matrix& matrix = *outputOf(bank)->activations;
@@ -126,7 +126,7 @@ void storePlanes(const Bank& bank, const float* samples, int32_t count, int32_t 
   }
 }
 
-// What the layer's own run would have left, for a layer with one input.
+// Sets the state that the layer's own run would leave, for a layer with one input.
 void markLayer(Layer* layer, Matrix* input, bool isDeferred) {
   layer->receivedInputs = 1;
   layer->inputMatrices.assign(1, input);
@@ -159,7 +159,7 @@ bool DirectForward::matches(ConvNet& net) {
     const std::vector<int32_t>& sides = *bank.convolution->imgSize;
     bank.shape = sides.size() == 1 ? shapeWithSide(sides.front()) : -1;
     if (bank.shape < 0) return false;
-    // Each bank reads the output of the one before.
+    // Whether each bank reads the output of the previous one.
     const DirectShape& shape = shapeOf(bank);
     if (i == 0 ? shape.channels != 0 : shape.side != directOutputSide(shapeOf(banks_[i - 1]))) {
       return false;
@@ -169,7 +169,7 @@ bool DirectForward::matches(ConvNet& net) {
   return true;
 }
 
-// Checked for every run: the layers and their matrices are open to everybody.
+// Checked before every run, because the layers and their matrices are public.
 bool DirectForward::fits(const std::vector<Matrix*>& dataMatrices) const {
   if (net_->layers.size() != kLayers || !isList(net_->dataLayers, {data_})) return false;
   const size_t index = static_cast<size_t>(data_->dataIdx);
@@ -221,7 +221,7 @@ bool DirectForward::run(std::vector<Matrix*>& dataMatrices) {
   images_.resize(images->rows, images->cols);
   std::memcpy(images_.buffer, images->buffer, static_cast<size_t>(images->size) * sizeof(float));
   markRun(images);
-  // The last layer runs by the protocol, in the notification of its second input.
+  // The last layer runs by the protocol, when its second input notifies it.
   last_->notifyInputReady();
   last_->notifyInputReady();
   return true;
@@ -232,7 +232,7 @@ void DirectForward::runBanks(const Matrix& images) {
     outputOf(*bank)->activations->resize(images.rows, outputFloats(shapeOf(*bank)));
   }
   const Scratch scratch = newScratch(banks_);
-  // While one bank computes, the weights of the later ones and of the last layer arrive.
+  // While one bank computes, the weights of the later ones and of the last layer are prefetched.
   FloatRange ranges[kBanks + 1];
   int32_t rangeCount = 0;
   for (int32_t i = 1; i < kBanks; ++i) {

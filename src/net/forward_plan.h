@@ -18,18 +18,18 @@ class ForwardPlan {
  public:
   virtual ~ForwardPlan() = default;
 
-  // Runs the net. Returns false, with nothing changed, if the net or the data differ from what the
-  // plan was made for: replaced layers, other outputs, matrices of other shapes. Exceptions of
-  // layers pass through.
+  // Runs the net. Returns false, with nothing changed, if the net or the data are not those for
+  // which the plan was made: replaced layers, other outputs, matrices of other shapes. Exceptions
+  // of layers are passed on.
   virtual bool run(std::vector<Matrix*>& dataMatrices) = 0;
 
-  // Computes the activations that the latest run has left out. The data of that run need not exist
-  // any more.
+  // Computes the activations that the latest run has left out. The data of that run may already be
+  // destroyed.
   virtual void complete() = 0;
 };
 
-// A plan for a net that has been built; null if there is none for its kind. Defined in layers/,
-// which knows the kinds of layers (layers/direct_forward.h).
+// A plan for a net that has been built, or null if there is none for its kind. Defined in layers/,
+// which knows the types of layers (layers/direct_forward.h).
 std::unique_ptr<ForwardPlan> newForwardPlan(ConvNet& net);
 
 }  // namespace facefeature

@@ -6,9 +6,9 @@
 
 namespace facefeature {
 
-// Both are made when the library is loaded, in this order, and never change after that.
+// Both are set when the library is loaded, in this order, and never change after that.
 //
-// The temporary folder less its last separator and what follows it.
+// The temporary folder without its last separator and what follows it.
 extern const std::string tempBasePath;
 
 // tempBasePath and "/~kwplugintmp~/", with the separators of the platform. Ends in one.

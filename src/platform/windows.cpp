@@ -15,7 +15,7 @@ namespace facefeature {
 
 namespace {
 
-// GetTempPathA is given this length, and does not write to the buffer if the path is longer.
+// The buffer size for GetTempPathA, which does not write to the buffer if the path is longer.
 constexpr DWORD kTemporaryPathBytes = 256;
 
 // [STATE] The loader's handle of this library, held while worker threads of the OpenMP runtime may
@@ -30,7 +30,7 @@ const char kPathSeparator = '\\';
 const size_t kLongestEngineFilePath = MAX_PATH - 1;
 
 std::string temporaryFolder() {
-  // Empty, so that a path that is too long is one without a separator and not what the stack held.
+  // Initialised, so that a path that is too long reads as one without a separator.
   char buffer[kTemporaryPathBytes] = "";
   GetTempPathA(kTemporaryPathBytes, buffer);
   return buffer;
@@ -39,7 +39,7 @@ std::string temporaryFolder() {
 bool openSharedForReading(std::ifstream& stream, const std::string& path) {
   stream.close();
   stream.clear();
-  // The runtime's streams deny others nothing, and do not open a folder.
+  // The runtime's streams share the file for all access, and do not open folders.
   stream.open(path, std::ios::in | std::ios::binary);
   return stream.is_open();
 }
@@ -50,7 +50,7 @@ void abortOnFailedCheck() {
   std::abort();
 }
 
-// The runtime is linked into this library and goes with it.
+// The runtime is linked into this library and is unloaded with it.
 void keepOpenMpRuntimeLoaded() {}
 
 void expectOpenMpWorkers() {
@@ -61,12 +61,12 @@ void expectOpenMpWorkers() {
 
 void releaseOpenMpWorkers() {
 #if !defined(_MSC_VER)
-  // Returns when the threads have ended. The runtime of that compiler is a DLL of its own, which
-  // sees to its threads and has no such function.
+  // Returns when the threads have ended. MSVC's runtime is a separate DLL, which ends its threads
+  // itself and has no such function.
   omp_pause_resource_all(omp_pause_hard);
 #endif
   if (heldLibrary == nullptr) return;
-  // The host's own hold keeps this code where it is.
+  // The host's own reference keeps this code loaded.
   const HMODULE held = heldLibrary;
   heldLibrary = nullptr;
   FreeLibrary(held);
