@@ -41,9 +41,9 @@ class Failure : public std::runtime_error {
 // Prints one line on standard error: "facefeature VERB: TEXT". An empty verb is left out.
 void say(const std::string& verb, const std::string& text);
 
-// From now on, texts of say() are appended to words, without the verb, instead of going to standard
-// error; null restores the default. For a process whose messages are forwarded by another. words
-// must outlive its use.
+// Makes say() append its messages, without the verb, to this list instead of printing them; null
+// restores the default. For a process whose messages another one forwards. The list must outlive
+// the redirection.
 void keepWords(std::vector<std::string>* words);
 
 // The system's message for an errno value.

@@ -1,4 +1,4 @@
-// One process at a time changes a file.
+// Lets only one process at a time change a file.
 #ifndef FACEFEATURE_TOOLS_BASE_FILE_LOCK_H
 #define FACEFEATURE_TOOLS_BASE_FILE_LOCK_H
 
@@ -6,15 +6,15 @@
 
 namespace facefeature_tools {
 
-// Holds PATH.lock, which contains the number of the process that holds it. Readers of the file do
-// not look at it. The system releases the lock when the process ends, however it ends; a lock file
-// that is left behind by a killed process stops nobody.
+// Holds PATH.lock, which contains the id of the process that holds it. Readers of the file ignore
+// it. The system releases the lock when the process ends, for whatever reason; the lock file of a
+// killed process does not block others.
 //
-// File systems without locks are used without one.
+// On file systems without locks there is none.
 class FileLock {
  public:
-  // Throws Failure (kFailed) that names the other process if another one holds the lock, or if the
-  // lock file can't be created.
+  // Throws Failure (kFailed) that names the other process if one holds the lock, or if the lock
+  // file can't be created.
   explicit FileLock(const std::string& path);
   ~FileLock();
   FileLock(const FileLock&) = delete;

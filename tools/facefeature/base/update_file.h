@@ -8,8 +8,8 @@
 
 namespace facefeature_tools {
 
-// Each write reaches the system at once: nothing is kept in this process. All members throw Failure
-// (kFailed).
+// Each write is passed to the system at once; this process buffers nothing. All members throw
+// Failure (kFailed).
 class UpdateFile {
  public:
   explicit UpdateFile(const std::string& path);
@@ -17,10 +17,10 @@ class UpdateFile {
   UpdateFile(const UpdateFile&) = delete;
   UpdateFile& operator=(const UpdateFile&) = delete;
 
-  // Extends the file if the bytes end beyond it.
+  // Extends the file if the bytes end after its end.
   void write(uint64_t offset, const void* bytes, size_t count);
 
-  // Cuts off what is beyond a size, if there is anything.
+  // Truncates the file to a size if it is longer.
   void cutAt(uint64_t size);
 
   // Returns when everything written so far is on the disk.

@@ -45,7 +45,7 @@ void UpdateFile::cutAt(uint64_t size) {
 }
 
 void UpdateFile::sync() {
-  // Some file systems have nothing to wait for.
+  // Some file systems can't synchronise.
   if (fsync(file_) != 0 && errno != EINVAL && errno != ENOTSUP) {
     throw failed(path_, "can't be written: ");
   }

@@ -52,8 +52,8 @@ void UpdateFile::cutAt(uint64_t size) {
   if (static_cast<uint64_t>(present.QuadPart) <= size) return;
   LARGE_INTEGER end = {};
   end.QuadPart = static_cast<LONGLONG>(size);
-  // A reader that has the file mapped keeps it from being cut. What is beyond the end of the
-  // gallery is overwritten or ignored.
+  // A reader that has mapped the file prevents its truncation. Bytes after the end of the gallery
+  // are overwritten or ignored.
   if (SetFilePointerEx(file_, end, nullptr, FILE_BEGIN) == 0 ||
       (SetEndOfFile(file_) == 0 && GetLastError() != ERROR_USER_MAPPED_FILE)) {
     throw failed(path_, "can't be cut: ");

@@ -21,8 +21,8 @@
 namespace facefeature_tools {
 namespace {
 
-// The header has its fields where a gallery has them, and ends behind the last that it needs. A
-// record is the length of the id, the id, the feature, and a check sum of these.
+// The header has its fields at the same offsets as a gallery and ends after the last one that it
+// needs. A record is the length of the id, the id, the feature, and a checksum of these.
 constexpr char kMagic[] = {'F', 'F', 'J', 'O', 'U', 'R', 'N', 'L'};
 constexpr uint32_t kVersion = 1;
 constexpr size_t kHeaderBytes = kBlasCoreAt + kOriginFieldBytes;
@@ -30,7 +30,7 @@ constexpr size_t kLengthBytes = 4;
 constexpr size_t kCheckBytes = 8;
 constexpr char kRemedy[] = "Give the disk room and go on with --resume";
 
-// Enough of a digest to tell a whole record from a torn one.
+// Enough of a digest to distinguish a complete record from a truncated one.
 std::array<uint8_t, kCheckBytes> checkSum(const uint8_t* record, size_t count) {
   Sha256 hash;
   hash.add(record, count);
@@ -75,7 +75,7 @@ void ExtractJournal::open(bool resume) {
 void ExtractJournal::readOld() {
   const MappedFile old(path_, "Remove it, and what it holds will be done again");
   const uint8_t* bytes = old.bytes();
-  // Cut short within its header, it was never begun.
+  // A journal that is truncated within its header is treated as new.
   if (old.size() < kHeaderBytes) return;
   if (std::memcmp(bytes, kMagic, sizeof kMagic) != 0 || getWord(bytes + kVersionAt) != kVersion) {
     throw Failure(kBadInput, path_, "is no journal of this program",
@@ -137,7 +137,7 @@ void ExtractJournal::add(const std::string& id, const FeatureVector& feature) {
   for (size_t i = 0; i < kFeatureFloats; ++i) putFloat(feature.values[i], floats + 4 * i);
   const auto sum = checkSum(record.data(), record.size());
   record.insert(record.end(), sum.begin(), sum.end());
-  // Handed to the system at once: what is in this process's memory goes with it.
+  // Passed to the system at once, because buffers of this process are lost if it is killed.
   if (std::fwrite(record.data(), 1, record.size(), file_.get()) != record.size() ||
       std::fflush(file_.get()) != 0) {
     throw notWritten(path_);

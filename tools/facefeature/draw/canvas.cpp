@@ -9,7 +9,7 @@ namespace facefeature_tools {
 namespace {
 
 constexpr double kFullCircle = 6.283185307179586;
-// Wider than this, cairo has no surface.
+// The largest width of a cairo surface.
 constexpr int32_t kLongestSurfaceSide = 32767;
 
 cairo_status_t append(void* bytes, const unsigned char* data, unsigned length) {
@@ -17,7 +17,7 @@ cairo_status_t append(void* bytes, const unsigned char* data, unsigned length) {
   try {
     all->insert(all->end(), data, data + length);
   } catch (const std::bad_alloc&) {
-    // cairo is C: nothing may be thrown through it.
+    // cairo is written in C, so no exception may pass through it.
     return CAIRO_STATUS_NO_MEMORY;
   }
   return CAIRO_STATUS_SUCCESS;
@@ -115,7 +115,7 @@ void Canvas::text(ImagePoint point, const std::string& words, double size, Colou
   cairo_font_extents_t font;
   cairo_font_extents(context_.get(), &font);
   const double left = anchor == TextAnchor::kMiddle ? point.x - width / 2.0 : point.x;
-  // The digits and capitals are centred; what hangs below the line is not counted.
+  // Centres the digits and capitals, ignoring descenders.
   cairo_move_to(context_.get(), left, point.y + size * 0.36);
   cairo_text_path(context_.get(), words.c_str());
   colour(kBackground);
@@ -135,7 +135,7 @@ void Canvas::picture(cairo_surface_t* surface, ImagePoint origin, double scale, 
   cairo_rectangle(context_.get(), 0.0, 0.0, cairo_image_surface_get_width(surface),
                   cairo_image_surface_get_height(surface));
   cairo_clip(context_.get());
-  // Without it the rim would fade into the background.
+  // Otherwise the rim would fade into the background.
   cairo_pattern_set_extend(pattern, CAIRO_EXTEND_PAD);
   cairo_paint(context_.get());
   cairo_restore(context_.get());

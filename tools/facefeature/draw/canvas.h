@@ -1,4 +1,4 @@
-// A picture that is drawn: cairo with the few forms that the program's pictures are made of.
+// A picture to draw on: cairo with the few shapes that the program's pictures use.
 #ifndef FACEFEATURE_TOOLS_DRAW_CANVAS_H
 #define FACEFEATURE_TOOLS_DRAW_CANVAS_H
 
@@ -28,7 +28,7 @@ struct Area {
   double x, y, width, height;
 };
 
-// Where a text stands to the point that it is drawn at.
+// The position of a text relative to its point.
 enum class TextAnchor { kLeft, kMiddle };
 
 class Canvas {
@@ -51,7 +51,7 @@ class Canvas {
   void disc(ImagePoint centre, double radius, Colour colour);
   void ring(ImagePoint centre, double radius, Colour colour, double width);
 
-  // point is the middle of the text's height. A dark rim keeps it legible on any picture.
+  // point is at half the height of the text. A dark rim keeps it legible on any picture.
   void text(ImagePoint point, const std::string& words, double size, Colour colour,
             TextAnchor anchor = TextAnchor::kLeft);
   double textWidth(const std::string& words, double size);
@@ -60,7 +60,7 @@ class Canvas {
   // sharp shows pixels as squares; otherwise they are interpolated, or averaged when they shrink.
   void picture(cairo_surface_t* surface, ImagePoint origin, double scale, bool sharp);
 
-  // What is drawn between the two stays within the area.
+  // Clips what is drawn between the two calls to the area.
   void clip(const Area& area);
   void unclip();
 

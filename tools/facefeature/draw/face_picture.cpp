@@ -78,7 +78,7 @@ Area aroundLandmarks(const Scene& scene) {
   return {left, top, right - left, bottom - top};
 }
 
-// The whole picture, and landmarks beside it.
+// The whole photograph, and landmarks next to it.
 Area overviewOf(const Scene& scene) {
   const Area face = aroundLandmarks(scene);
   const double left = std::min(-0.5, face.x);

@@ -13,15 +13,15 @@ constexpr Colour kLeftSide = {0.35, 0.85, 1.0};
 constexpr Colour kMiddle = {1.0, 0.95, 0.55};
 constexpr Colour kRightSide = {1.0, 0.62, 0.25};
 
-// The colour of the side that the id belongs to, wherever the point is: if the sides are exchanged,
-// so are the colours.
+// The colour of the side to which the id belongs, wherever the point is: if the sides are
+// exchanged, so are the colours.
 Colour colourOfId(int32_t id);
 
 // The direction of an id's label from its point in an upright face, of unit length, chosen so that
 // the label hides no other.
 ImagePoint labelDirection(int32_t id);
 
-// Draws one point with its number beside it, in this direction.
+// Draws one point with its number next to it, in this direction.
 void drawMark(Canvas& canvas, int32_t id, ImagePoint place, ImagePoint direction, double textSize);
 
 // Connects the points to a face: brows, eyes, nose, mouth, jaw. places has one entry for each id of

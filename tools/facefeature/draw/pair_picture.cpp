@@ -15,7 +15,7 @@ constexpr double kLine = 34.0;
 constexpr double kPhotoHeight = 620.0;
 constexpr char kSubject[] = "the picture of two faces";
 
-// Canvas draws ASCII. A file name may hold anything.
+// Canvas draws ASCII only, but a file name may have any bytes.
 std::string printable(std::string text) {
   for (char& sign : text) {
     if (sign < ' ' || sign > '~') sign = '?';

@@ -17,14 +17,14 @@ struct PictureFace {
   std::vector<Landmark> landmarks;
 };
 
-// The bytes of a PNG file with the patches of both faces, for each net those of the first above
-// those of the second. Throws Failure (kFailed), also in a program without cairo.
+// The bytes of a PNG file with the patches of both faces; for each net, the patches of the first
+// face are above those of the second. Throws Failure (kFailed), also in a program without cairo.
 // REQUIRES, for all functions here: photographs of at least 2 x 2 pixels, and landmarks that the
-// library takes.
+// library accepts.
 std::vector<uint8_t> patchPairPicture(const PictureFace& first, const PictureFace& second);
 
-// The same below both photographs and a line of text. Throws Failure: kBadInput for a photograph
-// that is too large to be drawn, kFailed.
+// The same, below both photographs and a line of text. Throws Failure: kBadInput for a photograph
+// that is too large to draw, kFailed.
 std::vector<uint8_t> pairPicture(const PictureFace& first, const PictureFace& second,
                                  const std::string& text);
 

@@ -8,11 +8,11 @@ namespace {
 constexpr size_t kColumns = 7;
 constexpr double kCellWidth = 250.0;
 constexpr double kCellHeight = 160.0;
-constexpr double kPixel = 2.0;  // each pixel of a patch is drawn this wide, in whole pixels
+constexpr double kPixel = 2.0;  // width of a patch's pixel in pixels of the sheet
 constexpr double kGap = 6.0;
 constexpr double kTextHeight = 42.0;
-constexpr double kRows = 4.0;                             // of seven cells, for 25 nets
-constexpr double kPatchRoom = kCellHeight - kTextHeight;  // for the patches of a further face
+constexpr double kRows = 4.0;                             // of seven cells each, for 25 nets
+constexpr double kPatchRoom = kCellHeight - kTextHeight;  // for the patches of each additional face
 
 uint8_t byteOf(float value) { return static_cast<uint8_t>(std::clamp(value, 0.0f, 255.0f)); }
 
@@ -21,7 +21,7 @@ Photo photoOf(const FacePatch& patch, const std::vector<float>& sample) {
   const size_t pixels = static_cast<size_t>(patch.side) * static_cast<size_t>(patch.side);
   for (size_t i = 0; i < pixels; ++i) {
     for (size_t channel = 0; channel < 3; ++channel) {
-      // Planes come red first, the bytes of a photograph blue first.
+      // In a patch the red plane is first, in a photograph the blue byte of a pixel.
       const size_t plane = patch.planes == 3 ? 2 - channel : 0;
       photo.pixels[3 * i + channel] = byteOf(sample[plane * pixels + i]);
     }
@@ -29,7 +29,7 @@ Photo photoOf(const FacePatch& patch, const std::vector<float>& sample) {
   return photo;
 }
 
-// Margins are no part of the face: drawn as the panel, they look like what they are.
+// Margins are not part of the face, so they have the colour of the panel.
 void coverMargins(Canvas& canvas, const Area& area, const FacePatch& patch) {
   const double columns = patch.columnMargin * kPixel;
   const double rows = patch.rowMargin * kPixel;

@@ -18,7 +18,7 @@ double patchSheetHeight(size_t faces);
 // corner.
 void drawPatchSheet(Canvas& canvas, ImagePoint corner, const std::vector<FacePatch>& patches);
 
-// Draws the patches of several faces, for each net those of one face below those of another.
+// Draws the patches of several faces; for each net, those of one face are above those of the next.
 // REQUIRES: one face or more.
 void drawPatchSheets(Canvas& canvas, ImagePoint corner,
                      const std::vector<std::vector<FacePatch>>& faces);

@@ -14,7 +14,7 @@ namespace facefeature_tools {
 
 // How to handle an orientation in the Exif data of a photograph.
 enum class ExifRule {
-  kIgnore,  // pixels as stored; a warning if the orientation asks for a turn
+  kIgnore,  // pixels as stored; a warning if the orientation requires a rotation
   kApply    // pixels turned upright
 };
 

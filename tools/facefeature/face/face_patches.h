@@ -1,5 +1,4 @@
-// The patches of a face and the frames that they are cut from, computed by the library's own
-// operations.
+// The patches of a face and their frames, computed by the library's own operations.
 #ifndef FACEFEATURE_TOOLS_FACE_FACE_PATCHES_H
 #define FACEFEATURE_TOOLS_FACE_FACE_PATCHES_H
 
@@ -36,7 +35,7 @@ struct FaceFrame {
   std::array<ImagePoint, 4> corners;
 };
 
-// All 25. REQUIRES: a photograph of at least 2 x 2 pixels and landmarks that the library takes.
+// All 25. REQUIRES: a photograph of at least 2 x 2 pixels and landmarks that the library accepts.
 std::vector<FacePatch> facePatches(const Photo& photo, const std::vector<Landmark>& landmarks);
 
 // The distinct frames, in ascending order of span: the larger the span, the closer the frame.

@@ -22,7 +22,7 @@ class FeatureSource {
   const Gallery* gallery() const { return gallery_.get(); }
   bool isWholeGallery() const { return gallery_ && !row_; }
 
-  // i is below count(). The id of a feature file is its name.
+  // REQUIRES: i < count(). The id of a feature file is its path.
   size_t count() const { return isWholeGallery() ? gallery_->count() : 1; }
   std::string id(size_t i) const;
   FeatureVector feature(size_t i) const;

@@ -8,7 +8,7 @@
 namespace facefeature_tools {
 namespace {
 
-// What a change appends, after the bytes that the present root reaches.
+// Appends data after the bytes to which the current root refers.
 class Appender {
  public:
   Appender(const Gallery& gallery, UpdateFile& file)
@@ -45,7 +45,7 @@ class Appender {
     root_.origin = joinedOrigin(root_.origin, added.origin);
   }
 
-  // The root of the gallery with everything that was appended.
+  // The root of the gallery including everything that was appended.
   GalleryRoot root() const {
     GalleryRoot root = root_;
     ++root.sequence;
@@ -65,8 +65,8 @@ class Appender {
   uint64_t place_;
 };
 
-// The copy that does not have the present root, or any if both have it. It is the one to be
-// overwritten first: until that write is complete, the other copy still has the present root.
+// The copy without the current root, or either one if both have it. It is overwritten first: until
+// that write is complete, the other copy still has the current root.
 size_t staleCopy(const Gallery& gallery) {
   const std::optional<GalleryRoot> first = readRoot(gallery.file().bytes(), 0);
   return first && first->sequence == gallery.root().sequence ? 1 : 0;
@@ -83,7 +83,7 @@ void changeGallery(const Gallery& gallery, const std::vector<size_t>& removed,
   if (removed.empty() && added.ids.empty()) return;
   const size_t stale = staleCopy(gallery);
   UpdateFile file(gallery.path());
-  // What a killed process has left.
+  // Left over from a killed process.
   file.cutAt(gallery.root().bytes);
   Appender appender(gallery, file);
   if (!removed.empty()) appender.remove(removed);

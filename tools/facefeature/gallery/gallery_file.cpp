@@ -65,7 +65,8 @@ void Gallery::readOldHeader() {
   const uint64_t ids = getLongWord(header + kIdsOffsetAt);
   const uint64_t idsBytes = getLongWord(header + kIdsBytesAt);
   const uint64_t features = getLongWord(header + kFeaturesOffsetAt);
-  // Each number is bounded by the size before it is multiplied or added, so that none wraps round.
+  // Each number is checked against the size before it is multiplied or added, so that none
+  // overflows.
   const bool sound = count < size / 8 && ids >= kOldHeaderBytes && ids <= size && ids % 8 == 0 &&
                      idsBytes <= size - ids && idsBytes >= 8 * (count + 1) &&
                      features >= ids + idsBytes && features % kFeatureAlignment == 0 &&
@@ -95,7 +96,7 @@ bool Gallery::readNewHeader() {
   if (size < kFirstSegmentAt) throw notSound(path_, "is cut short within its header");
   const std::optional<GalleryRoot> root = newestRoot(bytes());
   if (!root) throw notSound(path_, "has a damaged header: neither copy of its root is sound");
-  // Digests hold only what was damaged by accident. Everything below is checked again.
+  // A digest detects only accidental damage, so everything below is still checked.
   if (getWord(bytes() + kHeaderBytesAt) != kFirstSegmentAt ||
       getWord(bytes() + kFeatureFloatsAt) != kFeatureFloats) {
     throw notSound(path_, "has a header of wrong numbers");
@@ -104,7 +105,7 @@ bool Gallery::readNewHeader() {
   return root_.bytes <= size;
 }
 
-// Reads and checks the trailer there. All of the segment is below the given offset.
+// Reads and checks the trailer at this offset. The whole segment is below the given end.
 SegmentPlan Gallery::readTrailer(uint64_t trailerAt, uint64_t below) const {
   const Failure damaged = notSound(path_, "has a damaged segment");
   if (trailerAt < kFirstSegmentAt || trailerAt % kFeatureAlignment != 0 || below < kRecordBytes ||
@@ -118,7 +119,7 @@ SegmentPlan Gallery::readTrailer(uint64_t trailerAt, uint64_t below) const {
   const uint64_t previous = getLongWord(trailer + kTrailerPreviousAt);
   const uint32_t kind = getWord(trailer + kTrailerKindAt);
   const bool isRows = kind == static_cast<uint32_t>(SegmentKind::kRows);
-  // Each number is bounded before it is multiplied or added, so that none wraps round.
+  // Each number is checked before it is multiplied or added, so that none overflows.
   if (std::memcmp(trailer, kSegmentMagic, sizeof kSegmentMagic) != 0 ||
       getWord(trailer + kTrailerBytesAt) != kRecordBytes || start < kFirstSegmentAt ||
       start > trailerAt || start % kFeatureAlignment != 0 || count > trailerAt / 8 ||
@@ -145,7 +146,7 @@ void Gallery::readSegments() {
   uint64_t below = root_.bytes;
   for (uint64_t trailer = root_.lastTrailer; trailer != 0;) {
     segments_.push_back(readTrailer(trailer, below));
-    // Segments follow one another without gaps, so a chain can't be longer than the file.
+    // Segments have no gaps between them, so the number of segments is limited by the file's size.
     if (segments_.back().end != below) throw notSound(path_, "has a damaged segment");
     below = segments_.back().start;
     trailer = segments_.back().previousTrailer;

@@ -1,5 +1,5 @@
-// Galleries: many features with their ids and what made them, in one file that programs map into
-// memory. docs/galleries.md describes every byte.
+// Galleries: many features with their ids and their origin, in one file that programs map into
+// memory. docs/galleries.md describes the format.
 #ifndef FACEFEATURE_TOOLS_GALLERY_GALLERY_FILE_H
 #define FACEFEATURE_TOOLS_GALLERY_GALLERY_FILE_H
 
@@ -21,21 +21,21 @@
 
 namespace facefeature_tools {
 
-// Rows whose features follow one another in memory.
+// Rows whose features are contiguous in memory.
 struct FeatureRun {
   size_t firstRow;
   size_t count;
   const uint8_t* features;  // count x 502 floats of 4 bytes, little-endian
 };
 
-// A gallery as it is when it is opened, read where it is touched. Any thread may read. Another
-// process may change the file meanwhile: this object keeps the state that it has opened.
+// An open gallery; its pages are read when they are accessed. Any thread may read. If another
+// process changes the file, this object keeps the state that it has opened.
 //
 // Rows are numbered from 0 to count() - 1 in the order of the gallery. Removed rows have no number.
 class Gallery {
  public:
-  // Throws Failure (kBadInput) for a file that is not a valid gallery. Does not check the floats,
-  // nor the digests of the blocks: gallery_verify.h does.
+  // Throws Failure (kBadInput) if the file is not a valid gallery. Validates neither the floats nor
+  // the digests of the blocks (gallery_verify.h does the latter).
   explicit Gallery(const std::string& path);
 
   const std::string& path() const { return path_; }
@@ -43,23 +43,23 @@ class Gallery {
   const GalleryOrigin& origin() const { return root_.origin; }
   size_t count() const { return root_.rows; }
 
-  // row is below count(). The text lives as long as the gallery.
+  // REQUIRES: row < count(). The text is valid as long as the gallery.
   std::string_view id(size_t row) const;
   FeatureVector feature(size_t row) const;
 
   // The row of an id, if the gallery has it. Searches all rows.
   std::optional<size_t> find(std::string_view id) const;
 
-  // All rows in order. The pointers live as long as the gallery.
+  // All rows in order. The pointers are valid as long as the gallery.
   const std::vector<FeatureRun>& runs() const { return runs_; }
 
-  // What the file contains. Version 1: one segment without digests.
+  // The parts of the file. Version 1 has one segment without digests.
   const GalleryRoot& root() const { return root_; }
   const std::vector<SegmentPlan>& segments() const { return segments_; }
   size_t removedCount() const { return storedRows_ - root_.rows; }
   const MappedFile& file() const { return *file_; }
 
-  // The number of a row when removed rows are counted too.
+  // The number of a row if removed rows are counted, too.
   uint64_t storedRow(size_t row) const;
 
  private:
@@ -71,7 +71,7 @@ class Gallery {
     size_t textBytes;
     const uint8_t* features;
   };
-  // For each run, where it starts.
+  // The first row of each run.
   struct Place {
     size_t part;
     size_t row;  // within the part
@@ -98,24 +98,23 @@ class Gallery {
   std::vector<Place> places_;
 };
 
-// Does the file begin as a gallery does? False for a file that can't be read.
+// Whether the file begins like a gallery. False if it can't be read.
 bool looksLikeGallery(const std::string& path);
 
-// The row of each id. The texts are the gallery's. Throws Failure (kBadInput) for an id that
-// occurs twice.
+// The row of each id. The gallery owns the texts. Throws Failure (kBadInput) if an id occurs twice.
 std::unordered_map<std::string_view, size_t> rowsById(const Gallery& gallery);
 
-// Writes a new gallery row by row. Until finish() the path keeps what it had.
+// Writes a new gallery row by row. An existing file at the path stays until finish().
 class GalleryWriter {
  public:
-  // The ids are valid by identifierFault() and all different. Throws Failure (kFailed).
+  // REQUIRES: the ids are valid by identifierFault() and all differ. Throws Failure (kFailed).
   GalleryWriter(const std::string& path, const GalleryOrigin& origin,
                 const std::vector<std::string>& ids);
 
   // The feature of the next id. Throws Failure (kFailed).
   void add(const FeatureVector& feature);
 
-  // After exactly as many features as ids. Throws Failure (kFailed).
+  // REQUIRES: as many features as ids were added. Throws Failure (kFailed).
   void finish();
 
  private:
@@ -124,8 +123,8 @@ class GalleryWriter {
   SegmentWriter segment_;
 };
 
-// Throws Failure (kBadModel) that names both galleries if they are of different models. A score of
-// features of two models is a number without a meaning.
+// Throws Failure (kBadModel) that names both galleries if their models differ. A score between
+// features of two models is meaningless.
 void requireSameModel(const Gallery& a, const Gallery& b);
 
 }  // namespace facefeature_tools

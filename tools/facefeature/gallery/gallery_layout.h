@@ -1,10 +1,10 @@
-// Where everything is in a gallery file, for its readers and its writers. docs/galleries.md
-// describes both versions byte by byte.
+// The layout of a gallery file, for its readers and its writers. docs/galleries.md describes both
+// versions byte by byte.
 //
-// Version 1: a header, the ids, the features.
-// Version 2: a header, two copies of a root, then segments. A segment adds rows or removes rows and
-// ends in a trailer; each trailer names the one before it, and a root names the last one. Nothing
-// that a root reaches is ever changed in place.
+// Version 1 has a header, the ids and the features. Version 2 has a header, two copies of a root,
+// and segments. A segment adds rows or removes rows and ends in a trailer. Each trailer has the
+// offset of the previous one, and a root has that of the last one. Data to which a root refers
+// never change in place.
 #ifndef FACEFEATURE_TOOLS_GALLERY_GALLERY_LAYOUT_H
 #define FACEFEATURE_TOOLS_GALLERY_GALLERY_LAYOUT_H
 
@@ -21,7 +21,7 @@ constexpr uint32_t kGalleryVersion = 2;
 constexpr uint32_t kOldGalleryVersion = 1;
 constexpr size_t kFeatureBytes = sizeof(FeatureVector);
 
-// Features start at a multiple of a cache line, in the file and so in memory.
+// Features start at a multiple of a cache line in the file, and therefore also in memory.
 constexpr size_t kFeatureAlignment = 64;
 
 // Offsets of the fields that both versions have in their headers.
@@ -40,15 +40,15 @@ constexpr size_t kIdsOffsetAt = 192;
 constexpr size_t kIdsBytesAt = 200;
 constexpr size_t kFeaturesOffsetAt = 208;
 
-// Version 2. The header and the roots are in pages of their own, so that a write of one cannot
-// damage another.
+// Version 2. The header and each root have a page of their own, so that a write to one can't damage
+// another.
 constexpr size_t kGalleryPage = 4096;
-constexpr size_t kRecordBytes = 256;  // of header, root and trailer that are not zero
+constexpr size_t kRecordBytes = 256;  // header, root and trailer; the rest of a page is zero
 constexpr size_t kDigestAt = 224;     // of a root and of a trailer: SHA-256
 constexpr size_t kRoots = 2;
 constexpr size_t kFirstSegmentAt = kGalleryPage * (1 + kRoots);
 constexpr size_t kDigestBytes = 32;
-constexpr size_t kDigestBlock = 65536;  // bytes of a segment under one digest
+constexpr size_t kDigestBlock = 65536;  // bytes of a segment that one digest covers
 
 // Offsets within a root.
 constexpr size_t kRootSequenceAt = 0;

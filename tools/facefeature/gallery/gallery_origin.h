@@ -1,4 +1,4 @@
-// What made the features of a gallery.
+// The origin of a gallery's features.
 #ifndef FACEFEATURE_TOOLS_GALLERY_GALLERY_ORIGIN_H
 #define FACEFEATURE_TOOLS_GALLERY_GALLERY_ORIGIN_H
 
@@ -13,17 +13,17 @@ struct GalleryOrigin {
   Digest model = {};           // modelFingerprint() of its folder
   std::string libraryVersion;  // at most kOriginTextBytes bytes each
   // The order of the sums of products, "fma-chain". Galleries of version 1.0.0 have OpenBLAS's name
-  // for their processor here: it chose the order then.
+  // for their processor here, because OpenBLAS chose the order then.
   std::string blasCore;
 };
 
 constexpr size_t kOriginTextBytes = 63;
 
-// What this program makes with a model of the given fingerprint.
+// The origin of features that this program computes with a model of this fingerprint.
 GalleryOrigin ownOrigin(const Digest& model);
 
-// The origin of features of one model that were made here and there: each text that differs names
-// both, joined by a plus sign, or is "several" where that is too long.
+// The origin of features of one model with two origins: a text that differs names both, joined by a
+// plus sign, or is "several" if that is too long.
 GalleryOrigin joinedOrigin(const GalleryOrigin& a, const GalleryOrigin& b);
 
 }  // namespace facefeature_tools

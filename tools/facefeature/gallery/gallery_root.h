@@ -1,4 +1,4 @@
-// The root of a gallery of version 2: what its present state is.
+// The root of a gallery of version 2, which describes its current state.
 #ifndef FACEFEATURE_TOOLS_GALLERY_GALLERY_ROOT_H
 #define FACEFEATURE_TOOLS_GALLERY_GALLERY_ROOT_H
 
@@ -12,9 +12,9 @@
 namespace facefeature_tools {
 
 struct GalleryRoot {
-  uint64_t sequence = 1;  // one more with each change
-  uint64_t bytes = 0;     // that belong to the gallery; what follows them is not part of it
-  uint64_t rows = 0;      // that are not removed
+  uint64_t sequence = 1;  // incremented by each change
+  uint64_t bytes = 0;     // length of the gallery; anything after that is not part of it
+  uint64_t rows = 0;      // without removed ones
   uint64_t segments = 0;
   uint64_t lastTrailer = 0;  // offset of the trailer of the last segment; 0 without segments
   GalleryOrigin origin;
@@ -32,10 +32,10 @@ GalleryRecord rootRecord(const GalleryRecord& header, const GalleryRoot& root);
 // file has at least kFirstSegmentAt bytes.
 std::optional<GalleryRoot> readRoot(const uint8_t* file, size_t copy);
 
-// The newest root that is sound.
+// The newest valid root.
 std::optional<GalleryRoot> newestRoot(const uint8_t* file);
 
-// A text field of kOriginFieldBytes bytes, filled up with NULs.
+// A text field of kOriginFieldBytes bytes, padded with NULs.
 void putOriginText(const std::string& text, uint8_t* field);
 std::string originText(const uint8_t* field);
 

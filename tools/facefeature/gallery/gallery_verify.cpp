@@ -21,8 +21,8 @@ std::string bytesText(uint64_t start, uint64_t end) {
 void checkPages(const Gallery& gallery, std::vector<std::string>& faults) {
   const uint8_t* bytes = gallery.file().bytes();
   for (size_t copy = 0; copy < kRoots; ++copy) {
-    // A sound copy of an earlier change is what a process leaves that is killed between the writes
-    // of the two.
+    // If a process is killed between the writes of the two copies, one of them is a valid copy of
+    // an earlier change.
     if (readRoot(bytes, copy)) continue;
     faults.push_back("copy " + std::to_string(copy + 1) + " of the root, " +
                      bytesText(rootAt(copy), rootAt(copy) + kRecordBytes) +

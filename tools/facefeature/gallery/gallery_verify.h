@@ -1,4 +1,4 @@
-// Whether a gallery has the bytes that were written.
+// Checks that a gallery has the bytes that were written.
 #ifndef FACEFEATURE_TOOLS_GALLERY_GALLERY_VERIFY_H
 #define FACEFEATURE_TOOLS_GALLERY_GALLERY_VERIFY_H
 
@@ -10,8 +10,8 @@
 namespace facefeature_tools {
 
 // Reads the whole gallery and compares every block with its digest. Returns one text for each
-// fault, with the rows that it concerns; none for a gallery as it was written. Version 1 has no
-// digests: only ids that occur twice are faults there.
+// error, with the affected rows; none if the gallery is undamaged. Version 1 has no digests: there
+// only ids that occur twice are errors.
 std::vector<std::string> galleryFaults(const Gallery& gallery);
 
 }  // namespace facefeature_tools

@@ -15,13 +15,13 @@
 
 namespace facefeature_tools {
 
-// Takes the next bytes of a file. Throws what its owner throws for a full disk.
+// Receives the next bytes of a file. Throws what its owner throws for a full disk.
 using ByteSink = std::function<void(const uint8_t* bytes, size_t count)>;
 
-// REQUIRES: the calls deliver exactly what the plan counts. Passes on what the sink throws.
+// REQUIRES: the calls write exactly the counts of the plan. Passes on exceptions of the sink.
 class SegmentWriter {
  public:
-  // The sink receives the bytes of the segment in order. It outlives the writer.
+  // The sink receives the bytes of the segment in order. It must outlive the writer.
   SegmentWriter(const SegmentPlan& plan, const ByteSink& sink);
 
   // All ids of a segment of rows, before its features.
@@ -31,7 +31,7 @@ class SegmentWriter {
   // The rows of a segment of removals, in ascending order.
   void putRows(const std::vector<uint64_t>& rows);
 
-  // Writes the digests and the trailer. Ends the writer's use.
+  // Writes the digests and the trailer. The writer must not be used afterwards.
   void finish();
 
  private:
@@ -43,7 +43,7 @@ class SegmentWriter {
   SegmentPlan plan_;
   const ByteSink& sink_;
   uint64_t place_;              // of the next byte, in the file
-  std::vector<uint8_t> block_;  // bytes of the present block
+  std::vector<uint8_t> block_;  // bytes of the current block
   std::vector<uint8_t> digests_;
 };
 

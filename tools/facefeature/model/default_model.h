@@ -11,14 +11,15 @@ constexpr char kModelFolderHelp[] =
     "Folder with the 303 files of a model. Default: ~kwplugintmp~ in the temporary folder if it "
     "exists, else the model that comes with the program";
 
-// The model folder that comes with a program in this folder: models/portraits beside the program (a
-// build folder, the ZIP package for Windows), or ../share/facefeature/models/portraits (an install
-// tree). Empty if neither exists.
+// The model that is installed with a program in this folder: models/portraits in the program's
+// folder (a build folder, the ZIP package for Windows), or ../share/facefeature/models/portraits
+// (an install tree). Empty if neither exists.
 std::string shippedModelFolder(const std::string& programFolder);
 
 // The model folder of a request: `named` unless it is empty; else the folder that the library reads
-// by itself, if something of that name exists; else the model that comes with this program. If
-// there is none, the answer is again the library's folder, so that a message can name it.
+// by default, if something with that name exists; else the model that is installed with this
+// program. If that does not exist either, returns the library's folder, so that a message can name
+// it.
 std::string chosenModelFolder(const std::string& named);
 
 }  // namespace facefeature_tools

@@ -11,9 +11,9 @@ namespace facefeature_tools {
 // would gain nothing.
 class LoadedLibrary {
  public:
-  // Searches the program's own folder, then ../lib beside it, then the system loader's paths; on
-  // Windows the program's own folder only. Loading reads the temporary folder. Throws Failure
-  // (kFailed).
+  // Searches the program's own folder, then ../lib relative to it, then the system loader's paths;
+  // on Windows only the program's own folder. Loading the library reads the temporary folder.
+  // Throws Failure (kFailed).
   LoadedLibrary();
 
   decltype(&CreateFeatureEngine) createFeatureEngine = nullptr;

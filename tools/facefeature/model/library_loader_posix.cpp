@@ -26,8 +26,8 @@ std::string loaderMessage() {
   return message != nullptr ? message : "unknown error";
 }
 
-// Files beside the program. The first one that exists is used, without a fallback: a program that
-// silently loaded another library than its own would produce features of another version.
+// Files in the program's folder. The first one that exists is used, without a fallback: a program
+// that silently loaded another library than its own would produce features of another version.
 std::string ownLibrary() {
   std::error_code error;
   const fs::path folder = programFolder();

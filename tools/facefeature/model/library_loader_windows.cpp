@@ -20,7 +20,7 @@ std::string loaderMessage() {
   return std::error_code(static_cast<int>(GetLastError()), std::system_category()).message();
 }
 
-// Only beside the program: the system would also search the current folder, which anyone may
+// Only in the program's folder: the system would also search the current folder, which anyone may
 // control.
 std::string ownLibrary() {
   const std::string folder = programFolder();

@@ -10,9 +10,8 @@ namespace facefeature_tools {
 // The warning that everyone who creates or encounters such a model must read.
 extern const char kSyntheticWarning[];
 
-// Writes the 303 files, and beside them a README with kSyntheticWarning. Creates the folder if it
-// does not exist. The bytes depend only on the seed, not on the platform, the compiler or the
-// processor.
+// Writes the 303 files and a README with kSyntheticWarning. Creates the folder if it does not
+// exist. The bytes depend only on the seed, not on the platform, the compiler or the processor.
 //
 // Throws Failure: kWrongUsage if the folder is not empty and not a synthetic model's, kFailed if
 // something can't be written.

@@ -1,5 +1,5 @@
-// JPEG files by libjpeg-turbo. The rule of photo_jpeg.cpp holds here too: no function that is
-// jumped over, and none that calls setjmp, may hold an object with a destructor.
+// JPEG files with libjpeg-turbo. As in photo_jpeg.cpp, no function that a longjmp skips and none
+// that calls setjmp may have an object with a destructor.
 #include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
@@ -34,7 +34,7 @@ class JpegWriter {
   JpegWriter(const JpegWriter&) = delete;
   JpegWriter& operator=(const JpegWriter&) = delete;
 
-  // False if there is not enough memory, which is all that can go wrong.
+  // Returns false if memory runs out, which is the only possible error.
   bool write(const Photo& photo, int quality) {
     if (setjmp(errors_.back) != 0) return false;
     jpeg_create_compress(&encoder_);

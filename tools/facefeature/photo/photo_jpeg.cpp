@@ -31,8 +31,8 @@ void stopAtWarnings(j_common_ptr decoder, int level) {
   if (level < 0) stopDecoding(decoder);
 }
 
-// A small file can ask for the whole picture to be refined again and again. Real ones have about a
-// dozen scans.
+// A small file can make the decoder refine the whole picture again and again. Real files have about
+// a dozen scans.
 void limitScans(j_common_ptr decoder) {
   constexpr int kMaxScans = 200;
   j_decompress_ptr decompressor = reinterpret_cast<j_decompress_ptr>(decoder);

@@ -9,7 +9,7 @@
 namespace facefeature_tools {
 namespace {
 
-// The pixels of one axis that a reduced pixel covers, with their shares of it.
+// The pixels of one axis that a reduced pixel covers, with their weights.
 struct Cover {
   int32_t first;
   std::vector<double> shares;
