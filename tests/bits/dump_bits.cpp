@@ -1,5 +1,5 @@
-// Prints a hash of the bits of everything that an extraction makes, stage by stage, for the same
-// faces wherever it runs: two builds that print the same lines compute the same.
+// Prints a hash of the bits of everything that an extraction computes, stage by stage, for fixed
+// faces. Two builds or systems that print the same lines give the same bits.
 //
 //     dump_bits [SET]
 //
@@ -27,11 +27,12 @@ namespace {
 
 constexpr uint64_t kSeed = 20;
 
-// Those with activations of their own: filter banks, rewritten by their neurons, pools between
-// them, and the last one. The first layer's are the patches, which are gone after the call.
+// Layers that own their activations: filter banks, which their neurons rewrite, pools between them,
+// and the last one. The activations of the first layer are the patches, which are freed after the
+// call.
 constexpr size_t kLayers[] = {1, 3, 4, 6, 7, 9, 10, 12};
 
-// FNV-1a.
+// 64-bit FNV-1a.
 uint64_t hashOf(const void* data, size_t bytes) {
   uint64_t hash = 14695981039346656037u;
   const auto* byte = static_cast<const uint8_t*>(data);
@@ -51,7 +52,7 @@ void print(const std::string& name, const facefeature::Matrix& matrix) {
   print(name, matrix.buffer, static_cast<size_t>(matrix.size) * sizeof(float));
 }
 
-// The functions that come from the system's mathematics.
+// The functions of the system's mathematical library.
 void printFunctions() {
   Random random(kSeed);
   std::vector<float> x(400000), y(x.size());

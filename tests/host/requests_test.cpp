@@ -146,7 +146,8 @@ TEST(Scores, AreNotClampedAndPassOnInfinitiesAndNaNs) {
   EXPECT_LT(comparedByTheLibrary(plain, spoilt), -100.0f);
 }
 
-// Features can be compared long after engine and library are gone and the library is loaded anew.
+// Features remain comparable after the engine is destroyed and the library is unloaded and loaded
+// again.
 TEST(Scores, OutliveTheEngine) {
   const LinkedModel model;
   const std::string out = outputOf(runProbe(

@@ -118,7 +118,7 @@ class FilterBanks : public FilterBankLayer, public ::testing::WithParamInterface
     return std::make_unique<LocalUnsharedLayer>(nullptr, "local");
   }
 
-  // Does the output hold what the reference makes of two samples of one input?
+  // Whether the output equals the reference's result for two samples of one input.
   ::testing::AssertionResult holdsResult(const Matrix& output, const FilterInput& input,
                                          int32_t modulesX, const Floats& addedBiases) const {
     const Floats wanted =

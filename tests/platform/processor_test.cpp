@@ -16,7 +16,7 @@ using facefeature::hasAvx512;
 
 #if defined(__x86_64__) && defined(__GNUC__)
 
-// The compiler's runtime asks the same questions on its own.
+// The compiler's runtime detects the same features independently.
 TEST(Processor, AgreesWithTheCompilersRuntime) {
   __builtin_cpu_init();
   EXPECT_EQ(__builtin_cpu_supports("avx2") != 0 && __builtin_cpu_supports("fma") != 0,
@@ -26,8 +26,8 @@ TEST(Processor, AgreesWithTheCompilersRuntime) {
             hasAvx512());
 }
 
-// The flags of the first processor in /proc/cpuinfo. The kernel leaves out those whose registers it
-// does not save. Empty on other systems.
+// The flags of the first processor in /proc/cpuinfo. The kernel omits those whose registers it does
+// not save. Empty on other systems.
 std::set<std::string> kernelFlags() {
   std::set<std::string> flags;
   std::ifstream file("/proc/cpuinfo");

@@ -37,7 +37,7 @@ bool mayInclude(const std::string& path, const std::string& included) {
   return folderOf(path) == folderOf(included) || line->second.count(folderOf(included)) != 0;
 }
 
-// The paths between quotes, as they stand.
+// The paths between quotes, unchanged.
 std::vector<std::string> quotedIncludes(const std::string& text) {
   std::vector<std::string> paths;
   const std::regex include("^\\s*#\\s*include\\s*\"([^\"]*)\".*");
@@ -90,7 +90,7 @@ TEST(Includes, StayWithinTheLineOfTheFolder) {
   }
 }
 
-// Follows the lines from a folder; true if they lead back to it.
+// Follows the lines from a folder. Returns true if they lead back to it.
 bool reaches(const std::string& from, const std::string& folder) {
   const auto line = kMayInclude.find(from);
   if (line == kMayInclude.end()) return false;
@@ -152,9 +152,9 @@ TEST(Includes, OnlyThePlatformFolderKnowsTheOperatingSystem) {
 }
 
 // Only a file named after its instruction set uses intrinsics: a machine without the set then runs
-// nothing of the file, and the compiler options of the set apply to nothing else.
+// nothing of the file, and the compiler options of the set apply to no other code.
 bool mayUseIntrinsics(const std::string& path, const std::string& header) {
-  // The questions to the processor itself.
+  // The detection of the processor's instruction sets.
   if (header == "intrin.h") return path == "platform/processor.cpp";
   const std::map<std::string, std::set<std::string>> headers = {
       {"_sse2", {"emmintrin.h"}},

@@ -1,5 +1,5 @@
 // All state that outlives a call is listed in one table of docs/architecture.md. A variable that is
-// not listed is a stray static, shared unnoticed by all engines and threads.
+// not listed is an accidental static, shared unnoticed by all engines and threads.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -14,9 +14,9 @@
 namespace facefeature_test {
 namespace {
 
-// What compilers and the C++ runtime place beside a program's variables: the initialiser of the
-// standard streams, the guards of function-local variables (the variables themselves are listed),
-// the reference to the exception routine, and the notes of sanitizers.
+// What compilers and the C++ runtime add to a program's variables: the initialiser of the standard
+// streams, the guards of function-local variables (the variables themselves are listed), the
+// reference to the exception routine, and the notes of sanitizers.
 bool belongsToTheRuntime(const std::string& name) {
   static const std::regex runtime(
       R"(std::__ioinit|guard variable for .*|DW\.ref\..*|typeinfo .*|vtable .*|__odr_asan.*|\.L.*)"
@@ -85,7 +85,7 @@ TEST(ModuleState, IsWhatTheDocumentSays) {
   EXPECT_EQ(documentedVariables(), found);
 }
 
-// The shared library holds the core, the exports, and linked packages with state of their own.
+// The shared library contains the core, the exports, and linked packages with state of their own.
 TEST(ModuleState, OfTheSharedLibraryIsThatOfItsCore) {
   const std::set<std::string> documented = documentedVariables();
   std::set<std::string> found;

@@ -1,6 +1,6 @@
 // Which room of tools/facefeature may include which. Each row names the rooms that a room's files
 // may include besides their own, and the folders of src/. A row names only rooms above it, so that
-// no circle can form. Keep the ROOMS of each CMakeLists.txt equal to its row.
+// there are no cycles. Keep the ROOMS of each CMakeLists.txt equal to its row.
 #include <gtest/gtest.h>
 
 #include <map>
@@ -108,8 +108,8 @@ TEST(Rooms, HaveTheRowsOfTheDocument) {
   EXPECT_EQ(rows, documentedIncludes("The rooms of the program"));
 }
 
-// main.cpp and what only the executable needs. Everything else belongs to a room, and every folder
-// is one.
+// main.cpp and files that only the executable needs. Everything else belongs to a room, and every
+// folder is a room.
 TEST(Rooms, HoldEveryFileButTheProgramsOwn) {
   for (const std::string& path : programFiles()) {
     const bool isTheProgramsOwn = path == "main.cpp" || path == "known_leaks.cpp";
@@ -117,8 +117,8 @@ TEST(Rooms, HoldEveryFileButTheProgramsOwn) {
   }
 }
 
-// Tests are in the folder of the room that they test. What several rooms' tests share is beside the
-// folders.
+// Tests are in the folder of the room that they test. Files that tests of several rooms share are
+// outside these folders.
 TEST(Rooms, HaveTheirTestsInFoldersOfTheSameNames) {
   const std::string tests = "tests/tools/";
   for (const std::string& path : textFilesBelow(tests)) {

@@ -1,4 +1,4 @@
-// What no file of this repository may contain, and what flags every compilation must have.
+// Patterns that no file of this repository may contain, and flags that every compilation must have.
 #include <gtest/gtest.h>
 
 #include <filesystem>

@@ -40,7 +40,7 @@ Floats filtered(const Floats& samples, const FilterBank& bank, const BankShape& 
   for (size_t s = 0; s < kSamples; ++s) {
     const Floats patches = unfold(slice(samples, s * length, length), shape.channels, shape.imgSize,
                                   shape.imgSize, shape.filterSize, 0, 1);
-    // What stands in the output before a product must not reach it.
+    // The content of the output before a product must not affect it.
     Floats planes(static_cast<size_t>(shape.filters * modules), std::nanf(""));
     product(shape.filters, modules, window, weights.data(), patches.data(), 0.0f, planes.data());
     for (size_t i = 0; i < planes.size(); ++i) {

@@ -1,8 +1,8 @@
-// Oracle of a whole extraction: from a picture, landmarks and the numbers of a model folder to the
-// feature.
+// Oracle of a complete extraction: from a picture, landmarks and the numbers of a model folder to
+// the feature.
 //
-// All of it is computed in exact steps. The product of matrices comes from outside, so that a test
-// can hand in another implementation (support/reference_product.h is the oracle's own).
+// All of it is computed in exact steps. The matrix product is a parameter, so that a test can pass
+// another implementation (support/reference_product.h is the oracle's own).
 #ifndef FACEFEATURE_TESTS_SUPPORT_REFERENCE_EXTRACT_H
 #define FACEFEATURE_TESTS_SUPPORT_REFERENCE_EXTRACT_H
 

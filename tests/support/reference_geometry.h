@@ -1,4 +1,4 @@
-// Both oracles of the road from a photograph and landmarks to the 25 patch matrices.
+// Both oracles of the path from a photograph and landmarks to the 25 patch matrices.
 #ifndef FACEFEATURE_TESTS_SUPPORT_REFERENCE_GEOMETRY_H
 #define FACEFEATURE_TESTS_SUPPORT_REFERENCE_GEOMETRY_H
 

@@ -92,8 +92,8 @@ int32_t wholeSide(int32_t pixels) {
 
 Floats unfold(const Floats& image, int32_t channels, int32_t height, int32_t width,
               int32_t filterSize, int32_t padding, int32_t stride) {
-  // C++ truncates such quotients toward zero: a window that overhangs by less than a stride still
-  // counts as one.
+  // C++ truncates such quotients toward zero: a window that overhangs by less than a stride is
+  // still counted.
   const int32_t outHeight = (height + 2 * padding - filterSize) / stride + 1;
   const int32_t outWidth = (width + 2 * padding - filterSize) / stride + 1;
   FilterInput input;

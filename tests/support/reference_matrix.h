@@ -1,8 +1,8 @@
-// A naive model of the matrix type: an array of cells and a rule for the place of (r, c) in it.
+// A naive model of the matrix type: an array of cells and a rule for the index of (r, c) in it.
 //
 // A cell holds one value, or none if it is undefined: storage that was allocated and not written. A
-// test compares a matrix with its model after each operation and then lets the model adopt what it
-// found.
+// test compares a matrix with its model after each operation and then lets the model adopt the
+// values found.
 #ifndef FACEFEATURE_TESTS_SUPPORT_REFERENCE_MATRIX_H
 #define FACEFEATURE_TESTS_SUPPORT_REFERENCE_MATRIX_H
 

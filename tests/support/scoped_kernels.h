@@ -10,8 +10,8 @@
 
 namespace facefeature_test {
 
-// In the order of the list, the plain set last. The others are compared with it, and it must keep
-// to its buffers like them.
+// In the order of the list, with the plain set last. The others are compared with it, and all of
+// them must stay within their buffers.
 inline std::vector<const facefeature::KernelSet*> runnableKernelSets() {
   std::vector<const facefeature::KernelSet*> sets;
   for (const facefeature::KernelSet& set : facefeature::kernelSets()) {

@@ -9,7 +9,7 @@
 
 namespace facefeature_test {
 
-// Fills all slots, to their ends, and leaves zeros behind, which is what a fresh program has.
+// Fills all slots completely, and leaves zeros at the end of its lifetime, as in a new process.
 class ScopedPatchMeans {
  public:
   explicit ScopedPatchMeans(float value) { std::fill_n(all(), kFloats, value); }

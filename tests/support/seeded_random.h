@@ -19,8 +19,8 @@ inline uint64_t testSeed() {
   return text != nullptr ? std::strtoull(text, nullptr, 10) : 20240229u;
 }
 
-// Every failure in its lifetime prints the seed, and where the object was made. For one thread:
-// the one that makes it also destroys it.
+// Every failure in its lifetime prints the seed and the location of the object. For one thread,
+// which creates and destroys it.
 class SeededRandom : public Random {
  public:
   explicit SeededRandom(const char* file = __builtin_FILE(), int line = __builtin_LINE())

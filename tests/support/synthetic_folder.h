@@ -1,9 +1,9 @@
 // A complete model folder of generated numbers: the 303 files in the shapes that the nets need.
 //
 // The numbers depend only on a seed and the name of their file, so a test that corrupts one file
-// can write it anew. They are scaled so that the nets work: activations keep their size from layer
-// to layer, each row of rectified values mixes zeros and others, and every bias and mean is large
-// enough that omitting it shows.
+// can rewrite it. They are scaled so that the nets work: activations keep their magnitude from
+// layer to layer, each row of rectified values has zeros and other values, and every bias and mean
+// is large enough that omitting it is detected.
 #ifndef FACEFEATURE_TESTS_SUPPORT_SYNTHETIC_FOLDER_H
 #define FACEFEATURE_TESTS_SUPPORT_SYNTHETIC_FOLDER_H
 
@@ -15,7 +15,7 @@ namespace facefeature_test {
 
 enum class ModelFileForm {
   kMean,    // a count, then floats
-  kRaw,     // floats alone
+  kRaw,     // only floats
   kMatrix,  // rows, columns, then floats row by row
 };
 

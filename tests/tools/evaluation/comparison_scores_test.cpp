@@ -1,4 +1,4 @@
-// The scores of an evaluation against a loop over all pairs.
+// Compares the scores of an evaluation with a loop over all pairs.
 #include "evaluation/comparison_scores.h"
 
 #include <gtest/gtest.h>
@@ -25,7 +25,7 @@ struct SmallGallery {
   std::map<std::string, FeatureVector> features;
 };
 
-// The formula, written down once more.
+// The formula, as an independent copy.
 float scoreOf(const FeatureVector& a, const FeatureVector& b) {
   float product = 0.0f;
   for (int i = 0; i < 500; ++i) product = product + a.values[i] * b.values[i];
@@ -33,7 +33,7 @@ float scoreOf(const FeatureVector& a, const FeatureVector& b) {
   return spread / (a.values[501] * b.values[501]) + 1.0f;
 }
 
-// Features of a person are alike, some are equal, and some are NaN or have a norm of zero.
+// Features of a person are similar, some are equal, and some are NaN or have a norm of zero.
 SmallGallery smallGallery(Random& random, size_t count, size_t people) {
   const std::string path = privateTempFolder() + "/comparisons.gallery";
   SmallGallery small;

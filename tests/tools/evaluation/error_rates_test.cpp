@@ -1,4 +1,4 @@
-// Error rates against definitions that are written down naively, on random lists with ties and NaN.
+// Compares error rates with naive definitions, on random lists with ties and NaN.
 #include "evaluation/error_rates.h"
 
 #include <gtest/gtest.h>
@@ -50,8 +50,8 @@ RandomLists randomLists(Random& random) {
   return lists;
 }
 
-// What share of the weight reaches a threshold. drawn is per person; both tells whether the second
-// person counts too.
+// The share of the weight that reaches a threshold. drawn is per person; both says whether the
+// second person's weight is a factor, too.
 double shareReaching(const RandomLists& lists, const std::vector<Comparison>& list,
                      const std::vector<uint16_t>& drawn, bool both, double threshold) {
   double reached = 0.0, total = 0.0;
@@ -64,7 +64,7 @@ double shareReaching(const RandomLists& lists, const std::vector<Comparison>& li
   return reached / total;
 }
 
-// The points of all thresholds, from none accepted to the lowest score.
+// The points of all thresholds, from "none accepted" to the lowest score.
 struct NaiveRates {
   double equalErrorRate = std::numeric_limits<double>::quiet_NaN();
   std::vector<double> acceptRates;
@@ -87,7 +87,7 @@ NaiveRates naiveRates(const RandomLists& lists, const std::vector<uint16_t>& dra
       if (match <= kRates[i]) rates.acceptRates[i] = std::max(rates.acceptRates[i], 1.0 - miss);
     }
     if (std::isnan(rates.equalErrorRate) && match >= miss) {
-      // Where the segment from the last point meets match = miss.
+      // The intersection of the segment from the last point with match = miss.
       const double t = (lastMiss - lastMatch) / ((lastMiss - lastMatch) + (match - miss));
       rates.equalErrorRate = lastMatch + t * (match - lastMatch);
     }
@@ -153,7 +153,7 @@ TEST(ErrorRates, OfAListThatEndsTooSoonAreNone) {
   input.everyPair = true;
   input.holdsAllImpostors = false;
   EXPECT_FALSE(errorRates(input, {0.1}));
-  // Of five comparisons of two people, one is above the genuine score and one below.
+  // Of the five comparisons of two people, one is above the genuine score and one below.
   impostors.push_back({0.5f, 1, 2});
   const auto rates = errorRates(input, {0.1, 0.2});
   ASSERT_TRUE(rates);
@@ -172,7 +172,7 @@ TEST(PersonBootstrap, DrawsAsManyPeopleAsThereAreAndDiffersByReplicateAndSeed) {
   }
   EXPECT_NE(drawPeople(1000, 3, seed), drawPeople(1000, 4, seed));
   EXPECT_NE(drawPeople(1000, 3, seed), drawPeople(1000, 3, seed + 1));
-  // About 1/e of the people are left out.
+  // About 1/e of the people are not drawn.
   const std::vector<uint16_t> drawn = drawPeople(100000, 0, seed);
   EXPECT_NEAR(36790.0, static_cast<double>(std::count(drawn.begin(), drawn.end(), 0)), 1000.0);
 }

@@ -24,8 +24,8 @@ using facefeature_tools::ModelLink;
 
 class ModelLinkTest : public ModelLinkFolders {
  protected:
-  // Runs in a child that has made the link, up to its end; gives the status for waitpid's macros.
-  // inParent gets the child's process number once the link stands.
+  // Runs in a child that has created the link, and returns the child's status for waitpid's macros.
+  // inParent gets the child's process id once the link exists.
   int statusOfChild(const std::function<void()>& beforeLink, const std::function<void()>& afterLink,
                     const std::function<void(pid_t)>& inParent) {
     int ready[2];

@@ -1,4 +1,4 @@
-// The form of 503 numbers against the score itself.
+// Compares inner products of the 503 numbers with the score itself.
 #include "search/score_form.h"
 
 #include <gtest/gtest.h>
@@ -82,7 +82,7 @@ TEST_F(ScoreForms, AllRowsAreEquallyLong) {
 }
 
 TEST_F(ScoreForms, HeadroomIsForLongerRows) {
-  // A row that is longer than all: its last two numbers are far from the means.
+  // A row that is longer than all others: its last two numbers are far from the means.
   FeatureVector longRow = features[0];
   longRow.values[500] *= 3.0f;
   ScoreForm form;
