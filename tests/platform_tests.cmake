@@ -1,42 +1,44 @@
 # Which tests are built on which system.
 
-# Only on POSIX systems. What each rests on there, and what stands in for it on Windows:
+# Tests for POSIX systems only, with the reason and the replacement on Windows.
 set(facefeature_posix_tests
-  # inotify tells of each opening and closing. The DLL's files are watched nowhere; what it reads and
-  # in which order it stops shows in the tests of missing files.
+  # inotify reports each opening and closing of a file. On Windows nothing does; the tests of missing
+  # files cover what the DLL reads and in which order it stops.
   engine/opened_files_test.cpp
-  # fork(). Windows has nothing like it.
+  # fork(), which Windows does not have.
   engine/forked_host_test.cpp
   host/forking_test.cpp
-  # Functions of the C library that are put in front of the real ones, which PE files do not allow.
+  # Replaces functions of the C library, which PE files do not allow.
   host/opened_files_test.cpp
-  # TMPDIR, slashes and paths of any length. host/temporary_folder_windows_test.cpp stands in.
+  # TMPDIR, slashes and paths of any length. Replacement: host/temporary_folder_windows_test.cpp.
   platform/model_directory_test.cpp
   host/temporary_folder_test.cpp
-  # Symbolic links and signals. tools/model/model_link_windows_test.cpp stands in.
+  # Symbolic links and signals. Replacement: tools/model/model_link_windows_test.cpp.
   tools/model/model_link_test.cpp
-  # Worker processes, signals, pseudoterminals and shell scripts: lists of photographs are not
-  # extracted there. tools/verbs/extract_list_windows_test.cpp stands in.
+  # Worker processes, signals, pseudoterminals and shell scripts: the program for Windows can't extract
+  # lists of photographs. Replacement: tools/verbs/extract_list_windows_test.cpp.
   tools/verbs/batch_examples_test.cpp
   tools/verbs/extract_list_options_test.cpp
   tools/verbs/extract_list_test.cpp
   tools/verbs/extract_resume_test.cpp
   tools/verbs/progress_test.cpp
-  # ptrace(). What the change writes, and in which order, is the same everywhere.
+  # ptrace(). What a change writes, and in which order, is the same on every system.
   tools/gallery/gallery_crash_test.cpp
-  # Windows refuses to replace a gallery that is mapped, as a reader or the change itself has it. Four of
-  # these tests fail there (can't be replaced: Permission denied); galleries change only on Linux so far.
+  # Windows refuses to replace a gallery while a reader or the change itself has it mapped. Four of
+  # these tests fail there (can't be replaced: Permission denied), so galleries can only be changed on
+  # Linux so far.
   tools/gallery/gallery_change_test.cpp
-  # Owners, groups and their rights, of which the program asks nothing there yet.
+  # Owners, groups and permissions, which the program does not check on Windows yet.
   tools/model/folder_ownership_test.cpp
-  # The tools of the build machine look into sources and ELF files, and the same sources are looked
-  # at there. tools/windows-suite looks into the DLL.
+  # Checks of sources and ELF files with the tools of the build machine. The sources are the same on
+  # Windows, and tools/windows-suite checks the DLL.
   rules/.*)
 
-# tests/CMakeLists.txt leaves out whole folders there: exhaustion (a limit on addresses, setrlimit), memcheck (Valgrind), packages and python (what is installed on a Debian machine), rules, and soak
-# (counts of the Linux kernel). fuzz/CMakeLists.txt leaves out fuzz_nets, which forks.
+# For Windows, tests/CMakeLists.txt leaves out whole folders: exhaustion (setrlimit), memcheck
+# (Valgrind), packages and python (packages of a Debian machine), rules, and soak (counters of the
+# Linux kernel). fuzz/CMakeLists.txt leaves out fuzz_nets, which forks.
 
-# Only on Windows.
+# Tests for Windows only.
 set(facefeature_windows_tests
   platform/model_directory_windows_test.cpp
   host/temporary_folder_windows_test.cpp
@@ -44,8 +46,8 @@ set(facefeature_windows_tests
   tools/verbs/extract_list_windows_test.cpp
   tools/model/model_link_windows_test.cpp)
 
-# facefeature_platform_tests(VARIABLE FOLDER): the tests in a folder and its folders that are for this
-# system.
+# facefeature_platform_tests(VARIABLE FOLDER): the tests for this system in a folder and its
+# subfolders.
 function(facefeature_platform_tests variable folder)
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS RELATIVE ${PROJECT_SOURCE_DIR}/tests
        ${PROJECT_SOURCE_DIR}/tests/${folder}/*_test.cpp)
@@ -61,9 +63,9 @@ function(facefeature_platform_tests variable folder)
   set(${variable} ${sources} PARENT_SCOPE)
 endfunction()
 
-# facefeature_add_tests(PROGRAM TIMEOUT SECONDS [PROPERTIES NAME VALUE...]): each test of a program as
-# one of CTest's. In Wine and with sanitizers the whole program is one, since a process takes longer to
-# start there than most tests to run; COST lets the programs that take longest begin first.
+# facefeature_add_tests(PROGRAM TIMEOUT SECONDS [COST N] [PROPERTIES NAME VALUE...]): adds each test of
+# a program to CTest. In Wine and with sanitizers it adds the whole program as one test, because
+# starting a process takes longer there than most tests. COST makes the longest programs start first.
 function(facefeature_add_tests program)
   cmake_parse_arguments(PARSE_ARGV 1 ARG "" "TIMEOUT;COST" "PROPERTIES")
   if(WIN32 OR FACEFEATURE_SANITIZE)

@@ -1,18 +1,18 @@
 // node face_api_teacher.js FOLDER
 //
-// Describes faces with the face recognition network of the npm package @vladmandic/face-api, which
-// FOLDER/node_modules holds, together with @tensorflow/tfjs and @tensorflow/tfjs-backend-wasm.
+// Describes faces with the face recognition network of the npm package @vladmandic/face-api.
+// FOLDER/node_modules contains it, @tensorflow/tfjs and @tensorflow/tfjs-backend-wasm.
 //
-// Reads faces of 150 x 150 pixels from standard input, 3 bytes a pixel, red first, one after the
-// other. Writes a descriptor of 128 little-endian floats for each to standard output, in the same
-// order, as soon as it is known. Ends with standard input.
+// Reads faces of 150 x 150 pixels from standard input, 3 bytes per pixel, red first, one after the
+// other. Writes a descriptor of 128 little-endian floats per face to standard output, in the same
+// order, as soon as it is computed. Exits at the end of standard input.
 'use strict';
 
 const path = require('path');
 
 const SIDE = 150;
 const FACE_BYTES = SIDE * SIDE * 3;
-const BATCH = 8; // faces that the network runs on at once
+const BATCH = 8; // faces per run of the network
 
 async function loadNetwork(folder) {
   const resolve = (name) => require.resolve(name, { paths: [folder] });
