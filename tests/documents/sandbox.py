@@ -49,6 +49,7 @@ WORDS = {
     "FEATURE": "new.feature",
     "A B": "other.feature other.feature",
     "--threshold T": "--threshold 0.5",
+    "--threshold-file FILE": "--threshold-file REPORT.thresholds.json",
 }
 
 
