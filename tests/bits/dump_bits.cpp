@@ -1,17 +1,20 @@
 // Prints a hash of the bits of everything that an extraction computes, stage by stage, for fixed
 // faces. Two builds or systems that print the same lines give the same bits.
 //
-//     dump_bits [SET]
+//     dump_bits [SET [FACES]]
 //
-// SET is the name of a kernel set; without it the library chooses. Exit status 9: there is no such
-// set, or this processor can't run it.
+// SET is the name of a kernel set; without it the library chooses. With FACES only so many
+// synthetic faces are extracted, and no photographs: for an emulator. Exit status 9: there is no
+// such set, or this processor can't run it.
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
 #include "engine/build_patch_matrices.h"
+#include "engine/extract_features.h"
 #include "geometry/gray_image.h"
 #include "geometry/head_pose.h"
 #include "kernels/kernel_set.h"
@@ -53,9 +56,9 @@ void print(const std::string& name, const facefeature::Matrix& matrix) {
 }
 
 // The functions of the system's mathematical library.
-void printFunctions() {
+void printFunctions(size_t values) {
   Random random(kSeed);
-  std::vector<float> x(400000), y(x.size());
+  std::vector<float> x(values), y(x.size());
   for (float& value : x) value = random.between(-90.0f, 90.0f);
   const int32_t count = static_cast<int32_t>(x.size());
   facefeature::vsExp(count, x.data(), y.data());
@@ -104,17 +107,42 @@ void printExtraction(const std::string& name, FeatureEngine* engine, const Pictu
   print(name + " feature", feature);
 }
 
+// All faces in one pass over the model.
+void printTogether(FeatureEngine* engine, std::vector<Request>& requests) {
+  std::vector<facefeature::FaceRequest> faces;
+  for (Request& request : requests) {
+    const Picture& picture = request.picture;
+    faces.push_back(
+        {picture.pixels(), picture.width, picture.height, picture.stride, request.face.set()});
+  }
+  std::vector<std::vector<float>> features(faces.size(), std::vector<float>(kFeatureFloats));
+  std::vector<float*> outputs;
+  for (std::vector<float>& feature : features) outputs.push_back(feature.data());
+  facefeature::ExtractFeatures(engine, faces.data(), static_cast<int32_t>(faces.size()),
+                               outputs.data());
+  for (size_t i = 0; i < features.size(); ++i) {
+    print("together " + std::to_string(i), features[i]);
+  }
+}
+
+void printSynthetic(FeatureEngine* engine, int32_t faces) {
+  Random random(kSeed);
+  std::vector<Request> requests;
+  for (int32_t i = 0; i < faces; ++i) {
+    requests.push_back(randomRequest(random, static_cast<FaceKind>(i % kFaceKinds)));
+    Request& request = requests.back();
+    const std::string name = "synthetic " + std::to_string(i);
+    printGeometry(name, engine, request.picture, request.face);
+    printExtraction(name, engine, request.picture, request.face);
+  }
+  printTogether(engine, requests);
+}
+
 void printAll() {
-  printFunctions();
+  printFunctions(400000);
   haveModel();
   const OwnEngine engine;
-  Random random(kSeed);
-  for (int32_t i = 0; i < 12; ++i) {
-    Request request = randomRequest(random, static_cast<FaceKind>(i % kFaceKinds));
-    const std::string name = "synthetic " + std::to_string(i);
-    printGeometry(name, engine.get(), request.picture, request.face);
-    printExtraction(name, engine.get(), request.picture, request.face);
-  }
+  printSynthetic(engine.get(), 12);
   if (samplesFolder().empty() || !kReadsPhotographs) {
     std::printf("no photographs\n");
     return;
@@ -125,6 +153,13 @@ void printAll() {
     printGeometry(sample.name, engine.get(), picture, sample.face);
     printExtraction(sample.name, engine.get(), picture, sample.face);
   }
+}
+
+void printFew(int32_t faces) {
+  printFunctions(20000);
+  haveModel();
+  const OwnEngine engine;
+  printSynthetic(engine.get(), faces);
 }
 
 bool useSet(const std::string& name) {
@@ -140,10 +175,14 @@ bool useSet(const std::string& name) {
 }  // namespace facefeature_test
 
 int main(int argc, char** argv) {
-  if (argc == 2 && !facefeature_test::useSet(argv[1])) {
+  if (argc >= 2 && !facefeature_test::useSet(argv[1])) {
     std::fprintf(stderr, "dump_bits: %s does not run here\n", argv[1]);
     return 9;
   }
-  facefeature_test::printAll();
+  if (argc == 3) {
+    facefeature_test::printFew(std::atoi(argv[2]));
+  } else {
+    facefeature_test::printAll();
+  }
   return 0;
 }

@@ -1,6 +1,8 @@
 #include "host/probe_surroundings.h"
 
+#if !defined(__aarch64__)
 #include <xmmintrin.h>
+#endif
 
 #include <atomic>
 #include <cfenv>
@@ -13,7 +15,22 @@
 namespace facefeature_test {
 namespace {
 
-constexpr unsigned kFlushed = 0x8040;  // treat denormal results and denormal operands as zeros
+// The thread's floating-point control register, and its bits that treat denormal results and
+// denormal operands as zeros.
+#if defined(__aarch64__)
+constexpr uint64_t kFlushed = 1u << 24;
+uint64_t controlRegister() {
+  uint64_t bits;
+  asm volatile("mrs %0, fpcr" : "=r"(bits));
+  return bits;
+}
+void setControlRegister(uint64_t bits) { asm volatile("msr fpcr, %0" : : "r"(bits)); }
+#else
+constexpr unsigned kFlushed = 0x8040;
+unsigned controlRegister() { return _mm_getcsr(); }
+void setControlRegister(unsigned bits) { _mm_setcsr(bits); }
+#endif
+
 constexpr int32_t kSide = 96;
 constexpr int32_t kProducts = 5;
 
@@ -61,7 +78,7 @@ void setRounding(const std::string& mode) {
 
 void setDenormals(const std::string& mode) {
   if (mode != "kept" && mode != "flushed") throw std::runtime_error("denormals can't be " + mode);
-  _mm_setcsr((_mm_getcsr() & ~kFlushed) | (mode == "flushed" ? kFlushed : 0));
+  setControlRegister((controlRegister() & ~kFlushed) | (mode == "flushed" ? kFlushed : 0));
 }
 
 std::string floatEnvironment() {
@@ -69,7 +86,7 @@ std::string floatEnvironment() {
   for (const Rounding& rounding : kRoundings) {
     if (std::fegetround() == rounding.mode) text = rounding.name;
   }
-  const unsigned flushed = _mm_getcsr() & kFlushed;
+  const auto flushed = controlRegister() & kFlushed;
   return text + (flushed == 0 ? " kept" : flushed == kFlushed ? " flushed" : " half flushed");
 }
 

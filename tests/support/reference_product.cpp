@@ -12,13 +12,23 @@ namespace {
 // sums += factor * row, every element in one rounding.
 using AddRow = void (*)(float factor, const float* row, int32_t count, float* sums);
 
+// An extraction has 200 million steps, so the instruction is used if the processor has one.
+#if defined(__aarch64__)
+
+void addRowByInstruction(float factor, const float* row, int32_t count, float* sums) {
+  for (int32_t j = 0; j < count; ++j) sums[j] = std::fma(factor, row[j], sums[j]);
+}
+
+AddRow addRow() { return addRowByInstruction; }
+
+#else
+
 void addRowInDoubles(float factor, const float* row, int32_t count, float* sums) {
   for (int32_t j = 0; j < count; ++j) sums[j] = fused(factor, row[j], sums[j]);
 }
 
 #if defined(__x86_64__)
 
-// An extraction has 200 million steps, so the processor's own instruction is used where it has one.
 __attribute__((target("fma,avx2"))) void addRowByInstruction(float factor, const float* row,
                                                              int32_t count, float* sums) {
   for (int32_t j = 0; j < count; ++j) sums[j] = __builtin_fmaf(factor, row[j], sums[j]);
@@ -29,18 +39,11 @@ AddRow addRow() {
                                                                          : addRowInDoubles;
 }
 
-#elif defined(__aarch64__)
-
-void addRowByInstruction(float factor, const float* row, int32_t count, float* sums) {
-  for (int32_t j = 0; j < count; ++j) sums[j] = std::fma(factor, row[j], sums[j]);
-}
-
-AddRow addRow() { return addRowByInstruction; }
-
 #else
 
 AddRow addRow() { return addRowInDoubles; }
 
+#endif
 #endif
 
 }  // namespace
