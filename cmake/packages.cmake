@@ -14,6 +14,16 @@ set(python3_package python3-facefeature)
 set(python3training_package python3-facefeature-training)
 set(model_package facefeature-model-portraits)
 set(components library dev tools python3 python3training model)
+if(CMAKE_CROSSCOMPILING)
+  # The program needs libraries of the other processor that this machine does not have, and the rest
+  # is the same for all processors.
+  set(components library dev)
+  # CPack would ask dpkg for the processor of this machine.
+  if(NOT CMAKE_SYSTEM_PROCESSOR STREQUAL "aarch64")
+    message(FATAL_ERROR "no Debian architecture is known for ${CMAKE_SYSTEM_PROCESSOR}")
+  endif()
+  set(CPACK_DEBIAN_PACKAGE_ARCHITECTURE arm64)
+endif()
 
 # The documents. If a package contains machine code of another package, its copyright file quotes
 # that package's notice, as the licence demands: header-only packages in the program, and dlib if it
@@ -79,7 +89,13 @@ set(same_library "${library_package} (= ${version})")
 
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_NAME ${library_package})
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
+if(CMAKE_CROSSCOMPILING)
+  # CPack cannot show dpkg-shlibdeps the libraries of another processor; tools/packages can.
+  set(FACEFEATURE_LIBRARY_DEPENDS "" CACHE STRING "Dependencies of the library's package")
+  set(CPACK_DEBIAN_LIBRARY_PACKAGE_DEPENDS "${FACEFEATURE_LIBRARY_DEPENDS}")
+else()
+  set(CPACK_DEBIAN_LIBRARY_PACKAGE_SHLIBDEPS ON)
+endif()
 # CPack can generate the first file, but would then also call ldconfig from scripts, where Debian
 # uses a trigger.
 file(WRITE ${documents}/shlibs "libfacefeature 1 ${library_package} (>= ${PROJECT_VERSION})\n")
