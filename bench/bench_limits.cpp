@@ -169,7 +169,7 @@ void registerLimits() {
   addBenchmark("limit/read_memory", readMemory);
   addBenchmark("limit/write_cache", writeCache);
   addBenchmark("limit/copy_cache", copyCache);
-  addBenchmark("limit/multiply_add", multiplyAdd);
+  addForSets("limit/multiply_add", multiplyAdd);
   addBenchmark("limit/read_files_over", readFilesOver)->Iterations(1);
   addSelfTimed("limit/read_files_apart", readFilesApart);
 }

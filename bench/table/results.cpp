@@ -88,15 +88,6 @@ void readFile(const std::string& path, Results& results) {
   for (const json& run : document.at("benchmarks")) addRun(run, active, results);
 }
 
-Results readKind(const std::string& folder, const std::string& kind) {
-  Results results;
-  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
-    const std::string name = entry.path().filename().string();
-    if (name.rfind(kind + ".", 0) == 0) readFile(entry.path().string(), results);
-  }
-  return results;
-}
-
 }  // namespace
 
 double Series::minimum() const {
@@ -124,6 +115,15 @@ std::vector<std::string> Results::names(const std::string& begin, const std::str
     if (name.compare(name.size() - end.size(), end.size(), end) == 0) found.push_back(name);
   }
   return found;
+}
+
+Results readKind(const std::string& folder, const std::string& kind) {
+  Results results;
+  for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+    const std::string name = entry.path().filename().string();
+    if (name.rfind(kind + ".", 0) == 0) readFile(entry.path().string(), results);
+  }
+  return results;
 }
 
 Measured readMeasured(const std::string& folder) {

@@ -44,6 +44,9 @@ struct Measured {
 
 // Reads the files KIND.*.json in a folder. A kind without files has no results. Prints an error and
 // ends the program if a file can't be read.
+Results readKind(const std::string& folder, const std::string& kind);
+
+// Reads the kinds release, o2 and memory.
 Measured readMeasured(const std::string& folder);
 
 }  // namespace facefeature_bench

@@ -80,7 +80,7 @@ class Limits {
  public:
   explicit Limits(const Results& release) : release_(release) {}
 
-  double multiplied(double flops) const { return scaled("multiply_add", "flops", flops); }
+  double multiplied(double flops) const { return scaled("multiply_add/fast", "flops", flops); }
   double read(double bytes) const { return scaled("read_memory", "bytes", bytes); }
   double written(double bytes) const { return scaled("write_cache", "bytes", bytes); }
   double copied(double bytes) const { return scaled("copy_cache", "bytes", bytes); }
@@ -201,34 +201,69 @@ bool printSection(const char* title, const std::vector<Row>& rows) {
   return sameBits;
 }
 
+double rateOf(const Series& series, const char* counter) {
+  return series.counters.at(counter) / series.minimum() * 1e-6;
+}
+
 void printRates(const Results& release) {
   const auto rate = [&release](const char* name, const char* counter) {
-    const Series& series = release.of(std::string("limit/") + name);
-    return series.counters.at(counter) / series.minimum() * 1e-6;
+    return rateOf(release.of(std::string("limit/") + name), counter);
   };
   std::printf(
       "limits of one core: %.1f GFLOP/s in registers; GB/s: read of memory %.1f, of the "
       "projections from memory %.1f,\nagain and again %.1f; in cache: write %.1f, copy (in and "
       "out) "
       "%.1f; files: all to one place %.1f, each to its own %.1f\n",
-      rate("multiply_add", "flops"), rate("read_memory", "bytes"),
+      rate("multiply_add/fast", "flops"), rate("read_memory", "bytes"),
       rate("read_projections/cold", "bytes"), rate("read_projections/again", "bytes"),
       rate("write_cache", "bytes"), rate("copy_cache", "bytes"), rate("read_files_over", "bytes"),
       rate("read_files_apart", "bytes"));
 }
 
-// A line for each set that ran: one benchmark each for the nets and for whole calls.
+// One line for each set that ran: the nets, complete extractions, and the peak of its registers.
 void printSets(const Results& release) {
-  std::printf("kernel sets%42s%10s%15s%10s\n", "25 nets", "", "640x480 call", "");
-  std::printf("%-34s%9s%10s%15s%10s\n", "", "1 thread", "2 threads", "1 thread", "2 threads");
-  for (const char* set : {"avx512", "avx2", "neon", "sse2", "plain"}) {
-    const std::string end = std::string("/") + set;
-    if (!release.has("stage/nets/threads:1" + end)) continue;
-    std::printf("  %-32s%9.2f%10.2f%15.2f%10.2f\n", set,
+  std::printf("kernel sets%42s%10s%15s%10s%14s\n", "25 nets", "", "640x480 call", "", "registers");
+  std::printf("%-34s%9s%10s%15s%10s%14s\n", "", "1 thread", "2 threads", "1 thread", "2 threads",
+              "GFLOP/s");
+  for (const std::string& name : release.names("limit/multiply_add/", "")) {
+    const std::string end = name.substr(name.rfind('/'));
+    if (end == "/fast") continue;
+    std::printf("  %-32s%9.2f%10.2f%15.2f%10.2f%14.1f\n", end.c_str() + 1,
                 release.minimum("stage/nets/threads:1" + end),
                 release.minimum("stage/nets/threads:2" + end),
                 release.minimum("extract/640x480/threads:1" + end),
-                release.minimum("extract/640x480/threads:2" + end));
+                release.minimum("extract/640x480/threads:2" + end),
+                rateOf(release.of(name), "flops"));
+  }
+}
+
+// Several faces in one pass, with the set that the library uses, on one thread.
+bool printBatches(const Results& release) {
+  std::printf("faces in one pass, 640x480, 1 thread%17s%10s\n", "ms a face", "median");
+  std::string label;
+  bool sameBits = true;
+  for (const int faces : {1, 2, 4, 8, 16}) {
+    const std::string name = "batch/faces:" + std::to_string(faces);
+    if (!release.has(name)) continue;
+    const Series& series = release.of(name);
+    if (label.empty()) label = series.label;
+    const bool same = label == series.label && label != "?";
+    sameBits = sameBits && same;
+    std::printf("  %-42d%9.2f%10.2f  %s\n", faces, series.minimum() / faces,
+                series.median() / faces, same ? "equal" : "DIFFER");
+  }
+  return sameBits;
+}
+
+// Engines side by side, each with a thread of its own.
+void printWorkers(const Results& release) {
+  std::printf("engines side by side, 640x480%24s%10s\n", "faces a second", "median");
+  for (int workers = 1; workers <= 4096; ++workers) {
+    const std::string name = "workers/" + std::to_string(workers);
+    if (!release.has(name)) continue;
+    const Series& series = release.of(name);
+    const double faces = series.counters.at("count") * 1e3;
+    std::printf("  %-42d%9.0f%10.0f\n", workers, faces / series.minimum(), faces / series.median());
   }
 }
 
@@ -243,6 +278,8 @@ bool printRows(const Measured& m) {
   sameBits = printSection("kernels, over one extraction", kernelRows(m, limits)) && sameBits;
   sameBits = printSection("whole calls", callRows(m, limits)) && sameBits;
   printSets(m.release);
+  sameBits = printBatches(m.release) && sameBits;
+  printWorkers(m.release);
   printRates(m.release);
   return sameBits;
 }
