@@ -1,4 +1,4 @@
-# Files and destinations of "cmake --install": the library, the header with the files that CMake and
+# Files and destinations of "cmake --install": the libraries, their headers with the files that CMake and
 # pkg-config need to find them, the host program, the Python package, and the documents. Each
 # component is a package (packages.cmake); an install without a component installs all of them.
 if(WIN32)
@@ -8,11 +8,12 @@ endif()
 include(GNUInstallDirs)
 include(CMakePackageConfigHelpers)
 
-# The library: the file that programs load, and the name without a version for linking.
-install(TARGETS facefeature EXPORT facefeatureTargets
+# The libraries: the files that programs load, and the names without a version for linking.
+install(TARGETS facefeature facefeature_batch EXPORT facefeatureTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT library NAMELINK_COMPONENT dev
         INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(FILES ${PROJECT_SOURCE_DIR}/include/facefeature/facefeature.h
+              ${PROJECT_SOURCE_DIR}/include/facefeature/batch.h
         DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/facefeature COMPONENT dev)
 
 # find_package(facefeature) and its target facefeature::facefeature. The version is that of the

@@ -98,22 +98,24 @@ else()
 endif()
 # CPack can generate the first file, but would then also call ldconfig from scripts, where Debian
 # uses a trigger.
-file(WRITE ${documents}/shlibs "libfacefeature 1 ${library_package} (>= ${PROJECT_VERSION})\n")
+file(WRITE ${documents}/shlibs "libfacefeature 1 ${library_package} (>= ${PROJECT_VERSION})\n"
+     "libfacefeature_batch 1 ${library_package} (>= ${PROJECT_VERSION})\n")
 file(WRITE ${documents}/triggers "activate-noawait ldconfig\n")
 set(CPACK_DEBIAN_LIBRARY_PACKAGE_CONTROL_EXTRA ${documents}/shlibs ${documents}/triggers)
 set(CPACK_COMPONENT_LIBRARY_DESCRIPTION
     "A photograph and the landmarks of a face in, 502 floats out; two such vectors
 in, a score out. The library runs on the processor inside its host's process
-and reads its model from a folder. It does not find faces.")
+and reads its model from a folder. It does not find faces. A second library
+computes the features of several faces at a time.")
 
 set(CPACK_DEBIAN_DEV_PACKAGE_NAME ${dev_package})
 set(CPACK_DEBIAN_DEV_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEV_PACKAGE_DEPENDS "${same_library}")
 set(CPACK_COMPONENT_DEV_DESCRIPTION
-    "The header of the library, with what CMake and pkg-config need to find it, and
-the manual pages of its four functions.")
+    "The headers of the libraries, with what CMake and pkg-config need to find them,
+and the manual pages of the four functions.")
 
-# The program loads the library by name, which no tool detects.
+# The program loads the libraries by name, which no tool detects.
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME ${tools_package})
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION graphics)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SHLIBDEPS ON)

@@ -1,11 +1,15 @@
 # The ZIP package for hosts on Windows: cmake --build --preset windows --target package.
 #
-# Linkers other than MinGW's create their import library from the list of ordinals.
-install(TARGETS facefeature RUNTIME DESTINATION . COMPONENT windows_host
-                            ARCHIVE DESTINATION lib COMPONENT windows_host)
+# Linkers other than MinGW's create their import libraries from the lists of exports.
+install(TARGETS facefeature facefeature_batch
+        RUNTIME DESTINATION . COMPONENT windows_host
+        ARCHIVE DESTINATION lib COMPONENT windows_host)
 install(FILES ${PROJECT_SOURCE_DIR}/src/engine/exports.def DESTINATION lib RENAME facefeature.def
         COMPONENT windows_host)
+install(FILES ${PROJECT_SOURCE_DIR}/src/engine/batch_exports.def DESTINATION lib
+        RENAME facefeature_batch.def COMPONENT windows_host)
 install(FILES ${PROJECT_SOURCE_DIR}/include/facefeature/facefeature.h
+              ${PROJECT_SOURCE_DIR}/include/facefeature/batch.h
         DESTINATION include/facefeature COMPONENT windows_host)
 install(FILES ${PROJECT_SOURCE_DIR}/docs/windows.md DESTINATION . RENAME README.md
         COMPONENT windows_host)

@@ -1,5 +1,6 @@
 #include "engine/net_features.h"
 
+#include <exception>
 #include <initializer_list>
 #include <stdexcept>
 
@@ -45,6 +46,17 @@ void requireOutput(const Matrix& output, int32_t faces) {
 constexpr int32_t kNetsByWork[kPatchCount] = {0, 1, 2, 4, 7,  10, 13, 16, 18, 20, 22, 24, 3,
                                               5, 6, 8, 9, 11, 12, 14, 15, 17, 19, 21, 23};
 
+void runNet(ConvNet* const* nets, int32_t net, std::vector<Matrix*>& patchMatrices, int32_t faces,
+            float* patchFeatures) {
+  nets[net]->forward(patchMatrices);
+  const Matrix& output = outputOf(*nets[net]);
+  requireOutput(output, faces);
+  for (int64_t face = 0; face < faces; ++face) {
+    normalizeRows(output.buffer + face * 2 * kRowFloats,
+                  patchFeatures + face * kPatchFeatureFloats + net * 2 * kRowFloats);
+  }
+}
+
 }  // namespace
 
 void normalizeRows(const float* output, float* destination) {
@@ -54,21 +66,27 @@ void normalizeRows(const float* output, float* destination) {
 }
 
 void runNets(ConvNet* const* nets, std::vector<Matrix*>& patchMatrices, float* patchFeatures) {
-  runNetsOnFaces(nets, patchMatrices, 1, patchFeatures);
+#pragma omp parallel for schedule(dynamic, 1)
+  for (int32_t i = 0; i < kPatchCount; ++i) {
+    runNet(nets, kNetsByWork[i], patchMatrices, 1, patchFeatures);
+  }
 }
 
 void runNetsOnFaces(ConvNet* const* nets, std::vector<Matrix*>& patchMatrices, int32_t faces,
                     float* patchFeatures) {
+  // An exception must not leave the loop. Each net has a place of its own, so that none is locked.
+  std::exception_ptr failures[kPatchCount];
 #pragma omp parallel for schedule(dynamic, 1)
   for (int32_t i = 0; i < kPatchCount; ++i) {
     const int32_t net = kNetsByWork[i];
-    nets[net]->forward(patchMatrices);
-    const Matrix& output = outputOf(*nets[net]);
-    requireOutput(output, faces);
-    for (int64_t face = 0; face < faces; ++face) {
-      normalizeRows(output.buffer + face * 2 * kRowFloats,
-                    patchFeatures + face * kPatchFeatureFloats + net * 2 * kRowFloats);
+    try {
+      runNet(nets, net, patchMatrices, faces, patchFeatures);
+    } catch (...) {
+      failures[net] = std::current_exception();
     }
+  }
+  for (const std::exception_ptr& failure : failures) {
+    if (failure != nullptr) std::rethrow_exception(failure);
   }
 }
 

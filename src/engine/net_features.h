@@ -18,7 +18,8 @@ void runNets(ConvNet* const* nets, std::vector<Matrix*>& patchMatrices, float* p
 
 // The same for several faces at once: matrix p has the two rows of patch p of the first face, then
 // those of the second, and so on. Face n's outputs are written to patchFeatures + 8000 * n, with
-// the same bits as for that face by itself.
+// the same bits as for that face by itself. If nets throw, the exception of the first of
+// them in order leaves the function after the loop.
 void runNetsOnFaces(ConvNet* const* nets, std::vector<Matrix*>& patchMatrices, int32_t faces,
                     float* patchFeatures);
 

@@ -18,11 +18,11 @@ bool isGoodRecord(const LandmarkSet& landmarks) {
   return kept == kSlotCount;
 }
 
+}  // namespace
+
 bool isModelLoaded() {
   return featureMean != nullptr && selfProjection != nullptr && crossProjection != nullptr;
 }
-
-}  // namespace
 
 bool isGoodRequest(const uint8_t* pixels, int32_t width, int32_t height,
                    const LandmarkSet* landmarks) {

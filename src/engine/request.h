@@ -13,6 +13,9 @@ namespace facefeature {
 bool isGoodRequest(const uint8_t* pixels, int32_t width, int32_t height,
                    const LandmarkSet* landmarks);
 
+// Whether a feature can be projected. A creation that fails or the last destruction ends that.
+bool isModelLoaded();
+
 }  // namespace facefeature
 
 #endif

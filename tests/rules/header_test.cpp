@@ -1,4 +1,4 @@
-// The public header, compiled by hosts in other dialects than the library's own.
+// The public headers, compiled by hosts in other dialects than the library's own.
 #include <gtest/gtest.h>
 
 #include <cstddef>
@@ -14,13 +14,13 @@
 namespace facefeature_test {
 namespace {
 
-// The compiler's output for a file that includes the header twice and contains nothing else.
+// The compiler's output for a file that includes a header twice and contains nothing else.
 std::string complaints(const std::string& compiler, const std::string& language,
-                       const std::string& standard) {
+                       const std::string& standard, const std::string& header) {
   const std::string source = privateTempFolder() + "/host." + language;
-  std::ofstream(source) << "#include <facefeature/facefeature.h>\n"
-                           "#include <facefeature/facefeature.h>\n"
-                           "int host(void);\n"
+  const std::string include = "#include <facefeature/" + header + ">\n";
+  std::ofstream(source) << include << include
+                        << "int host(void);\n"
                            "int host(void) { return (int)sizeof(LandmarkSet); }\n";
   const CommandResult result =
       runCommand(quoted(compiler) + " -std=" + standard +
@@ -28,8 +28,10 @@ std::string complaints(const std::string& compiler, const std::string& language,
                  quoted((repositoryRoot() / "include").string()) + " " + quoted(source));
   return result.exitStatus == 0 && result.output.empty()
              ? ""
-             : "-std=" + standard + ": " + result.output;
+             : header + " -std=" + standard + ": " + result.output;
 }
+
+constexpr const char* kHeaders[] = {"facefeature.h", "batch.h"};
 
 // The compiler of the build, and the other one if the machine has it.
 std::vector<std::string> compilers(const char* ofTheBuild, const char* other) {
@@ -38,20 +40,24 @@ std::vector<std::string> compilers(const char* ofTheBuild, const char* other) {
   return found;
 }
 
-TEST(PublicHeader, CompilesAloneInEveryC) {
+TEST(PublicHeaders, CompileAloneInEveryC) {
   for (const std::string& compiler : compilers(FACEFEATURE_C_COMPILER, "clang")) {
     SCOPED_TRACE(compiler);
     for (const char* standard : {"c99", "c11", "c17", "gnu99", "gnu17"}) {
-      EXPECT_EQ("", complaints(compiler, "c", standard));
+      for (const char* header : kHeaders) {
+        EXPECT_EQ("", complaints(compiler, "c", standard, header));
+      }
     }
   }
 }
 
-TEST(PublicHeader, CompilesAloneInEveryCpp) {
+TEST(PublicHeaders, CompileAloneInEveryCpp) {
   for (const std::string& compiler : compilers(FACEFEATURE_CXX_COMPILER, "clang++")) {
     SCOPED_TRACE(compiler);
     for (const char* standard : {"c++98", "c++11", "c++14", "c++17", "c++20", "gnu++17"}) {
-      EXPECT_EQ("", complaints(compiler, "cpp", standard));
+      for (const char* header : kHeaders) {
+        EXPECT_EQ("", complaints(compiler, "cpp", standard, header));
+      }
     }
   }
 }

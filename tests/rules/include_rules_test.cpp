@@ -18,7 +18,7 @@
 namespace facefeature_test {
 namespace {
 
-// "facefeature" is the public header, include/facefeature/facefeature.h.
+// "facefeature" is include/facefeature, the public headers.
 const std::map<std::string, std::set<std::string>> kMayInclude = {
     {"platform", {}},
     {"config", {}},
@@ -113,7 +113,7 @@ TEST(Includes, LinesAreThoseOfTheDocument) {
 TEST(Includes, NameFilesByTheirPathBelowTheSourceFolder) {
   for (const auto& [path, text] : sources()) {
     for (const std::string& included : quotedIncludes(text)) {
-      if (included == "facefeature/facefeature.h") continue;
+      if (included == "facefeature/facefeature.h" || included == "facefeature/batch.h") continue;
       EXPECT_EQ(1u, sources().count(included)) << path << " includes " << included;
     }
   }
