@@ -14,14 +14,19 @@ namespace {
 using namespace facefeature_tools;
 
 TEST(WorkerMessages, GiveBackWhatWasSent) {
-  const WorkerRequest request =
-      decodeRequest(encodeRequest({"a photo\n\xFF", std::string(100000, 'l')}));
-  EXPECT_EQ("a photo\n\xFF", request.photo);
-  EXPECT_EQ(std::string(100000, 'l'), request.landmarks);
+  const std::vector<WorkerRequest> requests =
+      decodeRequests(encodeRequests({{"a photo\n\xFF", std::string(100000, 'l')}, {"", "b"}}));
+  ASSERT_EQ(2u, requests.size());
+  EXPECT_EQ("a photo\n\xFF", requests[0].photo);
+  EXPECT_EQ(std::string(100000, 'l'), requests[0].landmarks);
+  EXPECT_EQ("", requests[1].photo);
+  EXPECT_EQ("b", requests[1].landmarks);
+  EXPECT_TRUE(decodeRequests(encodeRequests({})).empty());
 
   SeededRandom random;
   WorkerReply reply;
   reply.kind = WorkerReplyKind::kFailed;
+  reply.request = 15;
   reply.code = 4;
   reply.text = "wrong";
   reply.warnings = {"one", "", "three"};
@@ -29,6 +34,7 @@ TEST(WorkerMessages, GiveBackWhatWasSent) {
   std::memcpy(&reply.feature, noise.data(), noise.size());
   const WorkerReply back = decodeReply(encodeReply(reply));
   EXPECT_EQ(reply.kind, back.kind);
+  EXPECT_EQ(15u, back.request);
   EXPECT_EQ(4, back.code);
   EXPECT_EQ("wrong", back.text);
   EXPECT_EQ(reply.warnings, back.warnings);
@@ -44,7 +50,11 @@ TEST(WorkerMessages, CutShortOrTooLongAreRefused) {
   }
   EXPECT_THROW(decodeReply(good + "x"), std::runtime_error);
   EXPECT_THROW(decodeReply("\x09" + good.substr(1)), std::runtime_error);
-  EXPECT_THROW(decodeRequest(std::string("\x03\0\0\0ab", 6)), std::runtime_error);
+  const std::string requests = encodeRequests({{"a", "b"}, {"c", ""}});
+  for (size_t size = 0; size < requests.size(); ++size) {
+    EXPECT_THROW(decodeRequests(requests.substr(0, size)), std::runtime_error);
+  }
+  EXPECT_THROW(decodeRequests(requests + "x"), std::runtime_error);
 }
 
 }  // namespace

@@ -26,6 +26,9 @@ namespace facefeature_test {
 
 // Widths of photographs that stub_library.c recognizes.
 enum StubWidth {
+  kTellsFaces = 10,
+  kFailsThePass = 11,
+  kAbortsInThePass = 12,
   kAborts = 13,
   kExits = 14,
   kSleeps = 15,
@@ -74,7 +77,9 @@ class Batch : public ::testing::Test {
     std::error_code error;
     fs::create_hard_link(FACEFEATURE_PROGRAM, program, error);
     if (error) fs::copy_file(FACEFEATURE_PROGRAM, program);
-    fs::copy_file(FACEFEATURE_STUB_LIBRARY, base + "/bin/libfacefeature.so.1");
+    for (const char* name : {"libfacefeature.so.1", "libfacefeature_batch.so.1"}) {
+      fs::copy_file(FACEFEATURE_STUB_LIBRARY, base + "/bin/" + name);
+    }
     writeHollowModel(model);
   }
   void TearDown() override { std::filesystem::remove_all(base); }

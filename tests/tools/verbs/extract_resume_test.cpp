@@ -133,6 +133,28 @@ TEST_F(BatchResumed, WorkerThatIsKilledCostsOnePhotographAndIsReplaced) {
   expectNothingLeftBehind();
 }
 
+// A worker that has several photographs loses none of them.
+TEST_F(BatchResumed, WorkersThatAreKilledWithSeveralPhotographsCostNone) {
+  std::vector<uint32_t> widths(24, kOrdinary);
+  std::fill_n(widths.begin(), 10, kTakesItsTime);
+  writeList(widths);
+  const std::string wanted = undisturbed();
+  StartedProgram run(arguments({"--jobs", "1", "--batch", "12"}), temporary, program);
+  std::vector<pid_t> workers;
+  for (int tries = 0; tries < 1000 && workers.empty(); ++tries) {
+    usleep(10000);
+    workers = childrenOf(run.process());
+  }
+  ASSERT_EQ(1u, workers.size());
+  // Within the first 12 photographs, which take 3 seconds.
+  usleep(1500000);
+  kill(workers[0], SIGKILL);
+  const Outcome outcome = run.outcome();
+  EXPECT_EQ(0, outcome.exitCode) << outcome.err;
+  EXPECT_EQ(wanted, contentOf(gallery));
+  expectNothingLeftBehind();
+}
+
 TEST_F(BatchResumed, RunThatDidNotEndIsNotOverwritten) {
   const auto run = started();
   kill(run->process(), SIGKILL);

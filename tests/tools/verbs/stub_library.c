@@ -1,8 +1,8 @@
 /*
- * A library that replaces the real one in tests of its callers: fast, and able to fail in every
- * way that the real one does. The width of a photograph selects its behaviour.
+ * A library that replaces both real ones in tests of their callers: fast, and able to fail in every
+ * way that the real ones do. The width of a photograph selects its behaviour.
  */
-#include <facefeature/facefeature.h>
+#include <facefeature/batch.h>
 #include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
@@ -11,6 +11,9 @@
 #define EXPORT __attribute__((visibility("default")))
 
 enum {
+  kTellsFaces = 10,
+  kFailsThePass = 11,
+  kAbortsInThePass = 12,
   kAborts = 13,
   kExits = 14,
   kSleeps = 15,
@@ -49,3 +52,38 @@ EXPORT float CompareFeatures(const FeatureVector* a, const FeatureVector* b) {
 }
 
 EXPORT void DestroyFeatureEngine(FeatureEngine* engine) { free(engine); }
+
+struct FaceBatch {
+  FeatureVector features[kFaceBatchFaces];
+  int32_t widths[kFaceBatchFaces];
+};
+
+EXPORT int32_t FaceBatchVersion(void) { return kFaceBatchVersion; }
+
+EXPORT int32_t CreateFaceBatch(FaceBatch** batch) {
+  FeatureEngine* engine = CreateFeatureEngine();
+  *batch = engine == NULL ? NULL : (FaceBatch*)calloc(1, sizeof **batch);
+  DestroyFeatureEngine(engine);
+  return *batch == NULL ? kFaceBatchNoModel : kFaceBatchDone;
+}
+
+EXPORT int32_t PutFaceInBatch(FaceBatch* batch, int32_t index, const uint8_t* pixels, int32_t width,
+                              int32_t height, int32_t stride, const LandmarkSet* landmarks) {
+  ExtractFeature(NULL, pixels, width, height, stride, landmarks, batch->features[index].values);
+  batch->widths[index] = width;
+  return kFaceBatchDone;
+}
+
+EXPORT int32_t ExtractFaceBatch(FaceBatch* batch, int32_t count, FeatureVector* features) {
+  int32_t status = kFaceBatchDone;
+  for (int32_t i = 0; i < count; ++i) {
+    features[i] = batch->features[i];
+    if (batch->widths[i] == kAbortsInThePass) abort();
+    if (batch->widths[i] == kTellsFaces) features[i].values[0] = (float)count;
+    if (batch->widths[i] == kFailsThePass) status = kFaceBatchFailed;
+  }
+  for (int32_t i = 0; status != kFaceBatchDone && i < count; ++i) features[i].values[501] = NAN;
+  return status;
+}
+
+EXPORT void DestroyFaceBatch(FaceBatch* batch) { free(batch); }

@@ -1,6 +1,5 @@
 #include "batch/worker_messages.h"
 
-#include <cstdint>
 #include <cstring>
 #include <stdexcept>
 
@@ -46,25 +45,33 @@ class Reader {
 
 }  // namespace
 
-std::string encodeRequest(const WorkerRequest& request) {
+std::string encodeRequests(const std::vector<WorkerRequest>& requests) {
   std::string message;
-  putText(request.photo, message);
-  putText(request.landmarks, message);
+  putNumber(static_cast<uint32_t>(requests.size()), message);
+  for (const WorkerRequest& request : requests) {
+    putText(request.photo, message);
+    putText(request.landmarks, message);
+  }
   return message;
 }
 
-WorkerRequest decodeRequest(const std::string& message) {
+std::vector<WorkerRequest> decodeRequests(const std::string& message) {
   Reader reader(message);
-  WorkerRequest request;
-  request.photo = reader.text();
-  request.landmarks = reader.text();
+  std::vector<WorkerRequest> requests;
+  for (uint32_t left = reader.number(); left > 0; --left) {
+    WorkerRequest request;
+    request.photo = reader.text();
+    request.landmarks = reader.text();
+    requests.push_back(request);
+  }
   reader.end();
-  return request;
+  return requests;
 }
 
 std::string encodeReply(const WorkerReply& reply) {
   std::string message;
   putNumber(static_cast<uint32_t>(reply.kind), message);
+  putNumber(reply.request, message);
   putNumber(static_cast<uint32_t>(reply.code), message);
   putText(reply.text, message);
   putNumber(static_cast<uint32_t>(reply.warnings.size()), message);
@@ -82,6 +89,7 @@ WorkerReply decodeReply(const std::string& message) {
     throw std::runtime_error("a message of a worker is damaged");
   }
   reply.kind = static_cast<WorkerReplyKind>(kind);
+  reply.request = reader.number();
   reply.code = static_cast<int>(reader.number());
   reply.text = reader.text();
   for (uint32_t left = reader.number(); left > 0; --left) reply.warnings.push_back(reader.text());

@@ -1,10 +1,14 @@
 // The messages between the program and its worker processes. Both are the same executable, so
 // messages have no version.
+//
+// A message to a worker holds one request or several, which the worker extracts in one pass. It
+// answers with one message for each request, in any order.
 #ifndef FACEFEATURE_TOOLS_BATCH_WORKER_MESSAGES_H
 #define FACEFEATURE_TOOLS_BATCH_WORKER_MESSAGES_H
 
 #include <facefeature/facefeature.h>
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -23,17 +27,18 @@ enum class WorkerReplyKind : unsigned char {
 
 struct WorkerReply {
   WorkerReplyKind kind = WorkerReplyKind::kReady;
-  int code = 0;      // kFailed: the ExitCode of the Failure
-  std::string text;  // kFailed: its message
+  uint32_t request = 0;  // its index in the message that it answers
+  int code = 0;          // kFailed: the ExitCode of the Failure
+  std::string text;      // kFailed: its message
   std::vector<std::string> warnings;
   FeatureVector feature = {};  // kFeature
 };
 
-std::string encodeRequest(const WorkerRequest& request);
+std::string encodeRequests(const std::vector<WorkerRequest>& requests);
 std::string encodeReply(const WorkerReply& reply);
 
 // Throw std::runtime_error for a text that no encoder produces.
-WorkerRequest decodeRequest(const std::string& message);
+std::vector<WorkerRequest> decodeRequests(const std::string& message);
 WorkerReply decodeReply(const std::string& message);
 
 }  // namespace facefeature_tools

@@ -27,9 +27,14 @@ class JobBoard {
   virtual bool goOn() = 0;
 };
 
-// Runs all jobs on at most this many workers. Throws Failure if a worker can't be started or can't
-// open its model. The running workers are then terminated, as they are when goOn() returns false.
-void runJobs(const WorkerCommand& command, size_t workers, JobBoard& board);
+// Runs all jobs on at most this many workers, which get at most `share` jobs at a time, and fewer
+// when few are left. If a worker is lost with several unfinished jobs, each of these is run again
+// alone; a job is lost if it is the only unfinished one of a lost worker. So the outcomes do not
+// depend on the share.
+//
+// Throws Failure if a worker can't be started or can't open its model. The running workers are then
+// terminated, as they are when goOn() returns false.
+void runJobs(const WorkerCommand& command, size_t workers, size_t share, JobBoard& board);
 
 }  // namespace facefeature_tools
 

@@ -143,7 +143,7 @@ void extractPending(const ExtractListRequest& request, const std::string& model,
   std::optional<ModelLink> link;
   if (model != libraryModelFolder()) link.emplace(model);
   const EndingSignals signals;
-  runJobs(command, jobs, board);
+  runJobs(command, jobs, request.batch, board);
 }
 
 std::string counted(size_t number, const char* noun) {

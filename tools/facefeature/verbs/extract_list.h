@@ -2,6 +2,8 @@
 #ifndef FACEFEATURE_TOOLS_VERBS_EXTRACT_LIST_H
 #define FACEFEATURE_TOOLS_VERBS_EXTRACT_LIST_H
 
+#include <facefeature/batch.h>
+
 #include <cstddef>
 #include <string>
 
@@ -19,6 +21,7 @@ struct ExtractListRequest {
   ExifRule exif = ExifRule::kIgnore;
   size_t face = 0;  // which of several faces the detector takes, for photographs without landmarks
   unsigned jobs = 0;  // worker processes; 0: as many as there are processors
+  unsigned batch = kFaceBatchFaces;  // photographs that a worker extracts in one pass
   ProgressForm progress = ProgressForm::kPlain;
   bool resume = false;
   Shard shard;

@@ -46,6 +46,13 @@ ExtractListOptions::ExtractListOptions(Options& options) {
       ->check(CLI::Range(1u, kMostJobs))
       ->option_text("N")
       ->needs(list);
+  extract
+      .add_option("--batch", request_.batch,
+                  "Photographs that a worker extracts in one pass, 1 to 16; by default 16. "
+                  "Features do not depend on it")
+      ->check(CLI::Range(1u, static_cast<unsigned>(kFaceBatchFaces)))
+      ->option_text("N")
+      ->needs(list);
   extract.add_option("--progress", progress_, "auto, plain or json")
       ->check(progressFault)
       ->option_text("FORM")

@@ -20,16 +20,19 @@ FaceInput readFaceInput(const ExtractRequest& request) {
   return {std::move(photo), std::move(face.file)};
 }
 
+void requireNumbers(const FeatureVector& feature, const std::string& model) {
+  if (!std::isnan(feature.values[kFeatureFloats - 1])) return;
+  throw Failure(kBadModel, model, "the feature is not a number",
+                "Check the numbers of the model with \"facefeature model check\"");
+}
+
 FeatureVector featureOf(const FaceInput& face, const LoadedLibrary& library, const Engine& engine,
                         const std::string& model) {
   const LandmarkRecord record = makeRecord(face.landmarks.landmarks);
   FeatureVector feature;
   library.extractFeature(engine.get(), face.photo.pixels.data(), face.photo.width,
                          face.photo.height, face.photo.stride(), record.get(), feature.values);
-  if (std::isnan(feature.values[kFeatureFloats - 1])) {
-    throw Failure(kBadModel, model, "the feature is not a number",
-                  "Check the numbers of the model with \"facefeature model check\"");
-  }
+  requireNumbers(feature, model);
   return feature;
 }
 

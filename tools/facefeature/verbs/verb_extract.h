@@ -34,8 +34,11 @@ struct FaceInput {
 // Reads the files of a request, and prints warnings about them. Throws Failure (kBadInput).
 FaceInput readFaceInput(const ExtractRequest& request);
 
-// The feature of a face. Messages use model as the name of the model folder. Throws Failure
-// (kBadModel) if the feature contains NaNs.
+// Throws Failure (kBadModel) if the feature contains NaNs. Messages use model as the name of the
+// model folder.
+void requireNumbers(const FeatureVector& feature, const std::string& model);
+
+// The feature of a face. Messages and exceptions as for requireNumbers.
 FeatureVector featureOf(const FaceInput& face, const LoadedLibrary& library, const Engine& engine,
                         const std::string& model);
 
