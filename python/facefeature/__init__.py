@@ -14,7 +14,7 @@ names the argument or file and the error.
 The package calls the shared library; ``library_path`` documents where it looks for it.
 """
 
-from ._engine import Engine
+from ._engine import Engine, ExtractedFaces
 from ._features import FEATURE_FLOATS, read_feature, write_feature
 from ._gallery import Gallery, Match, write_gallery
 from ._landmarks import FULL_IDS, Landmarks, read_landmarks
@@ -38,6 +38,7 @@ __version__ = "1.0.0"
 __all__ = [
     "Engine",
     "EngineError",
+    "ExtractedFaces",
     "FEATURE_FLOATS",
     "FULL_IDS",
     "FaceFeatureError",

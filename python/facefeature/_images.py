@@ -13,6 +13,12 @@ _SMALLEST_SIDE = 2
 _LARGEST_INT = 2**31 - 1
 
 
+def require_channels(channels: str) -> None:
+    """Raises ImageError unless channels is "BGR" or "RGB"."""
+    if channels not in ("BGR", "RGB"):
+        raise ImageError(f'channels: "BGR" or "RGB" is wanted, not {channels!r}')
+
+
 def bgr_pixels(image: Any, channels: str) -> NDArray[np.uint8]:
     """A view of the image with the channels blue, green, red in memory, or else a copy.
 
@@ -25,8 +31,7 @@ def bgr_pixels(image: Any, channels: str) -> NDArray[np.uint8]:
 
     Raises ImageError.
     """
-    if channels not in ("BGR", "RGB"):
-        raise ImageError(f'channels: "BGR" or "RGB" is wanted, not {channels!r}')
+    require_channels(channels)
     if not isinstance(image, np.ndarray):
         raise ImageError(f"image: a numpy array is wanted, not {type(image).__name__}")
     if image.ndim != 3 or image.shape[2] != 3:

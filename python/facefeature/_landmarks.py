@@ -52,15 +52,17 @@ class Landmarks:
         head = np.array([len(self.entries), 0], dtype=np.int32)
         return np.frombuffer(head.tobytes() + self.entries.tobytes(), dtype=np.uint8)
 
-    def warn(self, width: int, height: int) -> None:
-        """Warns (FaceFeatureWarning) of an incomplete record or a picture of another size."""
+    def warn(self, width: int, height: int, stacklevel: int = 3) -> None:
+        """Warns (FaceFeatureWarning) of an incomplete record or a picture of another size.
+
+        stacklevel is that of warnings.warn; the default is the caller of the caller."""
         doubt = _doubt(self.entries["id"].tolist())
         if doubt:
             warnings.warn(
                 f"{self.source}: no full record of 29 landmarks: {doubt}. The feature compares "
                 "only with features of such records.",
                 FaceFeatureWarning,
-                stacklevel=3,
+                stacklevel=stacklevel,
             )
         if self.width in (None, width) and self.height in (None, height):
             return
@@ -68,7 +70,7 @@ class Landmarks:
             f"{self.source}: the landmarks are for a picture of {self.width or '?'} x "
             f"{self.height or '?'} pixels, but the image has {width} x {height}",
             FaceFeatureWarning,
-            stacklevel=3,
+            stacklevel=stacklevel,
         )
 
 

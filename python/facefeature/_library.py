@@ -17,12 +17,16 @@ import sysconfig
 import tempfile
 import threading
 from pathlib import Path
-from typing import Iterator, List, Optional, Union
+from typing import Any, Iterator, List, Optional, Tuple, Union
+
+import numpy as np
+from numpy.typing import NDArray
 
 from ._model import FOLDER_NAME
 from .errors import LibraryError
 
 _NAMES = ("libfacefeature.so.1", "libfacefeature.so")
+_BATCH_NAMES = ("libfacefeature_batch.so.1", "libfacefeature_batch.so")
 _VARIABLE = "FACEFEATURE_LIBRARY"
 
 
@@ -71,8 +75,85 @@ class CallOrder:
                 self._changed.notify_all()
 
 
+# A face as both libraries take it: address of the first pixel, width, height, stride, address of
+# the landmark record. What lies at the addresses belongs to the caller.
+FaceArguments = Tuple[int, int, int, int, int]
+
+
+class FaceByFace:
+    """Engines of libfacefeature.so, used if there is no batch library."""
+
+    faces_at_once = 1
+
+    def __init__(self, module: ctypes.CDLL) -> None:
+        pointer, integer = ctypes.c_void_p, ctypes.c_int32
+        self._create = module.CreateFeatureEngine
+        self._extract = module.ExtractFeature
+        self.destroy = module.DestroyFeatureEngine
+        self._create.argtypes, self._create.restype = [], pointer
+        self._extract.argtypes = [pointer, pointer, integer, integer, integer, pointer, pointer]
+        self._extract.restype = None
+        self.destroy.argtypes, self.destroy.restype = [pointer], None
+
+    def create(self) -> Optional[int]:
+        """The handle of a new engine, or None if the model can't be opened."""
+        handle: Optional[int] = self._create()
+        return handle
+
+    def extract(self, handle: int, faces: List[FaceArguments], features: NDArray[Any]) -> None:
+        """Writes the feature of faces[i] to features[i] (float32, C-contiguous). NaNs if there is
+        none. At most faces_at_once faces."""
+        for arguments, feature in zip(faces, features):
+            self._extract(handle, *arguments, feature.ctypes.data)
+
+
+class SeveralFaces:
+    """Engines of libfacefeature_batch.so, which extract several faces in one pass."""
+
+    faces_at_once = 16
+    _DONE, _NO_MEMORY = 0, 4
+
+    def __init__(self, module: ctypes.CDLL) -> None:
+        pointer, integer = ctypes.c_void_p, ctypes.c_int32
+        self._create = module.CreateFaceBatch
+        self._put = module.PutFaceInBatch
+        self._extract = module.ExtractFaceBatch
+        self.destroy = module.DestroyFaceBatch
+        self._create.argtypes = [ctypes.POINTER(pointer)]
+        self._put.argtypes = [pointer, integer, pointer, integer, integer, integer, pointer]
+        self._extract.argtypes = [pointer, integer, pointer]
+        for function in (self._create, self._put, self._extract):
+            function.restype = integer
+        self.destroy.argtypes, self.destroy.restype = [pointer], None
+
+    def create(self) -> Optional[int]:
+        """As FaceByFace.create. Raises MemoryError."""
+        handle = ctypes.c_void_p()
+        self._raise_for_memory(self._create(ctypes.byref(handle)))
+        return handle.value
+
+    def extract(self, handle: int, faces: List[FaceArguments], features: NDArray[Any]) -> None:
+        """As FaceByFace.extract. Raises MemoryError; no feature is to be used then."""
+        features.fill(np.nan)
+        rows = []
+        for row, arguments in enumerate(faces):
+            status = self._put(handle, len(rows), *arguments)
+            self._raise_for_memory(status)
+            if status == self._DONE:
+                rows.append(row)
+        if not rows:
+            return
+        computed = np.empty((len(rows), features.shape[1]), dtype=np.float32)
+        self._raise_for_memory(self._extract(handle, len(rows), computed.ctypes.data))
+        features[rows] = computed
+
+    def _raise_for_memory(self, status: int) -> None:
+        if status == self._NO_MEMORY:
+            raise MemoryError("the library has no memory")
+
+
 class Library:
-    """The loaded library and its four functions. A process has one and never unloads it."""
+    """The loaded libraries. A process has one of each and never unloads them."""
 
     def __init__(self, path: str) -> None:
         self.order = CallOrder()
@@ -80,7 +161,13 @@ class Library:
         self._folder = tempfile.mkdtemp(prefix="facefeature-")
         self._remove_folder_at_exit()
         self._module = self._load(path)
-        self._bind()
+        try:
+            self.compare = self._module.CompareFeatures
+            self.engines = self._engines(os.path.dirname(path))
+        except AttributeError as error:
+            raise LibraryError(f"{self.requested}: lacks a function: {error}") from error
+        self.compare.argtypes = [ctypes.c_void_p, ctypes.c_void_p]
+        self.compare.restype = ctypes.c_float
 
     @property
     def version(self) -> str:
@@ -103,6 +190,20 @@ class Library:
         finally:
             os.close(descriptor)
 
+    def _engines(self, folder: str) -> Union[FaceByFace, SeveralFaces]:
+        """Of the batch library in this folder if there is one. An empty folder stands for where
+        the system looks."""
+        for name in _BATCH_NAMES:
+            path = os.path.join(folder, name)
+            if folder and not os.path.exists(path):
+                continue
+            try:
+                return SeveralFaces(self._load(path))
+            except LibraryError:
+                if folder:
+                    raise
+        return FaceByFace(self._module)
+
     def _load(self, path: str) -> ctypes.CDLL:
         with contextlib.suppress(OSError):
             ctypes.CDLL(path, mode=os.RTLD_NOW | os.RTLD_NOLOAD)
@@ -121,21 +222,6 @@ class Library:
                 del os.environ["TMPDIR"]
             else:
                 os.environ["TMPDIR"] = before
-
-    def _bind(self) -> None:
-        pointer, integer = ctypes.c_void_p, ctypes.c_int32
-        try:
-            self.create = self._module.CreateFeatureEngine
-            self.extract = self._module.ExtractFeature
-            self.compare = self._module.CompareFeatures
-            self.destroy = self._module.DestroyFeatureEngine
-        except AttributeError as error:
-            raise LibraryError(f"{self.requested}: lacks a function: {error}") from error
-        self.create.argtypes, self.create.restype = [], pointer
-        self.extract.argtypes = [pointer, pointer, integer, integer, integer, pointer, pointer]
-        self.extract.restype = None
-        self.compare.argtypes, self.compare.restype = [pointer, pointer], ctypes.c_float
-        self.destroy.argtypes, self.destroy.restype = [pointer], None
 
     def _remove_folder_at_exit(self) -> None:
         owner = os.getpid()

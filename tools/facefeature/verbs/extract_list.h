@@ -20,7 +20,7 @@ struct ExtractListRequest {
   std::string model;  // empty: the folder that the library reads by default
   ExifRule exif = ExifRule::kIgnore;
   size_t face = 0;  // which of several faces the detector takes, for photographs without landmarks
-  unsigned jobs = 0;  // worker processes; 0: as many as there are processors
+  unsigned jobs = 0;                 // worker processes; 0: as many as there are processors
   unsigned batch = kFaceBatchFaces;  // photographs that a worker extracts in one pass
   ProgressForm progress = ProgressForm::kPlain;
   bool resume = false;
