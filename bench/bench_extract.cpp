@@ -3,13 +3,14 @@
 #include <omp.h>
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "bench_common.h"
 #include "bench_model.h"
-#include "engine/extract_features.h"
+#include "engine/face_batch.h"
 
 namespace facefeature_bench {
 namespace {
@@ -32,22 +33,25 @@ void runCall(benchmark::State& state, const Picture& picture, int32_t threads) {
 
 // One call for several faces per repetition, on one thread. The faces are copies of one picture.
 void runBatch(benchmark::State& state, int32_t faces) {
-  FeatureEngine* engine = sharedEngine();
+  sharedEngine();  // so that the model files exist
+  const std::unique_ptr<FaceBatch> batch = facefeature::newFaceBatch();
   const Picture& picture = smallPicture();
-  const facefeature::FaceRequest request = {picture.pixels.data(), picture.width, picture.height,
-                                            picture.stride(), picture.face()};
-  const std::vector<facefeature::FaceRequest> requests(static_cast<size_t>(faces), request);
-  std::vector<float> features(static_cast<size_t>(faces) * kFeatureFloats);
-  std::vector<float*> outputs;
-  for (int32_t i = 0; i < faces; ++i) outputs.push_back(&features[i * size_t{kFeatureFloats}]);
-  facefeature::ExtractFeatures(engine, requests.data(), faces, outputs.data());
+  std::vector<FeatureVector> features(static_cast<size_t>(faces));
+  const auto extractAll = [&] {
+    for (int32_t i = 0; i < faces; ++i) {
+      facefeature::samplePatches(*batch, i, picture.pixels.data(), picture.width, picture.height,
+                                 picture.stride(), picture.face());
+    }
+    facefeature::extractFaces(*batch, faces, features.data());
+  };
+  extractAll();
   for (auto unused : state) {
     static_cast<void>(unused);
-    facefeature::ExtractFeatures(engine, requests.data(), faces, outputs.data());
+    extractAll();
     benchmark::ClobberMemory();
   }
   state.counters["count"] = faces;
-  state.SetLabel(checksum(outputs.back(), kFeatureFloats * sizeof(float)));
+  state.SetLabel(checksum(features.back().values, sizeof features.back().values));
 }
 
 constexpr int32_t kFacesOfAWorker = 20;

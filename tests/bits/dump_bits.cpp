@@ -6,15 +6,17 @@
 // SET is the name of a kernel set; without it the library chooses. With FACES only so many
 // synthetic faces are extracted, and no photographs: for an emulator. Exit status 9: there is no
 // such set, or this processor can't run it.
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "engine/build_patch_matrices.h"
-#include "engine/extract_features.h"
+#include "engine/face_batch.h"
 #include "geometry/gray_image.h"
 #include "geometry/head_pose.h"
 #include "kernels/kernel_set.h"
@@ -107,21 +109,22 @@ void printExtraction(const std::string& name, FeatureEngine* engine, const Pictu
   print(name + " feature", feature);
 }
 
-// All faces in one pass over the model.
-void printTogether(FeatureEngine* engine, std::vector<Request>& requests) {
-  std::vector<facefeature::FaceRequest> faces;
-  for (Request& request : requests) {
-    const Picture& picture = request.picture;
-    faces.push_back(
-        {picture.pixels(), picture.width, picture.height, picture.stride, request.face.set()});
-  }
-  std::vector<std::vector<float>> features(faces.size(), std::vector<float>(kFeatureFloats));
-  std::vector<float*> outputs;
-  for (std::vector<float>& feature : features) outputs.push_back(feature.data());
-  facefeature::ExtractFeatures(engine, faces.data(), static_cast<int32_t>(faces.size()),
-                               outputs.data());
-  for (size_t i = 0; i < features.size(); ++i) {
-    print("together " + std::to_string(i), features[i]);
+// The faces in passes over the model, as many in each as a batch has room for.
+void printTogether(std::vector<Request>& requests) {
+  const std::unique_ptr<FaceBatch> batch = facefeature::newFaceBatch();
+  for (size_t first = 0; first < requests.size(); first += kFaceBatchFaces) {
+    const size_t count = std::min<size_t>(kFaceBatchFaces, requests.size() - first);
+    for (size_t i = 0; i < count; ++i) {
+      Request& request = requests[first + i];
+      const Picture& picture = request.picture;
+      facefeature::samplePatches(*batch, static_cast<int32_t>(i), picture.pixels(), picture.width,
+                                 picture.height, picture.stride, request.face.set());
+    }
+    std::vector<FeatureVector> features(count);
+    facefeature::extractFaces(*batch, static_cast<int32_t>(count), features.data());
+    for (size_t i = 0; i < count; ++i) {
+      print("together " + std::to_string(first + i), features[i].values, sizeof features[i].values);
+    }
   }
 }
 
@@ -135,7 +138,7 @@ void printSynthetic(FeatureEngine* engine, int32_t faces) {
     printGeometry(name, engine, request.picture, request.face);
     printExtraction(name, engine, request.picture, request.face);
   }
-  printTogether(engine, requests);
+  printTogether(requests);
 }
 
 void printAll() {
