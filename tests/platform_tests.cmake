@@ -24,10 +24,6 @@ set(facefeature_posix_tests
   tools/verbs/progress_test.cpp
   # ptrace(). What a change writes, and in which order, is the same on every system.
   tools/gallery/gallery_crash_test.cpp
-  # Windows refuses to replace a gallery while a reader or the change itself has it mapped. Four of
-  # these tests fail there (can't be replaced: Permission denied), so galleries can only be changed on
-  # Linux so far.
-  tools/gallery/gallery_change_test.cpp
   # Owners, groups and permissions, which the program does not check on Windows yet.
   tools/model/folder_ownership_test.cpp
   # Checks of sources and ELF files with the tools of the build machine. The sources are the same on

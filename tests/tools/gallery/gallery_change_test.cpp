@@ -57,7 +57,6 @@ class GalleryChange : public ::testing::Test {
 
   // Makes a random change to the file and to the list.
   void changeBoth(bool rewrites) {
-    const Gallery gallery(path);
     std::vector<size_t> removed;
     std::vector<Row> stay, added;
     const int32_t share = random.integer(0, 40);
@@ -74,7 +73,7 @@ class GalleryChange : public ::testing::Test {
       added.push_back(newRow());
       added.back().id = rows[removed.front()].id;
     }
-    (rewrites ? rewriteGallery : changeGallery)(gallery, removed, newRows(added));
+    (rewrites ? rewriteGallery : changeGallery)(Gallery(path), removed, newRows(added));
     rows = stay;
     rows.insert(rows.end(), added.begin(), added.end());
   }
@@ -168,7 +167,15 @@ TEST_F(GalleryChange, AReaderKeepsTheStateThatItHasOpened) {
   const Gallery reader(path);
   const std::vector<Row> before = rows;
   changeBoth(false);
+#if defined(_WIN32)
+  // A file that is mapped can't be replaced there.
+  const std::string changed = contentOf(path);
+  EXPECT_THROW(rewriteGallery(Gallery(path), {}, newRows({})), Failure);
+  EXPECT_EQ(changed, contentOf(path));
+  EXPECT_FALSE(fs::exists(path + ".part"));
+#else
   changeBoth(true);
+#endif
   changeBoth(false);
   expectRows(Gallery(path));
   rows = before;
@@ -227,8 +234,7 @@ TEST_F(GalleryChange, VerifyFindsEveryChangedByte) {
 TEST_F(GalleryChange, VerifyNamesTheRowsOfADamagedBlock) {
   writeRows(100);
   std::string bytes = contentOf(path);
-  const Gallery before(path);
-  const size_t at = before.segments()[0].featuresAt + 70 * 2008;
+  const size_t at = Gallery(path).segments()[0].featuresAt + 70 * 2008;
   bytes[at] = static_cast<char>(~bytes[at]);
   writeText(path, bytes);
   const std::vector<std::string> faults = galleryFaults(Gallery(path));

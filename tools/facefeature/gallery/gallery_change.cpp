@@ -1,6 +1,8 @@
 #include "gallery/gallery_change.h"
 
 #include <algorithm>
+#include <optional>
+#include <utility>
 
 #include "base/update_file.h"
 #include "gallery/gallery_layout.h"
@@ -74,10 +76,9 @@ size_t staleCopy(const Gallery& gallery) {
 
 }  // namespace
 
-void changeGallery(const Gallery& gallery, const std::vector<size_t>& removed,
-                   const NewRows& added) {
+void changeGallery(Gallery gallery, const std::vector<size_t>& removed, const NewRows& added) {
   if (gallery.version() != kGalleryVersion) {
-    rewriteGallery(gallery, removed, added);
+    rewriteGallery(std::move(gallery), removed, added);
     return;
   }
   if (removed.empty() && added.ids.empty()) return;
@@ -96,22 +97,24 @@ void changeGallery(const Gallery& gallery, const std::vector<size_t>& removed,
   }
 }
 
-void rewriteGallery(const Gallery& gallery, const std::vector<size_t>& removed,
-                    const NewRows& added) {
-  std::vector<bool> stays(gallery.count(), true);
+void rewriteGallery(Gallery gallery, const std::vector<size_t>& removed, const NewRows& added) {
+  std::optional<const Gallery> old(std::move(gallery));
+  std::vector<bool> stays(old->count(), true);
   for (const size_t row : removed) stays[row] = false;
   std::vector<std::string> ids;
-  for (size_t row = 0; row < gallery.count(); ++row) {
-    if (stays[row]) ids.emplace_back(gallery.id(row));
+  for (size_t row = 0; row < old->count(); ++row) {
+    if (stays[row]) ids.emplace_back(old->id(row));
   }
   ids.insert(ids.end(), added.ids.begin(), added.ids.end());
   const GalleryOrigin origin =
-      added.ids.empty() ? gallery.origin() : joinedOrigin(gallery.origin(), added.origin);
-  GalleryWriter writer(gallery.path(), origin, ids);
-  for (size_t row = 0; row < gallery.count(); ++row) {
-    if (stays[row]) writer.add(gallery.feature(row));
+      added.ids.empty() ? old->origin() : joinedOrigin(old->origin(), added.origin);
+  GalleryWriter writer(old->path(), origin, ids);
+  for (size_t row = 0; row < old->count(); ++row) {
+    if (stays[row]) writer.add(old->feature(row));
   }
   for (size_t i = 0; i < added.ids.size(); ++i) writer.add(added.feature(i));
+  // Windows does not replace a file that is mapped.
+  old.reset();
   writer.finish();
 }
 

@@ -23,20 +23,20 @@ struct NewRows {
 };
 
 // Removes rows of a gallery and then adds others, in one change: no reader ever sees a part of it.
-// Readers that have the gallery open keep the state that they have opened.
+// Readers that have the gallery open keep the state that they have opened. The gallery is closed
+// when the change is complete.
 //
 // Version 2 is extended in place, by the new bytes only. Version 1 is rewritten as version 2.
 //
 // REQUIRES: the caller acquired FileLock(gallery.path()) before it opened the gallery; all rows
 // differ; the added ids are not among the remaining rows. Throws Failure (kFailed), and what
 // feature() throws.
-void changeGallery(const Gallery& gallery, const std::vector<size_t>& removed,
-                   const NewRows& added);
+void changeGallery(Gallery gallery, const std::vector<size_t>& removed, const NewRows& added);
 
 // The same, but writes a new file of one segment without the bytes of removed rows. The new file
-// replaces the old one when it is complete.
-void rewriteGallery(const Gallery& gallery, const std::vector<size_t>& removed,
-                    const NewRows& added);
+// replaces the old one when it is complete. Windows does not replace a file that is mapped: if
+// anyone else, or feature(), has the gallery open, this throws there and the gallery is unchanged.
+void rewriteGallery(Gallery gallery, const std::vector<size_t>& removed, const NewRows& added);
 
 }  // namespace facefeature_tools
 

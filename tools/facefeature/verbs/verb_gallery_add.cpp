@@ -5,6 +5,7 @@
 #include <string>
 #include <system_error>
 #include <unordered_set>
+#include <utility>
 #include <vector>
 
 #include "base/failure.h"
@@ -84,14 +85,15 @@ ExitCode runGalleryAdd(const GalleryAddRequest& request) {
     writeNewGallery(request, inputs, ids);
     return kDone;
   }
-  const Gallery gallery(request.gallery);
+  Gallery gallery(request.gallery);
   NewRows added;
   added.origin = inputs.origin().value_or(gallery.origin());
   requireOneModel(request.gallery, gallery.origin().model, request.sources.front(),
                   added.origin.model);
   added.ids = ids;
   added.feature = [&inputs](size_t i) { return inputs.feature(i); };
-  changeGallery(gallery, rowsToReplace(request, gallery, ids), added);
+  const std::vector<size_t> replaced = rowsToReplace(request, gallery, ids);
+  changeGallery(std::move(gallery), replaced, added);
   return kDone;
 }
 

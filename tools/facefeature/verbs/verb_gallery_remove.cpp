@@ -4,6 +4,7 @@
 #include <memory>
 #include <string>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 #include "base/failure.h"
@@ -51,8 +52,9 @@ ExitCode runGalleryRemove(const GalleryRemoveRequest& request) {
     throw Failure(kWrongUsage, request.gallery, "no id is given", "Name ids, or give --match");
   }
   const FileLock lock(request.gallery);
-  const Gallery gallery(request.gallery);
-  changeGallery(gallery, rowsOf(request, gallery), {});
+  Gallery gallery(request.gallery);
+  const std::vector<size_t> removed = rowsOf(request, gallery);
+  changeGallery(std::move(gallery), removed, {});
   return kDone;
 }
 
