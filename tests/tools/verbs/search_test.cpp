@@ -188,6 +188,42 @@ TEST_F(SearchVerb, VerifyCountsWhatAnEngineHasFound) {
   }
 }
 
+TEST_F(SearchVerb, ThePageShowsTheProbeAndItsMatches) {
+  const std::string one = base + "/a<b>.ppm", other = base + "/other.ppm", page = base + "/p.html";
+  writeText(one, std::string("P6\n2 1\n255\n") + "abcdef");
+  const std::string faces = base + "/photographed";
+  // Ids that are names of files, as of "gallery add", and one without a file.
+  const auto rows = writeRandomGallery(faces, {one, other, "no file"}, random);
+  const std::string file = writeProbe("probe", rows[0]);
+  const Outcome outcome = runProgram({"search", faces, file, "--html", page, "--top", "2"});
+  EXPECT_EQ(0, outcome.exitCode) << outcome.err;
+  EXPECT_EQ(outcome.out, runProgram({"search", faces, file, "--top", "2"}).out);
+  const std::string html = contentOf(page);
+  const auto count = [&html](const std::string& text) {
+    size_t found = 0;
+    for (size_t at = html.find(text); at != std::string::npos; at = html.find(text, at + 1)) {
+      ++found;
+    }
+    return found;
+  };
+  EXPECT_EQ(3u, count("<figure class=\"card\">"));
+  EXPECT_EQ(1u, count("<img src=\"data:image/jpeg;base64,"));
+  EXPECT_NE(std::string::npos, html.find("a&lt;b&gt;.ppm"));
+  EXPECT_EQ(std::string::npos, html.find("a<b>"));
+  const auto answers = facefeature_tools::parseCsv(outcome.out);
+  for (const size_t row : {size_t{1}, size_t{2}}) {
+    EXPECT_EQ(1u, count("<strong>" + answers[row].fields[3] + "</strong>"));
+  }
+  // A list gives the photographs of other ids.
+  writeText(base + "/list.csv", "id,photo\nno file," + one + "\n");
+  runProgram({"search", faces, file, "--html", page, "--top", "0", "--photos", base + "/list.csv"});
+  EXPECT_NE(std::string::npos, contentOf(page).find("data:image/jpeg"));
+  runProgram({"search", faces, file, "--html", page, "--threshold", "1e9"});
+  EXPECT_NE(std::string::npos, contentOf(page).find("No match"));
+  EXPECT_EQ(2, runProgram({"search", faces, file, "--html", base + "/p.txt"}).exitCode);
+  EXPECT_EQ(2, runProgram({"search", faces, file, "--html", page, "--verify", file}).exitCode);
+}
+
 TEST_F(SearchVerb, AnEmptyGalleryHasNoMatch) {
   writeRandomGallery(base + "/empty", {}, random);
   const Outcome outcome = runProgram({"search", base + "/empty", gallery + "#" + ids[0]});

@@ -35,9 +35,12 @@ std::optional<std::string> PhotoIndex::pathOf(std::string_view id) const {
 
 std::string PhotoIndex::thumbnailUri(std::string_view id, int32_t side) const {
   const std::optional<std::string> path = pathOf(id);
-  if (!path) return "";
+  return path ? thumbnailUriOfFile(*path, side) : "";
+}
+
+std::string PhotoIndex::thumbnailUriOfFile(const std::string& path, int32_t side) const {
   try {
-    return dataUri("image/jpeg", thumbnailOf(*path, side));
+    return dataUri("image/jpeg", thumbnailOf(path, side));
   } catch (const Failure&) {
     ++unreadable_;
     return "";

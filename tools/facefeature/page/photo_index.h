@@ -26,6 +26,8 @@ class PhotoIndex {
   // photograph or it can't be read. Failures are only counted, because a page is useful without
   // some of its pictures.
   std::string thumbnailUri(std::string_view id, int32_t side) const;
+  // The same for a photograph by its path.
+  std::string thumbnailUriOfFile(const std::string& path, int32_t side) const;
   size_t unreadable() const { return unreadable_; }
 
  private:

@@ -43,6 +43,8 @@ class FeatureInputs {
   // REQUIRES: i < count(). The id of a photograph or a feature file is its path as given.
   size_t count() const { return items_.size(); }
   std::string id(size_t i) const;
+  // False for features of files and galleries.
+  bool isPhotograph(size_t i) const { return !sources_[items_[i].source].features; }
   FeatureVector feature(size_t i) const;
 
   // The origin of the features, or nothing if all are from feature files, which have none.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -12,11 +13,14 @@
 #include "base/csv.h"
 #include "base/failure.h"
 #include "base/float_text.h"
+#include "base/output_file.h"
 #include "base/standard_output.h"
 #include "model/model_fingerprint.h"
+#include "page/photo_index.h"
 #include "search/answer_check.h"
 #include "search/gallery_search.h"
 #include "verbs/feature_inputs.h"
+#include "verbs/search_page.h"
 #include "verbs/threshold_option.h"
 
 namespace facefeature_tools {
@@ -29,6 +33,9 @@ struct SearchRequest {
   ThresholdChoice threshold;
   std::string format = "csv";
   std::string engineAnswers;  // answers of another engine, to be checked; empty: print answers
+  std::string page;           // HTML file, or empty
+  // List or folder for the page. By default ids are names of files, as "gallery add" makes them.
+  std::string photographs = ".";
   PhotoOptions photo;
 };
 
@@ -113,9 +120,9 @@ void warnOfNoNumbers(const SearchRequest& request, size_t count) {
                             "face; extract it anew.");
 }
 
-// Receives the exact answer of one probe.
-using AnswerTaker = std::function<void(const std::string& id, const FeatureVector& probe,
-                                       const ProbeAnswer& answer)>;
+// Receives the exact answer of probe i.
+using AnswerTaker =
+    std::function<void(const FeatureInputs& probes, size_t i, const ProbeAnswer& answer)>;
 
 // Searches for all probes of a request, in order.
 void forEachAnswer(const SearchRequest& request, const Gallery& gallery,
@@ -134,25 +141,33 @@ void forEachAnswer(const SearchRequest& request, const Gallery& gallery,
     const size_t end = std::min(probes.count(), first + kProbesAPass);
     for (size_t i = first; i < end; ++i) features.push_back(probes.feature(i));
     const std::vector<ProbeAnswer> answers = searchRuns(gallery.runs(), features, limits);
-    for (size_t i = first; i < end; ++i) {
-      take(probes.id(i), features[i - first], answers[i - first]);
-    }
+    for (size_t i = first; i < end; ++i) take(probes, i, answers[i - first]);
   }
 }
 
 ExitCode search(const SearchRequest& request) {
+  const bool hasPage = !request.page.empty();
+  const PhotoIndex photographs = hasPage ? PhotoIndex(request.photographs) : PhotoIndex();
   const Gallery gallery(request.gallery);
   const auto threshold = chosenThreshold(kSearchVerb, request.threshold, {&gallery});
   std::optional<AnswerPrinter> printer;
+  SearchPage page(gallery, photographs, threshold);
   size_t matches = 0, noNumbers = 0;
   forEachAnswer(request, gallery, threshold,
-                [&](const std::string& id, const FeatureVector&, const ProbeAnswer& answer) {
+                [&](const FeatureInputs& probes, size_t i, const ProbeAnswer& answer) {
+                  const std::string id = probes.id(i);
                   if (!printer) printer.emplace(request, gallery);
                   printer->print(id, answer);
+                  if (hasPage) page.add(id, probes.isPhotograph(i) ? id : "", answer);
                   matches += answer.matches.size();
                   noNumbers += answer.notNumbers;
                 });
   if (!printer) printer.emplace(request, gallery);
+  if (hasPage) {
+    OutputFile file(request.page);
+    file.write(page.html());
+    file.publish();
+  }
   printer->finish();
   warnOfNoNumbers(request, noNumbers);
   return threshold && matches == 0 ? kBelow : kDone;
@@ -164,11 +179,11 @@ ExitCode verifyAnswers(const SearchRequest& request) {
   const auto engine = readEngineAnswers(request.engineAnswers, gallery);
   AnswerCheck check;
   forEachAnswer(request, gallery, threshold,
-                [&](const std::string& id, const FeatureVector& probe, const ProbeAnswer& answer) {
-                  const auto place = engine.find(id);
+                [&](const FeatureInputs& probes, size_t i, const ProbeAnswer& answer) {
+                  const auto place = engine.find(probes.id(i));
                   const std::vector<EngineMatch> none;
-                  checkAnswer(gallery, probe, answer, place == engine.end() ? none : place->second,
-                              check);
+                  checkAnswer(gallery, probes.feature(i), answer,
+                              place == engine.end() ? none : place->second, check);
                 });
   const double recall =
       check.expected == 0 ? 1.0
@@ -191,6 +206,10 @@ std::string formatFault(const std::string& format) {
   return isKnown ? "" : format + " is none of csv, json and table";
 }
 
+std::string htmlName(const std::string& path) {
+  return std::filesystem::path(path).extension() == ".html" ? "" : path + " does not end in .html";
+}
+
 VerbRun define(Options& options) {
   auto request = std::make_shared<SearchRequest>();
   options.add("GALLERY", request->gallery, "Gallery file").required();
@@ -205,11 +224,21 @@ VerbRun define(Options& options) {
       .check(formatFault)
       .valueName("FORMAT");
   addPhotoOptions(options, request->photo);
+  const Option html =
+      options.add("--html", request->page, "Page to write, with the photographs of the matches")
+          .check(htmlName)
+          .valueName("FILE.html");
+  options
+      .add("--photos", request->photographs,
+           "Photographs for the page: a list as of extract --list, or a folder with a file per id. "
+           "By default, ids are names of files")
+      .valueName("LIST|FOLDER");
   options
       .add("--verify", request->engineAnswers,
            "Print how many of the exact matches another engine has found, and how many of its "
            "scores are wrong. FILE is CSV with the columns probe, id and perhaps score")
-      .valueName("FILE");
+      .valueName("FILE")
+      .excludes(html);
   return [request] {
     if (!request->engineAnswers.empty()) return verifyAnswers(*request);
     if (!request->threshold.isGiven()) return search(*request);
