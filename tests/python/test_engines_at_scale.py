@@ -40,6 +40,7 @@ class Scripts(TemporaryFolderTest):
         self.environment = {
             **os.environ,
             "FACEFEATURE": PROGRAM,
+            "PYTHON": sys.executable,
             "OMPI_ALLOW_RUN_AS_ROOT": "1",
             "OMPI_ALLOW_RUN_AS_ROOT_CONFIRM": "1",
         }
@@ -101,6 +102,33 @@ class Scripts(TemporaryFolderTest):
             check = self.verified(answers, 10)
             self.assertGreaterEqual(check["recall"], recall)
             self.assertEqual((200, 0), (check["scores"], check["wrong_scores"]))
+
+    def require_node_module(self, name):
+        if which("node") is None:
+            self.skipTest("node is not installed (Debian: nodejs)")
+        if not (ENGINES / "node_modules" / name).is_dir():
+            self.skipTest(f"{name} is not installed (npm install in examples/engines)")
+
+    def assert_finds(self, recall, *command):
+        """The answers of a script, of fewer rows, have exact scores and nearly all exact matches."""
+        self.gallery = self.written("some", self.ids[::3], self.rows[::3])
+        answers = self.folder / "answers.csv"
+        self.run_script(*command, self.gallery, self.probes, answers, "--top", 7)
+        check = self.verified(answers, 7)
+        self.assertGreaterEqual(check["recall"], recall)
+        self.assertEqual((140, 0), (check["scores"], check["wrong_scores"]))
+
+    def test_sqlite_vec_finds_what_the_search_finds(self):
+        self.require_node_module("sqlite-vec-linux-x64")
+        self.assert_finds(1, sys.executable, ENGINES / "sqlite_vec_search.py")
+
+    def test_pgvector_finds_what_the_search_finds(self):
+        self.require_node_module("@electric-sql/pglite-pgvector")
+        self.assert_finds(0.98, "node", ENGINES / "pgvector_search.mjs")
+
+    def test_lancedb_finds_what_the_search_finds(self):
+        self.require_node_module("@lancedb/lancedb")
+        self.assert_finds(0.98, "node", ENGINES / "lancedb_search.mjs")
 
     def test_the_form_ranks_as_the_score_does(self):
         rows, probes = self.folder / "rows.npy", self.folder / "probes.npy"
