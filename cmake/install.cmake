@@ -72,8 +72,13 @@ install(FILES ${PROJECT_SOURCE_DIR}/examples/minimal_host.c
 file(GLOB batch_examples ${PROJECT_SOURCE_DIR}/examples/batch/*.sh ${PROJECT_SOURCE_DIR}/examples/batch/*.py)
 install(PROGRAMS ${batch_examples}
         DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples/batch COMPONENT tools)
-file(GLOB engine_examples ${PROJECT_SOURCE_DIR}/examples/engines/*.py)
+file(GLOB engine_examples ${PROJECT_SOURCE_DIR}/examples/engines/*_search.*
+     ${PROJECT_SOURCE_DIR}/examples/engines/rescore.py)
 install(PROGRAMS ${engine_examples}
+        DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples/engines COMPONENT tools)
+install(FILES ${PROJECT_SOURCE_DIR}/examples/engines/engine_forms.py
+              ${PROJECT_SOURCE_DIR}/examples/engines/engine_forms.mjs
+              ${PROJECT_SOURCE_DIR}/examples/engines/package.json
         DESTINATION ${CMAKE_INSTALL_DOCDIR}/examples/engines COMPONENT tools)
 if(NOT FACEFEATURE_DEBIAN_PACKAGES)
   install(FILES ${PROJECT_SOURCE_DIR}/LICENSE DESTINATION ${CMAKE_INSTALL_DOCDIR}

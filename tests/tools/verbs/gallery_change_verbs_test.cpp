@@ -5,6 +5,7 @@
 
 #include "base/file_lock.h"
 #include "gallery/feature_file.h"
+#include "model/model_fingerprint.h"
 #include "support/bits.h"
 #include "support/seeded_random.h"
 #include "tools/gallery/random_gallery.h"
@@ -63,6 +64,29 @@ TEST_F(GalleryChangeVerbs, AddTakesFeatureFilesAndGalleries) {
   EXPECT_EQ(gallery + ": ok\n", runProgram({"gallery", "verify", gallery}).out);
   expectDone({"gallery", "add", gallery, file, "--id", "renamed"});
   EXPECT_EQ("renamed\n", runProgram({"gallery", "info", "--ids", "--match", "re*", gallery}).out);
+}
+
+TEST_F(GalleryChangeVerbs, AddSkipsPhotographsWithoutAFeatureIfAsked) {
+  // A photograph that is cut short gives no feature, with or without a detector.
+  const std::string broken = base + "/broken.ppm", file = base + "/single.feature";
+  writeText(broken, "P6\n64 64\n255\nabc");
+  facefeature_tools::writeFeatureFile(file, randomFeature(random));
+  const std::string model = base + "/model";
+  ASSERT_EQ(0, runProgram({"model", "synth", model}).exitCode);
+  // The feature file does not say which model it is of, so the gallery's must be the photograph's.
+  fs::remove(gallery);
+  facefeature_tools::GalleryOrigin origin = originOf(7);
+  origin.model = facefeature_tools::modelFingerprint(model);
+  writeRandomGallery(gallery, {"a"}, random, origin);
+  expectRefused(3, broken, {"gallery", "add", gallery, broken, file, "--model", model});
+  const Outcome outcome =
+      runProgram({"gallery", "add", gallery, broken, file, "--skip", "--model", model});
+  EXPECT_EQ(3, outcome.exitCode);
+  EXPECT_NE(std::string::npos, outcome.err.find(broken)) << outcome.err;
+  EXPECT_EQ("a\n" + file + "\n", ids());
+  EXPECT_EQ(3,
+            runProgram({"gallery", "add", gallery, broken, "--skip", "--model", model}).exitCode);
+  EXPECT_EQ("a\n" + file + "\n", ids());
 }
 
 TEST_F(GalleryChangeVerbs, AddRefusesAnIdThatIsThereUnlessItReplaces) {

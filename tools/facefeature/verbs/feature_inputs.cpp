@@ -91,7 +91,14 @@ FeatureInputs::FeatureInputs(const char* verb, const std::vector<std::string>& a
         extractor.emplace(verb, options);
         joinOrigin(argument, extractor->origin());
       }
-      source.feature = extractor->feature(argument);
+      try {
+        source.feature = extractor->feature(argument);
+      } catch (const Failure& failure) {
+        if (!options.skipsFailed || failure.code() != kBadInput) throw;
+        say(verb, failure.what());
+        ++skipped_;
+        continue;
+      }
     } else {
       source.features = std::make_unique<const FeatureSource>(argument);
       const Gallery* gallery = source.features->gallery();

@@ -22,6 +22,9 @@ struct PhotoOptions {
   std::string landmarks;  // of the only photograph; empty: the detector finds them
   ExifRule exif = ExifRule::kIgnore;
   size_t face = 0;
+  // Photographs that give no feature are reported and left out; otherwise the first one is an
+  // error.
+  bool skipsFailed = false;
 };
 
 // Adds --model, --landmarks, --exif and --face to a verb. options must outlive the parse.
@@ -34,11 +37,14 @@ constexpr char kFeatureInputHelp[] =
 // Photographs (recognised by their first bytes), and everything that FeatureSource accepts.
 class FeatureInputs {
  public:
-  // Computes the features of the photographs. Warnings name the verb. Throws Failure: kBadInput,
+  // Computes the features of the photographs. Messages name the verb. Throws Failure: kBadInput,
   // also for landmarks unless there is exactly one photograph; kBadModel, also if the inputs have
   // different models; kFailed without the library.
   FeatureInputs(const char* verb, const std::vector<std::string>& arguments,
                 const PhotoOptions& options);
+
+  // Number of photographs that were left out.
+  size_t skipped() const { return skipped_; }
 
   // REQUIRES: i < count(). The id of a photograph or a feature file is its path as given.
   size_t count() const { return items_.size(); }
@@ -66,6 +72,7 @@ class FeatureInputs {
 
   std::vector<Source> sources_;
   std::vector<Item> items_;
+  size_t skipped_ = 0;
   std::optional<GalleryOrigin> origin_;
   std::string originArgument_;
 };

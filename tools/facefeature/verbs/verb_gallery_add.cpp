@@ -76,14 +76,18 @@ void writeNewGallery(const GalleryAddRequest& request, const FeatureInputs& inpu
   writer.finish();
 }
 
+// Photographs were left out, and everything else is done.
+ExitCode codeOf(const FeatureInputs& inputs) { return inputs.skipped() == 0 ? kDone : kBadInput; }
+
 ExitCode runGalleryAdd(const GalleryAddRequest& request) {
   const FeatureInputs inputs(kGalleryAddVerb.name, request.sources, request.photo);
+  if (inputs.count() == 0 && inputs.skipped() > 0) return kBadInput;
   const std::vector<std::string> ids = idsOf(request, inputs);
   const FileLock lock(request.gallery);
   std::error_code ignored;
   if (!std::filesystem::exists(request.gallery, ignored)) {
     writeNewGallery(request, inputs, ids);
-    return kDone;
+    return codeOf(inputs);
   }
   Gallery gallery(request.gallery);
   NewRows added;
@@ -94,7 +98,7 @@ ExitCode runGalleryAdd(const GalleryAddRequest& request) {
   added.feature = [&inputs](size_t i) { return inputs.feature(i); };
   const std::vector<size_t> replaced = rowsToReplace(request, gallery, ids);
   changeGallery(std::move(gallery), replaced, added);
-  return kDone;
+  return codeOf(inputs);
 }
 
 VerbRun define(Options& options) {
@@ -107,6 +111,9 @@ VerbRun define(Options& options) {
       .valueName("ID");
   options.addFlag("--replace", request->replaces,
                   "Replace features of the same ids, which are refused otherwise");
+  options.addFlag("--skip", request->photo.skipsFailed,
+                  "Leave out photographs that give no feature and end with 3. Without it, one such "
+                  "photograph is an error and nothing is added");
   addPhotoOptions(options, request->photo);
   return [request] { return runGalleryAdd(*request); };
 }
