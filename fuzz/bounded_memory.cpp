@@ -7,22 +7,22 @@
 namespace facefeature_fuzz {
 namespace {
 
-constexpr size_t kMostBlocks = size_t{1} << 16;
+constexpr size_t kMaxBlocks = size_t{1} << 16;
 
 // Plain memory, since a container would call these operators for its own.
 struct Scope {
   bool stands;
-  size_t mostBytes;
+  size_t maxBytes;
   uint8_t fill;
   size_t blockCount;
-  void* blocks[kMostBlocks];
+  void* blocks[kMaxBlocks];
 };
 
 thread_local Scope scope;
 
 void* allocated(size_t size) {
   if (!scope.stands) return std::malloc(size > 0 ? size : 1);
-  if (size > scope.mostBytes || scope.blockCount == kMostBlocks) return nullptr;
+  if (size > scope.maxBytes || scope.blockCount == kMaxBlocks) return nullptr;
   void* block = std::malloc(size > 0 ? size : 1);
   if (block == nullptr) return nullptr;
   std::memset(block, scope.fill, size);
@@ -53,10 +53,10 @@ void* allocatedOrThrow(size_t size) {
 
 }  // namespace
 
-MemoryScope::MemoryScope(size_t mostBytes, uint8_t fill) {
+MemoryScope::MemoryScope(size_t maxBytes, uint8_t fill) {
   if (scope.stands) std::abort();
   scope.stands = true;
-  scope.mostBytes = mostBytes;
+  scope.maxBytes = maxBytes;
   scope.fill = fill;
 }
 

@@ -12,7 +12,7 @@ namespace facefeature_fuzz {
 
 // During the lifetime of a scope, on its thread (only one at a time):
 //
-// An allocation of more than mostBytes throws std::bad_alloc. A header that asks for gigabytes then
+// An allocation of more than maxBytes throws std::bad_alloc. A header that asks for gigabytes then
 // fails as on a machine without them, and fails fast.
 //
 // New memory is filled with the byte `fill`. Two runs with different fills differ if uninitialised
@@ -23,7 +23,7 @@ namespace facefeature_fuzz {
 // that was created within a scope may be used after it.
 class MemoryScope {
  public:
-  MemoryScope(size_t mostBytes, uint8_t fill);
+  MemoryScope(size_t maxBytes, uint8_t fill);
   ~MemoryScope();
   void fillWith(uint8_t fill);
   MemoryScope(const MemoryScope&) = delete;

@@ -71,14 +71,14 @@ void requireTakenByTheLibrary(const std::vector<Landmark>& landmarks) {
 }
 
 // No warning for the 29 ids, each once; a warning for every other record.
-void requireDoubt(const LandmarkFile& file) {
+void requireWarning(const LandmarkFile& file) {
   std::vector<int32_t> ids;
   for (const Landmark& landmark : file.landmarks) ids.push_back(landmark.id);
   std::sort(ids.begin(), ids.end());
   const std::vector<int32_t> full = {0,   1,   2,   3,   4,   5,   6,   9,   10,  11,
                                      12,  13,  43,  44,  45,  200, 221, 222, 223, 225,
                                      226, 227, 240, 241, 300, 302, 314, 315, 316};
-  if (file.doubt.empty() != (ids == full)) fail("the doubt", ids.size());
+  if (file.warning.empty() != (ids == full)) fail("the warning", ids.size());
 }
 
 void requireSizeOf(const nlohmann::json& document, const char* key,
@@ -117,7 +117,7 @@ void checkText(const std::string& text) {
   }
   const LandmarkFile& file = *outcome.file;
   requireTakenByTheLibrary(file.landmarks);
-  requireDoubt(file);
+  requireWarning(file);
   const nlohmann::json document = nlohmann::json::parse(text);
   requireSizeOf(document, "width", file.width);
   requireSizeOf(document, "height", file.height);

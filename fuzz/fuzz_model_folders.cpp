@@ -39,7 +39,7 @@ using facefeature_fuzz::requireSameBytes;
 using Bytes = std::vector<uint8_t>;
 
 // More than the largest of the files here needs, so that only a header can ask for too much.
-constexpr size_t kMostBytes = size_t{1} << 18;
+constexpr size_t kMaxBytes = size_t{1} << 18;
 
 std::string pathOf(const std::string& name) { return facefeature_test::modelFolder() + "/" + name; }
 
@@ -171,7 +171,7 @@ PlainMatrix plainlyRead(const LayerFile& file) {
   if (!hasShape) return {true, 0, 0, {}};
   const int64_t count = int64_t{matrix.rows} * matrix.cols;
   const bool isShape = count >= 0 && (matrix.rows >= 0 || matrix.cols >= 0);
-  matrix.fits = isShape && count <= static_cast<int64_t>(kMostBytes / 4);
+  matrix.fits = isShape && count <= static_cast<int64_t>(kMaxBytes / 4);
   if (!matrix.fits) return matrix;
   matrix.floats.assign(bytes.begin() + 8, bytes.end());
   matrix.floats.resize(4 * static_cast<size_t>(count), 0);
@@ -203,7 +203,7 @@ void checkWeights(const std::vector<LayerFile>& files, bool transposes) {
     wanted.push_back(transposes ? turned(plainlyRead(file)) : plainlyRead(file));
     fits = fits && wanted.back().fits;
   }
-  const MemoryScope memory(kMostBytes, 0x7F);
+  const MemoryScope memory(kMaxBytes, 0x7F);
   try {
     const std::vector<Matrix*>& got = *facefeature::loadWeightMatrices("layer", transposes);
     if (!fits) fail("weights beyond memory", 0);
@@ -216,7 +216,7 @@ void checkWeights(const std::vector<LayerFile>& files, bool transposes) {
 
 void checkBiases(const LayerFile& file) {
   const PlainMatrix wanted = plainlyRead(file);
-  const MemoryScope memory(kMostBytes, 0x7F);
+  const MemoryScope memory(kMaxBytes, 0x7F);
   try {
     requireMatrix(wanted, *facefeature::loadBiasMatrix("layer"));
     if (!wanted.fits) fail("biases beyond memory", 0);

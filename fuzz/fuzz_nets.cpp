@@ -51,7 +51,7 @@ using facefeature_fuzz::MemoryScope;
 
 // Large enough for every net whose layers fit together, and small enough to keep loops over two of
 // its arrays short.
-constexpr size_t kMostBytes = size_t{1} << 16;
+constexpr size_t kMaxBytes = size_t{1} << 16;
 
 enum class Ending { kDone, kOutOfRange, kOutOfMemory, kText };
 
@@ -206,7 +206,7 @@ void checkNet(const MadeNet& made) {
   const facefeature_fuzz::TextOracle oracle(made.text);
   if (oracle.hasDataLayerWithAnOutput()) return;
   putFiles(made);
-  MemoryScope memory(kMostBytes, 0x3F);
+  MemoryScope memory(kMaxBytes, 0x3F);
   if (!oracle.fatalReason().empty()) {
     checkFatalText(made, oracle.fatalReason());
     return;

@@ -27,7 +27,7 @@ using facefeature_tools::Photo;
 using Bytes = std::vector<uint8_t>;
 
 // A header may ask for a picture of any size; one larger than this runs out of memory here.
-constexpr size_t kMostBytes = size_t{4} << 20;
+constexpr size_t kMaxBytes = size_t{4} << 20;
 
 enum class Ending { kRead, kRefused, kOutOfMemory };
 
@@ -102,7 +102,7 @@ void checkFile(const Bytes& bytes) {
   // Files are slow, so only some of the pictures are tried as files.
   const bool fromFile = bytes.size() % 8 == 0;
   if (fromFile) facefeature_fuzz::writeFile(path, bytes.data(), bytes.size());
-  const facefeature_fuzz::MemoryScope memory(kMostBytes, 0x5A);
+  const facefeature_fuzz::MemoryScope memory(kMaxBytes, 0x5A);
   const Outcome outcome = decoded(bytes);
   if (fromFile) requireSameFromFile(path, outcome);
   if (outcome.ending == Ending::kRefused && outcome.words.empty()) fail("no words", 0);

@@ -60,8 +60,8 @@ class _Segment(NamedTuple):
         return self.trailer_at + _RECORD
 
 
-def _aligned(place: int) -> int:
-    return -(-place // _ALIGNMENT) * _ALIGNMENT
+def _aligned(offset: int) -> int:
+    return -(-offset // _ALIGNMENT) * _ALIGNMENT
 
 
 def _plan(kind: int, start: int, count: int, text_bytes: int, previous: int) -> _Segment:
@@ -288,25 +288,25 @@ class Gallery:
         ):
             raise damaged
         segment = _plan(kind, start, count, text_bytes, previous)
-        places = (ids_at, ids_bytes, features_at, digests_at, at)
+        offsets = (ids_at, ids_bytes, features_at, digests_at, at)
         expected = (
             start if kind == _ROWS else 0, segment.ids_bytes, segment.features_at,
             segment.digests_at, segment.trailer_at,
         )  # fmt: skip
-        if places != expected:
+        if offsets != expected:
             raise damaged
         if _sha256(data[digests_at : at + 224]) != data[at + 224 : at + _RECORD]:
             raise damaged
         return segment
 
     def _read_ids(self, data: Any, count: int, at: int, size: int) -> Tuple[str, ...]:
-        places = struct.unpack_from(f"<{count + 1}Q", data, at)
+        offsets = struct.unpack_from(f"<{count + 1}Q", data, at)
         text = data[at + 8 * (count + 1) : at + size]
-        rising = all(left <= right for left, right in zip(places, places[1:]))
-        if places[0] != 0 or places[-1] != len(text) or not rising:
+        rising = all(left <= right for left, right in zip(offsets, offsets[1:]))
+        if offsets[0] != 0 or offsets[-1] != len(text) or not rising:
             raise GalleryError(f"{self.path}: has damaged ids")
         try:
-            return tuple(text[a:b].decode("utf-8") for a, b in zip(places, places[1:]))
+            return tuple(text[a:b].decode("utf-8") for a, b in zip(offsets, offsets[1:]))
         except UnicodeDecodeError as error:
             raise GalleryError(f"{self.path}: has damaged ids") from error
 
@@ -338,8 +338,8 @@ def write_gallery(
     texts = [_checked_id(id_) for id_ in ids]
     if len(set(texts)) != len(texts):
         raise GalleryError(f"{path}: ids: no two may be alike")
-    places = np.zeros(len(texts) + 1, dtype="<u8")
-    places[1:] = np.cumsum([len(text) for text in texts], dtype=np.uint64)
+    offsets = np.zeros(len(texts) + 1, dtype="<u8")
+    offsets[1:] = np.cumsum([len(text) for text in texts], dtype=np.uint64)
     text = b"".join(texts)
     segment = _plan(_ROWS, _FIRST_SEGMENT, len(rows), len(text), 0)
     header = _HEADER.pack(
@@ -350,7 +350,7 @@ def write_gallery(
         _text(library_version, "library_version"), _text(blas_core, "blas_core"),
     )  # fmt: skip
     root = (root + _sha256(header, root)).ljust(_PAGE, b"\0")
-    ids_section = places.tobytes() + text
+    ids_section = offsets.tobytes() + text
     padding = bytes(segment.features_at - segment.start - len(ids_section))
     floats = rows.astype("<f4").tobytes()
     parts = [header.ljust(_PAGE, b"\0"), root, root, ids_section, padding, floats]

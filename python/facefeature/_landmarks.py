@@ -56,10 +56,10 @@ class Landmarks:
         """Warns (FaceFeatureWarning) of an incomplete record or a picture of another size.
 
         stacklevel is that of warnings.warn; the default is the caller of the caller."""
-        doubt = _doubt(self.entries["id"].tolist())
-        if doubt:
+        warning = _record_warning(self.entries["id"].tolist())
+        if warning:
             warnings.warn(
-                f"{self.source}: no full record of 29 landmarks: {doubt}. The feature compares "
+                f"{self.source}: no full record of 29 landmarks: {warning}. The feature compares "
                 "only with features of such records.",
                 FaceFeatureWarning,
                 stacklevel=stacklevel,
@@ -174,7 +174,7 @@ def _coordinate(value: Any, place: str) -> float:
     return number
 
 
-def _doubt(ids: List[int]) -> str:
+def _record_warning(ids: List[int]) -> str:
     words = []
     for id_ in FULL_IDS:
         if ids.count(id_) != 1:

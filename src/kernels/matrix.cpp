@@ -21,8 +21,8 @@ bool readInt(std::istream& stream, int32_t& value) {
 }  // namespace
 
 float* allocateFloats(int64_t count) {
-  constexpr int64_t kMostFloats = std::numeric_limits<uint32_t>::max() / sizeof(float);
-  if (count < 0 || count > kMostFloats) throw std::bad_alloc();
+  constexpr int64_t kMaxFloats = std::numeric_limits<uint32_t>::max() / sizeof(float);
+  if (count < 0 || count > kMaxFloats) throw std::bad_alloc();
   return new float[static_cast<size_t>(count)];
 }
 

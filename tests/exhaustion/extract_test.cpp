@@ -115,7 +115,7 @@ TEST_F(ExtractionWithoutMemory, WhatIsOnlyOfHelpIsNotMissed) {
     if (extract(engine, MemorySource::kQuietNew, 1, FailingFor::kGood) != Ending::kDone) {
       return "it was missed\n";
     }
-    if (!FailingMemory::hasFailed()) return "nobody asked\n";
+    if (!FailingMemory::hasFailed()) return "noPerson asked\n";
     return std::memcmp(&feature, &goodFeature, sizeof feature) == 0 ? "" : "another feature\n";
   }));
 }

@@ -67,7 +67,7 @@ TEST(SameBits, WithoutRandomAddresses) {
   const std::string setarch = "/usr/bin/setarch";
   if (!std::filesystem::exists(setarch)) GTEST_SKIP() << setarch << " is not installed";
   if (runChild(setarch, {"-R", "/bin/true"}, {}).exitStatus != 0) {
-    GTEST_SKIP() << "this system lets nobody turn random addresses off";
+    GTEST_SKIP() << "this system lets noPerson turn random addresses off";
   }
   const LinkedModel model;
   const Steps life = joined({{"-R", FACEFEATURE_HOST_PROBE, FACEFEATURE_LIBRARY}, oneExtraction()});

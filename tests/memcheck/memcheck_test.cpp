@@ -73,7 +73,7 @@ bool isReportedAtThePrinting(const std::string& reports) {
   return false;
 }
 
-// That the checker says nothing means something: it follows what nobody wrote from the photograph
+// That the checker says nothing means something: it follows what noPerson wrote from the photograph
 // through nets and projection to the printed feature.
 TEST_F(Memcheck, SeesAFeatureOfAPhotographThatNobodyWrote) {
   const ChildResult result = checked(

@@ -118,8 +118,8 @@ class EvaluationTest(TemporaryFolderTest):
                 continue
             self.assertAlmostEqual(tpr[fpr <= rate].max(), entry["value"], 9)
             threshold = np.float32(entry["threshold"])
-            self.assertEqual((impostors >= threshold).sum(), entry["false_ones"])
-            self.assertLessEqual(entry["false_ones"] / len(impostors), rate)
+            self.assertEqual((impostors >= threshold).sum(), entry["false_positives"])
+            self.assertLessEqual(entry["false_positives"] / len(impostors), rate)
             self.assertAlmostEqual((genuine >= threshold).mean(), entry["value"], 9)
             lower = np.nextafter(threshold, np.float32(-np.inf))
             self.assertGreater((impostors >= lower).sum() / len(impostors), rate)

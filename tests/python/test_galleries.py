@@ -110,7 +110,7 @@ class AGallery(TemporaryFolderTest):
         )
         self.assertEqual(self.rows[3].tobytes(), gallery.feature("日本").tobytes())
         with self.assertRaises(KeyError):
-            gallery.feature("nobody")
+            gallery.feature("noPerson")
 
     def test_of_version_1_is_read(self):
         self.path.write_bytes(old_by_hand(self.ids, self.rows, MODEL))

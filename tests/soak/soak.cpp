@@ -41,9 +41,9 @@ constexpr size_t kPictures = 16;
 constexpr size_t kLinesOfTheCurve = 25;
 // Compares medians over a tenth of the run. A leak of 32 bytes in each of 50000 extractions exceeds
 // this limit.
-constexpr int64_t kMostGrowthKiB = 1024;
+constexpr int64_t kMaxGrowthKiB = 1024;
 // Tolerance for a single sample: the allocator returns freed memory to the system when it likes.
-constexpr int64_t kMostOfOnePointKiB = 16384;
+constexpr int64_t kMaxAtOnePointKiB = 16384;
 
 // A picture of the face with noise, and landmarks that are slightly off.
 ProbeRequest noisyRequest(std::mt19937& random) {
@@ -167,7 +167,7 @@ class Soak {
     std::printf("memory %s: %lld KiB at first, %lld KiB at last, %lld KiB at most\n", name,
                 static_cast<long long>(early), static_cast<long long>(late),
                 static_cast<long long>(highest));
-    return late - early <= kMostGrowthKiB && highest - early <= kMostOfOnePointKiB;
+    return late - early <= kMaxGrowthKiB && highest - early <= kMaxAtOnePointKiB;
   }
 
   bool isFlat() const {

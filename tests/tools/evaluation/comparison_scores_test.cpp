@@ -244,8 +244,8 @@ TEST(OperatingPoints, CurveOfATrimmedListHasTheExactRates) {
   const std::vector<OperatingPoint> curve = verificationCurve(trimmed);
   ASSERT_GT(curve.size(), 200u);
   for (size_t i = 0; i < curve.size(); ++i) {
-    EXPECT_DOUBLE_EQ(rate(all.impostors, curve[i].threshold), curve[i].falseRate);
-    EXPECT_NEAR(1.0 - rate(all.genuine, curve[i].threshold), curve[i].falseNonRate, 1e-12);
+    EXPECT_DOUBLE_EQ(rate(all.impostors, curve[i].threshold), curve[i].falsePositiveRate);
+    EXPECT_NEAR(1.0 - rate(all.genuine, curve[i].threshold), curve[i].falseNegativeRate, 1e-12);
     EXPECT_LE(curve[i].threshold, curve[i == 0 ? 0 : i - 1].threshold);
   }
 }

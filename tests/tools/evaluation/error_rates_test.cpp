@@ -101,7 +101,7 @@ RateInput inputOf(const RandomLists& lists, bool everyPair) {
   RateInput input;
   input.personOf = &lists.personOf;
   input.genuine = lists.genuine;
-  for (Comparison& comparison : input.genuine) comparison.b = input.nobody();
+  for (Comparison& comparison : input.genuine) comparison.b = input.noPerson();
   input.impostors = &lists.impostors;
   input.everyPair = everyPair;
   return input;

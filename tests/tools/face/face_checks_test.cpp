@@ -16,7 +16,7 @@
 namespace facefeature_test {
 namespace {
 
-using facefeature_tools::doubtsAboutFace;
+using facefeature_tools::faceWarnings;
 using facefeature_tools::kLargestResidual;
 using facefeature_tools::LandmarkFile;
 
@@ -54,27 +54,28 @@ std::vector<LandmarkFile> goodFaces() {
   return files;
 }
 
-std::vector<std::string> doubtsAbout(const LandmarkFile& file) {
-  return doubtsAboutFace(file, "face.jpg", static_cast<int32_t>(*file.width),
-                         static_cast<int32_t>(*file.height));
+std::vector<std::string> warningsAbout(const LandmarkFile& file) {
+  return faceWarnings(file, "face.jpg", static_cast<int32_t>(*file.width),
+                      static_cast<int32_t>(*file.height));
 }
 
 bool startsWith(const std::string& text, const std::string& start) {
   return text.compare(0, start.size(), start) == 0;
 }
 
-// Expects exactly one doubt, with this start.
-void expectDoubt(const std::string& start, const LandmarkFile& file) {
-  const std::vector<std::string> doubts = doubtsAbout(file);
-  ASSERT_EQ(1u, doubts.size()) << "wanted: " << start;
-  EXPECT_TRUE(startsWith(doubts[0], start)) << doubts[0];
+// Expects exactly one warning, with this start.
+void expectWarning(const std::string& start, const LandmarkFile& file) {
+  const std::vector<std::string> warnings = warningsAbout(file);
+  ASSERT_EQ(1u, warnings.size()) << "wanted: " << start;
+  EXPECT_TRUE(startsWith(warnings[0], start)) << warnings[0];
 }
 
-// Expects a doubt with this start, possibly among others.
-void expectAmongDoubts(const std::string& start, const LandmarkFile& file) {
-  const std::vector<std::string> doubts = doubtsAbout(file);
-  EXPECT_TRUE(std::any_of(doubts.begin(), doubts.end(),
-                          [&start](const std::string& doubt) { return startsWith(doubt, start); }))
+// Expects a warning with this start, possibly among others.
+void expectAmongWarnings(const std::string& start, const LandmarkFile& file) {
+  const std::vector<std::string> warnings = warningsAbout(file);
+  EXPECT_TRUE(
+      std::any_of(warnings.begin(), warnings.end(),
+                  [&start](const std::string& warning) { return startsWith(warning, start); }))
       << "missing: " << start;
 }
 
@@ -96,7 +97,7 @@ const std::vector<std::pair<int32_t, int32_t>> kPairs = {
 
 TEST(FaceChecks, GoodFacesGiveNoDoubt) {
   for (const LandmarkFile& file : goodFaces()) {
-    for (const std::string& doubt : doubtsAbout(file)) ADD_FAILURE() << doubt;
+    for (const std::string& warning : warningsAbout(file)) ADD_FAILURE() << warning;
   }
 }
 
@@ -107,7 +108,7 @@ TEST(FaceChecks, HeadsInAnyPoseAndPlaceOfThePictureGiveNoDoubtUnlessTheyAreUpsid
                            random.between(-80.0f, 80.0f),  random.between(1.0f, 15.0f),
                            random.between(250.0f, 350.0f), random.between(220.0f, 280.0f)};
     const LandmarkFile file = fileOf(projectedFace(pose).entries, kWidth, kHeight);
-    for (const std::string& doubt : doubtsAbout(file)) ADD_FAILURE() << doubt;
+    for (const std::string& warning : warningsAbout(file)) ADD_FAILURE() << warning;
   }
 }
 
@@ -118,12 +119,12 @@ TEST(FaceChecks, APictureOfAnotherSizeIsNamedWithBothSizes) {
           "the landmarks are for a picture of 600 x 500 pixels, but face.jpg has 601 x 500. Use "
           "the landmarks of this very file; a turn told by its Exif data is carried out with "
           "--exif apply only."},
-      doubtsAboutFace(file, "face.jpg", 601, 500));
-  EXPECT_EQ(1u, doubtsAboutFace(file, "face.jpg", 600, 499).size());
+      faceWarnings(file, "face.jpg", 601, 500));
+  EXPECT_EQ(1u, faceWarnings(file, "face.jpg", 600, 499).size());
   file.width.reset();
-  EXPECT_TRUE(doubtsAboutFace(file, "face.jpg", 601, 500).empty());
+  EXPECT_TRUE(faceWarnings(file, "face.jpg", 601, 500).empty());
   file.height.reset();
-  EXPECT_TRUE(doubtsAboutFace(file, "face.jpg", 601, 501).empty());
+  EXPECT_TRUE(faceWarnings(file, "face.jpg", 601, 501).empty());
 }
 
 TEST(FaceChecks, PointsOutsideOfThePictureAreCountedAndNamed) {
@@ -132,11 +133,11 @@ TEST(FaceChecks, PointsOutsideOfThePictureAreCountedAndNamed) {
     LandmarkFile file = goodFile();
     withId(file, 9).x = x;
     withId(file, 9).y = y;
-    expectAmongDoubts("1 of 29 landmarks lie outside of the picture (id 9). ", file);
+    expectAmongWarnings("1 of 29 landmarks lie outside of the picture (id 9). ", file);
   }
   LandmarkFile file = goodFile();
   for (Landmark& landmark : file.landmarks) landmark.x += 1000.0f;
-  expectDoubt("29 of 29 landmarks lie outside of the picture (id 0, 1, 2, 3, 4, ...). ", file);
+  expectWarning("29 of 29 landmarks lie outside of the picture (id 0, 1, 2, 3, 4, ...). ", file);
 }
 
 TEST(FaceChecks, ThePixelsAtTheRimAreInside) {
@@ -145,8 +146,8 @@ TEST(FaceChecks, ThePixelsAtTheRimAreInside) {
            {-0.5f, 100.0f}, {599.5f, 100.0f}, {100.0f, -0.5f}, {100.0f, 499.5f}}) {
     withId(file, 9).x = x;
     withId(file, 9).y = y;
-    for (const std::string& doubt : doubtsAbout(file)) {
-      EXPECT_FALSE(startsWith(doubt, "1 of 29")) << doubt;
+    for (const std::string& warning : warningsAbout(file)) {
+      EXPECT_FALSE(startsWith(warning, "1 of 29")) << warning;
     }
   }
 }
@@ -156,11 +157,11 @@ TEST(FaceChecks, AMirroredFaceIsFoundOut) {
   for (LandmarkFile file : goodFaces()) {
     LandmarkFile exchanged = file;
     for (const auto& [a, b] : kPairs) exchange(exchanged, a, b);
-    expectDoubt(mirrored, exchanged);
+    expectWarning(mirrored, exchanged);
     for (Landmark& landmark : file.landmarks) {
       landmark.x = static_cast<float>(*file.width - 1) - landmark.x;
     }
-    expectDoubt(mirrored, file);
+    expectWarning(mirrored, file);
   }
 }
 
@@ -169,7 +170,7 @@ TEST(FaceChecks, CoordinatesThatRunUpAreFoundOut) {
     for (Landmark& landmark : file.landmarks) {
       landmark.y = static_cast<float>(*file.height - 1) - landmark.y;
     }
-    expectDoubt("the face is mirrored: y seems to run up ", file);
+    expectWarning("the face is mirrored: y seems to run up ", file);
   }
 }
 
@@ -179,7 +180,7 @@ TEST(FaceChecks, AHeadUpsideDownIsFoundOut) {
       landmark.x = static_cast<float>(*file.width - 1) - landmark.x;
       landmark.y = static_cast<float>(*file.height - 1) - landmark.y;
     }
-    expectDoubt("the head is upside down, turned by ", file);
+    expectWarning("the head is upside down, turned by ", file);
   }
 }
 
@@ -189,7 +190,7 @@ TEST(FaceChecks, OneExchangedPairIsFoundOut) {
       LandmarkFile exchanged = file;
       exchange(exchanged, a, b);
       SCOPED_TRACE(a);
-      EXPECT_FALSE(doubtsAbout(exchanged).empty());
+      EXPECT_FALSE(warningsAbout(exchanged).empty());
     }
   }
 }
@@ -199,11 +200,11 @@ TEST(FaceChecks, AStretchedCoordinateIsFoundOut) {
     LandmarkFile wide = good;
     for (Landmark& landmark : wide.landmarks) landmark.x *= 1.5f;
     wide.width = *good.width * 3 / 2;
-    expectDoubt("the landmarks are ", wide);
+    expectWarning("the landmarks are ", wide);
     LandmarkFile high = good;
     for (Landmark& landmark : high.landmarks) landmark.y *= 1.5f;
     high.height = *good.height * 3 / 2;
-    expectDoubt("the landmarks are ", high);
+    expectWarning("the landmarks are ", high);
   }
 }
 
@@ -211,19 +212,19 @@ TEST(FaceChecks, LandmarksThatFixNoHeadAreFoundOut) {
   const std::string none = "no head can be fitted ";
   LandmarkFile file = goodFile();
   for (Landmark& landmark : file.landmarks) landmark.x = landmark.y = 100.0f;
-  expectDoubt(none, file);
+  expectWarning(none, file);
   file = goodFile();
   for (Landmark& landmark : file.landmarks) landmark.y = landmark.x;
-  expectAmongDoubts(none, file);
+  expectAmongWarnings(none, file);
   file = goodFile();
   for (Landmark& landmark : file.landmarks) landmark.x *= 1e36f;
-  expectAmongDoubts(none, file);
+  expectAmongWarnings(none, file);
 }
 
 TEST(FaceChecks, ARecordThatIsNotFullIsDoubted) {
   LandmarkFile file = goodFile();
-  file.doubt = "id 9 is missing";
-  expectDoubt("no full record of 29 landmarks: id 9 is missing. ", file);
+  file.warning = "id 9 is missing";
+  expectWarning("no full record of 29 landmarks: id 9 is missing. ", file);
 }
 
 // The threshold is between the residuals of good and of bad landmarks, with a margin on both sides.
@@ -232,7 +233,7 @@ TEST(FaceChecks, TheLargestResidualLeavesRoomForAnOpenMouth) {
   LandmarkFile file = goodFile();
   // Moves the jaw and the lower lip down by a third of the eye distance.
   for (const int32_t id : {11, 314}) withId(file, id).y += 12.0f * 2.0f;
-  EXPECT_TRUE(doubtsAbout(file).empty());
+  EXPECT_TRUE(warningsAbout(file).empty());
   EXPECT_LT(kLargestResidual, 0.85);
 }
 

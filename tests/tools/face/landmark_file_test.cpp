@@ -60,7 +60,7 @@ TEST(LandmarkFile, FullRecordKeepsOrderAndCoordinates) {
   }
   EXPECT_EQ(7, file.width);
   EXPECT_EQ(9, file.height);
-  EXPECT_EQ("", file.doubt);
+  EXPECT_EQ("", file.warning);
 }
 
 TEST(LandmarkFile, SizeOfThePhotographMayBeLeftOut) {
@@ -77,17 +77,17 @@ TEST(LandmarkFile, SidesOfTheHeadMayBeLeftOutButAreMissed) {
   const LandmarkFile file = parseLandmarks(document(entriesFor(ids)));
   EXPECT_EQ(25u, file.landmarks.size());
   EXPECT_EQ("id 240 is missing, id 241 is missing, id 315 is missing, id 316 is missing",
-            file.doubt);
+            file.warning);
 }
 
 TEST(LandmarkFile, UnknownIdInThePlaceOfAnotherIsTakenWithADoubt) {
   std::vector<int32_t> ids = kIds;
   ids[7] = 46;
   EXPECT_EQ("id 9 is missing, id 46 is not one of the 29",
-            parseLandmarks(document(entriesFor(ids))).doubt);
+            parseLandmarks(document(entriesFor(ids))).warning);
   ids[7] = 0;
   EXPECT_EQ("id 0 is there more than once, id 9 is missing",
-            parseLandmarks(document(entriesFor(ids))).doubt);
+            parseLandmarks(document(entriesFor(ids))).warning);
 }
 
 TEST(LandmarkFile, RecordThatTheLibraryWouldRejectIsRefused) {
@@ -196,7 +196,7 @@ TEST(LandmarkFile, FilesOfTheDemonstrationAreFullRecords) {
     const std::string path =
         std::string(FACEFEATURE_SOURCE_DIR) + "/tools/demo/landmarks/" + name + ".json";
     const LandmarkFile file = facefeature_tools::readLandmarkFile(path);
-    EXPECT_EQ("", file.doubt);
+    EXPECT_EQ("", file.warning);
     EXPECT_EQ(512, file.width);
   }
 }

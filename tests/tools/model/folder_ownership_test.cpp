@@ -15,8 +15,8 @@ namespace facefeature_test {
 namespace {
 
 using facefeature_tools::callingUser;
-using facefeature_tools::OwnershipDoubt;
-using facefeature_tools::ownershipDoubts;
+using facefeature_tools::OwnershipWarning;
+using facefeature_tools::ownershipWarnings;
 
 namespace fs = std::filesystem;
 
@@ -44,19 +44,19 @@ class FolderOwnership : public ::testing::Test {
     return path;
   }
 
-  void expectNoDoubt() { EXPECT_TRUE(ownershipDoubts(folder, callingUser()).empty()); }
+  void expectNoWarning() { EXPECT_TRUE(ownershipWarnings(folder, callingUser()).empty()); }
 
-  void expectDoubt(const std::string& path, const std::string& doubt, size_t others = 0) {
-    expectDoubtOf(callingUser(), path, doubt, others);
+  void expectWarning(const std::string& path, const std::string& warning, size_t others = 0) {
+    expectWarningAbout(callingUser(), path, warning, others);
   }
 
-  void expectDoubtOf(uint32_t caller, const std::string& path, const std::string& doubt,
-                     size_t others = 0) {
-    const std::vector<OwnershipDoubt> doubts = ownershipDoubts(folder, caller);
-    ASSERT_EQ(1u, doubts.size());
-    EXPECT_EQ(path, doubts[0].path);
-    EXPECT_EQ(doubt, doubts[0].doubt);
-    EXPECT_EQ(others, doubts[0].others);
+  void expectWarningAbout(uint32_t caller, const std::string& path, const std::string& warning,
+                          size_t others = 0) {
+    const std::vector<OwnershipWarning> warnings = ownershipWarnings(folder, caller);
+    ASSERT_EQ(1u, warnings.size());
+    EXPECT_EQ(path, warnings[0].path);
+    EXPECT_EQ(warning, warnings[0].warning);
+    EXPECT_EQ(others, warnings[0].others);
   }
 
   // The standard error of the program when the model folder is the one that the library reads.
@@ -72,42 +72,42 @@ class FolderOwnership : public ::testing::Test {
   const std::string elsewhere = base + "/elsewhere";
 };
 
-TEST_F(FolderOwnership, WhatOnlyTheCallerCanWriteRaisesNoDoubt) { expectNoDoubt(); }
+TEST_F(FolderOwnership, WhatOnlyTheCallerCanWriteRaisesNoDoubt) { expectNoWarning(); }
 
 TEST_F(FolderOwnership, AFolderThatOthersCanWriteIsNamed) {
   setMode(folder, 0775);
-  expectDoubt(folder, "can be written by its group " + std::to_string(getegid()));
+  expectWarning(folder, "can be written by its group " + std::to_string(getegid()));
   setMode(folder, 0757);
-  expectDoubt(folder, "can be written by everybody");
+  expectWarning(folder, "can be written by everybody");
   setMode(folder, 01757);
-  expectDoubt(folder, "can be written by everybody, who can put there what is missing");
+  expectWarning(folder, "can be written by everybody, who can put there what is missing");
 }
 
 TEST_F(FolderOwnership, FilesThatOthersCanWriteAreNamedTogether) {
   setMode(ownFile("0-3-0"), 0664);
   const std::string group = "can be written by its group " + std::to_string(getegid());
-  expectDoubt(folder + "/0-3-0", group);
+  expectWarning(folder + "/0-3-0", group);
   setMode(ownFile("5-25-3"), 0664);
   setMode(ownFile("6-1"), 0664);
-  expectDoubt(folder + "/0-3-0", group, 2);
+  expectWarning(folder + "/0-3-0", group, 2);
   setMode(ownFile("6-2"), 0606);
-  const std::vector<OwnershipDoubt> doubts = ownershipDoubts(folder, callingUser());
-  ASSERT_EQ(2u, doubts.size());
-  EXPECT_EQ(folder + "/6-2", doubts[1].path);
-  EXPECT_EQ("can be written by everybody", doubts[1].doubt);
+  const std::vector<OwnershipWarning> warnings = ownershipWarnings(folder, callingUser());
+  ASSERT_EQ(2u, warnings.size());
+  EXPECT_EQ(folder + "/6-2", warnings[1].path);
+  EXPECT_EQ("can be written by everybody", warnings[1].warning);
 }
 
 TEST_F(FolderOwnership, OtherFilesInTheFolderAreOfNoConcern) {
   writeText(folder + "/notes", "");
   setMode(folder + "/notes", 0666);
-  expectNoDoubt();
+  expectNoWarning();
 }
 
 TEST_F(FolderOwnership, WhatIsMissingRaisesNoDoubt) {
   fs::remove(folder + "/6-0");
-  expectNoDoubt();
+  expectNoWarning();
   fs::remove_all(folder);
-  expectNoDoubt();
+  expectNoWarning();
 }
 
 // Files of root never belong to somebody else. So the test gives files away if it runs as root, and
@@ -116,28 +116,28 @@ TEST_F(FolderOwnership, WhatBelongsToSomebodyElseIsNamed) {
   const bool isRoot = geteuid() == 0;
   const uint32_t owner = isRoot ? kStranger : geteuid();
   const uint32_t caller = isRoot ? 0 : kStranger;
-  const std::string doubt = "belongs to somebody else, user " + std::to_string(owner);
+  const std::string warning = "belongs to somebody else, user " + std::to_string(owner);
   if (!isRoot) {
-    expectDoubtOf(caller, folder, doubt, 303);
+    expectWarningAbout(caller, folder, warning, 303);
     return;
   }
-  expectNoDoubt();
+  expectNoWarning();
   ASSERT_EQ(0, chown(folder.c_str(), owner, getegid()));
-  expectDoubt(folder, doubt);
+  expectWarning(folder, warning);
   ASSERT_EQ(0, chown(folder.c_str(), 0, getegid()));
   ASSERT_EQ(0, chown(ownFile("2-2-1").c_str(), owner, getegid()));
-  expectDoubt(folder + "/2-2-1", doubt);
+  expectWarning(folder + "/2-2-1", warning);
   // For that user, they are the user's own files.
-  EXPECT_TRUE(ownershipDoubts(folder, owner).empty());
+  EXPECT_TRUE(ownershipWarnings(folder, owner).empty());
 }
 
 TEST_F(FolderOwnership, BehindALinkTheFileIsLookedAt) {
   fs::create_directory(elsewhere);
   fs::rename(ownFile("6-1"), elsewhere + "/far");
   fs::create_symlink(elsewhere + "/far", folder + "/6-1");
-  expectNoDoubt();
+  expectNoWarning();
   setMode(elsewhere + "/far", 0602);
-  expectDoubt(elsewhere + "/far", "can be written by everybody");
+  expectWarning(elsewhere + "/far", "can be written by everybody");
 }
 
 TEST_F(FolderOwnership, BehindALinkTheFoldersRightsCount) {
@@ -147,19 +147,19 @@ TEST_F(FolderOwnership, BehindALinkTheFoldersRightsCount) {
     fs::create_symlink(elsewhere + "/" + name, folder + "/" + name);
   }
   setMode(elsewhere, 0777);
-  const std::vector<OwnershipDoubt> doubts = ownershipDoubts(folder, callingUser());
-  ASSERT_EQ(2u, doubts.size());  // by its group, and by everybody; once for two files
-  EXPECT_EQ(elsewhere, doubts[1].path);
-  EXPECT_EQ("can be written by everybody", doubts[1].doubt);
-  EXPECT_EQ(0u, doubts[1].others);
+  const std::vector<OwnershipWarning> warnings = ownershipWarnings(folder, callingUser());
+  ASSERT_EQ(2u, warnings.size());  // by its group, and by everybody; once for two files
+  EXPECT_EQ(elsewhere, warnings[1].path);
+  EXPECT_EQ("can be written by everybody", warnings[1].warning);
+  EXPECT_EQ(0u, warnings[1].others);
 }
 
 TEST_F(FolderOwnership, AFolderThatIsALinkIsLookedThrough) {
   fs::rename(folder, elsewhere);
   fs::create_directory_symlink(elsewhere, folder);
-  expectNoDoubt();
+  expectNoWarning();
   setMode(elsewhere, 0702);
-  expectDoubt(elsewhere, "can be written by everybody");
+  expectWarning(elsewhere, "can be written by everybody");
 }
 
 TEST_F(FolderOwnership, ALinkOfSomebodyElseIsNamed) {
@@ -167,13 +167,13 @@ TEST_F(FolderOwnership, ALinkOfSomebodyElseIsNamed) {
   fs::rename(folder, elsewhere);
   fs::create_directory_symlink(elsewhere, folder);
   ASSERT_EQ(0, lchown(folder.c_str(), kStranger, getegid()));
-  expectDoubt(folder, "is a link that belongs to somebody else, user 12345");
+  expectWarning(folder, "is a link that belongs to somebody else, user 12345");
 }
 
 TEST_F(FolderOwnership, ALinkThatLeadsNowhereRaisesNoDoubt) {
   fs::remove(folder + "/6-1");
   fs::create_symlink("nowhere", folder + "/6-1");
-  expectNoDoubt();
+  expectNoWarning();
 }
 
 TEST_F(FolderOwnership, TheTemporaryFolderCountsWhereTheLibraryWouldReadThisModel) {

@@ -90,7 +90,7 @@ class Batch : public ::testing::Test {
     const std::string name = base + "/p" + std::to_string(number);
     const Bytes ppm = encodePpm(width, 20, random.bytes(3 * width * 20));
     writeText(name + ".ppm", std::string(ppm.begin(), ppm.end()));
-    // A small face inside the picture that raises no doubts.
+    // A small face inside the picture that raises no warnings.
     const float shift = 0.01f * static_cast<float>(number);
     const float x = 0.5f * static_cast<float>(width) + shift;
     const std::vector<Landmark> points =

@@ -150,7 +150,7 @@ TEST_F(FindLandmarksOfSamples, WritesAFileThatIsReadBackToTheSameFloats) {
   const facefeature_tools::LandmarkFile got = facefeature_tools::readLandmarkFile(file);
   EXPECT_EQ(512, got.width);
   EXPECT_EQ(600, got.height);
-  EXPECT_EQ("", got.doubt);
+  EXPECT_EQ("", got.warning);
   const std::vector<FoundFace> faces = FaceFinder().find(readPhoto(photo));
   ASSERT_EQ(1u, faces.size());
   ASSERT_EQ(faces[0].landmarks.size(), got.landmarks.size());

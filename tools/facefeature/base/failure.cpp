@@ -6,15 +6,15 @@
 namespace facefeature_tools {
 namespace {
 
-std::vector<std::string>* keptWords = nullptr;
+std::vector<std::string>* collectedMessages = nullptr;
 
 }  // namespace
 
-void keepWords(std::vector<std::string>* words) { keptWords = words; }
+void collectMessages(std::vector<std::string>* messages) { collectedMessages = messages; }
 
 void say(const std::string& verb, const std::string& text) {
-  if (keptWords != nullptr) {
-    keptWords->push_back(text);
+  if (collectedMessages != nullptr) {
+    collectedMessages->push_back(text);
     return;
   }
   const std::string line = "facefeature" + (verb.empty() ? verb : " " + verb) + ": " + text + "\n";

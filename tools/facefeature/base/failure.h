@@ -29,8 +29,8 @@ class Failure : public std::runtime_error {
       : std::runtime_error(subject + ": " + wrong + ". " + remedy + "."), code_(code) {}
 
   // A complete message from elsewhere, with an exit code.
-  Failure(ExitCode code, const std::runtime_error& words)
-      : std::runtime_error(words), code_(code) {}
+  Failure(ExitCode code, const std::runtime_error& cause)
+      : std::runtime_error(cause), code_(code) {}
 
   ExitCode code() const { return code_; }
 
@@ -44,7 +44,7 @@ void say(const std::string& verb, const std::string& text);
 // Makes say() append its messages, without the verb, to this list instead of printing them; null
 // restores the default. For a process whose messages another one forwards. The list must outlive
 // the redirection.
-void keepWords(std::vector<std::string>* words);
+void collectMessages(std::vector<std::string>* messages);
 
 // The system's message for an errno value.
 std::string systemMessage(int errorNumber);

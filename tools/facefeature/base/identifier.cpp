@@ -27,7 +27,7 @@ size_t characterLength(std::string_view text, size_t at) {
 
 std::string identifierFault(std::string_view id) {
   if (id.empty()) return "is empty";
-  if (id.size() > kLongestIdentifier) return "has more than 1024 bytes";
+  if (id.size() > kMaxIdentifierBytes) return "has more than 1024 bytes";
   for (size_t at = 0; at < id.size();) {
     const size_t length = characterLength(id, at);
     if (length == 0) return "is not UTF-8";

@@ -7,7 +7,7 @@
 
 namespace facefeature_tools {
 
-constexpr size_t kLongestIdentifier = 1024;
+constexpr size_t kMaxIdentifierBytes = 1024;
 
 // Empty for a valid identifier: 1 to 1024 bytes of UTF-8 without control characters, so that it
 // fits on one line anywhere. Otherwise a text that completes "the id ...".

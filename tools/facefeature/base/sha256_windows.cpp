@@ -12,7 +12,7 @@ namespace facefeature_tools {
 namespace {
 
 // The system's functions take 32-bit lengths.
-constexpr size_t kMostAtOnce = size_t{1} << 30;
+constexpr size_t kMaxAtOnce = size_t{1} << 30;
 
 void require(NTSTATUS status) {
   if (status < 0) throw std::runtime_error("Windows can't make a SHA-256 digest.");
@@ -46,7 +46,7 @@ void Sha256::add(const void* bytes, size_t count) {
   // The system's function takes a pointer to non-const but only reads.
   UCHAR* next = static_cast<UCHAR*>(const_cast<void*>(bytes));
   while (count > 0) {
-    const size_t part = std::min(count, kMostAtOnce);
+    const size_t part = std::min(count, kMaxAtOnce);
     require(BCryptHashData(state_->hash, next, static_cast<ULONG>(part), 0));
     next += part;
     count -= part;

@@ -32,12 +32,12 @@ UpdateFile::~UpdateFile() { CloseHandle(file_); }
 void UpdateFile::write(uint64_t offset, const void* bytes, size_t count) {
   const char* next = static_cast<const char*>(bytes);
   while (count > 0) {
-    OVERLAPPED place = {};
-    place.Offset = static_cast<DWORD>(offset);
-    place.OffsetHigh = static_cast<DWORD>(offset >> 32);
+    OVERLAPPED position = {};
+    position.Offset = static_cast<DWORD>(offset);
+    position.OffsetHigh = static_cast<DWORD>(offset >> 32);
     const DWORD wanted = static_cast<DWORD>(std::min<size_t>(count, 1u << 30));
     DWORD written = 0;
-    if (WriteFile(file_, next, wanted, &written, &place) == 0 || written == 0) {
+    if (WriteFile(file_, next, wanted, &written, &position) == 0 || written == 0) {
       throw failed(path_, "can't be written: ");
     }
     next += written;

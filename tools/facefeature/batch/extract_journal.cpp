@@ -99,11 +99,11 @@ void ExtractJournal::readOld() {
     if (left < kLengthBytes) return;
     const uint64_t length = getWord(record);
     const uint64_t summed = kLengthBytes + length + kFeatureBytes;
-    if (length > kLongestIdentifier || left < summed + kCheckBytes) return;
+    if (length > kMaxIdentifierBytes || left < summed + kCheckBytes) return;
     const auto sum = checkSum(record, summed);
     if (!std::equal(sum.begin(), sum.end(), record + summed)) return;
     const std::string id(reinterpret_cast<const char*>(record + kLengthBytes), length);
-    places_[id] = size_ + kLengthBytes + length;
+    offsets_[id] = size_ + kLengthBytes + length;
     size_ += summed + kCheckBytes;
   }
 }
@@ -142,7 +142,7 @@ void ExtractJournal::add(const std::string& id, const FeatureVector& feature) {
       std::fflush(file_.get()) != 0) {
     throw notWritten(path_);
   }
-  places_[id] = size_ + kLengthBytes + id.size();
+  offsets_[id] = size_ + kLengthBytes + id.size();
   size_ += record.size();
 }
 
@@ -156,7 +156,7 @@ void ExtractJournal::writeGallery(const std::string& path,
   const FileLock lock(path);
   GalleryWriter writer(path, origin_, held);
   for (const std::string& id : held) {
-    const uint8_t* floats = journal.bytes() + places_.at(id);
+    const uint8_t* floats = journal.bytes() + offsets_.at(id);
     FeatureVector feature;
     for (size_t i = 0; i < kFeatureFloats; ++i) feature.values[i] = getFloat(floats + 4 * i);
     writer.add(feature);

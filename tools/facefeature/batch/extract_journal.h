@@ -32,8 +32,8 @@ class ExtractJournal {
   // Adds the origin of features of the same model that are taken over from elsewhere.
   void joinOrigin(const GalleryOrigin& other);
 
-  bool holds(const std::string& id) const { return places_.count(id) != 0; }
-  size_t count() const { return places_.size(); }
+  bool holds(const std::string& id) const { return offsets_.count(id) != 0; }
+  size_t count() const { return offsets_.size(); }
 
   // id is valid by identifierFault() and not in the journal yet. Throws Failure (kFailed).
   void add(const std::string& id, const FeatureVector& feature);
@@ -57,8 +57,8 @@ class ExtractJournal {
   std::string path_;
   GalleryOrigin origin_;
   std::unique_ptr<std::FILE, Closer> file_;
-  uint64_t size_ = 0;                                 // of its valid part
-  std::unordered_map<std::string, uint64_t> places_;  // offset of the feature of each id
+  uint64_t size_ = 0;                                  // of its valid part
+  std::unordered_map<std::string, uint64_t> offsets_;  // offset of the feature of each id
 };
 
 }  // namespace facefeature_tools

@@ -12,7 +12,7 @@
 namespace facefeature_tools {
 
 struct ReportLine {
-  size_t place;         // of the entry
+  size_t index;         // of the entry
   std::string outcome;  // "failed" or "warning"
   std::string text;
 };

@@ -54,10 +54,11 @@ std::string dumped(const Json& object) {
 
 }  // namespace
 
-ProgressForm progressForm(const std::string& word) {
-  if (word == "auto") return isTerminal(stderr) ? ProgressForm::kTerminal : ProgressForm::kPlain;
-  if (word == "plain") return ProgressForm::kPlain;
-  if (word == "json") return ProgressForm::kJson;
+ProgressFormat progressFormat(const std::string& word) {
+  if (word == "auto")
+    return isTerminal(stderr) ? ProgressFormat::kTerminal : ProgressFormat::kPlain;
+  if (word == "plain") return ProgressFormat::kPlain;
+  if (word == "json") return ProgressFormat::kJson;
   throw std::invalid_argument(word + " is none of auto, plain and json");
 }
 
@@ -82,11 +83,11 @@ std::string progressJson(const char* event, const ProgressCounts& counts, double
   return dumped(object);
 }
 
-Progress::Progress(ProgressForm form, const std::string& verb, size_t total, size_t before)
-    : form_(form), verb_(verb), start_(Clock::now()), told_(start_) {
+Progress::Progress(ProgressFormat format, const std::string& verb, size_t total, size_t before)
+    : format_(format), verb_(verb), start_(Clock::now()), lastReport_(start_) {
   counts_.total = total;
   counts_.before = before;
-  if (form_ == ProgressForm::kJson) put(progressJson("start", counts_, 0.0));
+  if (format_ == ProgressFormat::kJson) put(progressJson("start", counts_, 0.0));
 }
 
 double Progress::seconds() const {
@@ -94,11 +95,11 @@ double Progress::seconds() const {
 }
 
 void Progress::about(const char* event, const std::string& id, const std::string& text) {
-  if (form_ == ProgressForm::kJson) {
+  if (format_ == ProgressFormat::kJson) {
     put(dumped({{"event", event}, {"id", id}, {"text", text}}));
     return;
   }
-  if (form_ == ProgressForm::kTerminal) put(kClearLine);
+  if (format_ == ProgressFormat::kTerminal) put(kClearLine);
   say(verb_, id + ": " + text);
 }
 
@@ -114,14 +115,14 @@ void Progress::warned(const std::string& id, const std::string& text) {
 
 void Progress::tick() {
   const Clock::time_point now = Clock::now();
-  const auto pause = form_ == ProgressForm::kTerminal ? kTerminalPause
-                     : form_ == ProgressForm::kJson   ? kJsonPause
-                                                      : kPlainPause;
-  if (now - told_ < pause) return;
-  told_ = now;
-  if (form_ == ProgressForm::kJson) {
+  const auto pause = format_ == ProgressFormat::kTerminal ? kTerminalPause
+                     : format_ == ProgressFormat::kJson   ? kJsonPause
+                                                          : kPlainPause;
+  if (now - lastReport_ < pause) return;
+  lastReport_ = now;
+  if (format_ == ProgressFormat::kJson) {
     put(progressJson("progress", counts_, seconds()));
-  } else if (form_ == ProgressForm::kPlain) {
+  } else if (format_ == ProgressFormat::kPlain) {
     say(verb_, progressText(counts_, seconds()));
   } else {
     put(kClearLine + ("facefeature " + verb_) + ": " + progressText(counts_, seconds()));
@@ -129,11 +130,11 @@ void Progress::tick() {
 }
 
 void Progress::end(const std::string& text) {
-  if (form_ == ProgressForm::kJson) {
+  if (format_ == ProgressFormat::kJson) {
     put(progressJson("end", counts_, seconds()));
     return;
   }
-  if (form_ == ProgressForm::kTerminal) put(kClearLine);
+  if (format_ == ProgressFormat::kTerminal) put(kClearLine);
   say(verb_, text);
 }
 

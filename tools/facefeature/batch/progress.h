@@ -8,7 +8,7 @@
 
 namespace facefeature_tools {
 
-enum class ProgressForm {
+enum class ProgressFormat {
   kTerminal,  // one line that changes
   kPlain,     // a line from time to time
   kJson       // an object on each line
@@ -16,7 +16,7 @@ enum class ProgressForm {
 
 // "auto" is kTerminal if standard error is a terminal, otherwise kPlain. Throws
 // std::invalid_argument for anything but auto, plain and json.
-ProgressForm progressForm(const std::string& word);
+ProgressFormat progressFormat(const std::string& word);
 
 struct ProgressCounts {
   size_t total = 0;
@@ -34,7 +34,7 @@ std::string progressJson(const char* event, const ProgressCounts& counts, double
 // Everything goes to standard error.
 class Progress {
  public:
-  Progress(ProgressForm form, const std::string& verb, size_t total, size_t before);
+  Progress(ProgressFormat format, const std::string& verb, size_t total, size_t before);
 
   void succeeded() { ++counts_.done; }
   void failed(const std::string& id, const std::string& text);
@@ -53,11 +53,11 @@ class Progress {
   double seconds() const;
   void about(const char* event, const std::string& id, const std::string& text);
 
-  ProgressForm form_;
+  ProgressFormat format_;
   std::string verb_;
   ProgressCounts counts_;
   Clock::time_point start_;
-  Clock::time_point told_;
+  Clock::time_point lastReport_;
 };
 
 }  // namespace facefeature_tools

@@ -11,7 +11,7 @@
 namespace facefeature_tools {
 namespace {
 
-constexpr std::chrono::milliseconds kPatience(100);
+constexpr std::chrono::milliseconds kPollInterval(100);
 
 // The jobs that a worker has at a time. None before it is ready.
 struct Share {
@@ -31,8 +31,8 @@ class Pool {
 
   void run() {
     for (auto& worker : workers_) worker = std::make_unique<WorkerProcess>(command_);
-    while (ended_ < board_.jobs() && board_.goOn()) {
-      if (const auto event = waitForWorkers(workers_, kPatience)) take(*event);
+    while (ended_ < board_.jobs() && board_.shouldContinue()) {
+      if (const auto event = waitForWorkers(workers_, kPollInterval)) take(*event);
     }
   }
 
@@ -57,7 +57,7 @@ class Pool {
       ++ended_;
       board_.answered(share.jobs[reply.request], reply);
     }
-    if (share.unfinished == 0) giveNext(event.worker);
+    if (share.unfinished == 0) sendNext(event.worker);
   }
 
   bool hasWork() const { return !repeated_.empty() || next_ < board_.jobs(); }
@@ -78,7 +78,7 @@ class Pool {
     return jobs;
   }
 
-  void giveNext(size_t worker) {
+  void sendNext(size_t worker) {
     Share& share = shares_[worker];
     share = {};
     if (!hasWork()) {

@@ -24,7 +24,7 @@ class JobBoard {
   virtual void lost(size_t job, const std::string& how) = 0;  // "the worker was ended by ..."
 
   // Called several times a second. Once it returns false, the remaining jobs are not started.
-  virtual bool goOn() = 0;
+  virtual bool shouldContinue() = 0;
 };
 
 // Runs all jobs on at most this many workers, which get at most `share` jobs at a time, and fewer
@@ -33,7 +33,7 @@ class JobBoard {
 // depend on the share.
 //
 // Throws Failure if a worker can't be started or can't open its model. The running workers are then
-// terminated, as they are when goOn() returns false.
+// terminated, as they are when shouldContinue() returns false.
 void runJobs(const WorkerCommand& command, size_t workers, size_t share, JobBoard& board);
 
 }  // namespace facefeature_tools

@@ -8,20 +8,20 @@
 namespace facefeature_tools {
 namespace {
 
-constexpr size_t kMostShown = 100;
+constexpr size_t kMaxShown = 100;
 constexpr int32_t kThumbnailSide = 320;
 
 std::string part(const std::string& title, const Gallery& gallery,
                  const std::vector<uint32_t>& rows, const PhotoIndex& photographs) {
   std::string html = "<h2>" + htmlText(title) + "</h2>\n";
   std::vector<std::string> cards;
-  for (size_t i = 0; i < std::min(rows.size(), kMostShown); ++i) {
+  for (size_t i = 0; i < std::min(rows.size(), kMaxShown); ++i) {
     const std::string_view id = gallery.id(rows[i]);
     cards.push_back(htmlCard(photographs.thumbnailUri(id, kThumbnailSide), id, htmlText(id)));
   }
   html += htmlCards(cards);
-  if (rows.size() > kMostShown) {
-    html += "<p class=\"note\">And " + std::to_string(rows.size() - kMostShown) +
+  if (rows.size() > kMaxShown) {
+    html += "<p class=\"note\">And " + std::to_string(rows.size() - kMaxShown) +
             " more, which the table has.</p>\n";
   }
   return html;

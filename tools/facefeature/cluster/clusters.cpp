@@ -46,14 +46,14 @@ class MeanScores {
     });
   }
 
-  bool isThere(size_t cluster) const { return sizes_[cluster] > 0; }
+  bool exists(size_t cluster) const { return sizes_[cluster] > 0; }
 
   // The cluster with the highest mean score with this one; `wanted` wins ties, then the lower
   // index. REQUIRES: a second cluster.
   size_t nearest(size_t cluster, size_t wanted) const {
     size_t best = wanted;
     for (size_t other = 0; other < count_; ++other) {
-      if (other == cluster || !isThere(other)) continue;
+      if (other == cluster || !exists(other)) continue;
       if (best == count_ || mean(cluster, other) > mean(cluster, best)) best = other;
     }
     return best;
@@ -66,7 +66,7 @@ class MeanScores {
   void merge(size_t a, size_t b) {
     const double sizeA = sizes_[a], sizeB = sizes_[b];
     for (size_t other = 0; other < count_; ++other) {
-      if (other == a || other == b || !isThere(other)) continue;
+      if (other == a || other == b || !exists(other)) continue;
       const double sum = sizeA * mean(a, other) + sizeB * mean(b, other);
       const auto merged = static_cast<float>(sum / (sizeA + sizeB));
       const float value = std::isnan(merged) ? kNever : merged;
@@ -95,7 +95,7 @@ void linkComponent(const float* features, const std::vector<uint32_t>& rows, flo
   size_t left = rows.size();
   for (size_t start = 0; left > 1;) {
     if (chain.empty()) {
-      while (!means.isThere(start)) ++start;
+      while (!means.exists(start)) ++start;
       chain.push_back(start);
     }
     const size_t last = chain.back();
@@ -134,11 +134,11 @@ Clusters connectedComponents(const float* features, size_t count, float threshol
 Clusters averageLinkage(const float* features, size_t count, float threshold, const char* subject) {
   DisjointSets sets(count);
   for (const std::vector<uint32_t>& component : connectedComponents(features, count, threshold)) {
-    if (component.size() > kMostConnected) {
+    if (component.size() > kMaxConnected) {
       throw Failure(kBadInput, subject,
                     std::to_string(component.size()) +
                         " features are connected at this threshold, more than " +
-                        std::to_string(kMostConnected),
+                        std::to_string(kMaxConnected),
                     "Raise the threshold, or use --method components");
     }
     if (component.size() > 1) linkComponent(features, component, threshold, sets);

@@ -27,11 +27,11 @@ Clusters connectedComponents(const float* features, size_t count, float threshol
 // connected component, and the components are processed one by one. Memory: 4 bytes times the
 // square of the size of the largest component. A mean that includes a NaN reaches no threshold.
 //
-// Throws Failure (kBadInput) that names subject if a component has more than kMostConnected
+// Throws Failure (kBadInput) that names subject if a component has more than kMaxConnected
 // features.
 Clusters averageLinkage(const float* features, size_t count, float threshold, const char* subject);
 
-constexpr size_t kMostConnected = 30000;  // 3.6 GB
+constexpr size_t kMaxConnected = 30000;  // 3.6 GB
 
 }  // namespace facefeature_tools
 

@@ -102,22 +102,22 @@ void Canvas::ring(ImagePoint centre, double radius, Colour lineColour, double wi
   cairo_stroke(context_.get());
 }
 
-double Canvas::textWidth(const std::string& words, double size) {
+double Canvas::textWidth(const std::string& label, double size) {
   cairo_set_font_size(context_.get(), size);
   cairo_text_extents_t extents;
-  cairo_text_extents(context_.get(), words.c_str(), &extents);
+  cairo_text_extents(context_.get(), label.c_str(), &extents);
   return extents.x_advance;
 }
 
-void Canvas::text(ImagePoint point, const std::string& words, double size, Colour textColour,
+void Canvas::text(ImagePoint point, const std::string& label, double size, Colour textColour,
                   TextAnchor anchor) {
-  const double width = textWidth(words, size);
+  const double width = textWidth(label, size);
   cairo_font_extents_t font;
   cairo_font_extents(context_.get(), &font);
   const double left = anchor == TextAnchor::kMiddle ? point.x - width / 2.0 : point.x;
   // Centres the digits and capitals, ignoring descenders.
   cairo_move_to(context_.get(), left, point.y + size * 0.36);
-  cairo_text_path(context_.get(), words.c_str());
+  cairo_text_path(context_.get(), label.c_str());
   colour(kBackground);
   cairo_set_line_width(context_.get(), size * 0.22);
   cairo_stroke_preserve(context_.get());

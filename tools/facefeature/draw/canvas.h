@@ -52,9 +52,9 @@ class Canvas {
   void ring(ImagePoint centre, double radius, Colour colour, double width);
 
   // point is at half the height of the text. A dark rim keeps it legible on any picture.
-  void text(ImagePoint point, const std::string& words, double size, Colour colour,
+  void text(ImagePoint point, const std::string& label, double size, Colour colour,
             TextAnchor anchor = TextAnchor::kLeft);
-  double textWidth(const std::string& words, double size);
+  double textWidth(const std::string& label, double size);
 
   // Draws the surface with its pixel (0, 0), by its centre, at origin, each pixel scale wide.
   // sharp shows pixels as squares; otherwise they are interpolated, or averaged when they shrink.

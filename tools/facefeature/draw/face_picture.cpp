@@ -44,9 +44,9 @@ class View {
  private:
   // cairo has 24-bit coordinates. Wild landmarks exceed them, and frames of coincident anchors are
   // NaN.
-  static double drawable(double place) {
+  static double drawable(double position) {
     constexpr double kFarAway = 1e6;
-    return place > -kFarAway ? std::min(place, kFarAway) : -kFarAway;
+    return position > -kFarAway ? std::min(position, kFarAway) : -kFarAway;
   }
 
   Area panel_;
@@ -146,9 +146,9 @@ void drawAxis(Canvas& canvas, const View& view, const HeadFit& fit, const float*
 void drawHead(Canvas& canvas, const View& view, const Scene& scene) {
   for (const Landmark& landmark : scene.landmarks) {
     const float* model = modelPointOf(landmark.id);
-    const ImagePoint place = view.at(scene.fit.project(model[0], model[1], model[2]));
-    canvas.line(place, view.at({landmark.x, landmark.y}), kHead, 1.5);
-    canvas.ring(place, 4.5, kHead, 1.5);
+    const ImagePoint position = view.at(scene.fit.project(model[0], model[1], model[2]));
+    canvas.line(position, view.at({landmark.x, landmark.y}), kHead, 1.5);
+    canvas.ring(position, 4.5, kHead, 1.5);
   }
   const float* nose = modelPointOf(9);
   drawAxis(canvas, view, scene.fit, nose, {1.0, 0.0, 0.0}, "X", kAxisX);
@@ -175,22 +175,22 @@ void drawCloseUp(Canvas& canvas, const View& view, const Scene& scene) {
   canvas.unclip();
 }
 
-std::string headWords(const HeadFit& fit) {
+std::string headText(const HeadFit& fit) {
   if (!fit.isGood) return "No head can be fitted to the landmarks.";
   // Adding 0 removes the sign of a value that is rounded to -0.
   const auto whole = [](float degrees) { return std::round(static_cast<double>(degrees)) + 0.0; };
-  char words[256];
-  std::snprintf(words, sizeof words,
-                "Head: roll %.0f, yaw %.0f, nod %.0f degrees; eyes %.1f pixels apart; residual "
+  char text[256];
+  std::snprintf(text, sizeof text,
+                "Head: roll %.0f, yaw %.0f, pitch %.0f degrees; eyes %.1f pixels apart; residual "
                 "%.2f units (the eyes are 6.3 apart).",
-                whole(fit.roll), whole(fit.yaw), whole(fit.nod),
+                whole(fit.roll), whole(fit.yaw), whole(fit.pitch),
                 static_cast<double>(fit.referenceLength), fit.residual);
-  return words;
+  return text;
 }
 
 // Truncated at its end if it is wider than the picture.
-void drawLine(Canvas& canvas, double y, const std::string& words, double size, Colour colour) {
-  std::string shown = words;
+void drawLine(Canvas& canvas, double y, const std::string& text, double size, Colour colour) {
+  std::string shown = text;
   while (canvas.textWidth(shown, size) > kWidth - 2.0 * kRim) {
     shown = shown.substr(0, shown.size() - 4) + "...";
   }
@@ -198,20 +198,20 @@ void drawLine(Canvas& canvas, double y, const std::string& words, double size, C
 }
 
 // A file name need not be drawable text.
-std::string printable(std::string words) {
-  for (char& sign : words) {
-    if (sign < ' ' || sign > '~') sign = '?';
+std::string printable(std::string text) {
+  for (char& byte : text) {
+    if (byte < ' ' || byte > '~') byte = '?';
   }
-  return words;
+  return text;
 }
 
 std::string nameOf(const std::string& path) { return path.substr(path.find_last_of("/\\") + 1); }
 
 void drawCaptions(Canvas& canvas, double y, double second) {
   double x = kRim;
-  const auto add = [&canvas, &x, y](const std::string& words, Colour colour) {
-    canvas.text({x, y}, words, 15.0, colour);
-    x += canvas.textWidth(words, 15.0) + 14.0;
+  const auto add = [&canvas, &x, y](const std::string& text, Colour colour) {
+    canvas.text({x, y}, text, 15.0, colour);
+    x += canvas.textWidth(text, 15.0) + 14.0;
   };
   add("The frames that the patches are cut from, by their spans", kFrame);
   x = second;
@@ -228,11 +228,11 @@ bool facesCanBeDrawn() { return true; }
 void requireDrawing() {}
 
 void writeFacePicture(const std::string& path, const std::string& photoPath, const Photo& photo,
-                      const LandmarkFile& file, const std::vector<std::string>& doubts) {
+                      const LandmarkFile& file, const std::vector<std::string>& warnings) {
   const Canvas::Surface surface = Canvas::surfaceOf(photo, photoPath);
   const Scene scene = {photo, surface.get(), file.landmarks, fitHead(file.landmarks)};
 
-  const double lines = 2.0 + static_cast<double>(doubts.size());
+  const double lines = 2.0 + static_cast<double>(warnings.size());
   const double panelTop = kRim + kLineHeight * lines + 4.0;
   const double sheetTop = panelTop + kPanelHeight + kCaption + kLineHeight;
   const double height = sheetTop + (scene.fit.isGood ? kPatchSheetHeight : 0.0) + kRim;
@@ -243,10 +243,10 @@ void writeFacePicture(const std::string& path, const std::string& photoPath, con
                std::to_string(photo.height) + " pixels, " + std::to_string(file.landmarks.size()) +
                " landmarks",
            20.0, kInk);
-  drawLine(canvas, kRim + 4.0 + kLineHeight, headWords(scene.fit), 16.0, kFaintInk);
-  for (size_t i = 0; i < doubts.size(); ++i) {
+  drawLine(canvas, kRim + 4.0 + kLineHeight, headText(scene.fit), 16.0, kFaintInk);
+  for (size_t i = 0; i < warnings.size(); ++i) {
     drawLine(canvas, kRim + 4.0 + kLineHeight * (2.0 + static_cast<double>(i)),
-             "Warning: " + printable(doubts[i]), 16.0, kWarning);
+             "Warning: " + printable(warnings[i]), 16.0, kWarning);
   }
 
   const double panelWidth = (kWidth - 3.0 * kRim) / 2.0;

@@ -20,12 +20,12 @@ bool facesCanBeDrawn();
 void requireDrawing();
 
 // Writes a PNG of the whole photograph with the frames of the patches, the face close up with the
-// numbered landmarks and the fitted head, and the 25 patches, direct and mirrored. doubts are
+// numbered landmarks and the fitted head, and the 25 patches, direct and mirrored. warnings are
 // written on top. Throws Failure: kBadInput for a photograph that is too large to be drawn, kFailed
 // when the file can't be written.
 // REQUIRES: a photograph of at least 2 x 2 pixels.
 void writeFacePicture(const std::string& path, const std::string& photoPath, const Photo& photo,
-                      const LandmarkFile& file, const std::vector<std::string>& doubts);
+                      const LandmarkFile& file, const std::vector<std::string>& warnings);
 
 // Writes a PNG of the 29 model points, from the front and from the side, each with its id. Throws
 // Failure (kFailed).

@@ -12,12 +12,12 @@ constexpr double kPi = 3.14159265358979323846;
 
 // The direction of a label from its point in an upright face: degrees clockwise from the right of
 // the picture.
-struct LabelPlace {
+struct LabelPosition {
   int32_t id;
   double degrees;
 };
 
-constexpr LabelPlace kLabels[] = {
+constexpr LabelPosition kLabels[] = {
     {0, 270},   {1, 270},   {2, 200},   {3, 300},   {4, 240},  {5, 340},   {6, 90},    {9, 0},
     {10, 270},  {11, 90},   {12, 180},  {13, 0},    {43, 0},   {44, 180},  {45, 0},    {200, 0},
     {221, 35},  {222, 90},  {223, 180}, {225, 0},   {226, 90}, {227, 145}, {240, 180}, {241, 0},
@@ -47,28 +47,29 @@ Colour colourOfId(int32_t id) {
 
 ImagePoint labelDirection(int32_t id) {
   double degrees = 270.0;
-  for (const LabelPlace& label : kLabels) {
+  for (const LabelPosition& label : kLabels) {
     if (label.id == id) degrees = label.degrees;
   }
   const double angle = degrees * kPi / 180.0;
   return {std::cos(angle), std::sin(angle)};
 }
 
-void drawMark(Canvas& canvas, int32_t id, ImagePoint place, ImagePoint direction, double textSize) {
+void drawMark(Canvas& canvas, int32_t id, ImagePoint position, ImagePoint direction,
+              double textSize) {
   const Colour colour = colourOfId(id);
   const double radius = textSize * 0.22;
-  canvas.disc(place, radius + 1.2, kBackground);
-  canvas.disc(place, radius, colour);
+  canvas.disc(position, radius + 1.2, kBackground);
+  canvas.disc(position, radius, colour);
   const std::string number = std::to_string(id);
   const double reach = radius + 3.0;
   const double halfWidth = canvas.textWidth(number, textSize) / 2.0;
-  const ImagePoint middle = {place.x + direction.x * (reach + halfWidth),
-                             place.y + direction.y * (reach + textSize * 0.4)};
+  const ImagePoint middle = {position.x + direction.x * (reach + halfWidth),
+                             position.y + direction.y * (reach + textSize * 0.4)};
   canvas.text(middle, number, textSize, colour, TextAnchor::kMiddle);
 }
 
 void drawFaceLines(Canvas& canvas, const std::vector<int32_t>& ids,
-                   const std::vector<ImagePoint>& places, double width) {
+                   const std::vector<ImagePoint>& positions, double width) {
   const auto indexOf = [&ids](int32_t id) {
     return static_cast<size_t>(std::find(ids.begin(), ids.end(), id) - ids.begin());
   };
@@ -76,7 +77,7 @@ void drawFaceLines(Canvas& canvas, const std::vector<int32_t>& ids,
     const size_t from = indexOf(line.from);
     const size_t to = indexOf(line.to);
     if (from == ids.size() || to == ids.size()) continue;
-    canvas.line(places[from], places[to], kFaintInk, width);
+    canvas.line(positions[from], positions[to], kFaintInk, width);
   }
 }
 

@@ -22,12 +22,13 @@ Colour colourOfId(int32_t id);
 ImagePoint labelDirection(int32_t id);
 
 // Draws one point with its number next to it, in this direction.
-void drawMark(Canvas& canvas, int32_t id, ImagePoint place, ImagePoint direction, double textSize);
+void drawMark(Canvas& canvas, int32_t id, ImagePoint position, ImagePoint direction,
+              double textSize);
 
-// Connects the points to a face: brows, eyes, nose, mouth, jaw. places has one entry for each id of
+// Connects the points to a face: brows, eyes, nose, mouth, jaw. positions has one entry for each id of
 // ids; a line with a missing end is left out.
 void drawFaceLines(Canvas& canvas, const std::vector<int32_t>& ids,
-                   const std::vector<ImagePoint>& places, double width);
+                   const std::vector<ImagePoint>& positions, double width);
 
 }  // namespace facefeature_tools
 

@@ -187,7 +187,7 @@ RateInput verificationInput(const ComparisonScores& comparisons, const Evaluatio
   input.genuine = comparisons.genuine;
   // If a person is drawn twice, each of their genuine pairs counts twice. The product of the
   // weights of the two features would count it four times.
-  for (Comparison& comparison : input.genuine) comparison.b = input.nobody();
+  for (Comparison& comparison : input.genuine) comparison.b = input.noPerson();
   input.impostors = &comparisons.impostors;
   input.everyPair = comparisons.everyPair;
   input.holdsAllImpostors = comparisons.holdsAllImpostors;

@@ -41,7 +41,7 @@ struct RateInput {
   const std::vector<uint32_t>* personOf = nullptr;  // of each feature; owned by the caller
 
   // The index that means "no second person".
-  FeatureIndex nobody() const { return static_cast<FeatureIndex>(personOf->size()); }
+  FeatureIndex noPerson() const { return static_cast<FeatureIndex>(personOf->size()); }
 };
 
 // The rates of pairs of features: a genuine score has the weight of its person once, an impostor

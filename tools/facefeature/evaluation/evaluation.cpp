@@ -74,19 +74,21 @@ std::optional<Rates> ratesOf(const RateInput& input, uint64_t impostorCount,
   for (size_t i = 0; i < kCount; ++i) {
     RateAt at;
     at.name = named[i].name;
-    at.falseRate = named[i].rate;
+    at.falsePositiveRate = named[i].rate;
     const auto threshold =
-        i < asked.size() ? lowestThreshold(*input.impostors, allowedAt(at.falseRate, impostorCount))
-                         : std::nullopt;
+        i < asked.size()
+            ? lowestThreshold(*input.impostors, allowedAt(at.falsePositiveRate, impostorCount))
+            : std::nullopt;
     if (i >= asked.size()) {
-      const auto needed = static_cast<uint64_t>(std::llround(kErrorsForARate / at.falseRate));
+      const auto needed =
+          static_cast<uint64_t>(std::llround(kErrorsForARate / at.falsePositiveRate));
       at.refusal = std::to_string(impostorCount) + " " + trials +
                    " are too few: " + std::to_string(needed) + " are needed";
     } else if (!threshold) {
       at.refusal = "no threshold: too many scores are infinite or not a number";
     } else {
       at.threshold = *threshold;
-      at.falseOnes = reaching(*input.impostors, *threshold);
+      at.falsePositives = reaching(*input.impostors, *threshold);
       at.right = {rates->acceptRates[i],
                   widened(intervals.acceptRates[i], rates->acceptRates[i], peopleWithPairs)};
     }
@@ -125,9 +127,9 @@ Identification identificationOf(const EvaluationSet& set, const std::vector<Sear
   std::vector<Comparison> nonMated;
   std::vector<uint64_t> ofRank(kRanks + 2);
   for (FeatureIndex i = 0; i < searches.size(); ++i) {
-    nonMated.push_back({searches[i].nonMate, i, input.nobody()});
+    nonMated.push_back({searches[i].nonMate, i, input.noPerson()});
     if (searches[i].rank == 0) continue;
-    input.genuine.push_back({searches[i].mate, i, input.nobody()});
+    input.genuine.push_back({searches[i].mate, i, input.noPerson()});
     ++ofRank[std::min<size_t>(searches[i].rank, kRanks + 1)];
   }
   std::sort(input.genuine.begin(), input.genuine.end(), ranksBefore);

@@ -23,19 +23,19 @@ struct Estimate {
 // the identification rate at a false positive identification rate.
 struct RateAt {
   std::string name;  // of the false rate: "1e-3"
-  double falseRate;
+  double falsePositiveRate;
   // Why there is no figure. If it is set, nothing below is.
   std::string refusal;
   Estimate right = {};
-  float threshold = 0.0f;  // the lowest at which the false rate is not exceeded
-  uint64_t falseOnes = 0;  // that reach the threshold
+  float threshold = 0.0f;       // the lowest at which the false rate is not exceeded
+  uint64_t falsePositives = 0;  // that reach the threshold
 };
 
 // A threshold and the exact rates at it.
 struct OperatingPoint {
   float threshold;
-  double falseRate;
-  double falseNonRate;  // of matches that are not accepted, or searches that do not find
+  double falsePositiveRate;
+  double falseNegativeRate;  // of matches that are not accepted, or searches that do not find
 };
 
 struct Identification {

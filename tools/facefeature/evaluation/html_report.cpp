@@ -86,13 +86,13 @@ std::string verificationTable(const Evaluation& evaluation) {
                                  threshold ? htmlText(floatText(*threshold)) : "-"}});
   std::vector<std::vector<std::string>> rows;
   for (const RateAt& at : evaluation.accepted) {
-    const std::string name = askedRate(at.falseRate);
+    const std::string name = askedRate(at.falsePositiveRate);
     if (!at.refusal.empty()) {
       rows.push_back({name, "refused", "", "", htmlText(at.refusal)});
       continue;
     }
     rows.push_back({name, percentText(at.right.value), intervalText(at.right.interval),
-                    htmlText(floatText(at.threshold)), countText(at.falseOnes)});
+                    htmlText(floatText(at.threshold)), countText(at.falsePositives)});
   }
   return html + htmlTable({"False match rate at most", "Accept rate", "95 % interval", "Threshold",
                            "False matches"},
@@ -102,7 +102,7 @@ std::string verificationTable(const Evaluation& evaluation) {
 double lowestRate(const std::vector<OperatingPoint>& curve, double least) {
   double lowest = 0.1;
   for (const OperatingPoint& point : curve) {
-    if (point.falseRate > 0.0) lowest = std::min(lowest, point.falseRate);
+    if (point.falsePositiveRate > 0.0) lowest = std::min(lowest, point.falsePositiveRate);
   }
   return std::max(least, std::pow(10.0, std::floor(std::log10(lowest))));
 }
@@ -111,7 +111,8 @@ double lowestRate(const std::vector<OperatingPoint>& curve, double least) {
 std::vector<ChartPoint> pointsFrom(double lowest, const std::vector<OperatingPoint>& curve) {
   std::vector<ChartPoint> points;
   for (const OperatingPoint& point : curve) {
-    if (point.falseRate >= lowest) points.push_back({point.falseRate, point.falseNonRate});
+    if (point.falsePositiveRate >= lowest)
+      points.push_back({point.falsePositiveRate, point.falseNegativeRate});
   }
   return points;
 }
@@ -123,11 +124,13 @@ std::string rocChart(const Evaluation& evaluation) {
       {"Accept rate", AxisScale::kLinear, 0.0, 1.0, true});
   std::vector<ChartPoint> points;
   for (const OperatingPoint& point : evaluation.curve) {
-    if (point.falseRate > 0.0) points.push_back({point.falseRate, 1.0 - point.falseNonRate});
+    if (point.falsePositiveRate > 0.0)
+      points.push_back({point.falsePositiveRate, 1.0 - point.falseNegativeRate});
   }
   for (const RateAt& at : evaluation.accepted) {
     if (!at.refusal.empty() || std::isnan(at.right.interval.low)) continue;
-    chart.interval(at.falseRate, at.right.interval.low, at.right.interval.high, kIntervalColour);
+    chart.interval(at.falsePositiveRate, at.right.interval.low, at.right.interval.high,
+                   kIntervalColour);
   }
   chart.line(points, kLineColour, "");
   return htmlFigure(chart.svg(), "ROC. Vertical bars are the 95 % intervals of the table.");
@@ -204,7 +207,7 @@ std::string identificationPart(const Identification& identification) {
   html += htmlTable({"Rank at most", "Found", "95 % interval"}, rows);
   rows.clear();
   for (const RateAt& at : identification.found) {
-    const std::string name = askedRate(at.falseRate);
+    const std::string name = askedRate(at.falsePositiveRate);
     if (!at.refusal.empty()) {
       rows.push_back({name, "refused", "", "", htmlText(at.refusal)});
       continue;
@@ -212,7 +215,7 @@ std::string identificationPart(const Identification& identification) {
     const Interval found = at.right.interval;
     rows.push_back({name, percentText(1.0 - at.right.value),
                     intervalText({1.0 - found.high, 1.0 - found.low}),
-                    htmlText(floatText(at.threshold)), countText(at.falseOnes)});
+                    htmlText(floatText(at.threshold)), countText(at.falsePositives)});
   }
   html +=
       htmlTable({"FPIR at most", "FNIR", "95 % interval", "Threshold", "False positives"}, rows);

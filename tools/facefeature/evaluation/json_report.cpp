@@ -15,16 +15,16 @@ Json jsonEstimate(const Estimate& estimate) {
           {"high", jsonNumber(estimate.interval.high)}};
 }
 
-Json jsonRates(const std::vector<RateAt>& rates, const char* falseRate) {
+Json jsonRates(const std::vector<RateAt>& rates, const char* falsePositiveRate) {
   Json all = Json::array();
   for (const RateAt& at : rates) {
-    Json entry = {{"name", at.name}, {falseRate, at.falseRate}};
+    Json entry = {{"name", at.name}, {falsePositiveRate, at.falsePositiveRate}};
     if (!at.refusal.empty()) {
       entry["refused"] = at.refusal;
     } else {
       entry.update(jsonEstimate(at.right));
       entry["threshold"] = jsonFloat(at.threshold);
-      entry["false_ones"] = at.falseOnes;
+      entry["false_positives"] = at.falsePositives;
     }
     all.push_back(std::move(entry));
   }
@@ -34,7 +34,8 @@ Json jsonRates(const std::vector<RateAt>& rates, const char* falseRate) {
 Json jsonCurve(const std::vector<OperatingPoint>& curve) {
   Json points = Json::array();
   for (const OperatingPoint& point : curve) {
-    points.push_back({jsonFloat(point.threshold), point.falseRate, point.falseNonRate});
+    points.push_back(
+        {jsonFloat(point.threshold), point.falsePositiveRate, point.falseNegativeRate});
   }
   return points;
 }

@@ -72,9 +72,9 @@ void writeThresholdFile(const std::string& path, const Evaluation& evaluation) {
   for (const RateAt& at : evaluation.accepted) {
     if (!at.refusal.empty()) continue;
     thresholds.push_back(entryOf(at.name, at.threshold));
-    thresholds.back()["false_match_rate"] = at.falseRate;
+    thresholds.back()["false_match_rate"] = at.falsePositiveRate;
     thresholds.back()["accept_rate"] = at.right.value;
-    if (at.falseRate >= kDefaultRate) defaultName = at.name;
+    if (at.falsePositiveRate >= kDefaultRate) defaultName = at.name;
   }
   file["default"] = defaultName;
   file["thresholds"] = thresholds;

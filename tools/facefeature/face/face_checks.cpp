@@ -18,8 +18,8 @@ std::string withDigits(const char* format, double value) {
   return text;
 }
 
-std::string doubtAboutSize(const LandmarkFile& file, const std::string& photo, int32_t width,
-                           int32_t height) {
+std::string sizeWarning(const LandmarkFile& file, const std::string& photo, int32_t width,
+                        int32_t height) {
   const bool sameWidth = !file.width || *file.width == width;
   const bool sameHeight = !file.height || *file.height == height;
   if (sameWidth && sameHeight) return "";
@@ -40,8 +40,7 @@ bool isInside(const Landmark& landmark, int32_t width, int32_t height) {
          static_cast<double>(landmark.y) <= height - 0.5;
 }
 
-std::string doubtAboutPlaces(const std::vector<Landmark>& landmarks, int32_t width,
-                             int32_t height) {
+std::string positionWarning(const std::vector<Landmark>& landmarks, int32_t width, int32_t height) {
   std::string ids;
   size_t outside = 0;
   for (const Landmark& landmark : landmarks) {
@@ -56,7 +55,7 @@ std::string doubtAboutPlaces(const std::vector<Landmark>& landmarks, int32_t wid
          "). They may be those of another picture or of another size of it.";
 }
 
-std::string doubtAboutPose(const HeadFit& fit) {
+std::string poseWarning(const HeadFit& fit) {
   if (!fit.facesCamera()) {
     // The second row of the rotation gives the direction of the chin.
     const bool chinUp = fit.rotation[4] < 0.0f;
@@ -73,7 +72,7 @@ std::string doubtAboutPose(const HeadFit& fit) {
   return "";
 }
 
-std::string doubtAboutFit(const HeadFit& fit) {
+std::string fitWarning(const HeadFit& fit) {
   if (fit.residual <= kLargestResidual) return "";
   return "the landmarks are " + withDigits("%.2f", fit.residual) +
          " units off the shape of a head on average, and good ones less than " +
@@ -83,26 +82,26 @@ std::string doubtAboutFit(const HeadFit& fit) {
 
 }  // namespace
 
-std::vector<std::string> doubtsAboutFace(const LandmarkFile& file, const std::string& photo,
-                                         int32_t width, int32_t height) {
-  std::vector<std::string> doubts;
-  const auto add = [&doubts](const std::string& doubt) {
-    if (!doubt.empty()) doubts.push_back(doubt);
+std::vector<std::string> faceWarnings(const LandmarkFile& file, const std::string& photo,
+                                      int32_t width, int32_t height) {
+  std::vector<std::string> warnings;
+  const auto add = [&warnings](const std::string& warning) {
+    if (!warning.empty()) warnings.push_back(warning);
   };
-  if (!file.doubt.empty()) {
-    add("no full record of 29 landmarks: " + file.doubt +
+  if (!file.warning.empty()) {
+    add("no full record of 29 landmarks: " + file.warning +
         ". The feature compares only with features of such records.");
   }
-  add(doubtAboutSize(file, photo, width, height));
-  add(doubtAboutPlaces(file.landmarks, width, height));
+  add(sizeWarning(file, photo, width, height));
+  add(positionWarning(file.landmarks, width, height));
   const HeadFit fit = fitHead(file.landmarks);
   if (fit.isGood) {
-    add(doubtAboutPose(fit));
-    add(doubtAboutFit(fit));
+    add(poseWarning(fit));
+    add(fitWarning(fit));
   } else {
     add("no head can be fitted to the landmarks. Are all of them at one place, or on one line?");
   }
-  return doubts;
+  return warnings;
 }
 
 }  // namespace facefeature_tools

@@ -22,8 +22,8 @@ constexpr double kLargestResidual = 0.7;
 //
 // Landmarks that are a good face by themselves are not detected: those of another photograph of the
 // same size, or all of them moved or scaled, as long as they stay inside the picture.
-std::vector<std::string> doubtsAboutFace(const LandmarkFile& file, const std::string& photo,
-                                         int32_t width, int32_t height);
+std::vector<std::string> faceWarnings(const LandmarkFile& file, const std::string& photo,
+                                      int32_t width, int32_t height);
 
 }  // namespace facefeature_tools
 

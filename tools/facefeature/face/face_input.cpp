@@ -34,7 +34,7 @@ Photo oriented(const std::string& verb, const std::string& path, Photo photo, in
 
 }  // namespace
 
-const char* exifWord(ExifRule rule) { return rule == ExifRule::kApply ? "apply" : "ignore"; }
+const char* exifRuleName(ExifRule rule) { return rule == ExifRule::kApply ? "apply" : "ignore"; }
 
 void requireExif(ExifRule rule) {
   if (rule == ExifRule::kApply && !exifIsRead()) {
@@ -87,9 +87,9 @@ FaceLandmarks readFaceLandmarks(const std::string& verb, const std::string& phot
     result = landmarksOfFound(chosenFace(verb, photoPath, faces, face), photoPath, photo);
   } else {
     result.file = readLandmarkFile(landmarksPath);
-    result.doubts = doubtsAboutFace(result.file, photoPath, photo.width, photo.height);
+    result.warnings = faceWarnings(result.file, photoPath, photo.width, photo.height);
   }
-  sayDoubts(verb, landmarksPath.empty() ? photoPath : landmarksPath, result.doubts);
+  printWarnings(verb, landmarksPath.empty() ? photoPath : landmarksPath, result.warnings);
   return result;
 }
 
@@ -99,10 +99,10 @@ FaceLandmarks landmarksOfFound(const FoundFace& face, const std::string& photoPa
   result.file.width = photo.width;
   result.file.height = photo.height;
   result.file.landmarks = face.landmarks;
-  result.doubts = doubtsAboutFace(result.file, photoPath, photo.width, photo.height);
+  result.warnings = faceWarnings(result.file, photoPath, photo.width, photo.height);
   const HeadFit fit = fitHead(face.landmarks);
   if (fit.isGood && std::fabs(fit.roll) > kLargestRollOfADetector) {
-    result.doubts.push_back(
+    result.warnings.push_back(
         "the head is tilted by " + std::to_string(std::lround(fit.roll)) +
         " degrees. The detector is made for upright faces and can be badly off here: look at the "
         "points with \"facefeature draw\".");
@@ -110,9 +110,9 @@ FaceLandmarks landmarksOfFound(const FoundFace& face, const std::string& photoPa
   return result;
 }
 
-void sayDoubts(const std::string& verb, const std::string& path,
-               const std::vector<std::string>& doubts) {
-  for (const std::string& doubt : doubts) say(verb, path + ": warning: " + doubt);
+void printWarnings(const std::string& verb, const std::string& path,
+                   const std::vector<std::string>& warnings) {
+  for (const std::string& warning : warnings) say(verb, path + ": warning: " + warning);
 }
 
 }  // namespace facefeature_tools

@@ -21,7 +21,7 @@ enum class ExifRule {
 // The option's values, which are also passed to worker processes.
 constexpr char kExifOption[] = "--exif";
 constexpr char kFaceOption[] = "--face";
-const char* exifWord(ExifRule rule);
+const char* exifRuleName(ExifRule rule);
 
 // Throws Failure (kWrongUsage) for kApply if the program was built without Exif support.
 void requireExif(ExifRule rule);
@@ -38,7 +38,7 @@ const FoundFace& chosenFace(const std::string& verb, const std::string& photo,
 // The landmarks of a face, and the warnings about them.
 struct FaceLandmarks {
   LandmarkFile file;
-  std::vector<std::string> doubts;
+  std::vector<std::string> warnings;
 };
 
 // The landmarks in a file or, if its name is empty, of the chosen face that the detector finds.
@@ -52,8 +52,8 @@ FaceLandmarks landmarksOfFound(const FoundFace& face, const std::string& photoPa
                                const Photo& photo);
 
 // Prints each text as a warning about the file with this path.
-void sayDoubts(const std::string& verb, const std::string& path,
-               const std::vector<std::string>& doubts);
+void printWarnings(const std::string& verb, const std::string& path,
+                   const std::vector<std::string>& warnings);
 
 }  // namespace facefeature_tools
 

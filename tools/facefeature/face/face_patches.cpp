@@ -77,11 +77,12 @@ std::vector<FaceFrame> faceFrames(const std::vector<Landmark>& landmarks) {
     // Corners of the outermost pixels, which extend half a pixel around their centres.
     const double low = -0.5;
     const double high = facefeature::kCanonicalSide - 0.5;
-    const auto place = [&t](double x, double y) {
+    const auto imagePoint = [&t](double x, double y) {
       return ImagePoint{t.a * x - t.b * y + t.tx, t.b * x + t.a * y + t.ty};
     };
-    frames.push_back(
-        {span, {place(low, low), place(high, low), place(high, high), place(low, high)}});
+    frames.push_back({span,
+                      {imagePoint(low, low), imagePoint(high, low), imagePoint(high, high),
+                       imagePoint(low, high)}});
   }
   return frames;
 }

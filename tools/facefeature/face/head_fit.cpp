@@ -21,8 +21,8 @@ double rootMeanSquare(const HeadFit& fit, const std::vector<Landmark>& landmarks
   double sum = 0.0;
   for (const Landmark& landmark : landmarks) {
     const float* model = modelPointOf(landmark.id);
-    const ImagePoint place = fit.project(model[0], model[1], model[2]);
-    sum += std::pow(place.x - landmark.x, 2.0) + std::pow(place.y - landmark.y, 2.0);
+    const ImagePoint position = fit.project(model[0], model[1], model[2]);
+    sum += std::pow(position.x - landmark.x, 2.0) + std::pow(position.y - landmark.y, 2.0);
   }
   return std::sqrt(sum / static_cast<double>(landmarks.size())) / fit.scale;
 }
@@ -45,13 +45,14 @@ HeadFit fitHead(const std::vector<Landmark>& landmarks) {
   std::vector<float> points, model;
   for (const Landmark& landmark : landmarks) {
     points.insert(points.end(), {landmark.x, landmark.y});
-    const float* place = modelPointOf(landmark.id);
-    model.insert(model.end(), place, place + 3);
+    const float* position = modelPointOf(landmark.id);
+    model.insert(model.end(), position, position + 3);
   }
   facefeature::FitProjection(points.data(), model.data(), static_cast<int32_t>(landmarks.size()),
                              fit.rotation, fit.translation, &fit.scale);
   const LandmarkRecord record = makeRecord(landmarks);
-  fit.referenceLength = facefeature::EstimateHeadPose(record.get(), &fit.roll, &fit.yaw, &fit.nod);
+  fit.referenceLength =
+      facefeature::EstimateHeadPose(record.get(), &fit.roll, &fit.yaw, &fit.pitch);
   fit.residual = rootMeanSquare(fit, landmarks);
   fit.isGood = isFinite(fit);
   return fit;

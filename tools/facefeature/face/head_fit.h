@@ -11,13 +11,13 @@
 namespace facefeature_tools {
 
 struct HeadFit {
-  float rotation[9];      // row by row; the third row points into the picture
-  float translation[3];   // projection of the model's origin, in pixels
-  float scale;            // pixels per model unit
-  float referenceLength;  // distance of the model's eyes in pixels, which determines the size of
-                          // the patches
-  float roll, yaw, nod;   // degrees about Z, Y and X; roll is positive if the head leans to the
-                          // right of the picture
+  float rotation[9];       // row by row; the third row points into the picture
+  float translation[3];    // projection of the model's origin, in pixels
+  float scale;             // pixels per model unit
+  float referenceLength;   // distance of the model's eyes in pixels, which determines the size of
+                           // the patches
+  float roll, yaw, pitch;  // degrees about Z, Y and X; roll is positive if the head leans to the
+                           // right of the picture
 
   // Root mean square of the distances between landmarks and projected model points, in model
   // units; the eyes are 6.28 apart.

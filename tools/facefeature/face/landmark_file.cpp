@@ -25,27 +25,27 @@ constexpr int kAlignedLandmarks = 25;
 // The four at the sides of the head take part in the head fit, not in the alignment.
 bool isSideOfHead(int32_t id) { return id == 240 || id == 241 || id == 315 || id == 316; }
 
-int32_t landmarkId(const json& entry, const std::string& place) {
+int32_t landmarkId(const json& entry, const std::string& entryName) {
   const auto id = entry.find("id");
   if (id == entry.end() || !id->is_number_integer()) {
-    throw std::runtime_error("has no whole number \"id\" in " + place);
+    throw std::runtime_error("has no whole number \"id\" in " + entryName);
   }
   // A number above the signed 64-bit range is stored unsigned; it must not turn into a small one.
   const bool huge = id->is_number_unsigned() && id->get<uint64_t>() > uint64_t{kLastId};
   if (huge || id->get<int64_t>() < 0 || id->get<int64_t>() > kLastId) {
-    throw std::runtime_error("has the id " + id->dump() + " in " + place + ", not 0 to 317");
+    throw std::runtime_error("has the id " + id->dump() + " in " + entryName + ", not 0 to 317");
   }
   return id->get<int32_t>();
 }
 
-float coordinate(const json& entry, const char* key, const std::string& place) {
+float coordinate(const json& entry, const char* key, const std::string& entryName) {
   const auto value = entry.find(key);
   if (value == entry.end() || !value->is_number()) {
-    throw std::runtime_error("has no number \"" + std::string(key) + "\" in " + place);
+    throw std::runtime_error("has no number \"" + std::string(key) + "\" in " + entryName);
   }
   const double wide = value->get<double>();
   if (!(std::fabs(wide) <= static_cast<double>(std::numeric_limits<float>::max()))) {
-    throw std::runtime_error("has a coordinate out of range in " + place);
+    throw std::runtime_error("has a coordinate out of range in " + entryName);
   }
   return static_cast<float>(wide);
 }
@@ -64,23 +64,23 @@ std::optional<int64_t> optionalSize(const json& document, const char* key) {
   return value->get<int64_t>();
 }
 
-std::string doubtAbout(const std::vector<Landmark>& landmarks) {
-  std::string doubt;
+std::string recordWarning(const std::vector<Landmark>& landmarks) {
+  std::string warning;
   for (const int32_t id : kFullIds) {
     const auto count = std::count_if(landmarks.begin(), landmarks.end(),
                                      [id](const Landmark& landmark) { return landmark.id == id; });
     if (count == 1) continue;
-    doubt += (doubt.empty() ? "" : ", ") + std::string("id ") + std::to_string(id) +
-             (count == 0 ? " is missing" : " is there more than once");
+    warning += (warning.empty() ? "" : ", ") + std::string("id ") + std::to_string(id) +
+               (count == 0 ? " is missing" : " is there more than once");
   }
   for (const Landmark& landmark : landmarks) {
     if (std::find(std::begin(kFullIds), std::end(kFullIds), landmark.id) != std::end(kFullIds)) {
       continue;
     }
-    doubt += (doubt.empty() ? "" : ", ") + std::string("id ") + std::to_string(landmark.id) +
-             " is not one of the 29";
+    warning += (warning.empty() ? "" : ", ") + std::string("id ") + std::to_string(landmark.id) +
+               " is not one of the 29";
   }
-  return doubt;
+  return warning;
 }
 
 }  // namespace
@@ -102,18 +102,19 @@ LandmarkFile parseLandmarks(const std::string& text) {
   file.height = optionalSize(document, "height");
   int aligned = 0;
   for (const json& entry : document["landmarks"]) {
-    const std::string place =
+    const std::string entryName =
         "entry " + std::to_string(file.landmarks.size()) + " of its landmarks";
-    if (!entry.is_object()) throw std::runtime_error("has no object in " + place);
-    const int32_t id = landmarkId(entry, place);
-    file.landmarks.push_back({id, coordinate(entry, "x", place), coordinate(entry, "y", place)});
+    if (!entry.is_object()) throw std::runtime_error("has no object in " + entryName);
+    const int32_t id = landmarkId(entry, entryName);
+    file.landmarks.push_back(
+        {id, coordinate(entry, "x", entryName), coordinate(entry, "y", entryName)});
     if (!isSideOfHead(id)) ++aligned;
   }
   if (aligned != kAlignedLandmarks) {
     throw std::runtime_error("has " + std::to_string(aligned) +
                              " landmarks besides 240, 241, 315 and 316, not exactly 25");
   }
-  file.doubt = doubtAbout(file.landmarks);
+  file.warning = recordWarning(file.landmarks);
   return file;
 }
 

@@ -20,7 +20,7 @@ struct LandmarkFile {
 
   // Empty, or a text about ids that the library accepts but that are not a complete record of 29.
   // Faces are then aligned by whatever replaces the missing ones.
-  std::string doubt;
+  std::string warning;
 };
 
 // Reads a file that ExtractFeature accepts: ids from 0 to 317, exactly 25 besides 240, 241, 315 and

@@ -17,10 +17,10 @@ class Appender {
       : gallery_(gallery),
         root_(gallery.root()),
         sink_([this, &file](const uint8_t* bytes, size_t count) {
-          file.write(place_, bytes, count);
-          place_ += count;
+          file.write(offset_, bytes, count);
+          offset_ += count;
         }),
-        place_(root_.bytes) {}
+        offset_(root_.bytes) {}
 
   void remove(const std::vector<size_t>& rows) {
     std::vector<uint64_t> stored;
@@ -64,7 +64,7 @@ class Appender {
   const Gallery& gallery_;
   GalleryRoot root_;
   ByteSink sink_;
-  uint64_t place_;
+  uint64_t offset_;
 };
 
 // The copy without the current root, or either one if both have it. It is overwritten first: until

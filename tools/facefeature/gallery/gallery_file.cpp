@@ -32,7 +32,7 @@ bool hasMagic(const uint8_t* bytes) {
 Gallery::Gallery(const std::string& path) : path_(path) {
   // A writer may extend the file between the mapping and the reading of the root, which then
   // reaches beyond the mapping. The next mapping contains it.
-  constexpr int kMostTries = 100;
+  constexpr int kMaxTries = 100;
   for (int tries = 1;; ++tries) {
     file_ = std::make_unique<const MappedFile>(path, kRemedy);
     if (file_->size() < sizeof kGalleryMagic || !hasMagic(bytes())) {
@@ -49,7 +49,7 @@ Gallery::Gallery(const std::string& path) : path_(path) {
                                 ", and this program reads versions 1 and 2");
     }
     if (readNewHeader()) break;
-    if (tries == kMostTries) throw notSound(path_, "is cut short");
+    if (tries == kMaxTries) throw notSound(path_, "is cut short");
   }
   readSegments();
 }
@@ -197,7 +197,7 @@ void Gallery::makeRuns(const std::vector<uint64_t>& removed) {
       const size_t end = gapIsHere ? static_cast<size_t>(*gap - part.firstStored) : part.count;
       if (end > at) {
         runs_.push_back({row, end - at, part.features + at * kFeatureBytes});
-        places_.push_back({p, at});
+        locations_.push_back({p, at});
         row += end - at;
       }
       if (gapIsHere) ++gap;
@@ -219,34 +219,34 @@ void Gallery::checkIds(const Part& part) const {
   if (!sound || start != part.textBytes) throw notSound(path_, "has damaged ids");
 }
 
-Gallery::Place Gallery::locate(size_t row) const {
+Gallery::Location Gallery::locate(size_t row) const {
   const auto after =
       std::upper_bound(runs_.begin(), runs_.end(), row,
                        [](size_t wanted, const FeatureRun& run) { return wanted < run.firstRow; });
   const size_t run = static_cast<size_t>(after - runs_.begin()) - 1;
-  return {places_[run].part, places_[run].row + (row - runs_[run].firstRow)};
+  return {locations_[run].part, locations_[run].row + (row - runs_[run].firstRow)};
 }
 
 std::string_view Gallery::id(size_t row) const {
-  const Place place = locate(row);
-  const Part& part = parts_[place.part];
-  const uint64_t start = getLongWord(part.idOffsets + 8 * place.row);
-  const uint64_t end = getLongWord(part.idOffsets + 8 * (place.row + 1));
+  const Location location = locate(row);
+  const Part& part = parts_[location.part];
+  const uint64_t start = getLongWord(part.idOffsets + 8 * location.row);
+  const uint64_t end = getLongWord(part.idOffsets + 8 * (location.row + 1));
   const char* text = reinterpret_cast<const char*>(part.idOffsets + 8 * (part.count + 1));
   return std::string_view(text + start, end - start);
 }
 
 FeatureVector Gallery::feature(size_t row) const {
-  const Place place = locate(row);
-  const uint8_t* source = parts_[place.part].features + place.row * kFeatureBytes;
+  const Location location = locate(row);
+  const uint8_t* source = parts_[location.part].features + location.row * kFeatureBytes;
   FeatureVector feature;
   for (size_t i = 0; i < kFeatureFloats; ++i) feature.values[i] = getFloat(source + 4 * i);
   return feature;
 }
 
 uint64_t Gallery::storedRow(size_t row) const {
-  const Place place = locate(row);
-  return parts_[place.part].firstStored + place.row;
+  const Location location = locate(row);
+  return parts_[location.part].firstStored + location.row;
 }
 
 std::optional<size_t> Gallery::find(std::string_view wanted) const {

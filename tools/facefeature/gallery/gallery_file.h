@@ -72,7 +72,7 @@ class Gallery {
     const uint8_t* features;
   };
   // The first row of each run.
-  struct Place {
+  struct Location {
     size_t part;
     size_t row;  // within the part
   };
@@ -84,7 +84,7 @@ class Gallery {
   void addPart(const SegmentPlan& plan);
   void makeRuns(const std::vector<uint64_t>& removed);
   void checkIds(const Part& part) const;
-  Place locate(size_t row) const;
+  Location locate(size_t row) const;
   const uint8_t* bytes() const { return file_->bytes(); }
 
   std::string path_;
@@ -95,7 +95,7 @@ class Gallery {
   std::vector<Part> parts_;
   uint64_t storedRows_ = 0;
   std::vector<FeatureRun> runs_;
-  std::vector<Place> places_;
+  std::vector<Location> locations_;
 };
 
 // Whether the file begins like a gallery. False if it can't be read.

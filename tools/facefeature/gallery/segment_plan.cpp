@@ -5,8 +5,8 @@
 namespace facefeature_tools {
 namespace {
 
-uint64_t aligned(uint64_t place) {
-  return (place + kFeatureAlignment - 1) / kFeatureAlignment * kFeatureAlignment;
+uint64_t aligned(uint64_t offset) {
+  return (offset + kFeatureAlignment - 1) / kFeatureAlignment * kFeatureAlignment;
 }
 
 void planEnd(uint64_t dataEnd, SegmentPlan& plan) {

@@ -9,7 +9,7 @@
 namespace facefeature_tools {
 
 SegmentWriter::SegmentWriter(const SegmentPlan& plan, const ByteSink& sink)
-    : plan_(plan), sink_(sink), place_(plan.start) {
+    : plan_(plan), sink_(sink), offset_(plan.start) {
   block_.reserve(kDigestBlock);
   digests_.reserve(plan.digests * kDigestBytes);
 }
@@ -60,7 +60,7 @@ void SegmentWriter::put(const uint8_t* bytes, size_t count) {
     block_.insert(block_.end(), bytes, bytes + fitting);
     bytes += fitting;
     count -= fitting;
-    place_ += fitting;
+    offset_ += fitting;
     if (block_.size() == kDigestBlock) closeBlock();
   }
 }
@@ -71,9 +71,9 @@ void SegmentWriter::putNumber(uint64_t number) {
   put(bytes, sizeof bytes);
 }
 
-void SegmentWriter::fillUpTo(uint64_t place) {
+void SegmentWriter::fillUpTo(uint64_t offset) {
   constexpr std::array<uint8_t, kFeatureAlignment> kZeros = {};
-  put(kZeros.data(), place - place_);
+  put(kZeros.data(), offset - offset_);
 }
 
 void SegmentWriter::closeBlock() {

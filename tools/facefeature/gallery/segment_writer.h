@@ -37,12 +37,12 @@ class SegmentWriter {
  private:
   void put(const uint8_t* bytes, size_t count);
   void putNumber(uint64_t number);
-  void fillUpTo(uint64_t place);
+  void fillUpTo(uint64_t offset);
   void closeBlock();
 
   SegmentPlan plan_;
   const ByteSink& sink_;
-  uint64_t place_;              // of the next byte, in the file
+  uint64_t offset_;             // of the next byte, in the file
   std::vector<uint8_t> block_;  // bytes of the current block
   std::vector<uint8_t> digests_;
 };

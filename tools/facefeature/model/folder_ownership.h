@@ -10,10 +10,10 @@
 namespace facefeature_tools {
 
 // Several paths with the same problem are reported as one.
-struct OwnershipDoubt {
-  std::string path;   // of the first of them
-  std::string doubt;  // a text that completes "the file ..."
-  size_t others;      // how many more there are
+struct OwnershipWarning {
+  std::string path;     // of the first of them
+  std::string warning;  // a text that completes "the file ..."
+  size_t others;        // how many more there are
 };
 
 // The user id of this process.
@@ -29,7 +29,7 @@ uint32_t callingUser();
 // The result describes this moment only: someone who could write before may have done so.
 //
 // On Windows nothing is checked yet, and nothing is reported.
-std::vector<OwnershipDoubt> ownershipDoubts(const std::string& folder, uint32_t caller);
+std::vector<OwnershipWarning> ownershipWarnings(const std::string& folder, uint32_t caller);
 
 }  // namespace facefeature_tools
 

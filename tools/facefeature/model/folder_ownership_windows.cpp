@@ -6,7 +6,8 @@ namespace facefeature_tools {
 
 uint32_t callingUser() { return 0; }
 
-std::vector<OwnershipDoubt> ownershipDoubts(const std::string& /*folder*/, uint32_t /*caller*/) {
+std::vector<OwnershipWarning> ownershipWarnings(const std::string& /*folder*/,
+                                                uint32_t /*caller*/) {
   return {};
 }
 

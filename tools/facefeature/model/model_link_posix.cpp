@@ -23,12 +23,12 @@ constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT};
 // set.
 char folderPath[PATH_MAX];
 char linkPath[PATH_MAX];
-volatile sig_atomic_t standing = 0;
+volatile sig_atomic_t linkExists = 0;
 
 // Only calls that are allowed in a signal handler.
 void removeLink() {
-  if (standing == 0) return;
-  standing = 0;
+  if (linkExists == 0) return;
+  linkExists = 0;
   unlink(linkPath);
   rmdir(folderPath);
 }
@@ -96,7 +96,7 @@ void makeLink(const std::string& target) {
     rmdir(folderPath);
     throw noPrivateFolder(link, error);
   }
-  standing = 1;
+  linkExists = 1;
 }
 
 }  // namespace

@@ -13,13 +13,13 @@ namespace facefeature_tools {
 namespace {
 
 constexpr char kRemedy[] = "Name a CSV file with the columns probe and id, as search writes it";
-constexpr size_t kMostBytes = size_t{1} << 32;
+constexpr size_t kMaxBytes = size_t{1} << 32;
 
 // The index of the column with this name, or nothing.
 std::optional<size_t> columnOf(const CsvRow& heading, const std::string& name) {
-  const auto place = std::find(heading.fields.begin(), heading.fields.end(), name);
-  if (place == heading.fields.end()) return std::nullopt;
-  return static_cast<size_t>(place - heading.fields.begin());
+  const auto found = std::find(heading.fields.begin(), heading.fields.end(), name);
+  if (found == heading.fields.end()) return std::nullopt;
+  return static_cast<size_t>(found - heading.fields.begin());
 }
 
 float scoreOf(const Gallery& gallery, const FeatureVector& probe, size_t row) {
@@ -35,7 +35,7 @@ bool sameBits(float a, float b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 
 std::unordered_map<std::string, std::vector<EngineMatch>> readEngineAnswers(
     const std::string& path, const Gallery& gallery) {
-  const std::vector<uint8_t> bytes = readWholeFile(path, kMostBytes, kRemedy);
+  const std::vector<uint8_t> bytes = readWholeFile(path, kMaxBytes, kRemedy);
   std::vector<CsvRow> rows;
   try {
     rows = parseCsv(std::string_view(reinterpret_cast<const char*>(bytes.data()), bytes.size()));
@@ -57,14 +57,14 @@ std::unordered_map<std::string, std::vector<EngineMatch>> readEngineAnswers(
     const std::vector<std::string>& fields = rows[i].fields;
     if (fields.size() != rows[0].fields.size())
       throw wrong(rows[i], "has another number of fields");
-    const auto place = rowOfId.find(fields[*idColumn]);
-    if (place == rowOfId.end()) {
+    const auto found = rowOfId.find(fields[*idColumn]);
+    if (found == rowOfId.end()) {
       throw wrong(rows[i], "has an id that the gallery does not have: " + fields[*idColumn]);
     }
-    if (!seen.insert({fields[*probeColumn], place->second}).second) {
+    if (!seen.insert({fields[*probeColumn], found->second}).second) {
       throw wrong(rows[i], "has an id for the second time: " + fields[*idColumn]);
     }
-    EngineMatch match = {place->second, std::nullopt};
+    EngineMatch match = {found->second, std::nullopt};
     if (scoreColumn) match.score = std::strtof(fields[*scoreColumn].c_str(), nullptr);
     answers[fields[*probeColumn]].push_back(match);
   }

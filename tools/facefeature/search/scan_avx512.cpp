@@ -19,7 +19,7 @@ namespace {
 
 constexpr int32_t kLanes = 16;
 constexpr int32_t kStep = 4;  // elements of each feature per load
-constexpr int32_t kMostProbes = 16;
+constexpr int32_t kMaxProbes = 16;
 
 struct Columns {
   __m512 column[kStep];
@@ -100,7 +100,7 @@ AVX512_KERNEL void scoreBlock(const float* rows, const float* ahead, const float
 AVX512_KERNEL void scoreRows16(const float* rows, const float* ahead, const float* probes,
                                int32_t count, float* scores, int64_t stride) {
   while (count > 0) {
-    int32_t done = kMostProbes;
+    int32_t done = kMaxProbes;
     if (count >= 16) {
       scoreBlock<16>(rows, ahead, probes, scores, stride);
     } else if (count >= 8) {
@@ -130,9 +130,9 @@ AVX512_KERNEL void scoreFewRows(const float* rows, int32_t rowCount, const float
   for (int32_t i = 0; i < kLanes * kScanFloats; ++i) {
     block[i] = i < rowCount * kScanFloats ? rows[i] : 0.0f;
   }
-  float blockScores[kLanes * kMostProbes];
+  float blockScores[kLanes * kMaxProbes];
   while (count > 0) {
-    const int32_t done = count < kMostProbes ? count : kMostProbes;
+    const int32_t done = count < kMaxProbes ? count : kMaxProbes;
     scoreRows16(block, nullptr, probes, done, blockScores, kLanes);
     for (int32_t p = 0; p < done; ++p) {
       for (int32_t r = 0; r < rowCount; ++r) scores[r] = blockScores[p * kLanes + r];

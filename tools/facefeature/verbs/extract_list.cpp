@@ -32,11 +32,11 @@ std::string unfinishedPath(const std::string& gallery) { return gallery + ".unfi
 class ListBoard : public JobBoard {
  public:
   ListBoard(const std::vector<PhotoEntry>& entries, ExtractJournal& journal, ExtractReport& report,
-            ProgressForm form)
+            ProgressFormat format)
       : entries_(entries),
         journal_(journal),
         report_(report),
-        progress_(form, kExtractVerb.name, entries.size(), doneBefore()) {}
+        progress_(format, kExtractVerb.name, entries.size(), doneBefore()) {}
 
   size_t jobs() const override { return pending_.size(); }
 
@@ -46,26 +46,26 @@ class ListBoard : public JobBoard {
   }
 
   void answered(size_t job, const WorkerReply& reply) override {
-    const size_t place = pending_[job];
-    const PhotoEntry& entry = entries_[place];
+    const size_t index = pending_[job];
+    const PhotoEntry& entry = entries_[index];
     for (const std::string& warning : reply.warnings) {
       progress_.warned(entry.id, warning);
-      report_.add({place, "warning", warning});
+      report_.add({index, "warning", warning});
     }
     if (reply.kind == WorkerReplyKind::kFeature) {
       journal_.add(entry.id, reply.feature);
       progress_.succeeded();
     } else {
-      fail(place, reply.text);
+      fail(index, reply.text);
     }
   }
 
   void lost(size_t job, const std::string& how) override {
-    const size_t place = pending_[job];
-    fail(place, entries_[place].photo + ": " + how + " over this photograph.");
+    const size_t index = pending_[job];
+    fail(index, entries_[index].photo + ": " + how + " over this photograph.");
   }
 
-  bool goOn() override {
+  bool shouldContinue() override {
     progress_.tick();
     return EndingSignals::caught() == 0;
   }
@@ -75,15 +75,15 @@ class ListBoard : public JobBoard {
  private:
   // Also fills pending_.
   size_t doneBefore() {
-    for (size_t place = 0; place < entries_.size(); ++place) {
-      if (!journal_.holds(entries_[place].id)) pending_.push_back(place);
+    for (size_t index = 0; index < entries_.size(); ++index) {
+      if (!journal_.holds(entries_[index].id)) pending_.push_back(index);
     }
     return entries_.size() - pending_.size();
   }
 
-  void fail(size_t place, const std::string& text) {
-    progress_.failed(entries_[place].id, text);
-    report_.add({place, "failed", text});
+  void fail(size_t index, const std::string& text) {
+    progress_.failed(entries_[index].id, text);
+    report_.add({index, "failed", text});
   }
 
   const std::vector<PhotoEntry>& entries_;
@@ -115,9 +115,9 @@ void takeOver(const Gallery& gallery, const std::vector<PhotoEntry>& entries,
   std::unordered_map<std::string_view, size_t> rows;
   for (size_t row = 0; row < gallery.count(); ++row) rows[gallery.id(row)] = row;
   for (const PhotoEntry& entry : entries) {
-    const auto place = rows.find(entry.id);
-    if (place == rows.end() || journal.holds(entry.id)) continue;
-    journal.add(entry.id, gallery.feature(place->second));
+    const auto found = rows.find(entry.id);
+    if (found == rows.end() || journal.holds(entry.id)) continue;
+    journal.add(entry.id, gallery.feature(found->second));
   }
 }
 
@@ -134,7 +134,7 @@ void extractPending(const ExtractListRequest& request, const std::string& model,
   const size_t wanted = request.jobs > 0 ? request.jobs : threads;
   const unsigned jobs = static_cast<unsigned>(std::max<size_t>(1, std::min(wanted, board.jobs())));
   WorkerCommand command;
-  command.arguments = {kExtractWorkerVerb.name, kExifOption, exifWord(request.exif)};
+  command.arguments = {kExtractWorkerVerb.name, kExifOption, exifRuleName(request.exif)};
   if (request.face != 0) {
     command.arguments.insert(command.arguments.end(), {kFaceOption, std::to_string(request.face)});
   }

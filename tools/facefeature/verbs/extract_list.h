@@ -22,7 +22,7 @@ struct ExtractListRequest {
   size_t face = 0;  // which of several faces the detector takes, for photographs without landmarks
   unsigned jobs = 0;                 // worker processes; 0: as many as there are processors
   unsigned batch = kFaceBatchFaces;  // photographs that a worker extracts in one pass
-  ProgressForm progress = ProgressForm::kPlain;
+  ProgressFormat progress = ProgressFormat::kPlain;
   bool resume = false;
   Shard shard;
   std::string report;  // empty: no report

@@ -6,12 +6,12 @@
 namespace facefeature_tools {
 namespace {
 
-constexpr unsigned kMostJobs = 1024;
+constexpr unsigned kMaxJobs = 1024;
 
 // The parsers throw, but CLI11 needs the error as text.
 std::string progressFault(const std::string& word) {
   try {
-    progressForm(word);
+    progressFormat(word);
     return "";
   } catch (const std::invalid_argument& error) {
     return error.what();
@@ -43,7 +43,7 @@ ExtractListOptions::ExtractListOptions(Options& options) {
   extract
       .add_option("--jobs", request_.jobs,
                   "Worker processes; by default OMP_NUM_THREADS, or one a processor")
-      ->check(CLI::Range(1u, kMostJobs))
+      ->check(CLI::Range(1u, kMaxJobs))
       ->option_text("N")
       ->needs(list);
   extract
@@ -78,7 +78,7 @@ ExitCode ExtractListOptions::run(const ExtractRequest& common) const {
   request.model = common.model;
   request.exif = common.exif;
   request.face = common.face;
-  request.progress = progressForm(progress_);
+  request.progress = progressFormat(progress_);
   return runExtractList(request);
 }
 

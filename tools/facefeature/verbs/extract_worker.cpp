@@ -89,9 +89,9 @@ class Worker {
     extract.photo = request.photo;
     extract.landmarks = request.landmarks;
     std::vector<std::string> warnings;
-    keepWords(&warnings);
+    collectMessages(&warnings);
     const auto failure = failureOf(request.photo, [&] { putFace(session_, index, extract); });
-    keepWords(nullptr);
+    collectMessages(nullptr);
     WorkerReply reply = failure.value_or(WorkerReply());
     if (!failure) reply.kind = WorkerReplyKind::kFeature;
     reply.warnings = warnings;

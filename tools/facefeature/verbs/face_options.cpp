@@ -9,8 +9,9 @@
 namespace facefeature_tools {
 
 void addExif(Options& options, ExifRule& rule) {
-  const std::map<std::string, ExifRule> rules = {{exifWord(ExifRule::kIgnore), ExifRule::kIgnore},
-                                                 {exifWord(ExifRule::kApply), ExifRule::kApply}};
+  const std::map<std::string, ExifRule> rules = {
+      {exifRuleName(ExifRule::kIgnore), ExifRule::kIgnore},
+      {exifRuleName(ExifRule::kApply), ExifRule::kApply}};
   options.cli()
       .add_option(kExifOption, rule,
                   "What to do about a turn told by the Exif data of a JPEG: ignore (landmarks are "

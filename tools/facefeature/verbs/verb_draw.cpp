@@ -34,7 +34,7 @@ ExitCode runDraw(const DrawRequest& request) {
   const Photo photo = readFacePhoto(kDrawVerb.name, request.photo, request.exif);
   const FaceLandmarks face =
       readFaceLandmarks(kDrawVerb.name, request.photo, photo, request.landmarks, request.face);
-  writeFacePicture(request.picture, request.photo, photo, face.file, face.doubts);
+  writeFacePicture(request.picture, request.photo, photo, face.file, face.warnings);
   return kDone;
 }
 

@@ -45,9 +45,9 @@ Rows rowsOf(const Galleries& galleries) {
   for (const auto& gallery : galleries) {
     for (size_t row = 0; row < gallery->count(); ++row) {
       const std::string id(gallery->id(row));
-      const auto [place, isNew] = rows.sources.insert({id, {gallery.get(), row}});
+      const auto [found, isNew] = rows.sources.insert({id, {gallery.get(), row}});
       if (!isNew) {
-        throw Failure(kBadInput, place->second.gallery->path() + ", " + gallery->path(),
+        throw Failure(kBadInput, found->second.gallery->path() + ", " + gallery->path(),
                       "both hold the id " + id, "Give each photograph an id of its own");
       }
       rows.ids.push_back(id);

@@ -25,12 +25,12 @@ std::vector<size_t> rowsOf(const GalleryRemoveRequest& request, const Gallery& g
   const auto byId = rowsById(gallery);
   std::vector<size_t> rows;
   for (const std::string& id : request.ids) {
-    const auto place = byId.find(id);
-    if (place == byId.end()) {
+    const auto found = byId.find(id);
+    if (found == byId.end()) {
       throw Failure(kBadInput, request.gallery, "has no feature of the id " + id,
                     "\"facefeature gallery info --ids\" prints its ids");
     }
-    rows.push_back(place->second);
+    rows.push_back(found->second);
   }
   if (!request.pattern.empty()) {
     const size_t named = rows.size();

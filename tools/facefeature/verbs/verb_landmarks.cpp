@@ -89,7 +89,7 @@ ExitCode runLandmarks(const LandmarksRequest& request) {
   for (size_t i = 0; i < wanted.size(); ++i) {
     const std::string text = foundFaceText(request.photo, photo, wanted[i]);
     const FaceLandmarks landmarks = landmarksOfFound(wanted[i], request.photo, photo);
-    sayDoubts(kLandmarksVerb.name, request.photo, landmarks.doubts);
+    printWarnings(kLandmarksVerb.name, request.photo, landmarks.warnings);
     if (request.landmarks.empty()) {
       printText(text);
     } else {

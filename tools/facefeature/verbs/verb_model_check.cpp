@@ -15,10 +15,10 @@ namespace {
 
 // Not an error of the model, so the exit code does not change.
 void warnOfOwnership(const std::string& folder) {
-  for (const OwnershipDoubt& doubt : ownershipDoubts(folder, callingUser())) {
+  for (const OwnershipWarning& warning : ownershipWarnings(folder, callingUser())) {
     const std::string others =
-        doubt.others == 0 ? "" : " (and " + std::to_string(doubt.others) + " more)";
-    say(kModelCheckVerb.name, doubt.path + others + ": warning: " + doubt.doubt +
+        warning.others == 0 ? "" : " (and " + std::to_string(warning.others) + " more)";
+    say(kModelCheckVerb.name, warning.path + others + ": warning: " + warning.warning +
                                   ". Who can change a model decides which faces are alike: make it "
                                   "your own (chown) and close it to others (chmod go-w).");
   }

@@ -75,11 +75,11 @@ std::optional<ScoreDistributions> distributionsFor(const ViewRequest& request,
 }
 
 // The rates of an evaluation at a score.
-std::string standing(const ScoreDistributions& distributions, float score) {
+std::string scoreMeaning(const ScoreDistributions& distributions, float score) {
   const OperatingPoint rates = ratesBelow(distributions, score);
-  return "In the evaluation, at most " + percentText(rates.falseRate) +
+  return "In the evaluation, at most " + percentText(rates.falsePositiveRate) +
          " of the comparisons of two people score as high, and at least " +
-         percentText(rates.falseNonRate) + " of those of one person score lower.";
+         percentText(rates.falseNegativeRate) + " of those of one person score lower.";
 }
 
 std::string pageOf(const ViewRequest& request, const PictureFace& first, const PictureFace& second,
@@ -96,7 +96,7 @@ std::string pageOf(const ViewRequest& request, const PictureFace& first, const P
   if (distributions) {
     html +=
         htmlFigure(distributionsChart(*distributions, &score, "this score"),
-                   htmlText(standing(*distributions, score) + " (" +
+                   htmlText(scoreMeaning(*distributions, score) + " (" +
                             std::filesystem::path(request.evaluation).filename().string() + ")"));
   }
   html +=
@@ -121,8 +121,8 @@ ExitCode runView(const ViewRequest& request) {
   const PictureFace second = {request.photos[1], std::move(faces[1].photo),
                               faces[1].landmarks.landmarks};
   if (isPicture(request.output)) {
-    const std::string text =
-        "Score " + floatText(score) + ". " + (distributions ? standing(*distributions, score) : "");
+    const std::string text = "Score " + floatText(score) + ". " +
+                             (distributions ? scoreMeaning(*distributions, score) : "");
     const std::vector<uint8_t> png = pairPicture(first, second, text);
     OutputFile file(request.output);
     file.write(png.data(), png.size());
