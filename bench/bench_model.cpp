@@ -29,9 +29,9 @@ std::vector<int32_t> faceRecord(int32_t height) {
   const float scale = static_cast<float>(height) / static_cast<float>(kFaceHeight);
   std::vector<int32_t> words = {static_cast<int32_t>(std::size(kFace)), 0};
   for (const Landmark& entry : kFace) {
-    const float place[2] = {entry.x * scale, entry.y * scale};
+    const float position[2] = {entry.x * scale, entry.y * scale};
     int32_t bits[2];
-    std::memcpy(bits, place, sizeof bits);
+    std::memcpy(bits, position, sizeof bits);
     words.insert(words.end(), {entry.id, bits[0], bits[1]});
   }
   return words;

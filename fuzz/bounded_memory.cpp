@@ -11,7 +11,7 @@ constexpr size_t kMaxBlocks = size_t{1} << 16;
 
 // Plain memory, since a container would call these operators for its own.
 struct Scope {
-  bool stands;
+  bool exists;
   size_t maxBytes;
   uint8_t fill;
   size_t blockCount;
@@ -21,7 +21,7 @@ struct Scope {
 thread_local Scope scope;
 
 void* allocated(size_t size) {
-  if (!scope.stands) return std::malloc(size > 0 ? size : 1);
+  if (!scope.exists) return std::malloc(size > 0 ? size : 1);
   if (size > scope.maxBytes || scope.blockCount == kMaxBlocks) return nullptr;
   void* block = std::malloc(size > 0 ? size : 1);
   if (block == nullptr) return nullptr;
@@ -41,7 +41,7 @@ void forget(void* block) {
 
 void release(void* block) {
   if (block == nullptr) return;
-  if (scope.stands) forget(block);
+  if (scope.exists) forget(block);
   std::free(block);
 }
 
@@ -54,14 +54,14 @@ void* allocatedOrThrow(size_t size) {
 }  // namespace
 
 MemoryScope::MemoryScope(size_t maxBytes, uint8_t fill) {
-  if (scope.stands) std::abort();
-  scope.stands = true;
+  if (scope.exists) std::abort();
+  scope.exists = true;
   scope.maxBytes = maxBytes;
   scope.fill = fill;
 }
 
 MemoryScope::~MemoryScope() {
-  scope.stands = false;
+  scope.exists = false;
   while (scope.blockCount > 0) std::free(scope.blocks[--scope.blockCount]);
 }
 

@@ -32,8 +32,8 @@ using facefeature::ConfigSection;
 using facefeature_fuzz::fail;
 using facefeature_fuzz::requireSameFloats;
 
-void require(bool isSame, const char* what, size_t place) {
-  if (!isSame) fail(what, place);
+void require(bool isSame, const char* what, size_t position) {
+  if (!isSame) fail(what, position);
 }
 
 void requireSamePool(const reference::PoolModel& wanted, const ConfigPool& got) {
@@ -52,14 +52,14 @@ void requireSamePool(const reference::PoolModel& wanted, const ConfigPool& got) 
 
 // All strings are at the offsets of the pieces that the text requested in turn. From here on the
 // requested lengths are known to fit into the pool.
-void requireSamePlaces(const reference::ConfigContent& wanted, uint32_t length,
-                       const ConfigDocument& got) {
+void requireSamePositions(const reference::ConfigContent& wanted, uint32_t length,
+                          const ConfigDocument& got) {
   using String = std::pair<const char*, size_t>;
   std::vector<String> wantedStrings, strings;
   reference::PoolModel model(length);
   for (const uint32_t size : wanted.pieces) {
-    const reference::PoolModel::Place place = model.allocate(size);
-    wantedStrings.emplace_back(got.pool->blocks[place.block]->memory + place.offset, size);
+    const reference::PoolModel::Position position = model.allocate(size);
+    wantedStrings.emplace_back(got.pool->blocks[position.block]->memory + position.offset, size);
   }
   for (size_t s = 0; s < wanted.sections.size(); ++s) {
     strings.emplace_back(got.sections[s]->name, wanted.sections[s].name.size() + 1);
@@ -84,7 +84,7 @@ void requireSameDocument(const reference::ConfigContent& wanted, uint32_t length
     require(section.entries != nullptr, "entries of section", s);
     require(section.pool == got.pool && section.defaultEntry == -1, "section", s);
   }
-  requireSamePlaces(wanted, length, got);
+  requireSamePositions(wanted, length, got);
   for (size_t s = 0; s < got.sectionCount; ++s) {
     const ConfigSection& section = *got.sections[s];
     require(wanted.sections[s].name == section.name, "name of section", s);
@@ -196,9 +196,9 @@ struct Piece {
 
 // The pool and its model, given the same requests. Pieces have at least one byte and are released
 // once.
-class PoolTwin {
+class CheckedPool {
  public:
-  explicit PoolTwin(uint32_t textLength) : got_(textLength), model_(textLength) {}
+  explicit CheckedPool(uint32_t textLength) : got_(textLength), model_(textLength) {}
 
   void allocate(uint32_t size) {
     // The index may be past the end if a release has removed blocks before it.
@@ -206,13 +206,14 @@ class PoolTwin {
       model_.blockSize = std::max(model_.blockSize, size);
       model_.blocks.push_back({model_.blockSize, 0, 0, 0});
     }
-    const reference::PoolModel::Place place = model_.allocate(size);
+    const reference::PoolModel::Position position = model_.allocate(size);
     char* pointer = got_.allocate(size);
     requireSamePool(model_, got_);
-    require(pointer == got_.blocks[place.block]->memory + place.offset, "piece", pieces_.size());
+    require(pointer == got_.blocks[position.block]->memory + position.offset, "piece",
+            pieces_.size());
     const char filling = static_cast<char>(++count_);
     std::memset(pointer, filling, size);
-    pieces_.push_back({pointer, size, filling, place.block});
+    pieces_.push_back({pointer, size, filling, position.block});
   }
 
   void release(size_t wish) {
@@ -245,7 +246,7 @@ class PoolTwin {
 };
 
 void checkPool(const uint8_t* data, size_t size) {
-  PoolTwin pool(static_cast<uint32_t>(size));
+  CheckedPool pool(static_cast<uint32_t>(size));
   for (size_t i = 0; i < std::min<size_t>(size, 100); ++i) {
     if (data[i] % 64 == 63) {
       pool.trim();

@@ -47,8 +47,8 @@ using Bytes = std::vector<uint8_t>;
 // A sawtooth about 0 with this period.
 void fillWave(float* values, int32_t count, int32_t period, float height) {
   for (int32_t i = 0; i < count; ++i) {
-    const int32_t place = i % period;
-    values[i] = height * static_cast<float>(2 * place - period) / static_cast<float>(period);
+    const int32_t index = i % period;
+    values[i] = height * static_cast<float>(2 * index - period) / static_cast<float>(period);
   }
 }
 
@@ -157,10 +157,10 @@ std::vector<Landmark> anyEntries(Input& input) {
   std::vector<Landmark> entries;
   for (int32_t i = 0; i < count; ++i) {
     const int32_t point = i % facefeature::kModelPointCount;
-    const float* place = facefeature::ModelPoints[point];
+    const float* position = facefeature::ModelPoints[point];
     const auto noise = [&input] { return static_cast<float>(input.byte() - 128) * 0.01f; };
-    Landmark entry = {kIds[point], x + scale * (place[0] + noise()),
-                      y + scale * (place[1] + noise())};
+    Landmark entry = {kIds[point], x + scale * (position[0] + noise()),
+                      y + scale * (position[1] + noise())};
     if (isWild && input.byte() % 8 == 0) entry.x = input.anyFloat();
     if (isWild && input.byte() % 8 == 0) entry.y = input.anyFloat();
     if (hasOddIds && input.byte() % 8 == 0) entry.id = anyId(input);

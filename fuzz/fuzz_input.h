@@ -55,16 +55,16 @@ class Input {
 
   // Ordinary, difficult, or any bits: one kind per array, so that not all sums are NaN.
   std::vector<float> floats(size_t count) {
-    const uint8_t sort = byte();
+    const uint8_t kind = byte();
     std::vector<float> values(count);
-    for (float& value : values) value = floatOfSort(sort);
+    for (float& value : values) value = floatOfKind(kind);
     return values;
   }
 
  private:
-  float floatOfSort(uint8_t sort) {
+  float floatOfKind(uint8_t kind) {
     using Limits = std::numeric_limits<float>;
-    static const float kAwkward[] = {0.0f,
+    static const float kSpecial[] = {0.0f,
                                      -0.0f,
                                      1.0f,
                                      -1.0f,
@@ -80,11 +80,11 @@ class Input {
                                      0x1p24f,
                                      2147483648.0f,
                                      -2147483648.0f};
-    if (sort % 4 == 0) return anyFloat();
-    if (sort % 4 == 1) return kAwkward[byte() % 16];
-    if (sort % 4 == 2) return static_cast<float>(byte() - 128) * (1.0f / 3.0f);
+    if (kind % 4 == 0) return anyFloat();
+    if (kind % 4 == 1) return kSpecial[byte() % 16];
+    if (kind % 4 == 2) return static_cast<float>(byte() - 128) * (1.0f / 3.0f);
     const uint8_t next = byte();
-    return next % 16 == 0 ? kAwkward[next / 16] : static_cast<float>(next) * 0.01f - 1.0f;
+    return next % 16 == 0 ? kSpecial[next / 16] : static_cast<float>(next) * 0.01f - 1.0f;
   }
 
   const uint8_t* data_;

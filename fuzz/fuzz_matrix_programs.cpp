@@ -300,7 +300,7 @@ void applyFunction(MatrixOperands& operands) {
 }
 
 float valueAt(const Model& model, int32_t r, int32_t c) {
-  return model.cells.at(static_cast<size_t>(model.place(r, c))).at(0);
+  return model.cells.at(static_cast<size_t>(model.indexOf(r, c))).at(0);
 }
 
 // The matrices have as many lines as are used, or more.
@@ -326,16 +326,16 @@ void multiply(MatrixOperands& operands) {
   const Model left = MatrixSlots::modelOf(a), right = MatrixSlots::modelOf(b);
   facefeature::multiply(*a.got, *b.got, m, n, k, alpha, beta, c.got->buffer, ldc);
   for (int32_t i = 0; i < m * n; ++i) {
-    const size_t place = static_cast<size_t>(i / n * ldc + i % n);
-    float& value = c.storage->wanted.at(c.offset + place);
+    const size_t index = static_cast<size_t>(i / n * ldc + i % n);
+    float& value = c.storage->wanted.at(c.offset + index);
     float wanted = 0.0f;
     for (int32_t l = 0; l < k; ++l) {
       wanted = reference::fused(valueAt(left, i / n, l), valueAt(right, l, i % n), wanted);
     }
     if (alpha != 1.0f) wanted = reference::product(alpha, wanted);
     if (beta != 0.0f) wanted = reference::sum(reference::product(beta, value), wanted);
-    value = c.got->buffer[place];
-    require(facefeature_test::sameBits(wanted, value), "product", place);
+    value = c.got->buffer[index];
+    require(facefeature_test::sameBits(wanted, value), "product", index);
   }
 }
 
@@ -350,9 +350,9 @@ void addBiases(MatrixOperands& operands) {
   const bool isRow = biases.rows == 1;
   for (int32_t line = 0; line < (isRow ? target.rows : target.cols); ++line) {
     for (int32_t i = 0; i < biases.size(); ++i) {
-      const int32_t place = isRow ? line * target.cols + i : i * target.cols + line;
-      if (place >= room) continue;
-      float& wanted = floats.at(target.offset + static_cast<size_t>(place));
+      const int32_t index = isRow ? line * target.cols + i : i * target.cols + line;
+      if (index >= room) continue;
+      float& wanted = floats.at(target.offset + static_cast<size_t>(index));
       const float bias = biases.storage->wanted.at(biases.offset + static_cast<size_t>(i));
       wanted = reference::sum(wanted, bias);
     }

@@ -103,17 +103,17 @@ void checkPatchMean(Input& input) {
   appendBody(input, 4 * static_cast<size_t>(floats), bytes);
   cutSometimes(input, bytes);
   const std::string name = "0-" + std::to_string(n) + "-0";
-  const bool stands = putFile(input, name, bytes);
+  const bool exists = putFile(input, name, bytes);
 
   int32_t count = 0;
-  if (stands && readNumber(bytes, 0, count) && count > 0) {
+  if (exists && readNumber(bytes, 0, count) && count > 0) {
     uint8_t* slot = wanted.data() + static_cast<size_t>(n - 1) * sizeof facefeature::patchMeans[0];
     const size_t room = static_cast<size_t>(wanted.data() + wanted.size() - slot);
     const size_t asked = 4 * static_cast<size_t>(count);
     for (size_t i = 0; i < std::min({room, asked, bytes.size() - 4}); ++i) slot[i] = bytes[4 + i];
   }
   std::ifstream stream;
-  if (facefeature::readPatchMean(stream, n) != stands) fail("whether a patch mean was read", 0);
+  if (facefeature::readPatchMean(stream, n) != exists) fail("whether a patch mean was read", 0);
   requireSameBytes("a patch mean", wanted.data(), meanBytes(), wanted.size());
   std::filesystem::remove(pathOf(name));
 }
@@ -122,15 +122,15 @@ void checkRawFloats(Input& input) {
   const int32_t count = input.integer(0, 600);
   Bytes bytes;
   appendBody(input, static_cast<size_t>(input.integer(0, 2500)), bytes);
-  const bool stands = putFile(input, "6-1", bytes);
+  const bool exists = putFile(input, "6-1", bytes);
   const std::unique_ptr<float[]> got(new float[static_cast<size_t>(count)]);
   Bytes wanted(4 * static_cast<size_t>(count), 0xA5);
   if (!wanted.empty()) std::memcpy(got.get(), wanted.data(), wanted.size());
-  if (stands) {
+  if (exists) {
     for (size_t i = 0; i < wanted.size(); ++i) wanted[i] = i < bytes.size() ? bytes[i] : 0;
   }
   std::ifstream stream;
-  if (facefeature::readRawFloats(stream, "6-1", got.get(), count) != stands) {
+  if (facefeature::readRawFloats(stream, "6-1", got.get(), count) != exists) {
     fail("whether raw floats were read", 0);
   }
   requireSameBytes("raw floats", wanted.data(), reinterpret_cast<const uint8_t*>(got.get()),
@@ -140,7 +140,7 @@ void checkRawFloats(Input& input) {
 
 struct LayerFile {
   std::string name;
-  bool stands;
+  bool exists;
   Bytes bytes;
 };
 
@@ -152,7 +152,7 @@ LayerFile anyLayerFile(Input& input, const std::string& name) {
   const int32_t surplus = input.byte() % 4 == 0 ? input.integer(0, 40) : 0;
   appendBody(input, static_cast<size_t>(4 * rows * cols + surplus), file.bytes);
   cutSometimes(input, file.bytes);
-  file.stands = putFile(input, name, file.bytes);
+  file.exists = putFile(input, name, file.bytes);
   return file;
 }
 
@@ -167,7 +167,7 @@ PlainMatrix plainlyRead(const LayerFile& file) {
   PlainMatrix matrix = {true, 0, 0, {}};
   const Bytes& bytes = file.bytes;
   const bool hasShape =
-      readNumber(bytes, 0, matrix.rows) && readNumber(bytes, 4, matrix.cols) && file.stands;
+      readNumber(bytes, 0, matrix.rows) && readNumber(bytes, 4, matrix.cols) && file.exists;
   if (!hasShape) return {true, 0, 0, {}};
   const int64_t count = int64_t{matrix.rows} * matrix.cols;
   const bool isShape = count >= 0 && (matrix.rows >= 0 || matrix.cols >= 0);
@@ -199,7 +199,7 @@ void checkWeights(const std::vector<LayerFile>& files, bool transposes) {
   std::vector<PlainMatrix> wanted;
   bool fits = true;
   for (const LayerFile& file : files) {
-    if (!file.stands) continue;
+    if (!file.exists) continue;
     wanted.push_back(transposes ? turned(plainlyRead(file)) : plainlyRead(file));
     fits = fits && wanted.back().fits;
   }

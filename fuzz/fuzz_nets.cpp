@@ -1,7 +1,7 @@
 // Checks that every net either runs or fails in one of the documented ways, and behaves the same
 // with all kernel sets. Input: any bytes. They describe a text with all twelve types of layer, its
-// weight files and its data (net_maker.h), or they are the text themselves. Texts whose data layer
-// owns its output are skipped, because such a layer frees a matrix of its caller.
+// weight files and its data (net_generator.h), or they are the text themselves. Texts whose data
+// layer owns its output are skipped, because such a layer frees a matrix of its caller.
 //
 // A construction and a run may end only by returning, by std::out_of_range, by std::bad_alloc or
 // with a data layer's message; or, exactly if the text has an unknown keyword, with the documented
@@ -31,7 +31,7 @@
 #include "fuzz_input.h"
 #include "kernels/kernel_set.h"
 #include "net/conv_net.h"
-#include "net_maker.h"
+#include "net_generator.h"
 #include "same_results.h"
 #include "support/model_folder.h"
 #include "support/scoped_kernels.h"
@@ -44,9 +44,9 @@ using facefeature::ConvNet;
 using facefeature::KernelSet;
 using facefeature::Matrix;
 using facefeature_fuzz::fail;
+using facefeature_fuzz::GeneratedMatrix;
+using facefeature_fuzz::GeneratedNet;
 using facefeature_fuzz::Input;
-using facefeature_fuzz::MadeMatrix;
-using facefeature_fuzz::MadeNet;
 using facefeature_fuzz::MemoryScope;
 
 // Large enough for every net whose layers fit together, and small enough to keep loops over two of
@@ -70,7 +70,7 @@ Ending endingOf(const std::function<void()>& work) {
 }
 
 struct Output {
-  bool stands;
+  bool exists;
   int32_t rows, cols, size, order;
   std::vector<float> values;
 };
@@ -89,9 +89,9 @@ struct Outcome {
   std::vector<Output> outputs;  // of all layers and of all data, run by run
 };
 
-std::vector<std::unique_ptr<Matrix>> dataOf(const MadeNet& made, size_t run) {
+std::vector<std::unique_ptr<Matrix>> dataOf(const GeneratedNet& made, size_t run) {
   std::vector<std::unique_ptr<Matrix>> data;
-  for (const MadeMatrix& matrix : made.data) {
+  for (const GeneratedMatrix& matrix : made.data) {
     data.push_back(std::make_unique<Matrix>(matrix.rows, matrix.cols));
     for (size_t i = 0; i < matrix.values.size(); ++i) {
       data.back()->buffer[i] = matrix.values[(i + run) % matrix.values.size()];
@@ -100,7 +100,7 @@ std::vector<std::unique_ptr<Matrix>> dataOf(const MadeNet& made, size_t run) {
   return data;
 }
 
-Outcome runWith(const KernelSet& set, const MadeNet& made) {
+Outcome runWith(const KernelSet& set, const GeneratedNet& made) {
   constexpr size_t kRuns = 2;
   const facefeature_test::ScopedKernels active(set);
   Outcome outcome = {Ending::kDone, {}, {}};
@@ -130,7 +130,7 @@ void requireSame(const Outcome& wanted, const Outcome& got) {
   for (size_t i = 0; i < wanted.outputs.size(); ++i) {
     const Output& a = wanted.outputs[i];
     const Output& b = got.outputs[i];
-    const bool isSameShape = a.stands == b.stands && a.rows == b.rows && a.cols == b.cols &&
+    const bool isSameShape = a.exists == b.exists && a.rows == b.rows && a.cols == b.cols &&
                              a.size == b.size && a.order == b.order;
     if (!isSameShape) fail("the shape of an output", i);
     facefeature_fuzz::requireSameFloats("an output", a.values.data(), b.values.data(),
@@ -147,7 +147,7 @@ void requireSame(const Outcome& wanted, const Outcome& got) {
   _exit(status);
 }
 
-[[noreturn]] void constructInChild(const MadeNet& made, int output) {
+[[noreturn]] void constructInChild(const GeneratedNet& made, int output) {
   dup2(output, STDOUT_FILENO);
   on_exit(endChild, nullptr);
   const Ending ending = endingOf([&] { new ConvNet(0, made.text.c_str()); });
@@ -169,7 +169,7 @@ bool endsWith(const std::string& text, const std::string& end) {
 
 // The construction prints the line and exits with status 1, unless it has thrown an exception
 // before.
-void checkFatalText(const MadeNet& made, const std::string& reason) {
+void checkFatalText(const GeneratedNet& made, const std::string& reason) {
   int ends[2];
   std::fflush(stdout);
   if (pipe(ends) != 0) fail("a pipe", 0);
@@ -188,21 +188,21 @@ void checkFatalText(const MadeNet& made, const std::string& reason) {
 }
 
 // Makes these files the only ones in the folder.
-void putFiles(const MadeNet& made) {
+void putFiles(const GeneratedNet& made) {
   static const std::string folder = facefeature_test::modelFolder() + "/";
-  static std::vector<std::string> standing;
+  static std::vector<std::string> existing;
   static const bool folderStands = std::filesystem::create_directories(folder);
   if (!folderStands) fail("the folder", 0);
-  for (const std::string& name : standing) std::filesystem::remove(folder + name);
-  standing.clear();
-  for (const facefeature_fuzz::MadeFile& file : made.files) {
-    if (!file.stands) continue;
+  for (const std::string& name : existing) std::filesystem::remove(folder + name);
+  existing.clear();
+  for (const facefeature_fuzz::GeneratedFile& file : made.files) {
+    if (!file.exists) continue;
     facefeature_fuzz::writeFile(folder + file.name, file.bytes.data(), file.bytes.size());
-    standing.push_back(file.name);
+    existing.push_back(file.name);
   }
 }
 
-void checkNet(const MadeNet& made) {
+void checkNet(const GeneratedNet& made) {
   const facefeature_fuzz::TextOracle oracle(made.text);
   if (oracle.hasDataLayerWithAnOutput()) return;
   putFiles(made);
@@ -231,6 +231,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     return 0;
   }
   Input input(data, size);
-  checkNet(facefeature_fuzz::NetMaker(input).make());
+  checkNet(facefeature_fuzz::NetGenerator(input).make());
   return 0;
 }

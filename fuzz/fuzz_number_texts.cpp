@@ -39,12 +39,12 @@ class Natural {
 
   // The number of binary digits.
   size_t length() const {
-    size_t places = 32 * digits_.size();
-    while (places > 0 && !bit(places - 1)) --places;
-    return places;
+    size_t bits = 32 * digits_.size();
+    while (bits > 0 && !bit(bits - 1)) --bits;
+    return bits;
   }
 
-  bool bit(size_t place) const { return (digit(place / 32) >> place % 32) % 2 == 1; }
+  bool bit(size_t position) const { return (digit(position / 32) >> position % 32) % 2 == 1; }
 
   Natural plus(const Natural& other) const {
     Natural sum;
@@ -85,32 +85,32 @@ class Natural {
   }
 
   // Times two to the power `places`.
-  Natural up(size_t places) const {
-    Natural result = times(Natural(uint64_t{1} << places % 32));
-    if (!result.digits_.empty()) result.digits_.insert(result.digits_.begin(), places / 32, 0);
+  Natural up(size_t bits) const {
+    Natural result = times(Natural(uint64_t{1} << bits % 32));
+    if (!result.digits_.empty()) result.digits_.insert(result.digits_.begin(), bits / 32, 0);
     return result;
   }
 
-  // Without the lowest `places` bits.
-  Natural down(size_t places) const {
+  // Without the lowest `bits` bits.
+  Natural down(size_t bits) const {
     Natural result;
-    for (size_t i = places / 32; i < digits_.size(); ++i) {
+    for (size_t i = bits / 32; i < digits_.size(); ++i) {
       const uint64_t pair = uint64_t{digit(i + 1)} << 32 | digit(i);
-      result.digits_.push_back(static_cast<uint32_t>(pair >> places % 32));
+      result.digits_.push_back(static_cast<uint32_t>(pair >> bits % 32));
     }
     return result.trimmed();
   }
 
   // Rounds to the nearest multiple of two to the power `places`, ties to even.
-  Natural roundedToMultipleOf(size_t places) const {
-    if (places == 0) return *this;
-    Natural multiple = down(places);
-    const Natural half = Natural(1).up(places - 1);
-    const Natural rest = distance(multiple.up(places));
+  Natural roundedToMultipleOf(size_t bits) const {
+    if (bits == 0) return *this;
+    Natural multiple = down(bits);
+    const Natural half = Natural(1).up(bits - 1);
+    const Natural rest = distance(multiple.up(bits));
     const bool isAboveHalf = half.isBelow(rest);
     const bool isHalf = !isAboveHalf && !rest.isBelow(half);
     if (isAboveHalf || (isHalf && multiple.bit(0))) multiple = multiple.plus(Natural(1));
-    return multiple.up(places);
+    return multiple.up(bits);
   }
 
   bool isBelow(const Natural& other) const {

@@ -15,8 +15,8 @@
 
 namespace facefeature_fuzz {
 
-inline void require(bool isSame, const char* what, size_t place = 0) {
-  if (!isSame) fail(what, place);
+inline void require(bool isSame, const char* what, size_t index = 0) {
+  if (!isSame) fail(what, index);
 }
 
 // Floats that a matrix owns, or that exist here for views only, and their expected values.
@@ -185,8 +185,8 @@ class MatrixSlots {
     require(got.buffer == wanted, "buffer");
     require(got.leadingDimension() == (slot.order == 111 ? slot.cols : slot.rows), "leading");
     for (int32_t r = 0; r < slot.rows; r += 3) {
-      const int64_t place = slot.order == 112 ? r : static_cast<int64_t>(r) * slot.cols;
-      require(got.indexOf(r, 0) == place, "index");
+      const int64_t index = slot.order == 112 ? r : static_cast<int64_t>(r) * slot.cols;
+      require(got.indexOf(r, 0) == index, "index");
     }
   }
 

@@ -11,8 +11,8 @@
 
 namespace facefeature_fuzz {
 
-[[noreturn]] inline void fail(const char* what, size_t place) {
-  std::fprintf(stderr, "%s differs at %zu\n", what, place);
+[[noreturn]] inline void fail(const char* what, size_t index) {
+  std::fprintf(stderr, "%s differs at %zu\n", what, index);
   std::abort();
 }
 

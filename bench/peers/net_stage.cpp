@@ -32,7 +32,7 @@ using facefeature::Matrix;
 
 constexpr int32_t kSampleRows = 2;
 constexpr int32_t kWarmUpRuns = 5;
-constexpr size_t kMinRuns = 5;
+constexpr size_t kFewestRuns = 5;
 constexpr int32_t kOutputFloats = 320;
 
 // One matrix per patch, as ExtractFeature allocates them.
@@ -65,7 +65,7 @@ std::vector<double> timedRuns(ConvNet* const* nets, const Samples& samples, doub
   for (int32_t i = 0; i < kWarmUpRuns; ++i) facefeature::runNets(nets, matrices, features.data());
   std::vector<double> times;
   const double end = milliseconds() + 1000.0 * seconds;
-  while (times.size() < kMinRuns || milliseconds() < end) {
+  while (times.size() < kFewestRuns || milliseconds() < end) {
     const double start = milliseconds();
     facefeature::runNets(nets, matrices, features.data());
     times.push_back(milliseconds() - start);

@@ -20,7 +20,7 @@ from ._model import default_model_folder, model_fingerprint
 from .errors import EngineError, FaceFeatureError, ImageError, ModelError
 
 
-class _Standing:
+class _OpenEngines:
     """The engines of this process. All of them share the model's large numbers, which each
     creation reads anew, so they must all have the same model."""
 
@@ -32,7 +32,7 @@ class _Standing:
         self.extracted_in: Optional[int] = None  # the process that made the first extraction
 
     def create(self, library: Library, folder: Path, fingerprint: str) -> int:
-        with library.order.alone():
+        with library.order.exclusive():
             self._destroy_abandoned(library)
             if self.count > 0 and self.fingerprint != fingerprint:
                 raise ModelError(
@@ -48,7 +48,7 @@ class _Standing:
             return int(handle)
 
     def destroy(self, library: Library, handle: int) -> None:
-        with library.order.alone():
+        with library.order.exclusive():
             self._destroy_abandoned(library)
             library.engines.destroy(handle)
             self.count -= 1
@@ -59,7 +59,7 @@ class _Standing:
             self.count -= 1
 
 
-_standing = _Standing()
+_open_engines = _OpenEngines()
 
 
 class ExtractedFaces(NamedTuple):
@@ -140,7 +140,7 @@ class Engine:
         self._model = default_model_folder() if model is None else Path(model)
         self._fingerprint = model_fingerprint(self._model)
         self._library = load_library(library)
-        self._handle = _standing.create(self._library, self._model, self._fingerprint)
+        self._handle = _open_engines.create(self._library, self._model, self._fingerprint)
 
     @property
     def model(self) -> Path:
@@ -234,7 +234,7 @@ class Engine:
     def _extract(self, faces: List["_Face"], features: NDArray[np.float32]) -> None:
         with self._lock:
             handle = self._usable_handle()
-            with self._library.order.together():
+            with self._library.order.shared():
                 self._library.engines.extract(handle, [face.arguments for face in faces], features)
 
     def _not_a_number(self) -> ModelError:
@@ -248,18 +248,18 @@ class Engine:
         with self._lock:
             handle, self._handle = self._handle, None
         if handle is not None:
-            _standing.destroy(self._library, handle)
+            _open_engines.destroy(self._library, handle)
 
     def _usable_handle(self) -> int:
         if self._handle is None:
             raise EngineError("the engine is closed")
         process = os.getpid()
-        if _standing.extracted_in not in (None, process):
+        if _open_engines.extracted_in not in (None, process):
             raise EngineError(
                 "this process was forked from one that had extracted, and the library's threads "
                 "did not follow. Fork before the first extraction, or start processes by spawning."
             )
-        _standing.extracted_in = process
+        _open_engines.extracted_in = process
         return self._handle
 
     def __enter__(self) -> "Engine":
@@ -274,7 +274,7 @@ class Engine:
             return
         # May run during another call, on the thread that holds the library's lock, so the handle is
         # freed by the next creation or destruction.
-        _standing.abandoned.append(handle)
+        _open_engines.abandoned.append(handle)
         warnings.warn(f"engine of {self._model} was not closed", ResourceWarning, source=self)
 
     def __repr__(self) -> str:

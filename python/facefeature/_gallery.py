@@ -37,8 +37,8 @@ _ROWS, _REMOVALS = 1, 2  # kinds of segments
 _BLOCK = 65536  # bytes covered by one digest
 _ALIGNMENT = 64
 _FEATURE_BYTES = 4 * FEATURE_FLOATS
-_LONGEST_ID = 1024  # bytes
-_LONGEST_TEXT = 63  # bytes; a NUL follows them
+_MAX_ID_BYTES = 1024  # bytes
+_MAX_TEXT_BYTES = 63  # bytes; a NUL follows them
 
 Path = Union[str, "os.PathLike[str]"]
 
@@ -302,8 +302,8 @@ class Gallery:
     def _read_ids(self, data: Any, count: int, at: int, size: int) -> Tuple[str, ...]:
         offsets = struct.unpack_from(f"<{count + 1}Q", data, at)
         text = data[at + 8 * (count + 1) : at + size]
-        rising = all(left <= right for left, right in zip(offsets, offsets[1:]))
-        if offsets[0] != 0 or offsets[-1] != len(text) or not rising:
+        ascending = all(left <= right for left, right in zip(offsets, offsets[1:]))
+        if offsets[0] != 0 or offsets[-1] != len(text) or not ascending:
             raise GalleryError(f"{self.path}: has damaged ids")
         try:
             return tuple(text[a:b].decode("utf-8") for a, b in zip(offsets, offsets[1:]))
@@ -384,8 +384,8 @@ def _checked_id(id_: Any) -> bytes:
         text = id_.encode("utf-8")
     except UnicodeEncodeError as error:
         raise GalleryError(f"ids: {id_!r} can't be written in UTF-8") from error
-    if not 1 <= len(text) <= _LONGEST_ID:
-        raise GalleryError(f"ids: {id_!r} has {len(text)} bytes, not 1 to {_LONGEST_ID}")
+    if not 1 <= len(text) <= _MAX_ID_BYTES:
+        raise GalleryError(f"ids: {id_!r} has {len(text)} bytes, not 1 to {_MAX_ID_BYTES}")
     return text
 
 
@@ -401,8 +401,8 @@ def _digest(fingerprint: str) -> bytes:
 
 def _text(value: str, name: str) -> bytes:
     text = value.encode("utf-8")
-    if len(text) > _LONGEST_TEXT:
-        raise GalleryError(f"{name}: has {len(text)} bytes, at most {_LONGEST_TEXT} have room")
+    if len(text) > _MAX_TEXT_BYTES:
+        raise GalleryError(f"{name}: has {len(text)} bytes, at most {_MAX_TEXT_BYTES} have room")
     return text
 
 

@@ -48,7 +48,7 @@ class CallOrder:
         self._waiting = 0
 
     @contextlib.contextmanager
-    def together(self) -> Iterator[None]:
+    def shared(self) -> Iterator[None]:
         """For an extraction."""
         with self._changed:
             # A waiting creation or destruction comes next, so that extractions can't delay it
@@ -63,7 +63,7 @@ class CallOrder:
                 self._changed.notify_all()
 
     @contextlib.contextmanager
-    def alone(self) -> Iterator[None]:
+    def exclusive(self) -> Iterator[None]:
         """For a creation or a destruction."""
         with self._changed:
             self._waiting += 1

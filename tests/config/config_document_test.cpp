@@ -93,7 +93,7 @@ TEST(ConfigDocumentFind, EmptyNamesFindNothingWhateverTheTextHolds) {
   }
 }
 
-TEST(ConfigDocumentFind, EmptyNameAnswersTheDefaultWithoutASearch) {
+TEST(ConfigDocumentFind, EmptyNameReturnsTheDefaultWithoutASearch) {
   ConfigDocument document;
   parseText(&document, "[a]\nk=1\nl=2\n[b]\n");
   document.defaultSection = 1;
@@ -144,7 +144,7 @@ TEST(ConfigDocumentFind, RepeatedSectionsStayApart) {
   EXPECT_EQ(1, document.findSectionIndex("a"));
 }
 
-TEST(ConfigSection, EntryIsItsKeyAndItsValuesWithANulBehindEachAndOneMore) {
+TEST(ConfigSection, EntryIsItsKeyAndItsValuesWithANulAfterEachAndOneMore) {
   ConfigDocument document;
   parseText(&document, "channels=3\nv=1,2\n");
   const ConfigSection& section = *document.sections[0];
@@ -157,7 +157,7 @@ TEST(ConfigSection, EntryIsItsKeyAndItsValuesWithANulBehindEachAndOneMore) {
   EXPECT_EQ(10u + 12u + 7u, used);
 }
 
-TEST(ConfigSection, EntriesArrayIsThereEvenWithoutEntries) {
+TEST(ConfigSection, EntriesArrayExistsEvenWithoutEntries) {
   ConfigDocument document;
   parseText(&document, "[a]\n");
   ASSERT_EQ(2u, document.sectionCount);

@@ -29,12 +29,12 @@ TEST(CompareNames, NamesDecideByTheirFirstUnequalByte) {
   EXPECT_LT(compareNames("A", "a"), 0);
 }
 
-TEST(CompareNames, ShorterNameStandsAheadOfOneThatItBegins) {
+TEST(CompareNames, PrefixComesBeforeTheLongerName) {
   EXPECT_LT(compareNames("a", "ab"), 0);
   EXPECT_GT(compareNames("ab", "a"), 0);
 }
 
-TEST(CompareNames, BytesFrom128UpStandAheadOfAllOthersAndOfTheEnd) {
+TEST(CompareNames, BytesFrom128UpComeBeforeAllOthersAndBeforeTheEnd) {
   EXPECT_LT(compareNames("\x80", "a"), 0);
   EXPECT_LT(compareNames("\xff", "\x01"), 0);
   EXPECT_LT(compareNames("\x80", "\xff"), 0);
@@ -42,7 +42,7 @@ TEST(CompareNames, BytesFrom128UpStandAheadOfAllOthersAndOfTheEnd) {
   EXPECT_GT(compareNames("a", "a\xff"), 0);
 }
 
-TEST(CompareNames, NothingBehindTheEndOfTheSoughtNameCounts) {
+TEST(CompareNames, NothingAfterTheEndOfTheSoughtNameMatters) {
   EXPECT_EQ(0, compareNames("key", std::string("key\0value\0", 10).c_str()));
   EXPECT_EQ(
       0, compareNames(std::string("key\0one\0", 8).c_str(), std::string("key\0two\0", 8).c_str()));
@@ -76,21 +76,21 @@ TEST(InsertSorted, ElementFindsItsPlaceHoweverManyMustMove) {
   for (size_t i = 0; i <= 202; ++i) names.push_back(numberName(i));
   const char* const guard = "behind the array";
   for (uint32_t count = 0; count <= 100; ++count) {
-    for (uint32_t place = 0; place <= count; ++place) {
+    for (uint32_t index = 0; index <= count; ++index) {
       std::vector<const char*> array;
       for (uint32_t i = 0; i < count; ++i) array.push_back(names[2 * i + 1].c_str());
       std::vector<const char*> wanted = array;
-      wanted.insert(wanted.begin() + place, names[2 * place].c_str());
+      wanted.insert(wanted.begin() + index, names[2 * index].c_str());
       wanted.push_back(guard);
       array.push_back(nullptr);
       array.push_back(guard);
-      insertSorted(array.data(), count, names[2 * place].c_str());
-      ASSERT_EQ(wanted, array) << place << " of " << count;
+      insertSorted(array.data(), count, names[2 * index].c_str());
+      ASSERT_EQ(wanted, array) << index << " of " << count;
     }
   }
 }
 
-TEST(InsertSorted, EqualElementGoesAheadOfTheOnesThatAreThere) {
+TEST(InsertSorted, EqualElementGoesBeforeExistingOnes) {
   for (uint32_t ahead = 0; ahead <= 40; ++ahead) {
     for (const uint32_t equals : {1u, 2u, 3u, 40u}) {
       std::vector<std::string> texts(ahead, "a");

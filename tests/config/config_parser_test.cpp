@@ -30,7 +30,7 @@ std::ostream& operator<<(std::ostream& out, const Cell& cell) {
 
 class ConfigGrammar : public ::testing::TestWithParam<Cell> {};
 
-TEST_P(ConfigGrammar, ReaderTreatsTheByteItsWay) {
+TEST_P(ConfigGrammar, ReaderHandlesTheByteByItsRule) {
   EXPECT_EQ(GetParam().wanted, outlineOf(GetParam().text));
 }
 
@@ -161,11 +161,11 @@ TEST(ConfigParse, LineWithoutAnEndIsReadLikeAnyOther) {
   EXPECT_EQ("[DEFAULT]{}s{a=1}", outlineOf("[s]\na=1"));
 }
 
-TEST(ConfigParse, LinesAheadOfTheFirstHeadLandInTheDefaultSection) {
+TEST(ConfigParse, LinesBeforeTheFirstHeaderAreInTheDefaultSection) {
   EXPECT_EQ("[DEFAULT]{a=1 b=2}s{c=3}", outlineOf("b=2\na=1\n[s]\nc=3\n"));
 }
 
-TEST(ConfigParse, WhiteSpaceIsRemovedWhereverItStands) {
+TEST(ConfigParse, WhiteSpaceIsRemovedEverywhere) {
   EXPECT_EQ("[DEFAULT]{LayerCount=13}", outlineOf(" Layer Count = 1 3 "));
 }
 
@@ -194,12 +194,12 @@ TEST(ConfigParse, SignsThatEndAKeyArePlainInAValue) {
   EXPECT_EQ("[DEFAULT]{a=b}", outlineOf("a=b;c"));
 }
 
-TEST(ConfigParse, StrayLeftBracketCostsItsOwnLineAlone) {
+TEST(ConfigParse, StrayLeftBracketDropsOnlyItsOwnLine) {
   EXPECT_EQ("[DEFAULT]{}s{a=1 c=2}", outlineOf("[s]\na=1\na[b=c\nc=2\n"));
   EXPECT_EQ("[DEFAULT]{a=1 c=2}", outlineOf("a=1\n[a\nc=2\n"));
 }
 
-TEST(ConfigParse, HeadBehindAKeyOpensItsSectionAndTheRestOfTheLineIsLost) {
+TEST(ConfigParse, HeaderAfterAKeyOpensItsSectionAndTheRestOfTheLineIsLost) {
   EXPECT_EQ("[DEFAULT]{}b{d=1}s{}", outlineOf("[s]\na[b]=c\nd=1\n"));
   EXPECT_EQ("[DEFAULT]{}y{a=1}", outlineOf("x[y]z\na=1\n"));
 }
@@ -208,17 +208,17 @@ TEST(ConfigParse, LinesWithoutKeyOrWithoutEqualsSignMakeNoEntry) {
   EXPECT_EQ("[DEFAULT]{}", outlineOf("=5\n;x=5\na\n"));
 }
 
-TEST(ConfigParse, HeadLosesItsWhiteSpaceAndMayHoldNoComment) {
+TEST(ConfigParse, HeaderLosesItsWhiteSpaceAndMayContainNoComment) {
   EXPECT_EQ("[DEFAULT]{}ab{}", outlineOf("[ a b ]"));
   EXPECT_EQ("[DEFAULT]{c=1}", outlineOf("[a;b]\nc=1\n"));
 }
 
-TEST(ConfigParse, HeadWithoutANameDropsEverythingUpToTheNextLeftBracket) {
+TEST(ConfigParse, HeaderWithoutANameDropsEverythingUpToTheNextLeftBracket) {
   EXPECT_EQ("[DEFAULT]{}s{a=1}t{d=4}", outlineOf("[s]\na=1\n[]\nb=2\n;[u]\n[t]\nd=4\n"));
   EXPECT_EQ("[DEFAULT]{}s{}t{d=4}", outlineOf("[s]\n[ \t]\nb=2\n[ ]\nc=3\n[t]\nd=4\n"));
 }
 
-TEST(ConfigParse, HeadWithoutANameLetsABracketWithinAValueOpenASection) {
+TEST(ConfigParse, HeaderWithoutANameLetsABracketWithinAValueOpenASection) {
   EXPECT_EQ("[DEFAULT]{a=[b]}", outlineOf("a=[b]\n[]\nc=1"));
   EXPECT_EQ("[DEFAULT]{}b{d=1}", outlineOf("[]\na=[b]c\nd=1\n"));
 }
@@ -260,7 +260,7 @@ TEST(ConfigParse, LengthSizesThePoolAndNothingElse) {
   }
 }
 
-TEST(ConfigParse, SignedBytesSortAheadOfTheEndOfAName) {
+TEST(ConfigParse, SignedBytesSortBeforeTheEndOfAName) {
   EXPECT_EQ("\x80{}[DEFAULT]{a\xff=1 a=2 aa=3}a\x80{}a{}",
             outlineOf("aa=3\na=2\na\xff=1\n[a]\n[a\x80]\n[\x80]\n"));
 }

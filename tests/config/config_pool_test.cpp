@@ -43,7 +43,7 @@ TEST(ConfigPoolAllocate, PiecesFollowEachOtherWithoutAlignment) {
   EXPECT_EQ(0u, pool.currentBlock);
 }
 
-TEST(ConfigPoolAllocate, RestOfABlockThatWasPassedOverStaysUnused) {
+TEST(ConfigPoolAllocate, RestOfASkippedBlockStaysUnused) {
   ConfigPool pool(160);
   pool.allocate(10);
   EXPECT_EQ(pool.blocks[1]->memory, pool.allocate(2));
@@ -75,7 +75,7 @@ TEST(ConfigPoolAllocate, ShorterPieceNeverLowersTheBlockSize) {
   EXPECT_EQ(50u, pool.blockSize);
 }
 
-TEST(ConfigPoolAllocate, BlockIsAppendedBehindTheLastOne) {
+TEST(ConfigPoolAllocate, BlockIsAppendedAfterTheLastOne) {
   ConfigPool pool(0);
   for (int i = 0; i < 16; ++i) pool.allocate(1);
   EXPECT_EQ(15u, pool.currentBlock);
@@ -129,7 +129,7 @@ TEST(ConfigPoolTrim, UnusedPoolKeepsOneBlock) {
   EXPECT_EQ(2u, pool.blockCount);
 }
 
-TEST(ConfigPoolRelease, CountsWithoutGivingBytesAgain) {
+TEST(ConfigPoolRelease, CountsWithoutReusingBytes) {
   ConfigPool pool(160);
   char* first = pool.allocate(4);
   char* second = pool.allocate(4);
@@ -140,7 +140,7 @@ TEST(ConfigPoolRelease, CountsWithoutGivingBytesAgain) {
   EXPECT_EQ(second + 4, pool.allocate(3));
 }
 
-TEST(ConfigPoolRelease, CurrentBlockStaysWhenAllItsPiecesAreBack) {
+TEST(ConfigPoolRelease, CurrentBlockStaysWhenAllItsPiecesAreReleased) {
   ConfigPool pool(160);
   pool.release(pool.allocate(4));
   EXPECT_EQ(16u, pool.blockCount);
@@ -148,7 +148,7 @@ TEST(ConfigPoolRelease, CurrentBlockStaysWhenAllItsPiecesAreBack) {
   EXPECT_EQ(4u, pool.blocks[0]->used);
 }
 
-TEST(ConfigPoolRelease, EarlierBlockGoesWithItsLastPieceAndTheCurrentIndexStays) {
+TEST(ConfigPoolRelease, EarlierBlockIsFreedWithItsLastPieceAndTheCurrentIndexStays) {
   ConfigPool pool(160);
   char* first = pool.allocate(4);
   char* second = pool.allocate(7);
@@ -187,7 +187,7 @@ TEST(ConfigPoolRelease, PointerOfNoBlockChangesNothing) {
   for (uint32_t i = 0; i < 16; ++i) EXPECT_EQ(0u, pool.blocks[i]->releases);
 }
 
-TEST(ConfigPoolRelease, PoolWhoseEarlierBlocksHaveAllGoneStillAllocates) {
+TEST(ConfigPoolRelease, PoolWhoseEarlierBlocksAreAllFreedStillAllocates) {
   ConfigPool pool(160);
   char* pieces[3];
   for (char*& piece : pieces) piece = pool.allocate(11);
@@ -223,7 +223,7 @@ void expectUntouched(const std::vector<Piece>& pieces) {
 
 // If a released block before the last one is removed, the index of the current block refers to the
 // block after it. A pool whose index has run past its blocks is not used any further.
-TEST(ConfigPool, AnyRunOfCallsKeepsThePiecesAndTheBooks) {
+TEST(ConfigPool, AnySequenceOfCallsKeepsThePiecesAndTheCounts) {
   SeededRandom random;
   for (int run = 0; run < 300; ++run) {
     const uint32_t textLength = static_cast<uint32_t>(random.integer(0, 400));
@@ -245,11 +245,11 @@ TEST(ConfigPool, AnyRunOfCallsKeepsThePiecesAndTheBooks) {
       } else {
         const uint32_t size = static_cast<uint32_t>(random.chance(5) ? random.integer(1, 200)
                                                                      : random.integer(1, 20));
-        const reference::PoolModel::Place place = model.allocate(size);
+        const reference::PoolModel::Position position = model.allocate(size);
         char* bytes = pool.allocate(size);
-        ASSERT_LT(place.block, pool.blockCount);
-        ASSERT_EQ(pool.blocks[place.block]->memory + place.offset, bytes);
-        pieces.push_back({bytes, size, static_cast<char>(step + 1), pool.blocks[place.block]});
+        ASSERT_LT(position.block, pool.blockCount);
+        ASSERT_EQ(pool.blocks[position.block]->memory + position.offset, bytes);
+        pieces.push_back({bytes, size, static_cast<char>(step + 1), pool.blocks[position.block]});
         std::memset(bytes, pieces.back().fill, size);
       }
       ASSERT_NO_FATAL_FAILURE(expectSamePool(model, pool));

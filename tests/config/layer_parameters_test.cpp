@@ -109,7 +109,7 @@ TEST_F(LayerParameters, IntIsReadFromTheFirstValue) {
   EXPECT_EQ(12, number);
 }
 
-TEST_F(LayerParameters, ClampedNumbersPassForGoodOnes) {
+TEST_F(LayerParameters, ClampedNumbersAreAccepted) {
   int32_t number = -1;
   setValue("-2147483649");
   EXPECT_TRUE(layer().getInt("key", number));
@@ -169,7 +169,7 @@ TEST_F(LayerParameters, MissingKeyGivesAnEmptyListOfEachKind) {
   EXPECT_TRUE(strings->empty());
 }
 
-TEST_F(LayerParameters, MissingSectionCountsAsOneWithoutEntries) {
+TEST_F(LayerParameters, MissingSectionIsTreatedAsOneWithoutEntries) {
   setValue("1");
   for (const char* name : {"other", "", "layer2", "Layer"}) {
     EXPECT_TRUE(std::unique_ptr<Ints>(getIntList(name, "key"))->empty());
@@ -295,7 +295,7 @@ class HostPunctuation : public std::numpunct<char> {
   std::string do_grouping() const override { return "\3"; }
 };
 
-TEST_F(LayerParameters, LocaleOfTheHostHasNoSay) {
+TEST_F(LayerParameters, LocaleOfTheHostIsIgnored) {
   const std::locale before =
       std::locale::global(std::locale(std::locale::classic(), new HostPunctuation));
   const Ints ints = intList("1.000_2");
@@ -309,7 +309,7 @@ TEST_F(LayerParameters, LocaleOfTheHostHasNoSay) {
   EXPECT_EQ(1.5f, real);
 }
 
-TEST(SplitList, TokensAreWhatStandsAheadOfASeparatorAndTheRestIfAny) {
+TEST(SplitList, TokensEndAtASeparatorAndTheRestIsOneUnlessEmpty) {
   EXPECT_EQ((Strings{"a", "", "b"}), splitList("a__b"));
   EXPECT_EQ((Strings{"", "a"}), splitList("_a"));
   EXPECT_EQ((Strings{"a"}), splitList("a_"));
@@ -323,7 +323,7 @@ TEST(FindLayerName, FirstOfEqualNamesIsFound) {
   EXPECT_EQ(0, findLayerName({"data"}, "data"));
 }
 
-TEST(FindLayerName, NameThatIsNoLayerIsNotFound) {
+TEST(FindLayerName, NameThatIsNotALayerIsNotFound) {
   EXPECT_EQ(-1, findLayerName({}, "data"));
   EXPECT_EQ(-1, findLayerName({}, ""));
   EXPECT_EQ(-1, findLayerName({"data", "conv1"}, "conv"));
@@ -331,7 +331,7 @@ TEST(FindLayerName, NameThatIsNoLayerIsNotFound) {
   EXPECT_EQ(-1, findLayerName({"data", "conv1"}, "Data"));
 }
 
-TEST(FindLayerName, AllBytesAndTheLengthsCount) {
+TEST(FindLayerName, ComparesAllBytesAndTheLengths) {
   const std::string withNul("a\0b", 3);
   EXPECT_EQ(2, findLayerName({"a", std::string("a\0c", 3), withNul}, withNul));
   EXPECT_EQ(1, findLayerName({"a", ""}, ""));

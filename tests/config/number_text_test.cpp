@@ -59,7 +59,7 @@ TEST(ParseIntText, ZerosOfAnyNumberAndSignAreZero) {
   for (const char* text : {"0", "000", "-0", "+0", "0000000000000000000"}) expectInt(0, 0, text);
 }
 
-TEST(ParseIntText, BytesBehindTheDigitsAreIgnored) {
+TEST(ParseIntText, BytesAfterTheDigitsAreIgnored) {
   expectInt(0, 12, "12abc");
   expectInt(0, 1, "1.5");
   expectInt(0, 0, "0x10");
@@ -96,7 +96,7 @@ TEST(ParseFloatText, MinusSignIsMultipliedIntoAZero) {
   expectFloat(0, -0.0f, "-000.000");
 }
 
-TEST(ParseFloatText, ZerosWithJunkBehindThemAreZero) {
+TEST(ParseFloatText, ZerosWithJunkAfterThemAreZero) {
   expectFloat(0, 0.0f, "0abc");
   expectFloat(0, 0.0f, "000-1");
 }
@@ -197,7 +197,7 @@ TEST(ParseFractionDigits, NoDigitIsZeroAndMovesNothing) {
   }
 }
 
-TEST(ParseFractionDigits, CursorStopsBehindTheThirtyEighthDigit) {
+TEST(ParseFractionDigits, CursorStopsAfterTheThirtyEighthDigit) {
   const std::string text(45, '7');
   const char* cursor = text.c_str();
   double value = -1.0;
@@ -214,7 +214,7 @@ TEST(ParseWholeDigits, FortiethDigitStopsTheCursorAndLeavesTheTargetUnwritten) {
   EXPECT_EQ(-1.0, value);
 }
 
-TEST(ParseWholeDigits, ZerosAheadOfJunkHaveACodeOfTheirOwn) {
+TEST(ParseWholeDigits, ZerosBeforeJunkHaveACodeOfTheirOwn) {
   const struct {
     const char* text;
     int32_t code;
@@ -330,7 +330,7 @@ void expectDigitsAsTheOracle(const reference::DigitsReading& wanted, const std::
   EXPECT_EQ(wanted.written ? wanted.value : -1.0, value);
 }
 
-TEST(ParseWholeDigits, AnyTextMovesTheCursorBehindItsDigits) {
+TEST(ParseWholeDigits, AnyTextMovesTheCursorPastItsDigits) {
   SeededRandom random;
   for (int run = 0; run < 4000 && !HasFailure(); ++run) {
     const std::string text =
@@ -339,7 +339,7 @@ TEST(ParseWholeDigits, AnyTextMovesTheCursorBehindItsDigits) {
   }
 }
 
-TEST(ParseFractionDigits, AnyTextMovesTheCursorBehindItsDigits) {
+TEST(ParseFractionDigits, AnyTextMovesTheCursorPastItsDigits) {
   SeededRandom random;
   for (int run = 0; run < 4000 && !HasFailure(); ++run) {
     const std::string text = random.chance(50) ? randomNumber(&random, 20, 3)

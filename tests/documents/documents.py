@@ -23,7 +23,7 @@ def documents() -> list[Path]:
 class Block:
     """A fenced block, or consecutive lines that are indented by four spaces."""
 
-    place: str  # file and line, for messages
+    location: str  # file and line, for messages
     language: str  # empty if the fence has none, and for indented lines
     lines: tuple[str, ...]
 
@@ -44,8 +44,8 @@ def blocks_of(path: Path) -> list[Block]:
         while lines and not lines[-1].strip():
             lines.pop()
         if lines:
-            place = f"{path.relative_to(ROOT)}:{start}"
-            found.append(Block(place, language or "", tuple(lines)))
+            location = f"{path.relative_to(ROOT)}:{start}"
+            found.append(Block(location, language or "", tuple(lines)))
         lines, language = [], None
         if fence and not closes:
             start, language = number + 1, line[3:].strip()
@@ -90,7 +90,7 @@ def anchors_of(path: Path) -> set[str]:
     return {heading.strip().replace(" ", "-") for heading in kept}
 
 
-def forms_of(command: str) -> list[str]:
+def variants_of(command: str) -> list[str]:
     """The commands for which a line with [optional] and either|or parts stands: one without
     optional parts, one for each optional part, and each alternative once."""
     optional = re.findall(r" \[[^\]]*\]", command)

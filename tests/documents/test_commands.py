@@ -9,7 +9,7 @@ import unittest
 from pathlib import Path
 
 import sandbox
-from documents import ROOT, blocks_of, commands_of, documents, forms_of, spans_of
+from documents import ROOT, blocks_of, commands_of, documents, spans_of, variants_of
 from support import LANDMARK_FILE, PROGRAM, TemporaryFolderTest, made_picture, run_program
 
 import facefeature
@@ -24,7 +24,7 @@ def commands():
         for block in blocks_of(document):
             if block.language in ("", "sh"):
                 for line in commands_of(block):
-                    yield block.place, line
+                    yield block.location, line
 
 
 class OtherCommands(unittest.TestCase):
@@ -32,13 +32,13 @@ class OtherCommands(unittest.TestCase):
         presets = json.loads((ROOT / "CMakePresets.json").read_text(encoding="utf-8"))
         kinds = {"--build": "buildPresets", "ctest": "testPresets"}
         count = 0
-        for place, line in commands():
+        for location, line in commands():
             for command in line.split(" && "):
                 words = [word for word in command.split() if not re.match(r"[A-Z_]+=", word)]
                 first = words[0] if words else ""
                 script = re.match(r"(\./|(tools|tests|bench|examples|fuzz)/)", first)
                 preset = re.search(r"\b(cmake|ctest) (--build )?--preset (\S+)", command)
-                with self.subTest(place, command=command):
+                with self.subTest(location, command=command):
                     if script:
                         self.assertTrue(os.access(ROOT / first, os.X_OK))
                     if preset:
@@ -55,17 +55,17 @@ class ProgramCommands(TemporaryFolderTest):
 
     def test_succeed(self):
         count = 0
-        for place, line in commands():
+        for location, line in commands():
             if not PROGRAM_NAMES.match(line):
                 continue
-            for form in forms_of(PROGRAM_NAMES.sub("facefeature ", line)):
+            for form in variants_of(PROGRAM_NAMES.sub("facefeature ", line)):
                 command = sandbox.filled_in(form)
                 result = sandbox.run(command, self.folder, check=False)
-                with self.subTest(place, command=command):
+                with self.subTest(location, command=command):
                     if "built without" in result.stderr or "LANDMARKS is required" in result.stderr:
-                        print(f"{place}: needs an optional part that is not built: {command}")
+                        print(f"{location}: needs an optional part that is not built: {command}")
                     elif not sandbox.SAMPLE.exists() and result.returncode == 3:
-                        print(f"{place}: there is no folder of samples: {command}")
+                        print(f"{location}: there is no folder of samples: {command}")
                     else:
                         self.assertEqual(0, result.returncode, result.stderr)
                         count += 1
@@ -127,7 +127,7 @@ class ProgramCommands(TemporaryFolderTest):
         os.chdir(self.folder)
         try:
             for block in blocks:
-                exec(compile("\n".join(block.lines), block.place, "exec"), names)
+                exec(compile("\n".join(block.lines), block.location, "exec"), names)
         finally:
             os.chdir(here)
         with facefeature.Engine() as engine:
@@ -139,8 +139,8 @@ class ProgramCommands(TemporaryFolderTest):
 class Forms(unittest.TestCase):
     def test_have_each_optional_part_and_each_alternative_once(self):
         self.assertEqual(["a B", "a B --x", "a B --y 1", "a B --y 2"],
-                         forms_of("a B [--x] [--y 1|2]"))
-        self.assertEqual(["a x.b", "a x.c", "a x.b --y", "a x.c --y"], forms_of("a x.b|x.c [--y]"))
+                         variants_of("a B [--x] [--y 1|2]"))
+        self.assertEqual(["a x.b", "a x.c", "a x.b --y", "a x.c --y"], variants_of("a x.b|x.c [--y]"))
 
     def test_command_continues_in_an_indented_line_and_ends_before_a_comment(self):
         self.assertEqual("facefeature", PROGRAM.split("/")[-1])

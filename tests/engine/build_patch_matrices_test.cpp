@@ -87,7 +87,7 @@ void expectNegatedMeans(const Picture& picture, FaceRecord& face) {
   EXPECT_EQ(0, std::memcmp(black.data(), got.engine().colorFace, kColorFaceBytes));
 }
 
-TEST(BuildPatchMatrices, FacesOfAllKindsEndLikeTheReference) {
+TEST(BuildPatchMatrices, FacesOfAllKindsMatchTheReference) {
   SeededRandom random;
   const ScopedPatchMeans means(random);
   for (int32_t kind = 0; kind < kFaceKinds; ++kind) {
@@ -100,7 +100,7 @@ TEST(BuildPatchMatrices, FacesOfAllKindsEndLikeTheReference) {
   }
 }
 
-TEST(BuildPatchMatrices, PicturesOfAllSizesEndLikeTheReference) {
+TEST(BuildPatchMatrices, PicturesOfAllSizesMatchTheReference) {
   SeededRandom random;
   const ScopedPatchMeans means(random);
   const int32_t sides[] = {2, 3, 17, 159, 160, 161, 400};
@@ -114,7 +114,7 @@ TEST(BuildPatchMatrices, PicturesOfAllSizesEndLikeTheReference) {
   }
 }
 
-TEST(BuildPatchMatrices, RealFacesEndLikeTheReference) {
+TEST(BuildPatchMatrices, RealFacesMatchTheReference) {
   if (samplesFolder().empty()) GTEST_SKIP() << "no folder of sample faces beside the sources";
   SeededRandom random;
   const ScopedPatchMeans means(random);
@@ -143,7 +143,7 @@ TEST(BuildPatchMatrices, EveryMatrixHasTwoRowsOfTheSamplesLengthAndOwnsItsStorag
   }
 }
 
-TEST(BuildPatchMatrices, TheFacesEndWithTheFramesOfTheLastPatchesOfTheirKinds) {
+TEST(BuildPatchMatrices, TheFacesKeepTheFramesOfTheLastPatchesOfTheirKinds) {
   SeededRandom random;
   const Picture picture = randomPicture(random, 300, 260);
   FaceRecord face = faceOfKind(random, FaceKind::kNoisy, 300, 260);
@@ -154,7 +154,7 @@ TEST(BuildPatchMatrices, TheFacesEndWithTheFramesOfTheLastPatchesOfTheirKinds) {
   EXPECT_EQ(0, std::memcmp(wanted.frames[24].data(), got.engine().colorFace, kColorFaceBytes));
 }
 
-TEST(BuildPatchMatrices, NothingOfAnEarlierFaceReachesTheNext) {
+TEST(BuildPatchMatrices, NoStateOfAnEarlierFaceReachesTheNext) {
   SeededRandom random;
   const Picture picture = randomPicture(random, 200, 200);
   FaceRecord face = faceOfKind(random, FaceKind::kTurned, 200, 200);
@@ -209,7 +209,7 @@ TEST(BuildPatchMatrices, CoincidentAnchorsGiveTheNegatedMeans) {
   }
 }
 
-TEST(BuildPatchMatrices, AReferenceLengthThatIsNoNumberGivesTheNegatedMeans) {
+TEST(BuildPatchMatrices, AReferenceLengthThatIsNotANumberGivesTheNegatedMeans) {
   SeededRandom random;
   const ScopedPatchMeans means(random);
   const Picture picture = randomPicture(random, 90, 110);

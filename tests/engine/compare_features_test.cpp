@@ -38,15 +38,15 @@ TEST(CompareFeatures, HasTheBitsOfTheFormulaStepByStep) {
   }
 }
 
-TEST(CompareFeatures, TroublesomeNumbersTravelOn) {
+TEST(CompareFeatures, SpecialValuesPropagate) {
   SeededRandom random;
   for (int round = 0; round < 2000; ++round) {
     FeatureVector a = randomFeature(random);
     FeatureVector b = randomFeature(random);
     for (int32_t spot = random.integer(1, 3); spot > 0; --spot) {
       FeatureVector& spoilt = random.chance(50) ? a : b;
-      const int32_t place = random.chance(50) ? random.integer(500, 501) : random.integer(0, 499);
-      spoilt.values[place] = random.awkward();
+      const int32_t index = random.chance(50) ? random.integer(500, 501) : random.integer(0, 499);
+      spoilt.values[index] = random.special();
     }
     ASSERT_SAME_FLOAT(reference::compare(a.values, b.values), facefeature::CompareFeatures(&a, &b));
   }

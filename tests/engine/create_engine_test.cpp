@@ -92,11 +92,11 @@ TEST(CreateFeatureEngine, EveryLayerHasTheNumbersOfItsFiles) {
   haveModel();
   const OwnEngine engine;
   ASSERT_NE(nullptr, engine.get());
-  static const size_t kPlaces[] = {1, 4, 7, 10, 12};  // conv1, conv2, local3, local4, fc
+  static const size_t kLayerIndices[] = {1, 4, 7, 10, 12};  // conv1, conv2, local3, local4, fc
   for (size_t i = 0; i < 25; ++i) {
     for (size_t stage = 1; stage <= 5; ++stage) {
-      const auto* layer =
-          dynamic_cast<facefeature::WeightLayer*>(engine->nets[i]->layers[kPlaces[stage - 1]]);
+      const auto* layer = dynamic_cast<facefeature::WeightLayer*>(
+          engine->nets[i]->layers[kLayerIndices[stage - 1]]);
       ASSERT_NE(nullptr, layer);
       const auto stored = [&](size_t item) {
         return reference::readStoredMatrix(
@@ -181,7 +181,7 @@ TEST(CreateFeatureEngine, AFailedCreationSucceedsOnceTheFileIsThere) {
   expectNoModel();
 }
 
-TEST(CreateFeatureEngine, AShortFileIsNotNoticedAndWhatItLacksIsZero) {
+TEST(CreateFeatureEngine, AShortFileIsNotDetectedAndItsMissingFloatsAreZero) {
   haveModel();
   const std::string whole = bytesOfAnotherModel("6-0");
   const SpoiltFile shortMean("6-0", whole.substr(0, 400));

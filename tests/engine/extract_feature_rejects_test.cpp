@@ -122,9 +122,9 @@ TEST(ExtractFeatureRejects, IdsOutside0To317) {
   Request request = randomRequest(random, FaceKind::kUpright);
   const OwnEngine engine;
   for (const int32_t id : {-1, 318, 319, 100000, INT_MAX, INT_MIN, -240}) {
-    for (const size_t place : {size_t{0}, size_t{13}, size_t{28}}) {
+    for (const size_t index : {size_t{0}, size_t{13}, size_t{28}}) {
       FaceRecord face = request.face;
-      face.entries[place].id = id;
+      face.entries[index].id = id;
       expectRejected(engine.get(),
                      {request.picture.pixels(), request.picture.width, request.picture.height,
                       request.picture.stride, face.set()},
@@ -139,7 +139,7 @@ TEST(ExtractFeatureRejects, IdsOutside0To317) {
   }
 }
 
-TEST(ExtractFeatureRejects, RequestsOfAnEngineWhoseModelIsGone) {
+TEST(ExtractFeatureRejects, RequestsOfAnEngineWhoseModelIsFreed) {
   haveModel();
   SeededRandom random;
   Request request = randomRequest(random);

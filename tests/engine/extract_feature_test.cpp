@@ -93,7 +93,7 @@ TEST(ExtractFeature, WritesThe502FloatsAndNothingOfTheRequest) {
   EXPECT_EQ(0, std::memcmp(record.data(), set, bytes));
 }
 
-TEST(ExtractFeature, NothingOfOneRunReachesTheNext) {
+TEST(ExtractFeature, NoStateOfOneRunReachesTheNext) {
   haveModel();
   SeededRandom random;
   const OwnEngine engine;
@@ -116,7 +116,7 @@ TEST(ExtractFeature, NothingOfOneRunReachesTheNext) {
   }
 }
 
-TEST(ExtractFeature, AfterARejectedRequestTheNextIsAsEver) {
+TEST(ExtractFeature, ARejectedRequestDoesNotAffectTheNext) {
   haveModel();
   SeededRandom random;
   const OwnEngine engine;
@@ -150,7 +150,7 @@ TEST(ExtractFeature, AnyNumberOfThreadsGivesTheSameBits) {
   EXPECT_TRUE(sameFeature(wanted, nested));
 }
 
-TEST(ExtractFeature, EnginesOfSeveralHostThreadsRunSideBySide) {
+TEST(ExtractFeature, EnginesOfSeveralHostThreadsRunConcurrently) {
   haveModel();
   SeededRandom random;
   constexpr size_t kHosts = 3;
@@ -208,7 +208,7 @@ TEST(ExtractFeature, RowLengthsDoNotMatterAndABottomUpPictureIsWalked) {
   }
 }
 
-TEST(ExtractFeature, RowsMayLieFartherApartThan31BitsCount) {
+TEST(ExtractFeature, RowsMayBeFartherApartThan31BitsCount) {
   // Reserves address space only: just the pages of the three rows are ever touched.
   constexpr int32_t kStride = 1 << 30;
   const PageMemory space(2 * static_cast<size_t>(kStride) + PageMemory::pageSize());
@@ -244,7 +244,7 @@ TEST(ExtractFeature, TheReservedWordOfTheRecordIsNotRead) {
   EXPECT_TRUE(sameFeature(wanted, got));
 }
 
-TEST(ExtractFeature, TheModelFolderMayGoOnceTheEngineStands) {
+TEST(ExtractFeature, TheModelFolderMayBeDeletedOnceTheEngineExists) {
   haveModel();
   SeededRandom random;
   const OwnEngine engine;
@@ -268,7 +268,7 @@ std::string zerosFor(const std::string& name) {
   return bytes;
 }
 
-TEST(ExtractFeature, ANetThatAnswersZerosMakesTheWholeFeatureNotANumber) {
+TEST(ExtractFeature, ANetThatOutputsZerosMakesTheWholeFeatureNotANumber) {
   haveModel();
   SeededRandom random;
   const SpoiltFile first("5-7-1", zerosFor("5-7-1"));
@@ -299,7 +299,7 @@ TEST(ExtractFeature, ALayerWithoutItsBiasesFileAddsNone) {
   EXPECT_TRUE(sameFeature(wanted.feature, extracted(engine.get(), request)));
 }
 
-TEST(ExtractFeatureDeathTest, ALayerWithoutItsWeightsFileEndsTheProcess) {
+TEST(ExtractFeatureDeathTest, ALayerWithoutItsWeightsFileTerminatesTheProcess) {
   haveModel();
   SeededRandom random;
   Request request = randomRequest(random);

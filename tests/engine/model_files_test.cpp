@@ -67,7 +67,7 @@ class PatchMeanFile : public ::testing::Test {
   std::ifstream stream_;
 };
 
-TEST_F(PatchMeanFile, ASmallerCountLeavesTheRestOfTheSlotAsItWas) {
+TEST_F(PatchMeanFile, ASmallerCountLeavesTheRestOfTheSlotUnchanged) {
   const std::vector<float> values = risingFloats(2209);
   const SpoiltFile file("0-4-0", meanBytes(2209, values));
   EXPECT_TRUE(readPatchMean(stream_, 4));
@@ -117,13 +117,13 @@ TEST_F(PatchMeanFile, ANegativeCountAndACountOfZeroReadNothing) {
   }
 }
 
-TEST_F(PatchMeanFile, AnEmptyFileLeavesTheSlotAsItWas) {
+TEST_F(PatchMeanFile, AnEmptyFileLeavesTheSlotUnchanged) {
   const SpoiltFile file("0-3-0", std::string());
   EXPECT_TRUE(readPatchMean(stream_, 3));
   expectSlots(3, {});
 }
 
-TEST_F(PatchMeanFile, AHeaderThatDoesNotArriveLeavesTheSlotAsItWas) {
+TEST_F(PatchMeanFile, AnIncompleteHeaderLeavesTheSlotUnchanged) {
   const SpoiltFile file("0-3-0", std::string("\x05\x00\x00", 3));
   EXPECT_TRUE(readPatchMean(stream_, 3));
   expectSlots(3, {});
@@ -169,7 +169,7 @@ TEST_F(PatchMeanFile, TheFileIsClosedAtOnce) {
   EXPECT_FALSE(stream_.is_open());
 }
 
-TEST_F(PatchMeanFile, FloatsArriveBitForBit) {
+TEST_F(PatchMeanFile, FloatsAreReadBitForBit) {
   const std::vector<float> values = {floatOfBits(0x7FA00001u), floatOfBits(0xFFC12345u),
                                      floatOfBits(0x80000000u), floatOfBits(0x00000001u)};
   const SpoiltFile file("0-9-0", meanBytes(4, values));

@@ -14,7 +14,7 @@
 
 #include "kernels/matrix.h"
 #include "net/conv_net.h"
-#include "net/made_net.h"
+#include "net/net_fixture.h"
 #include "support/bits.h"
 #include "support/process_ends.h"
 #include "support/reference_extract.h"
@@ -52,12 +52,12 @@ TEST(NormalizeRows, HasTheBitsOfTheMixedSteps) {
   }
 }
 
-TEST(NormalizeRows, TroublesomeNumbersTravelOn) {
+TEST(NormalizeRows, SpecialValuesPropagate) {
   SeededRandom random;
   for (int round = 0; round < 500; ++round) {
     std::vector<float> output = random.normals(320);
     for (int32_t spot = random.integer(1, 3); spot > 0; --spot) {
-      output[static_cast<size_t>(random.integer(0, 319))] = random.awkward();
+      output[static_cast<size_t>(random.integer(0, 319))] = random.special();
     }
     ASSERT_TRUE(
         sameFloats(reference::unitRows(output.data()).data(), normalized(output).data(), 320));
@@ -157,7 +157,7 @@ class PassingNets {
  public:
   PassingNets() {
     for (int32_t i = 0; i < 25; ++i) {
-      const std::string text = madeText({madeDataLayer("data", i)});
+      const std::string text = netText({dataLayerText("data", i)});
       nets_.push_back(std::make_unique<facefeature::ConvNet>(i, text.c_str()));
       netPointers_.push_back(nets_.back().get());
       matrices_.push_back(std::make_unique<facefeature::Matrix>(2, 160));
@@ -197,7 +197,7 @@ class PassingNets {
   std::vector<std::unique_ptr<facefeature::Matrix>> matrices_;
 };
 
-TEST(RunNets, EachNetsRowsStandAtUnitLengthInTheNetsOwnPlace) {
+TEST(RunNets, EachNetsRowsHaveUnitLengthAndAreInTheNetsOwnColumns) {
   PassingNets nets;
   for (size_t i = 0; i < 25; ++i) nets.output(i).buffer[i] = 100.0f;
   const std::vector<float> features = nets.run();
@@ -213,7 +213,7 @@ struct Width {
   int32_t cols;
 };
 
-TEST(RunNetsDeathTest, AnOutputThatLeavesItsOwnOrTheSharedFloatsEndsTheProcess) {
+TEST(RunNetsDeathTest, AnOutputThatLeavesItsOwnOrTheSharedFloatsTerminatesTheProcess) {
   for (const Width& width : {Width{0, 2, 159}, Width{11, 1, 160}, Width{24, 0, 160},
                              Width{24, 2, 161}, Width{24, 3, 160}}) {
     const auto runWith = [&] {
@@ -226,7 +226,7 @@ TEST(RunNetsDeathTest, AnOutputThatLeavesItsOwnOrTheSharedFloatsEndsTheProcess) 
   }
 }
 
-TEST(RunNetsDeathTest, ANetWithoutLayersEndsTheProcess) {
+TEST(RunNetsDeathTest, ANetWithoutLayersTerminatesTheProcess) {
   const auto run = [] {
     PassingNets nets;
     nets.giveText(17, "");
@@ -236,11 +236,11 @@ TEST(RunNetsDeathTest, ANetWithoutLayersEndsTheProcess) {
 }
 
 // Nothing may escape from the loop, whatever is thrown in it.
-TEST(RunNetsDeathTest, ATextThatIsThrownInARunEndsTheProcess) {
+TEST(RunNetsDeathTest, ATextThatIsThrownInARunTerminatesTheProcess) {
   const auto run = [] {
     PassingNets nets;
-    const MadeLayer output = {"output", "type=data\nactsTarget=0\ninputs=first"};
-    nets.giveText(3, madeText({madeDataLayer("first"), output}));
+    const LayerText output = {"output", "type=data\nactsTarget=0\ninputs=first"};
+    nets.giveText(3, netText({dataLayerText("first"), output}));
     nets.run();
   };
   EXPECT_EXIT(run(), endedByAbort(), "terminate called");

@@ -28,12 +28,12 @@ TEST(CreateFeatureEngine, EachFileIsOpenedOnceInItsOrderAndClosedBeforeTheNext) 
   std::vector<std::string> got;
   alignas(inotify_event) char buffer[64 * 1024];
   for (ssize_t length = 0; (length = read(watch, buffer, sizeof buffer)) > 0;) {
-    for (ssize_t place = 0; place < length;) {
+    for (ssize_t offset = 0; offset < length;) {
       inotify_event event;
-      std::memcpy(&event, buffer + place, sizeof event);
-      const std::string name = event.len > 0 ? buffer + place + sizeof event : "";
+      std::memcpy(&event, buffer + offset, sizeof event);
+      const std::string name = event.len > 0 ? buffer + offset + sizeof event : "";
       if (!name.empty()) got.push_back(((event.mask & IN_OPEN) != 0 ? "open " : "close ") + name);
-      place += static_cast<ssize_t>(sizeof event + event.len);
+      offset += static_cast<ssize_t>(sizeof event + event.len);
     }
   }
   close(watch);

@@ -89,7 +89,7 @@ void expectAsTheOracle(const Projection& projection, const std::vector<float>& j
   EXPECT_TRUE(sameFloats(wanted.meanFree.data(), x.data(), x.size()));
 }
 
-TEST(ProjectFeature, HasTheBitsOfOneAccumulatorForEachSumInRisingOrder) {
+TEST(ProjectFeature, HasTheBitsOfOneAccumulatorForEachSumInAscendingOrder) {
   SeededRandom random;
   Projection projection;
   projection.randomize(random);
@@ -98,7 +98,7 @@ TEST(ProjectFeature, HasTheBitsOfOneAccumulatorForEachSumInRisingOrder) {
   }
 }
 
-TEST(ProjectFeature, TroublesomeNumbersTravelOn) {
+TEST(ProjectFeature, SpecialValuesPropagate) {
   SeededRandom random;
   Projection projection;
   projection.randomize(random);
@@ -107,7 +107,7 @@ TEST(ProjectFeature, TroublesomeNumbersTravelOn) {
     std::vector<float>& matrix = random.chance(80) ? projection.cross : projection.self;
     const size_t row = static_cast<size_t>(random.integer(0, 40)) * 12;
     const size_t column = static_cast<size_t>(random.integer(0, kPatchFeatureFloats - 1));
-    matrix[Projection::at(row, column)] = random.awkward();
+    matrix[Projection::at(row, column)] = random.special();
   }
   expectAsTheOracle(projection, random.normals(kPatchFeatureFloats), 0);
 

@@ -13,7 +13,7 @@
 namespace facefeature_test {
 namespace {
 
-TEST(SeveralEngines, ShareTheModelUntilTheLastGoes) {
+TEST(SeveralEngines, ShareTheModelUntilTheLastIsDestroyed) {
   haveModel();
   SeededRandom random;
   Request request = randomRequest(random);

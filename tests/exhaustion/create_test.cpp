@@ -45,12 +45,12 @@ class CreationWithoutMemory : public ExhaustedHost {
 
   // Fails each of these requests in turn in one process, which then creates an engine and a
   // feature.
-  std::string faultOfAttempts(const std::vector<int64_t>& places, FailingFor length) {
+  std::string faultOfAttempts(const std::vector<int64_t>& failingRequests, FailingFor length) {
     const int64_t files = openFiles();
-    for (const int64_t place : places) {
+    for (const int64_t failing : failingRequests) {
       FeatureEngine* engine = nullptr;
-      const std::string at = " at request " + std::to_string(place) + "\n";
-      if (create(engine, MemorySource::kNew, place, length) != Ending::kOutOfMemory) {
+      const std::string at = " at request " + std::to_string(failing) + "\n";
+      if (create(engine, MemorySource::kNew, failing, length) != Ending::kOutOfMemory) {
         return "no std::bad_alloc" + at;
       }
       if (!FailingMemory::hasFailed()) return "nothing failed" + at;
@@ -60,10 +60,10 @@ class CreationWithoutMemory : public ExhaustedHost {
   }
 
   // In groups, each in its own child process: the leaks would otherwise add up to gigabytes.
-  void expectGoodAttempts(const std::vector<int64_t>& places, size_t groupSize) {
-    for (size_t first = 0; first < places.size(); first += groupSize) {
-      const auto begin = places.begin() + static_cast<long>(first);
-      const size_t size = std::min(groupSize, places.size() - first);
+  void expectGoodAttempts(const std::vector<int64_t>& failingRequests, size_t groupSize) {
+    for (size_t first = 0; first < failingRequests.size(); first += groupSize) {
+      const auto begin = failingRequests.begin() + static_cast<long>(first);
+      const size_t size = std::min(groupSize, failingRequests.size() - first);
       const std::vector<int64_t> group(begin, begin + static_cast<long>(size));
       expectGoodEnd(inChild([&] { return faultOfAttempts(group, FailingFor::kOnce); }));
     }
@@ -72,12 +72,13 @@ class CreationWithoutMemory : public ExhaustedHost {
 
 // The indices `first`, `first` + step and so on of the requests to fail.
 std::vector<int64_t> everyOf(int64_t first, int64_t last, int64_t step) {
-  std::vector<int64_t> places;
-  for (int64_t place = first; place <= last; place += step) places.push_back(place);
-  return places;
+  std::vector<int64_t> failingRequests;
+  for (int64_t failing = first; failing <= last; failing += step)
+    failingRequests.push_back(failing);
+  return failingRequests;
 }
 
-int64_t placeOfTheRecord(const std::vector<WatchedRequest>& requests) {
+int64_t requestOfEngineRecord(const std::vector<WatchedRequest>& requests) {
   const auto record =
       std::find_if(requests.begin(), requests.end(),
                    [](const WatchedRequest& request) { return request.bytes == kRecordBytes; });
@@ -95,10 +96,10 @@ TEST_F(CreationWithoutMemory, TheLibraryTakesItsMemoryFromTheHostsOperators) {
 }
 
 // Every request up to the end of the second net, then one in 61: all 25 nets allocate alike.
-TEST_F(CreationWithoutMemory, AnyFailedRequestLeavesItAsBadAllocAndTheNextOneIsGood) {
+TEST_F(CreationWithoutMemory, AnyFailedRequestIsBadAllocAndTheNextCreationSucceeds) {
   const std::vector<WatchedRequest> requests = requestsOfACreation();
   const int64_t count = static_cast<int64_t>(requests.size());
-  const int64_t record = placeOfTheRecord(requests);
+  const int64_t record = requestOfEngineRecord(requests);
   const int64_t twoNets = record + 2 * (count - record) / 25;
   expectGoodAttempts(everyOf(1, twoNets, 1), 90);
   expectGoodAttempts(everyOf(twoNets, count - 20, 61), 30);
@@ -106,19 +107,19 @@ TEST_F(CreationWithoutMemory, AnyFailedRequestLeavesItAsBadAllocAndTheNextOneIsG
 }
 
 // From this request on every request fails, including those made while the stack unwinds.
-TEST_F(CreationWithoutMemory, AFailureThatLastsLeavesItAsBadAllocToo) {
+TEST_F(CreationWithoutMemory, APermanentFailureIsBadAllocToo) {
   const std::vector<WatchedRequest> requests = requestsOfACreation();
   const int64_t count = static_cast<int64_t>(requests.size());
-  const std::vector<int64_t> places = everyOf(1, count, 211);
-  expectGoodEnd(inChild([&] { return faultOfAttempts(places, FailingFor::kGood); }));
+  const std::vector<int64_t> failingRequests = everyOf(1, count, 211);
+  expectGoodEnd(inChild([&] { return faultOfAttempts(failingRequests, FailingFor::kGood); }));
 }
 
 // If the C library's memory is exhausted too, opening a file may be the first thing to fail.
 TEST_F(CreationWithoutMemory, WithNoMemoryOfAnyKindItIsNullOrBadAlloc) {
   expectGoodEnd(inChild([&]() -> std::string {
-    for (int64_t place = 1; place < 9000; place += 97) {
+    for (int64_t failing = 1; failing < 9000; failing += 97) {
       FeatureEngine* engine = nullptr;
-      const Ending ending = create(engine, MemorySource::kHeap, place, FailingFor::kGood);
+      const Ending ending = create(engine, MemorySource::kHeap, failing, FailingFor::kGood);
       if (ending == Ending::kDone) return "an engine without memory\n";
     }
     return faultOfAnotherRound();
@@ -126,35 +127,36 @@ TEST_F(CreationWithoutMemory, WithNoMemoryOfAnyKindItIsNullOrBadAlloc) {
 }
 
 // Leaks of the attempts would add up; the module itself holds the same number of blocks throughout.
-TEST_F(CreationWithoutMemory, AheadOfTheEnginesRecordNothingIsLost) {
+TEST_F(CreationWithoutMemory, BeforeTheEnginesRecordNothingIsLost) {
   const std::vector<WatchedRequest> requests = requestsOfACreation();
-  const int64_t record = placeOfTheRecord(requests);
-  const int64_t before = standingBlocks();
-  for (int64_t place = 1; place <= record; ++place) {
+  const int64_t record = requestOfEngineRecord(requests);
+  const int64_t before = liveBlocks();
+  for (int64_t failing = 1; failing <= record; ++failing) {
     FeatureEngine* engine = nullptr;
-    ASSERT_EQ(Ending::kOutOfMemory, create(engine, MemorySource::kNew, place)) << place;
+    ASSERT_EQ(Ending::kOutOfMemory, create(engine, MemorySource::kNew, failing)) << failing;
   }
   ASSERT_EQ("", faultOfAnotherRound());
-  EXPECT_EQ(before, standingBlocks());
+  EXPECT_EQ(before, liveBlocks());
 }
 
 // The library is reloaded each time, so that no document holds memory before the attempt.
-TEST_F(CreationWithoutMemory, BehindItNoMoreIsLostThanHadBeenAllocated) {
+TEST_F(CreationWithoutMemory, AfterTheEnginesRecordNoMoreIsLostThanWasAllocated) {
   library.unload();
   library.load();
   const std::vector<WatchedRequest> requests = requestsOfACreation();
   const int64_t count = static_cast<int64_t>(requests.size());
-  for (const int64_t place : everyOf(placeOfTheRecord(requests), count, 331)) {
-    SCOPED_TRACE(place);
+  for (const int64_t failing : everyOf(requestOfEngineRecord(requests), count, 331)) {
+    SCOPED_TRACE(failing);
     const int64_t had =
-        requests[static_cast<size_t>(place - 1)].standingBlocks - requests[0].standingBlocks;
+        requests[static_cast<size_t>(failing - 1)].liveBlocks - requests[0].liveBlocks;
     expectGoodEnd(inChild([&]() -> std::string {
       library.unload();
       library.load();
-      const int64_t before = standingBlocks();
+      const int64_t before = liveBlocks();
       FeatureEngine* engine = nullptr;
-      if (create(engine, MemorySource::kNew, place) != Ending::kOutOfMemory) return "no failure\n";
-      const int64_t lost = standingBlocks() - before;
+      if (create(engine, MemorySource::kNew, failing) != Ending::kOutOfMemory)
+        return "no failure\n";
+      const int64_t lost = liveBlocks() - before;
       if (lost <= had) return "";
       return std::to_string(lost) + " blocks stand, of " + std::to_string(had) + "\n";
     }));
@@ -164,16 +166,16 @@ TEST_F(CreationWithoutMemory, BehindItNoMoreIsLostThanHadBeenAllocated) {
 // Opening a file takes a little of the C library's memory. A file that can't be opened is treated
 // as missing, whatever the reason: an engine file gives null, a layer file its line and an engine
 // without that file.
-TEST_F(CreationWithoutMemory, AFileThatCannotBeOpenedForWantOfItIsAMissingFile) {
+TEST_F(CreationWithoutMemory, AFileThatCannotBeOpenedForLackOfMemoryIsAMissingFile) {
   const std::vector<ModelFile>& files = modelFiles();
-  for (size_t place = 0; place < files.size(); place += place < 30 ? 1 : 13) {
-    SCOPED_TRACE(files[place].name);
-    const bool isLayers = files[place].form == ModelFileForm::kMatrix;
+  for (size_t file = 0; file < files.size(); file += file < 30 ? 1 : 13) {
+    SCOPED_TRACE(files[file].name);
+    const bool isLayers = files[file].format == ModelFileFormat::kMatrix;
     FeatureEngine* engine = nullptr;
     ::testing::internal::CaptureStdout();
-    const Ending ending = create(engine, MemorySource::kMalloc, static_cast<int64_t>(place) + 1);
+    const Ending ending = create(engine, MemorySource::kMalloc, static_cast<int64_t>(file) + 1);
     std::fflush(stdout);
-    EXPECT_EQ(isLayers ? "load " + modelFolder() + "/" + files[place].name + " failed\n" : "",
+    EXPECT_EQ(isLayers ? "load " + modelFolder() + "/" + files[file].name + " failed\n" : "",
               ::testing::internal::GetCapturedStdout());
     EXPECT_EQ(isLayers ? Ending::kDone : Ending::kNull, ending);
     library.destroy(engine);

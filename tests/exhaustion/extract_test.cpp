@@ -27,16 +27,16 @@ class ExtractionWithoutMemory : public ExhaustedHost {
   // One attempt in a child, after the given number of successful extractions. A std::bad_alloc
   // leaves the feature unchanged, leaks nothing, and the engine stays usable; returns "done" if
   // nothing failed.
-  ChildEnd attempt(MemorySource source, int64_t place, FailingFor length = FailingFor::kOnce,
+  ChildEnd attempt(MemorySource source, int64_t failing, FailingFor length = FailingFor::kOnce,
                    int32_t goodOnes = 0) {
     return inChild([&]() -> std::string {
       for (int32_t i = 0; i < goodOnes; ++i) extract(engine);
-      const int64_t blocks = standingBlocks();
-      const Ending ending = extract(engine, source, place, length);
+      const int64_t blocks = liveBlocks();
+      const Ending ending = extract(engine, source, failing, length);
       if (!FailingMemory::hasFailed()) return "done";
       if (ending == Ending::kDone) return "no std::bad_alloc\n";
       if (!featureIsClear()) return "the feature was written\n";
-      if (standingBlocks() != blocks) return "memory was lost\n";
+      if (liveBlocks() != blocks) return "memory was lost\n";
       return faultOfAnotherExtraction(engine);
     });
   }
@@ -45,20 +45,20 @@ class ExtractionWithoutMemory : public ExhaustedHost {
   // counts are lower bounds for the number of requests of each kind.
   void expectBadAllocAndThenTheEnd(FailingFor length, int32_t goodOnes, int64_t step,
                                    int64_t leastAhead, int64_t leastWithin) {
-    int64_t place = 1;
-    ChildEnd end = attempt(MemorySource::kNew, place, length, goodOnes);
+    int64_t failing = 1;
+    ChildEnd end = attempt(MemorySource::kNew, failing, length, goodOnes);
     while (end.signal == 0 && end.err != "done") {
-      ASSERT_NO_FATAL_FAILURE(expectGoodEnd(end)) << place;
-      end = attempt(MemorySource::kNew, ++place, length, goodOnes);
+      ASSERT_NO_FATAL_FAILURE(expectGoodEnd(end)) << failing;
+      end = attempt(MemorySource::kNew, ++failing, length, goodOnes);
     }
-    EXPECT_GT(place, leastAhead);
+    EXPECT_GT(failing, leastAhead);
     int64_t ends = 0;
     while (end.err != "done") {
-      ASSERT_EQ(SIGABRT, end.signal) << place << " " << end.err;
+      ASSERT_EQ(SIGABRT, end.signal) << failing << " " << end.err;
       // A second thread that fails as well may cut off the first one's message.
-      ASSERT_NE(std::string::npos, end.err.find("terminate called")) << place << " " << end.err;
-      place += ends++ < 30 ? 1 : step;
-      end = attempt(MemorySource::kNew, place, length, goodOnes);
+      ASSERT_NE(std::string::npos, end.err.find("terminate called")) << failing << " " << end.err;
+      failing += ends++ < 30 ? 1 : step;
+      end = attempt(MemorySource::kNew, failing, length, goodOnes);
     }
     EXPECT_GT(ends, leastWithin);
   }
@@ -66,21 +66,21 @@ class ExtractionWithoutMemory : public ExhaustedHost {
   FeatureEngine* engine = nullptr;
 };
 
-TEST_F(ExtractionWithoutMemory, AheadOfTheNetsItIsBadAllocAndInThemTheProcessEnds) {
+TEST_F(ExtractionWithoutMemory, BeforeTheNetsItIsBadAllocAndInThemTheProcessTerminates) {
   expectBadAllocAndThenTheEnd(FailingFor::kOnce, 0, 41, 50, 40);
 }
 
-TEST_F(ExtractionWithoutMemory, SoItIsInALaterExtractionWhenTheNetsHaveTheirStorage) {
+TEST_F(ExtractionWithoutMemory, TheSameHoldsInALaterExtractionWhenTheNetsHaveTheirStorage) {
   expectBadAllocAndThenTheEnd(FailingFor::kOnce, 1, 1, 50, 40);
 }
 
-TEST_F(ExtractionWithoutMemory, SoItIsWhenTheFailureLasts) {
+TEST_F(ExtractionWithoutMemory, TheSameHoldsForAPermanentFailure) {
   expectBadAllocAndThenTheEnd(FailingFor::kGood, 0, 61, 50, 35);
 }
 
 // The photograph is read in place. The only requests are those for the work of the 25 patches:
 // about 1.2 MB for the nets' input and, at the first extraction, the nets' own storage.
-TEST_F(ExtractionWithoutMemory, WhatIsAskedForIsTheSameForEveryPicture) {
+TEST_F(ExtractionWithoutMemory, RequestsAreTheSameForEveryPicture) {
   constexpr int32_t kWidth = 4000;
   constexpr int32_t kHeight = 3000;
   const std::vector<uint8_t> large(size_t{3} * kWidth * kHeight, uint8_t{90});
@@ -110,29 +110,29 @@ TEST_F(ExtractionWithoutMemory, WhatIsAskedForIsTheSameForEveryPicture) {
 }
 
 // std::stable_sort asks for a buffer that would help it, and works without.
-TEST_F(ExtractionWithoutMemory, WhatIsOnlyOfHelpIsNotMissed) {
+TEST_F(ExtractionWithoutMemory, OptionalMemoryIsNotMissed) {
   expectGoodEnd(inChild([&]() -> std::string {
     if (extract(engine, MemorySource::kQuietNew, 1, FailingFor::kGood) != Ending::kDone) {
       return "it was missed\n";
     }
-    if (!FailingMemory::hasFailed()) return "noPerson asked\n";
+    if (!FailingMemory::hasFailed()) return "nobody asked\n";
     return std::memcmp(&feature, &goodFeature, sizeof feature) == 0 ? "" : "another feature\n";
   }));
 }
 
 // The OpenMP runtime prints a message and calls exit(1).
-TEST_F(ExtractionWithoutMemory, TheLoopThatCannotBeStartedEndsTheProcess) {
-  int64_t place = 1;
-  ChildEnd end = attempt(MemorySource::kMalloc, place);
+TEST_F(ExtractionWithoutMemory, TheLoopThatCannotBeStartedTerminatesTheProcess) {
+  int64_t failing = 1;
+  ChildEnd end = attempt(MemorySource::kMalloc, failing);
   while (end.err != "done") {
-    EXPECT_EQ(1, end.exitStatus) << place << " " << end.err;
-    EXPECT_NE(std::string::npos, end.err.find("libgomp: ")) << place << " " << end.err;
-    end = attempt(MemorySource::kMalloc, ++place);
+    EXPECT_EQ(1, end.exitStatus) << failing << " " << end.err;
+    EXPECT_NE(std::string::npos, end.err.find("libgomp: ")) << failing << " " << end.err;
+    end = attempt(MemorySource::kMalloc, ++failing);
   }
-  EXPECT_GT(place, 1);
+  EXPECT_GT(failing, 1);
 }
 
-TEST_F(ExtractionWithoutMemory, AThreadThatCannotBeStartedEndsTheProcess) {
+TEST_F(ExtractionWithoutMemory, AThreadThatCannotBeStartedTerminatesTheProcess) {
   const ChildEnd end = attempt(MemorySource::kThread, 1);
   if (end.err == "done") GTEST_SKIP() << "an extraction starts no threads here";
   EXPECT_EQ(1, end.exitStatus);

@@ -91,7 +91,7 @@ FailingMemory::~FailingMemory() { armedSource = kNoSource; }
 int64_t FailingMemory::requests() { return requestCount.load(); }
 bool FailingMemory::hasFailed() { return failed.load(); }
 
-int64_t standingBlocks() { return blocks.load(); }
+int64_t liveBlocks() { return blocks.load(); }
 
 RequestWatch::RequestWatch(WatchedRequest* requests, int64_t capacity) {
   watchedCapacity = capacity;

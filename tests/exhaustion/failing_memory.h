@@ -35,12 +35,12 @@ class FailingMemory {
 };
 
 // Number of blocks from operator new that are still allocated, since the start of the program.
-int64_t standingBlocks();
+int64_t liveBlocks();
 
 // The caller's state at a request.
 struct WatchedRequest {
-  int64_t bytes;           // the caller
-  int64_t standingBlocks;  // the caller's caller
+  int64_t bytes;       // the caller
+  int64_t liveBlocks;  // the caller's caller
 };
 
 // Records the requests to kNew in order in watched[0] and up, while both this object and a

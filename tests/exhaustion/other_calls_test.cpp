@@ -14,13 +14,13 @@ class WithoutMemory : public ExhaustedHost {};
 // A host whose memory has run out frees some.
 TEST_F(WithoutMemory, AnEngineCanBeDestroyed) {
   FeatureEngine* engine = library.create();
-  const int64_t blocks = standingBlocks();
+  const int64_t blocks = liveBlocks();
   expectGoodEnd(inChild([&]() -> std::string {
     {
       const FailingMemory memory(MemorySource::kHeap, 1, FailingFor::kGood);
       library.destroy(engine);
     }
-    if (standingBlocks() >= blocks) return "nothing was freed\n";
+    if (liveBlocks() >= blocks) return "nothing was freed\n";
     return faultOfAnotherRound();
   }));
   library.destroy(engine);
@@ -45,7 +45,7 @@ TEST_F(WithoutMemory, FeaturesCanBeCompared) {
   EXPECT_FALSE(FailingMemory::hasFailed());
 }
 
-TEST_F(WithoutMemory, ARequestIsRejectedAllTheSame) {
+TEST_F(WithoutMemory, ARequestIsStillRejected) {
   FeatureEngine* const engine = library.create();
   {
     const FailingMemory memory(MemorySource::kHeap, 1, FailingFor::kGood);
@@ -57,11 +57,11 @@ TEST_F(WithoutMemory, ARequestIsRejectedAllTheSame) {
 }
 
 // Loading builds the names of the model folders, and no caller is there to catch an exception.
-TEST_F(WithoutMemory, LoadingTheLibraryEndsTheProcess) {
+TEST_F(WithoutMemory, LoadingTheLibraryTerminatesTheProcess) {
   library.unload();
-  for (int64_t place = 1; place <= 2; ++place) {
+  for (int64_t failing = 1; failing <= 2; ++failing) {
     const ChildEnd end = inChild([&] {
-      const FailingMemory memory(MemorySource::kNew, place, FailingFor::kOnce);
+      const FailingMemory memory(MemorySource::kNew, failing, FailingFor::kOnce);
       library.load();
       return "loaded\n";
     });

@@ -27,9 +27,9 @@ std::vector<float> diagonal(float value) {
 std::vector<float> randomMatrix(Random& random, int rank, float size) {
   const std::vector<float> factor = random.normals(64, size);
   std::vector<float> matrix(64, 0.0f);
-  for (size_t place = 0; place < 64; ++place) {
+  for (size_t index = 0; index < 64; ++index) {
     for (size_t k = 0; k < static_cast<size_t>(rank); ++k) {
-      matrix[place] += factor[place / 8 * 8 + k] * factor[place % 8 * 8 + k];
+      matrix[index] += factor[index / 8 * 8 + k] * factor[index % 8 * 8 + k];
     }
   }
   return matrix;
@@ -53,7 +53,7 @@ TEST(SolveCholesky8, EachOperationIsRoundedInTheOrderOfTheReference) {
   }
 }
 
-TEST(SolveCholesky8, SingularMatricesEndLikeTheReference) {
+TEST(SolveCholesky8, SingularMatricesMatchTheReference) {
   SeededRandom random;
   for (int i = 0; i < 300; ++i) {
     const int rank = random.integer(0, 7);
@@ -61,13 +61,13 @@ TEST(SolveCholesky8, SingularMatricesEndLikeTheReference) {
   }
 }
 
-TEST(SolveCholesky8, AwkwardNumbersTravelLikeInTheReference) {
+TEST(SolveCholesky8, SpecialValuesPropagateAsInTheReference) {
   SeededRandom random;
   for (int i = 0; i < 300; ++i) {
     std::vector<float> matrix = randomMatrix(random, 8, 2.0f);
     std::vector<float> rightSide = random.normals(8);
-    matrix[static_cast<size_t>(random.integer(0, 63))] = random.awkward();
-    rightSide[static_cast<size_t>(random.integer(0, 7))] = random.awkward();
+    matrix[static_cast<size_t>(random.integer(0, 63))] = random.special();
+    rightSide[static_cast<size_t>(random.integer(0, 7))] = random.special();
     expectLikeReference(matrix, rightSide);
   }
 }
@@ -79,8 +79,8 @@ TEST(SolveCholesky8, SolvesTheEquations) {
     for (size_t k = 0; k < 8; ++k) matrix[9 * k] += 4.0f;
     const std::vector<float> solution = random.normals(8);
     std::vector<float> rightSide(8, 0.0f);
-    for (size_t place = 0; place < 64; ++place) {
-      rightSide[place / 8] += matrix[place] * solution[place % 8];
+    for (size_t index = 0; index < 64; ++index) {
+      rightSide[index / 8] += matrix[index] * solution[index % 8];
     }
     ASSERT_EQ(1, SolveCholesky8(matrix.data(), rightSide.data()));
     for (size_t k = 0; k < 8; ++k) EXPECT_NEAR(solution[k], rightSide[k], 1e-5f);
@@ -133,27 +133,27 @@ TEST(SolveCholesky8, AnySmallerPivotFailsAndLeavesTheRightSideAsItCame) {
                          -1.0f,
                          -std::numeric_limits<float>::infinity()};
   for (float pivot : small) {
-    for (size_t place = 0; place < 8; ++place) {
+    for (size_t index = 0; index < 8; ++index) {
       std::vector<float> matrix = diagonal(2.0f);
-      matrix[9 * place] = pivot;
+      matrix[9 * index] = pivot;
       std::vector<float> rightSide = {1.0f, -2.0f, 3.0f, -0.0f, kNaN, 6.0f, 7.0f, 8.0f};
       const std::vector<float> before = rightSide;
-      EXPECT_EQ(0, SolveCholesky8(matrix.data(), rightSide.data())) << pivot << " at " << place;
-      EXPECT_TRUE(sameFloats(before.data(), rightSide.data(), 8)) << pivot << " at " << place;
+      EXPECT_EQ(0, SolveCholesky8(matrix.data(), rightSide.data())) << pivot << " at " << index;
+      EXPECT_TRUE(sameFloats(before.data(), rightSide.data(), 8)) << pivot << " at " << index;
     }
   }
 }
 
-TEST(SolveCholesky8, ANanPivotCountsAsGoodAndTravelsOn) {
-  for (size_t place = 0; place < 8; ++place) {
+TEST(SolveCholesky8, ANanPivotIsTreatedAsGoodAndPropagates) {
+  for (size_t index = 0; index < 8; ++index) {
     std::vector<float> matrix = diagonal(4.0f);
-    matrix[9 * place] = kNaN;
+    matrix[9 * index] = kNaN;
     std::vector<float> rightSide(8, 8.0f);
     EXPECT_EQ(1, SolveCholesky8(matrix.data(), rightSide.data()));
     // The zeros off the diagonal carry the NaN to every element whose sum includes it.
-    EXPECT_TRUE(std::isnan(rightSide[place])) << place;
-    EXPECT_TRUE(std::isnan(rightSide[7])) << place;
-    EXPECT_TRUE(std::isnan(rightSide[0])) << place;
+    EXPECT_TRUE(std::isnan(rightSide[index])) << index;
+    EXPECT_TRUE(std::isnan(rightSide[7])) << index;
+    EXPECT_TRUE(std::isnan(rightSide[0])) << index;
   }
 }
 

@@ -69,8 +69,8 @@ TEST(AnchorsOf, TheDistanceIsRoundedLikeInTheReference) {
   for (int i = 0; i < 3000; ++i) {
     std::vector<Landmark> slots(kSlotCount, Landmark{0, 0.0f, 0.0f});
     for (size_t k : {size_t{6}, size_t{8}}) {
-      slots[k].x = random.chance(5) ? random.awkward() : random.between(-900.0f, 900.0f);
-      slots[k].y = random.chance(5) ? random.awkward() : random.between(-900.0f, 900.0f);
+      slots[k].x = random.chance(5) ? random.special() : random.between(-900.0f, 900.0f);
+      slots[k].y = random.chance(5) ? random.special() : random.between(-900.0f, 900.0f);
     }
     EXPECT_SAME_FLOAT(reference::anchorDistance(slots), anchorsOf(slots.data()).distance);
   }
@@ -80,15 +80,15 @@ TEST(LowerAnchorHeight, MultipliesFirstDividesThenAddsSixty) {
   SeededRandom random;
   for (int i = 0; i < 2000; ++i) {
     const int32_t patch = random.integer(0, 24);
-    const float distance = random.chance(5) ? random.awkward() : random.between(0.0f, 500.0f);
-    const float length = random.chance(5) ? random.awkward() : random.between(1.0f, 800.0f);
+    const float distance = random.chance(5) ? random.special() : random.between(0.0f, 500.0f);
+    const float length = random.chance(5) ? random.special() : random.between(1.0f, 800.0f);
     const FaceAnchors face = {0.0f, 0.0f, 0.0f, 0.0f, distance};
     EXPECT_SAME_FLOAT(reference::lowerAnchorHeight(patch, distance, length),
                       lowerAnchorHeight(reference::patchRow(patch).span, face, length));
   }
 }
 
-TEST(LowerAnchorHeight, AUselessReferenceLengthGivesAUselessHeight) {
+TEST(LowerAnchorHeight, AnInvalidReferenceLengthGivesAnInvalidHeight) {
   const FaceAnchors face = anchors(0.0f, 0.0f, 0.0f, 50.0f);
   EXPECT_TRUE(std::isnan(lowerAnchorHeight(33, face, kNaN)));
   EXPECT_EQ(kInfinity, lowerAnchorHeight(33, face, 0.0f));
@@ -105,17 +105,17 @@ TEST(FitToCanonicalAndToImage, EachOperationIsRoundedInTheOrderOfTheReference) {
   }
 }
 
-TEST(FitToCanonicalAndToImage, AwkwardNumbersTravelLikeInTheReference) {
+TEST(FitToCanonicalAndToImage, SpecialValuesPropagateAsInTheReference) {
   SeededRandom random;
   for (int i = 0; i < 1000; ++i) {
     FaceAnchors face = randomAnchors(random, 500.0f);
-    float* places[4] = {&face.x6, &face.y6, &face.x8, &face.y8};
-    *places[random.integer(0, 3)] = random.awkward();
-    expectFitsLikeReference(face, random.chance(20) ? random.awkward() : 92.0f);
+    float* coordinates[4] = {&face.x6, &face.y6, &face.x8, &face.y8};
+    *coordinates[random.integer(0, 3)] = random.special();
+    expectFitsLikeReference(face, random.chance(20) ? random.special() : 92.0f);
   }
 }
 
-TEST(FitToCanonical, BothAnchorsLandOnTheirPlaces) {
+TEST(FitToCanonical, BothAnchorsMapToTheirPointsOfTheFrame) {
   SeededRandom random;
   for (int i = 0; i < 500; ++i) {
     const FaceAnchors face = randomAnchors(random, 100.0f);
@@ -130,7 +130,7 @@ TEST(FitToCanonical, BothAnchorsLandOnTheirPlaces) {
   }
 }
 
-TEST(FitToImage, ThePlacesOfTheFrameLandOnBothAnchors) {
+TEST(FitToImage, ThePointsOfTheFrameMapToBothAnchors) {
   SeededRandom random;
   for (int i = 0; i < 500; ++i) {
     const FaceAnchors face = randomAnchors(random, 100.0f);
@@ -162,7 +162,7 @@ TEST(FitToCanonicalAndToImage, AnUprightFaceGivesAFrameParallelToTheRowsOfTheIma
   EXPECT_GT(fitToImage(face, 100.0f).a, 0.0f);
 }
 
-TEST(FitToImage, IsFittedAnewAndNoInverseOfTheFirst) {
+TEST(FitToImage, IsFittedSeparatelyAndIsNotTheInverse) {
   SeededRandom random;
   int different = 0;
   for (int i = 0; i < 100; ++i) {
@@ -194,7 +194,7 @@ TEST(FitToCanonical, CoincidentAnchorsAtWholeNumbersDivideByZero) {
   EXPECT_FALSE(isFinite(fitToCanonical(face, 60.0f)));
 }
 
-TEST(FitToCanonicalAndToImage, AUselessHeightGivesUselessTransforms) {
+TEST(FitToCanonicalAndToImage, AnInvalidHeightGivesInvalidTransforms) {
   const FaceAnchors face = anchors(120.0f, 90.0f, 125.0f, 150.0f);
   for (float h : {kNaN, kInfinity, -kInfinity}) {
     EXPECT_FALSE(isFinite(fitToCanonical(face, h))) << h;
@@ -211,7 +211,7 @@ TEST(AlignSlots, EachOperationIsRoundedInTheOrderOfTheReference) {
     Landmark slots[kSlotCount];
     for (Landmark& slot : slots) {
       slot = {1, random.between(-500.0f, 500.0f), random.between(-500.0f, 500.0f)};
-      if (random.chance(3)) slot.y = random.awkward();
+      if (random.chance(3)) slot.y = random.special();
     }
     float aligned[2 * kSlotCount];
     alignSlots(s, slots, aligned);

@@ -41,7 +41,7 @@ Similarity randomSimilarity(Random& random, int32_t width, int32_t height) {
   t.ty = static_cast<float>(height) * reach * random.between(-1.0f, 1.0f);
   if (random.chance(15)) {
     float* const numbers[] = {&t.a, &t.b, &t.tx, &t.ty};
-    *numbers[random.integer(0, 3)] = random.awkward();
+    *numbers[random.integer(0, 3)] = random.special();
   }
   return t;
 }
@@ -70,7 +70,7 @@ class WarpRects : public ::testing::Test {
   }
 
   GuardedBuffer::Guard anyGuard() {
-    return random.chance(50) ? GuardedBuffer::Guard::kBehind : GuardedBuffer::Guard::kAhead;
+    return random.chance(50) ? GuardedBuffer::Guard::kAfter : GuardedBuffer::Guard::kBefore;
   }
 
   // Runs all three operations on one picture, transform and rectangle.

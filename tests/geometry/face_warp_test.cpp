@@ -52,7 +52,7 @@ struct Gray {
   PictureView view() const { return {bytes.data(), width, height, width}; }
 };
 
-size_t framePlace(int32_t row, int32_t column) { return static_cast<size_t>(row * 160 + column); }
+size_t frameIndex(int32_t row, int32_t column) { return static_cast<size_t>(row * 160 + column); }
 
 // Rotated, shrunk or enlarged, with the picture anywhere around the frame.
 Similarity randomSimilarity(Random& random, int32_t width, int32_t height) {
@@ -64,7 +64,7 @@ Similarity randomSimilarity(Random& random, int32_t width, int32_t height) {
           random.between(-h, 2.0f * h)};
 }
 
-TEST(WarpGrayFace, AnyImageAndTransformEndLikeTheReference) {
+TEST(WarpGrayFace, AnyImageAndTransformMatchTheReference) {
   SeededRandom random;
   for (int i = 0; i < 60; ++i) {
     const Gray gray(random, random.integer(2, 300), random.integer(2, 300));
@@ -75,7 +75,7 @@ TEST(WarpGrayFace, AnyImageAndTransformEndLikeTheReference) {
   }
 }
 
-TEST(WarpColorFace, AnyImageAndTransformEndLikeTheReference) {
+TEST(WarpColorFace, AnyImageAndTransformMatchTheReference) {
   SeededRandom random;
   for (int i = 0; i < 40; ++i) {
     const Picture picture = randomPicture(random, random.integer(2, 300), random.integer(2, 300));
@@ -86,7 +86,7 @@ TEST(WarpColorFace, AnyImageAndTransformEndLikeTheReference) {
   }
 }
 
-TEST(WarpFaces, EnormousTransformsEndLikeTheReference) {
+TEST(WarpFaces, EnormousTransformsMatchTheReference) {
   SeededRandom random;
   const Picture picture = randomPicture(random, 40, 30);
   const Gray gray(random, 40, 30);
@@ -137,9 +137,9 @@ TEST(WarpFaces, TheIdentityCopiesTheTopLeftCornerOfALargerImage) {
     const std::vector<uint8_t> colour = warpedColor(picture.view(), kIdentity);
     for (int32_t y = 0; y < 160; ++y) {
       for (int32_t x = 0; x < 160; ++x) {
-        ASSERT_EQ(gray.at(x, y), frame[framePlace(y, x)]);
+        ASSERT_EQ(gray.at(x, y), frame[frameIndex(y, x)]);
         for (int32_t c = 0; c < 3; ++c) {
-          ASSERT_EQ(picture.at(x, y, c), colour[3 * framePlace(y, x) + static_cast<size_t>(c)]);
+          ASSERT_EQ(picture.at(x, y, c), colour[3 * frameIndex(y, x) + static_cast<size_t>(c)]);
         }
       }
     }
@@ -151,10 +151,10 @@ TEST(WarpGrayFace, OnAnImageOfTheFramesSizeTheLastColumnAndRowRepeatTheSecondLas
   Gray gray(random, 160, 160);
   const std::vector<uint8_t> frame = warpedGray(gray.view(), kIdentity);
   for (int32_t i = 0; i < 159; ++i) {
-    EXPECT_EQ(gray.at(158, i), frame[framePlace(i, 159)]);
-    EXPECT_EQ(gray.at(i, 158), frame[framePlace(159, i)]);
+    EXPECT_EQ(gray.at(158, i), frame[frameIndex(i, 159)]);
+    EXPECT_EQ(gray.at(i, 158), frame[frameIndex(159, i)]);
   }
-  EXPECT_EQ(gray.at(158, 158), frame[framePlace(159, 159)]);
+  EXPECT_EQ(gray.at(158, 158), frame[frameIndex(159, 159)]);
 }
 
 TEST(WarpGrayFace, WholeNumbersInsideTheImageReadThePixelExactly) {
@@ -165,9 +165,9 @@ TEST(WarpGrayFace, WholeNumbersInsideTheImageReadThePixelExactly) {
   const std::vector<uint8_t> doubled = warpedGray(gray.view(), {2.0f, 0.0f, 5.0f, 6.0f});
   for (int32_t i = 0; i < 160; ++i) {
     for (int32_t j = 0; j < 160; ++j) {
-      ASSERT_EQ(gray.at(j + 31, i + 77), moved[framePlace(i, j)]);
-      ASSERT_EQ(gray.at(200 - i, j + 100), turned[framePlace(i, j)]);
-      ASSERT_EQ(gray.at(2 * j + 5, 2 * i + 6), doubled[framePlace(i, j)]);
+      ASSERT_EQ(gray.at(j + 31, i + 77), moved[frameIndex(i, j)]);
+      ASSERT_EQ(gray.at(200 - i, j + 100), turned[frameIndex(i, j)]);
+      ASSERT_EQ(gray.at(2 * j + 5, 2 * i + 6), doubled[frameIndex(i, j)]);
     }
   }
 }
@@ -195,8 +195,8 @@ TEST(WarpGrayFace, LeftOfTheImageTheFirstTwoColumnsAreExtrapolated) {
   // Columns at -2.75, -1.75, -0.75, 0.25: truncation leaves the fraction -0.75 each time.
   const std::vector<uint8_t> frame = warpedGray(gray.view(), {1.0f, 0.0f, -2.75f, 0.0f});
   const uint8_t extrapolated = 130;  // 1.75 * 100 - 0.75 * 60
-  for (int32_t j = 0; j < 3; ++j) EXPECT_EQ(extrapolated, frame[framePlace(0, j)]) << j;
-  EXPECT_EQ(90, frame[framePlace(0, 3)]);
+  for (int32_t j = 0; j < 3; ++j) EXPECT_EQ(extrapolated, frame[frameIndex(0, j)]) << j;
+  EXPECT_EQ(90, frame[frameIndex(0, 3)]);
 }
 
 TEST(WarpGrayFace, AboveTheImageTheFirstTwoRowsAreExtrapolated) {
@@ -206,8 +206,8 @@ TEST(WarpGrayFace, AboveTheImageTheFirstTwoRowsAreExtrapolated) {
     gray.at(x, 1) = 60;
   }
   const std::vector<uint8_t> frame = warpedGray(gray.view(), {1.0f, 0.0f, 0.0f, -2.75f});
-  for (int32_t i = 0; i < 3; ++i) EXPECT_EQ(130, frame[framePlace(i, 0)]) << i;
-  EXPECT_EQ(90, frame[framePlace(3, 0)]);
+  for (int32_t i = 0; i < 3; ++i) EXPECT_EQ(130, frame[frameIndex(i, 0)]) << i;
+  EXPECT_EQ(90, frame[frameIndex(3, 0)]);
 }
 
 TEST(WarpGrayFace, RightOfAndBelowTheImageTheLastTwoBlendInASawtooth) {
@@ -216,14 +216,14 @@ TEST(WarpGrayFace, RightOfAndBelowTheImageTheLastTwoBlendInASawtooth) {
   for (int32_t i = 0; i < 6; ++i) gray.at(5, i) = 80;
   // Columns from 5 in steps of 0.25: 40, 50, 60, 70, then the same again.
   const std::vector<uint8_t> frame = warpedGray(gray.view(), {0.25f, 0.0f, 5.0f, 1.0f});
-  for (int32_t j = 0; j < 160; ++j) EXPECT_EQ(40 + j % 4 * 10, frame[framePlace(0, j)]) << j;
+  for (int32_t j = 0; j < 160; ++j) EXPECT_EQ(40 + j % 4 * 10, frame[frameIndex(0, j)]) << j;
 
   Gray turned(6, 6);
   for (int32_t x = 0; x < 6; ++x) {
     for (int32_t y = 0; y < 6; ++y) turned.at(x, y) = gray.at(y, x);
   }
   const std::vector<uint8_t> below = warpedGray(turned.view(), {0.25f, 0.0f, 1.0f, 5.0f});
-  for (int32_t i = 0; i < 160; ++i) EXPECT_EQ(40 + i % 4 * 10, below[framePlace(i, 0)]) << i;
+  for (int32_t i = 0; i < 160; ++i) EXPECT_EQ(40 + i % 4 * 10, below[frameIndex(i, 0)]) << i;
 }
 
 TEST(WarpGrayFace, ResultsBeyondAByteWrap) {
@@ -247,13 +247,13 @@ TEST(WarpFaces, ATransformWithANanOrInfinityGivesAFrameOfZeros) {
   Picture picture = randomPicture(random, 90, 70);
   const Gray gray(random, 90, 70);
   for (float bad : {kNaN, kInfinity, -kInfinity}) {
-    for (int place = 0; place < 5; ++place) {
+    for (int index = 0; index < 5; ++index) {
       Similarity s = {0.8f, 0.2f, 3.0f, 4.0f};
       float* fields[4] = {&s.a, &s.b, &s.tx, &s.ty};
       for (int field = 0; field < 4; ++field) {
-        if (place == field || place == 4) *fields[field] = bad;
+        if (index == field || index == 4) *fields[field] = bad;
       }
-      SCOPED_TRACE(::testing::Message() << bad << " at " << place);
+      SCOPED_TRACE(::testing::Message() << bad << " at " << index);
       EXPECT_TRUE(warpedGray(gray.view(), s) == std::vector<uint8_t>(kGrayFaceBytes, 0));
       EXPECT_TRUE(warpedColor(picture.view(), s) == std::vector<uint8_t>(kColorFaceBytes, 0));
     }
@@ -263,7 +263,7 @@ TEST(WarpFaces, ATransformWithANanOrInfinityGivesAFrameOfZeros) {
 TEST(WarpFaces, EveryReadStaysInsideTheImage) {
   SeededRandom random;
   const int32_t sides[] = {2, 3, 5, 16, 33};
-  for (const auto guard : {GuardedBuffer::Guard::kBehind, GuardedBuffer::Guard::kAhead}) {
+  for (const auto guard : {GuardedBuffer::Guard::kAfter, GuardedBuffer::Guard::kBefore}) {
     for (int i = 0; i < 40; ++i) {
       const int32_t width = sides[random.integer(0, 4)];
       const int32_t height = sides[random.integer(0, 4)];
@@ -281,11 +281,11 @@ TEST(WarpFaces, EveryReadStaysInsideTheImage) {
   }
 }
 
-TEST(WarpFaces, NothingIsWrittenBesideTheFrame) {
+TEST(WarpFaces, OnlyTheFrameIsWritten) {
   SeededRandom random;
   const Picture picture = randomPicture(random, 50, 50);
   const Gray gray(random, 50, 50);
-  for (const auto guard : {GuardedBuffer::Guard::kBehind, GuardedBuffer::Guard::kAhead}) {
+  for (const auto guard : {GuardedBuffer::Guard::kAfter, GuardedBuffer::Guard::kBefore}) {
     GuardedBuffer grayFace(std::vector<uint8_t>(kGrayFaceBytes), guard);
     GuardedBuffer colorFace(std::vector<uint8_t>(kColorFaceBytes), guard);
     WarpGrayFace(gray.bytes.data(), 50, 50, 50, grayFace.data(), 0.5f, 0.1f, -3.0f, -4.0f);

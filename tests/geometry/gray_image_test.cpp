@@ -49,7 +49,7 @@ TEST(ConvertToGray, FractionsAreCutOff) {
   EXPECT_EQ(1, grayOfPixel(9, 0, 0));
 }
 
-TEST(ConvertToGray, PicturesOfAnyGeometryEndLikeTheReference) {
+TEST(ConvertToGray, PicturesOfAnyGeometryMatchTheReference) {
   SeededRandom random;
   for (int i = 0; i < 150; ++i) {
     const Picture picture = randomPicture(random, random.integer(1, 90), random.integer(1, 20));
@@ -59,7 +59,7 @@ TEST(ConvertToGray, PicturesOfAnyGeometryEndLikeTheReference) {
   }
 }
 
-TEST(ConvertToGray, EveryWidthUpToThreeLanesAndMoreEndsLikeTheReference) {
+TEST(ConvertToGray, EveryWidthUpToThreeLanesAndMoreMatchesTheReference) {
   SeededRandom random;
   for (int32_t width = 1; width <= 140; ++width) {
     const Picture picture = randomPicture(random, width, 2, 3 * width);
@@ -86,9 +86,9 @@ TEST(ConvertToGray, AHeightBelowOneDoesNothing) {
   }
 }
 
-TEST(ConvertToGray, ReadsAndWritesNothingBesideThePixels) {
+TEST(ConvertToGray, ReadsAndWritesOnlyThePixels) {
   SeededRandom random;
-  for (const auto guard : {GuardedBuffer::Guard::kBehind, GuardedBuffer::Guard::kAhead}) {
+  for (const auto guard : {GuardedBuffer::Guard::kAfter, GuardedBuffer::Guard::kBefore}) {
     for (int32_t width = 1; width <= 70; ++width) {
       const Picture picture = randomPicture(random, width, 3, 3 * width + 5);
       GuardedBuffer pixels(picture.storage, guard);

@@ -61,7 +61,7 @@ Quaternion turn(size_t axis, float angle) {
   return q;
 }
 
-TEST(RotationToQuaternion, RotationsOfAllSortsEndLikeTheReference) {
+TEST(RotationToQuaternion, RotationsOfAllKindsMatchTheReference) {
   SeededRandom random;
   for (int i = 0; i < 2000; ++i) {
     Rotation rotation = rotationOf(randomQuaternion(random));
@@ -105,17 +105,17 @@ TEST(RotationToQuaternion, EqualDiagonalsFallThroughToTheLastBranch) {
   }
 }
 
-TEST(RotationToQuaternion, AnyNumbersEndLikeTheReference) {
+TEST(RotationToQuaternion, AnyNumbersMatchTheReference) {
   SeededRandom random;
   for (int i = 0; i < 500; ++i) {
     Rotation rotation;
     for (float& element : rotation)
-      element = random.chance(20) ? random.awkward() : random.normal();
+      element = random.chance(20) ? random.special() : random.normal();
     expectLikeReference(rotation);
   }
 }
 
-TEST(QuaternionToAngles, QuaternionsOfAllSortsEndLikeTheReference) {
+TEST(QuaternionToAngles, QuaternionsOfAllKindsMatchTheReference) {
   SeededRandom random;
   for (int i = 0; i < 3000; ++i) expectLikeReference(randomQuaternion(random));
 }

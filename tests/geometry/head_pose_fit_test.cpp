@@ -78,19 +78,19 @@ TEST(FitProjection, EachOperationIsRoundedInTheOrderOfTheReference) {
   }
 }
 
-TEST(FitProjection, AwkwardNumbersTravelLikeInTheReference) {
+TEST(FitProjection, SpecialValuesPropagateAsInTheReference) {
   SeededRandom random;
   for (int i = 0; i < 300; ++i) {
     Points points = randomPoints(random, random.integer(1, 30));
-    const int32_t place = random.integer(0, 2 * points.count() - 1);
+    const int32_t index = random.integer(0, 2 * points.count() - 1);
     std::vector<float>& list = random.chance(50) ? points.image : points.model;
-    list[static_cast<size_t>(place)] = random.awkward();
+    list[static_cast<size_t>(index)] = random.special();
     expectFitLikeReference(points);
     expectRowsLikeReference(points);
   }
 }
 
-TEST(FitProjection, ExactProjectionsGiveTheirRotationBack) {
+TEST(FitProjection, ExactProjectionsReturnTheirRotation) {
   SeededRandom random;
   FaceRecord face = projectedFace({0.0f, 0.0f, 90.0f, 10.0f, 0.0f, 0.0f});
   Points points;
@@ -145,7 +145,7 @@ TEST(FitProjection, TheThirdRowIsTheCrossProductAndNotMadeAUnitVector) {
   EXPECT_TRUE(offUnitLength);
 }
 
-TEST(FitProjection, AFailedFactorisationGoesUnnoticed) {
+TEST(FitProjection, AFailedFactorisationIsNotDetected) {
   SeededRandom random;
   for (int i = 0; i < 50; ++i) {
     Points points = randomPoints(random, 12);

@@ -53,7 +53,7 @@ TEST(EstimateHeadPose, EachOperationIsRoundedInTheOrderOfTheReference) {
   }
 }
 
-TEST(EstimateHeadPose, RealFacesEndLikeTheReference) {
+TEST(EstimateHeadPose, RealFacesMatchTheReference) {
   if (samplesFolder().empty()) GTEST_SKIP() << "no folder of sample faces beside the sources";
   for (SampleFace& sample : sampleFaces(samplesFolder())) {
     SCOPED_TRACE(sample.name);
@@ -108,7 +108,7 @@ TEST(EstimateHeadPose, TheFactorIsAFloatConstant) {
   EXPECT_GT(otherwise, 0) << "no face told the float constant from a double one";
 }
 
-TEST(EstimateHeadPose, AllEntriesTakePartThoseThatTheAlignmentDropsIncluded) {
+TEST(EstimateHeadPose, AllEntriesAreUsedIncludingThoseThatTheAlignmentDrops) {
   for (int32_t id : {0, 6, 10, 200, 240, 241, 300, 315, 316}) {
     FaceRecord face = projectedFace({5.0f, 3.0f, 10.0f, 20.0f, 300.0f, 200.0f});
     const float before = lengthOf(face);
@@ -117,7 +117,7 @@ TEST(EstimateHeadPose, AllEntriesTakePartThoseThatTheAlignmentDropsIncluded) {
   }
 }
 
-TEST(EstimateHeadPose, AnUnlistedIdCountsAsOneMorePointOfIdZero) {
+TEST(EstimateHeadPose, AnUnlistedIdIsTreatedAsAnotherPointOfIdZero) {
   SeededRandom random;
   for (int32_t id : {7, 8, 14, 42, 46, 199, 220, 224, 299, 301, 313, 317}) {
     FaceRecord face = faceOfKind(random, FaceKind::kNoisy, 640, 480);
@@ -165,7 +165,7 @@ TEST(EstimateHeadPose, NoEntriesGiveNanWithoutACrash) {
   EXPECT_TRUE(std::isnan(lengthOf(face)));
 }
 
-TEST(EstimateHeadPose, TooFewPointsAreReturnedAllTheSame) {
+TEST(EstimateHeadPose, TooFewPointsStillGiveAResult) {
   SeededRandom random;
   for (size_t count = 1; count <= 5; ++count) {
     for (int i = 0; i < 40; ++i) {
@@ -177,7 +177,7 @@ TEST(EstimateHeadPose, TooFewPointsAreReturnedAllTheSame) {
   }
 }
 
-TEST(EstimateHeadPose, ANanOrInfiniteCoordinateTravelsIntoTheResult) {
+TEST(EstimateHeadPose, ANanOrInfiniteCoordinatePropagatesIntoTheResult) {
   SeededRandom random;
   for (int i = 0; i < 40; ++i) {
     FaceRecord nan = faceOfKind(random, FaceKind::kNotANumber, 640, 480);
@@ -187,7 +187,7 @@ TEST(EstimateHeadPose, ANanOrInfiniteCoordinateTravelsIntoTheResult) {
   }
 }
 
-TEST(EstimateHeadPose, AllLandmarksAtOnePlaceGiveNan) {
+TEST(EstimateHeadPose, AllLandmarksAtOnePointGiveNan) {
   FaceRecord face = projectedFace({0.0f, 0.0f, 0.0f, 20.0f, 300.0f, 200.0f});
   for (Landmark& entry : face.entries) entry.x = entry.y = 64.0f;
   EXPECT_TRUE(std::isnan(lengthOf(face)));

@@ -70,7 +70,7 @@ TEST(SortLandmarks, AFullRecordFillsTheSlotsInTheOrderOfTheModelWhateverTheOrder
   }
 }
 
-TEST(SortLandmarks, EntriesFallingByIdAreSortedToo) {
+TEST(SortLandmarks, EntriesInDescendingOrderOfIdAreSortedToo) {
   SeededRandom random;
   FaceRecord face = anyFace(random);
   std::sort(face.entries.begin(), face.entries.end(),
@@ -122,8 +122,8 @@ TEST(SortLandmarks, CoordinatesPassThroughBitByBit) {
   for (int i = 0; i < 50; ++i) {
     FaceRecord face = anyFace(random);
     for (Landmark& entry : face.entries) {
-      entry.x = random.awkward();
-      entry.y = random.awkward();
+      entry.x = random.special();
+      entry.y = random.special();
     }
     const std::vector<Landmark> slots = slotsOf(face);
     const std::vector<Landmark> wanted = reference::sortedSlots(*face.set());

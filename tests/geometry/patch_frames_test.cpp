@@ -124,7 +124,7 @@ TEST(AddFramePart, PartsHoldAllThatWasAddedAndNeverMorePixelsThanTheirSum) {
   }
 }
 
-TEST(AddFramePart, NoTwoPartsAreDearerApartThanTogether) {
+TEST(AddFramePart, NoTwoPartsTakeMorePixelsApartThanTogether) {
   SeededRandom random;
   for (int round = 0; round < 1000; ++round) {
     std::vector<FrameRect> parts;

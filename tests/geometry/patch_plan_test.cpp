@@ -91,7 +91,7 @@ class PatchPlans : public ::testing::Test {
 
  private:
   GuardedBuffer::Guard anyGuard() {
-    return random.chance(50) ? GuardedBuffer::Guard::kBehind : GuardedBuffer::Guard::kAhead;
+    return random.chance(50) ? GuardedBuffer::Guard::kAfter : GuardedBuffer::Guard::kBefore;
   }
 
   static void expectSame(const Outcome& wanted, const Outcome& got, const char* input) {
@@ -108,7 +108,7 @@ class PatchPlans : public ::testing::Test {
   }
 };
 
-TEST_F(PatchPlans, EndOnTheSameBitsForFacesOfAllKinds) {
+TEST_F(PatchPlans, AreBitIdenticalForFacesOfAllKinds) {
   for (int32_t round = 0; round < 8 * kFaceKinds && !HasFailure(); ++round) {
     const FaceKind kind = static_cast<FaceKind>(round % kFaceKinds);
     SCOPED_TRACE(nameOf(kind));
@@ -119,7 +119,7 @@ TEST_F(PatchPlans, EndOnTheSameBitsForFacesOfAllKinds) {
   }
 }
 
-TEST_F(PatchPlans, EndOnTheSameBitsForPicturesFromTwoByTwoOn) {
+TEST_F(PatchPlans, AreBitIdenticalForPicturesFromTwoByTwoOn) {
   const int32_t sides[] = {2, 3, 4, 17, 159, 160, 161};
   for (const int32_t width : sides) {
     for (const int32_t height : sides) {
@@ -133,7 +133,7 @@ TEST_F(PatchPlans, EndOnTheSameBitsForPicturesFromTwoByTwoOn) {
   }
 }
 
-TEST_F(PatchPlans, EndOnTheSameBitsForEveryRowLength) {
+TEST_F(PatchPlans, AreBitIdenticalForEveryRowLength) {
   const int32_t width = 120, height = 90;
   for (const int32_t stride : {360, 361, 362, 363, 511, 5000, -360, -361, -5000}) {
     const Picture picture = randomPicture(random, width, height, stride);
@@ -142,7 +142,7 @@ TEST_F(PatchPlans, EndOnTheSameBitsForEveryRowLength) {
   }
 }
 
-TEST_F(PatchPlans, EndOnTheSameBitsForCoordinatesUpToAndBeyondIntegers) {
+TEST_F(PatchPlans, AreBitIdenticalForCoordinatesUpToAndBeyondIntegers) {
   for (int32_t power = -20; power <= 60 && !HasFailure(); ++power) {
     const float factor = std::ldexp(random.between(1.0f, 2.0f), power);
     SCOPED_TRACE(factor);
@@ -159,22 +159,23 @@ TEST_F(PatchPlans, EndOnTheSameBitsForCoordinatesUpToAndBeyondIntegers) {
 }
 
 // The frames are ordinary, but single samples are centred far outside of them or at NaN.
-TEST_F(PatchPlans, EndOnTheSameBitsWhereSinglePointsLieAnywhere) {
-  const float places[] = {1e9f,  -1e9f,   2147483520.0f, 2147483648.0f, -2147483648.0f, -3e9f,
-                          1e20f, 0x1p24f, -0x1p23f,      3e38f,         -kInfinity,     kNaN};
+TEST_F(PatchPlans, AreBitIdenticalForSinglePointsAnywhere) {
+  const float coordinates[] = {1e9f,  -1e9f,   2147483520.0f, 2147483648.0f, -2147483648.0f, -3e9f,
+                               1e20f, 0x1p24f, -0x1p23f,      3e38f,         -kInfinity,     kNaN};
   for (int32_t round = 0; round < 40 && !HasFailure(); ++round) {
     const Picture picture = randomPicture(random, 200, 180);
     FaceRecord face = faceOfKind(random, FaceKind::kNoisy, 200, 180);
     const int32_t last = static_cast<int32_t>(face.entries.size()) - 1;
     for (int32_t i = 0; i < 6; ++i) {
       Landmark& entry = face.entries[static_cast<size_t>(random.integer(0, last))];
-      (random.chance(50) ? entry.x : entry.y) = places[random.integer(0, round % 4 == 0 ? 11 : 7)];
+      (random.chance(50) ? entry.x : entry.y) =
+          coordinates[random.integer(0, round % 4 == 0 ? 11 : 7)];
     }
     expectPlans(picture, face);
   }
 }
 
-TEST_F(PatchPlans, EndOnTheSameBitsForTheFacesOfSamples) {
+TEST_F(PatchPlans, AreBitIdenticalForTheFacesOfSamples) {
   if (samplesFolder().empty()) GTEST_SKIP() << "no folder of sample faces beside the sources";
   for (SampleFace& sample : sampleFaces(samplesFolder())) {
     SCOPED_TRACE(sample.name);

@@ -25,40 +25,41 @@ using reference::Point;
 constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
-enum class Form { kDirect, kMirrored };
-constexpr Form kForms[] = {Form::kDirect, Form::kMirrored};
+enum class Direction { kDirect, kMirrored };
+constexpr Direction kDirections[] = {Direction::kDirect, Direction::kMirrored};
 
 bool isColour(int32_t patch) { return patchSpec.isColor[patch] == 1; }
 
-void sampleInto(float* out, const uint8_t* frame, Point centre, int32_t patch, Form form) {
+void sampleInto(float* out, const uint8_t* frame, Point centre, int32_t patch,
+                Direction direction) {
   const float center[2] = {centre.x, centre.y};
   if (isColour(patch)) {
-    (form == Form::kDirect ? SampleColorPatch : SampleColorPatchMirrored)(
+    (direction == Direction::kDirect ? SampleColorPatch : SampleColorPatchMirrored)(
         frame, center, patch, ScopedPatchMeans::slot(patch), out);
   } else {
-    (form == Form::kDirect ? SampleGrayPatch : SampleGrayPatchMirrored)(
+    (direction == Direction::kDirect ? SampleGrayPatch : SampleGrayPatchMirrored)(
         frame, center, patch, ScopedPatchMeans::slot(patch), out);
   }
 }
 
 // The sample, with two more floats on either side that must not change.
-std::vector<float> sampleOf(const Frame& frame, Point centre, int32_t patch, Form form) {
+std::vector<float> sampleOf(const Frame& frame, Point centre, int32_t patch, Direction direction) {
   const size_t length = static_cast<size_t>(sampleLength(patch));
   std::vector<float> room(length + 4, 12345.0f);
-  sampleInto(room.data() + 2, frame.data(), centre, patch, form);
+  sampleInto(room.data() + 2, frame.data(), centre, patch, direction);
   for (size_t i : {size_t{0}, size_t{1}, length + 2, length + 3}) EXPECT_EQ(12345.0f, room[i]);
   return std::vector<float>(room.begin() + 2, room.end() - 2);
 }
 
 void expectLikeReference(const Frame& frame, Point centre, int32_t patch) {
-  for (Form form : kForms) {
+  for (Direction direction : kDirections) {
     const std::vector<float> wanted = reference::sample(
-        frame, centre, patch, form == Form::kMirrored, ScopedPatchMeans::slot(patch));
-    const std::vector<float> got = sampleOf(frame, centre, patch, form);
+        frame, centre, patch, direction == Direction::kMirrored, ScopedPatchMeans::slot(patch));
+    const std::vector<float> got = sampleOf(frame, centre, patch, direction);
     ASSERT_EQ(wanted.size(), got.size());
     EXPECT_TRUE(sameFloats(wanted.data(), got.data(), got.size()))
         << "patch " << patch << " at " << centre.x << ", " << centre.y
-        << (form == Form::kMirrored ? ", mirrored" : "");
+        << (direction == Direction::kMirrored ? ", mirrored" : "");
   }
 }
 
@@ -82,11 +83,12 @@ Frame frameOfRows() {
 // Patch 15 is gray, 47 pixels wide, without an offset and without margins.
 constexpr int32_t kPlainPatch = 15;
 
-float columnRead(float x, int32_t dx, Form form) {
-  return sampleOf(frameOfColumns(), {x, 80.0f}, kPlainPatch, form)[static_cast<size_t>(23 + dx)];
+float columnRead(float x, int32_t dx, Direction direction) {
+  return sampleOf(frameOfColumns(), {x, 80.0f}, kPlainPatch,
+                  direction)[static_cast<size_t>(23 + dx)];
 }
 
-TEST(SamplePatch, AllPatchesAndCentresEndLikeTheReference) {
+TEST(SamplePatch, AllPatchesAndCentresMatchTheReference) {
   SeededRandom random;
   const ScopedPatchMeans means(random);
   for (int32_t patch = 0; patch < kPatchCount; ++patch) {
@@ -98,7 +100,7 @@ TEST(SamplePatch, AllPatchesAndCentresEndLikeTheReference) {
   }
 }
 
-TEST(SamplePatch, CentresNextToHalvesEndLikeTheReference) {
+TEST(SamplePatch, CentresNextToHalvesMatchTheReference) {
   SeededRandom random;
   const ScopedPatchMeans means(random);
   const auto nextToAHalf = [&random] {
@@ -113,14 +115,14 @@ TEST(SamplePatch, CentresNextToHalvesEndLikeTheReference) {
   }
 }
 
-TEST(SamplePatch, AwkwardAndEnormousCentresEndLikeTheReference) {
+TEST(SamplePatch, SpecialAndEnormousCentresMatchTheReference) {
   SeededRandom random;
   const ScopedPatchMeans means(random);
   for (int i = 0; i < 200; ++i) {
     const int32_t patch = random.integer(0, 24);
     const float distant = random.normal() * std::exp(random.between(5.0f, 80.0f));
-    const float odd = random.chance(50) ? random.awkward() : distant;
-    const float even = random.chance(50) ? 70.25f : random.awkward();
+    const float odd = random.chance(50) ? random.special() : distant;
+    const float even = random.chance(50) ? 70.25f : random.special();
     expectLikeReference(randomFrame(random, patch), {odd, even}, patch);
     expectLikeReference(randomFrame(random, patch), {even, odd}, patch);
   }
@@ -128,13 +130,13 @@ TEST(SamplePatch, AwkwardAndEnormousCentresEndLikeTheReference) {
 
 TEST(SamplePatch, AtTheMiddleOfTheFrameTheColumnsAre57To103AndTheRows37To83) {
   const std::vector<float> columns =
-      sampleOf(frameOfColumns(), {80.0f, 60.0f}, kPlainPatch, Form::kDirect);
+      sampleOf(frameOfColumns(), {80.0f, 60.0f}, kPlainPatch, Direction::kDirect);
   const std::vector<float> rows =
-      sampleOf(frameOfRows(), {80.0f, 60.0f}, kPlainPatch, Form::kDirect);
+      sampleOf(frameOfRows(), {80.0f, 60.0f}, kPlainPatch, Direction::kDirect);
   const std::vector<float> mirrored =
-      sampleOf(frameOfColumns(), {80.0f, 60.0f}, kPlainPatch, Form::kMirrored);
+      sampleOf(frameOfColumns(), {80.0f, 60.0f}, kPlainPatch, Direction::kMirrored);
   const std::vector<float> mirroredRows =
-      sampleOf(frameOfRows(), {80.0f, 60.0f}, kPlainPatch, Form::kMirrored);
+      sampleOf(frameOfRows(), {80.0f, 60.0f}, kPlainPatch, Direction::kMirrored);
   for (int32_t i = 0; i < 47; ++i) {
     for (int32_t j = 0; j < 47; ++j) {
       const size_t element = static_cast<size_t>(47 * i + j);
@@ -147,37 +149,38 @@ TEST(SamplePatch, AtTheMiddleOfTheFrameTheColumnsAre57To103AndTheRows37To83) {
 }
 
 TEST(SamplePatch, AFractionIsRoundedForEachPixelInItsOwnDirection) {
-  EXPECT_EQ(81.0f, columnRead(80.6f, 0, Form::kDirect));
-  EXPECT_EQ(81.0f, columnRead(80.6f, 0, Form::kMirrored));
-  EXPECT_EQ(82.0f, columnRead(80.6f, 1, Form::kDirect));
-  EXPECT_EQ(80.0f, columnRead(80.6f, 1, Form::kMirrored));
-  EXPECT_EQ(80.0f, columnRead(80.4f, 0, Form::kDirect));
+  EXPECT_EQ(81.0f, columnRead(80.6f, 0, Direction::kDirect));
+  EXPECT_EQ(81.0f, columnRead(80.6f, 0, Direction::kMirrored));
+  EXPECT_EQ(82.0f, columnRead(80.6f, 1, Direction::kDirect));
+  EXPECT_EQ(80.0f, columnRead(80.6f, 1, Direction::kMirrored));
+  EXPECT_EQ(80.0f, columnRead(80.4f, 0, Direction::kDirect));
 }
 
 TEST(SamplePatch, TheHalfIsAddedInSinglePrecision) {
   // 0.49999997 + 0.5 rounds to 1 as a float. In a wider type it would stay below 1.
-  EXPECT_EQ(1.0f, columnRead(0.49999997f, 0, Form::kDirect));
-  EXPECT_EQ(1.0f, columnRead(0.49999997f, 0, Form::kMirrored));
-  EXPECT_EQ(0.0f, columnRead(0.4999999f, 0, Form::kDirect));
+  EXPECT_EQ(1.0f, columnRead(0.49999997f, 0, Direction::kDirect));
+  EXPECT_EQ(1.0f, columnRead(0.49999997f, 0, Direction::kMirrored));
+  EXPECT_EQ(0.0f, columnRead(0.4999999f, 0, Direction::kDirect));
 }
 
-TEST(SamplePatch, NegativePositionsTruncateTowardZeroAheadOfTheClamp) {
+TEST(SamplePatch, NegativePositionsTruncateTowardZeroBeforeTheClamp) {
   // Positions from -1.49 to -0.51 all give column 0, and so does -0.5 + 0.5.
-  for (float x : {-1.4f, -0.6f, -0.5f, 0.3f}) EXPECT_EQ(0.0f, columnRead(x, 0, Form::kDirect)) << x;
-  EXPECT_EQ(1.0f, columnRead(0.5f, 0, Form::kDirect));
+  for (float x : {-1.4f, -0.6f, -0.5f, 0.3f})
+    EXPECT_EQ(0.0f, columnRead(x, 0, Direction::kDirect)) << x;
+  EXPECT_EQ(1.0f, columnRead(0.5f, 0, Direction::kDirect));
 }
 
 TEST(SamplePatch, OutsideTheFrameItsBorderIsRepeatedForEachPixelApart) {
   const std::vector<float> right =
-      sampleOf(frameOfColumns(), {150.0f, 5.0f}, kPlainPatch, Form::kDirect);
+      sampleOf(frameOfColumns(), {150.0f, 5.0f}, kPlainPatch, Direction::kDirect);
   const std::vector<float> top =
-      sampleOf(frameOfRows(), {150.0f, 5.0f}, kPlainPatch, Form::kDirect);
+      sampleOf(frameOfRows(), {150.0f, 5.0f}, kPlainPatch, Direction::kDirect);
   for (int32_t k = 0; k < 47; ++k) {
     EXPECT_EQ(static_cast<float>(std::min(127 + k, 159)), right[static_cast<size_t>(k)]);
     EXPECT_EQ(static_cast<float>(std::max(k - 18, 0)), top[static_cast<size_t>(47 * k)]);
   }
   const std::vector<float> farAway =
-      sampleOf(frameOfColumns(), {9000.0f, -9000.0f}, kPlainPatch, Form::kMirrored);
+      sampleOf(frameOfColumns(), {9000.0f, -9000.0f}, kPlainPatch, Direction::kMirrored);
   EXPECT_EQ(std::vector<float>(47 * 47, 159.0f), farAway);
 }
 
@@ -185,8 +188,9 @@ TEST(SamplePatch, ANanOrInfiniteCentreReadsTheFirstPixelEverywhere) {
   Frame frame(kGrayFaceBytes, 9);
   frame[0] = 77;
   for (float bad : {kNaN, kInfinity, -kInfinity}) {
-    for (Form form : kForms) {
-      EXPECT_EQ(std::vector<float>(47 * 47, 77.0f), sampleOf(frame, {bad, bad}, kPlainPatch, form));
+    for (Direction direction : kDirections) {
+      EXPECT_EQ(std::vector<float>(47 * 47, 77.0f),
+                sampleOf(frame, {bad, bad}, kPlainPatch, direction));
     }
   }
 }
@@ -208,9 +212,10 @@ TEST(SamplePatch, TheOffsetIsSpanTimesFactorInSinglePrecision) {
                           c.patch);
     }
   }
-  const std::vector<float> lifted = sampleOf(frameOfRows(), {80.0f, 60.0f}, 14, Form::kDirect);
+  const std::vector<float> lifted = sampleOf(frameOfRows(), {80.0f, 60.0f}, 14, Direction::kDirect);
   EXPECT_EQ(45.0f, lifted[23 * 47 + 23]) << "a negative factor moves the sample up";
-  const std::vector<float> lowered = sampleOf(frameOfRows(), {80.0f, 60.0f}, 12, Form::kDirect);
+  const std::vector<float> lowered =
+      sampleOf(frameOfRows(), {80.0f, 60.0f}, 12, Direction::kDirect);
   EXPECT_EQ(65.0f, lowered[23 * 47 + 23]) << "a positive factor moves it down";
 }
 
@@ -219,15 +224,15 @@ TEST(SamplePatch, APositionJustBelowAHalfMissesTheNineRowsThatAThirdWouldGive) {
   // not.
   Frame frame(kColorFaceBytes);
   for (size_t i = 0; i < frame.size(); ++i) frame[i] = static_cast<uint8_t>(i / 480);
-  const std::vector<float> got = sampleOf(frame, {80.0f, 51.5005f}, 4, Form::kDirect);
+  const std::vector<float> got = sampleOf(frame, {80.0f, 51.5005f}, 4, Direction::kDirect);
   EXPECT_EQ(60.0f, got[23 * 47 + 23]);
 }
 
 TEST(SampleColorPatch, PlaneZeroIsRedWhichIsTheLastByteOfAPixel) {
   Frame frame(kColorFaceBytes);
   for (size_t i = 0; i < frame.size(); ++i) frame[i] = static_cast<uint8_t>(10 + i % 3);
-  for (Form form : kForms) {
-    const std::vector<float> got = sampleOf(frame, {80.0f, 80.0f}, 2, form);
+  for (Direction direction : kDirections) {
+    const std::vector<float> got = sampleOf(frame, {80.0f, 80.0f}, 2, direction);
     for (size_t i = 0; i < got.size(); ++i) {
       ASSERT_EQ(static_cast<float>(12 - i / (47 * 47)), got[i]) << i;
     }
@@ -240,8 +245,8 @@ TEST(SamplePatch, AMirroredSampleAtTheSamePointIsTheFlipOfTheDirectOne) {
     const Frame frame = randomFrame(random, patch);
     // No position is a rounding tie, because ties round to the right in both directions.
     const Point centre = {random.between(20.0f, 140.0f), random.between(20.0f, 140.0f)};
-    const std::vector<float> direct = sampleOf(frame, centre, patch, Form::kDirect);
-    const std::vector<float> mirrored = sampleOf(frame, centre, patch, Form::kMirrored);
+    const std::vector<float> direct = sampleOf(frame, centre, patch, Direction::kDirect);
+    const std::vector<float> mirrored = sampleOf(frame, centre, patch, Direction::kMirrored);
     const size_t side = static_cast<size_t>(patchSpec.patchSize[patch]);
     for (size_t i = 0; i < direct.size(); ++i) {
       ASSERT_EQ(direct[i], mirrored[i / side * side + (side - 1 - i % side)]) << patch;
@@ -255,8 +260,8 @@ TEST(SamplePatch, TheMeanIsNotFlippedWithTheMirroredPixels) {
     float* slot = ScopedPatchMeans::slot(patch);
     for (int32_t i = 0; i < kLargestSample; ++i) slot[i] = static_cast<float>(i);
     const Frame frame(isColour(patch) ? kColorFaceBytes : kGrayFaceBytes, 100);
-    for (Form form : kForms) {
-      const std::vector<float> got = sampleOf(frame, {80.0f, 80.0f}, patch, form);
+    for (Direction direction : kDirections) {
+      const std::vector<float> got = sampleOf(frame, {80.0f, 80.0f}, patch, direction);
       for (size_t i = 0; i < got.size(); ++i) ASSERT_EQ(100.0f - static_cast<float>(i), got[i]);
     }
   }
@@ -271,7 +276,7 @@ TEST(SamplePatch, EachPatchSubtractsItsOwnMean) {
   }
   for (int32_t patch = 0; patch < kPatchCount; ++patch) {
     const Frame frame(isColour(patch) ? kColorFaceBytes : kGrayFaceBytes, 50);
-    const std::vector<float> got = sampleOf(frame, {80.0f, 80.0f}, patch, Form::kDirect);
+    const std::vector<float> got = sampleOf(frame, {80.0f, 80.0f}, patch, Direction::kDirect);
     const size_t side = static_cast<size_t>(patchSpec.patchSize[patch]);
     EXPECT_EQ(static_cast<float>(49 - patch), got[side * (side / 2) + side / 2]);
   }
@@ -284,8 +289,8 @@ TEST(SamplePatch, MarginsAreZeroOnEachPlaneAndNotMinusTheMean) {
     const int32_t columns = patch <= 1 ? 4 : 0;
     const int32_t rows = patch == 12 ? 6 : (patch == 10 || patch == 14 ? 3 : 0);
     const Frame frame(isColour(patch) ? kColorFaceBytes : kGrayFaceBytes, 200);
-    for (Form form : kForms) {
-      const std::vector<float> got = sampleOf(frame, {80.0f, 80.0f}, patch, form);
+    for (Direction direction : kDirections) {
+      const std::vector<float> got = sampleOf(frame, {80.0f, 80.0f}, patch, direction);
       for (size_t i = 0; i < got.size(); ++i) {
         const int32_t x = static_cast<int32_t>(i) % side;
         const int32_t y = static_cast<int32_t>(i) / side % side;
@@ -299,25 +304,25 @@ TEST(SamplePatch, MarginsAreZeroOnEachPlaneAndNotMinusTheMean) {
 TEST(SamplePatch, MarginsBlankWhatNanMeansWouldHaveLeft) {
   const ScopedPatchMeans means(kNaN);
   const std::vector<float> got =
-      sampleOf(Frame(kColorFaceBytes, 200), {80.0f, 80.0f}, 0, Form::kDirect);
+      sampleOf(Frame(kColorFaceBytes, 200), {80.0f, 80.0f}, 0, Direction::kDirect);
   EXPECT_BITS(0u, got[0]);
   EXPECT_BITS(0u, got[54]);
   EXPECT_TRUE(std::isnan(got[27]));
 }
 
-TEST(SamplePatch, ReadsNothingBesideTheFrame) {
+TEST(SamplePatch, ReadsOnlyTheFrame) {
   SeededRandom random;
-  for (const auto guard : {GuardedBuffer::Guard::kBehind, GuardedBuffer::Guard::kAhead}) {
+  for (const auto guard : {GuardedBuffer::Guard::kAfter, GuardedBuffer::Guard::kBefore}) {
     for (int32_t patch = 0; patch < kPatchCount; ++patch) {
       const Frame frame = randomFrame(random, patch);
       GuardedBuffer guarded(frame, guard);
       for (float x : {-40.0f, 3.0f, 158.0f, 400.0f}) {
         const Point centre = {x, 161.0f - x};
         std::vector<float> got(static_cast<size_t>(sampleLength(patch)));
-        sampleInto(got.data(), guarded.data(), centre, patch, Form::kDirect);
-        EXPECT_EQ(sampleOf(frame, centre, patch, Form::kDirect), got);
-        sampleInto(got.data(), guarded.data(), centre, patch, Form::kMirrored);
-        EXPECT_EQ(sampleOf(frame, centre, patch, Form::kMirrored), got);
+        sampleInto(got.data(), guarded.data(), centre, patch, Direction::kDirect);
+        EXPECT_EQ(sampleOf(frame, centre, patch, Direction::kDirect), got);
+        sampleInto(got.data(), guarded.data(), centre, patch, Direction::kMirrored);
+        EXPECT_EQ(sampleOf(frame, centre, patch, Direction::kMirrored), got);
       }
     }
   }

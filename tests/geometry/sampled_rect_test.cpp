@@ -29,8 +29,8 @@ constexpr float kNaN = std::numeric_limits<float>::quiet_NaN();
 constexpr float kInfinity = std::numeric_limits<float>::infinity();
 
 int32_t inFrame(Single position) {
-  const int32_t place = reference::truncated((position + Single(0.5f)).value);
-  return place < 0 ? 0 : std::min(place, kCanonicalSide - 1);
+  const int32_t index = reference::truncated((position + Single(0.5f)).value);
+  return index < 0 ? 0 : std::min(index, kCanonicalSide - 1);
 }
 
 void take(FrameRect& box, int32_t x, int32_t y) {
@@ -57,9 +57,9 @@ Boxes boxesOf(const float* center, int32_t patch, int32_t step) {
       const int32_t x = inFrame(across);
       const int32_t y = inFrame((fromInteger(i - half) + Single(center[1])) + below);
       take(boxes.all, x, y);
-      const int32_t place = row.columnMargin > 0 ? j : i;
+      const int32_t index = row.columnMargin > 0 ? j : i;
       const int32_t margin = row.columnMargin > 0 ? row.columnMargin : row.rowMargin;
-      if (place >= margin && place < row.side - margin) take(boxes.needed, x, y);
+      if (index >= margin && index < row.side - margin) take(boxes.needed, x, y);
     }
   }
   return boxes;
@@ -97,7 +97,7 @@ float edgePosition(Random& random) {
   return edge;
 }
 
-TEST(SampledRect, OfEveryPatchHoldsThePlacesOfSamplesInAndAroundTheFrame) {
+TEST(SampledRect, OfEveryPatchContainsTheSamplesInAndAroundTheFrame) {
   SeededRandom random;
   for (int32_t patch = 0; patch < kPatchCount && !HasFailure(); ++patch) {
     for (int i = 0; i < 60; ++i) {
@@ -106,7 +106,7 @@ TEST(SampledRect, OfEveryPatchHoldsThePlacesOfSamplesInAndAroundTheFrame) {
   }
 }
 
-TEST(SampledRect, OfCentresAtTheEdgesOfNumbersHoldsThePlacesOfTheSamples) {
+TEST(SampledRect, OfExtremeCentresContainsTheSamples) {
   SeededRandom random;
   for (int round = 0; round < 4000 && !HasFailure(); ++round) {
     const float x = random.chance(70) ? edgePosition(random) : random.between(0.0f, 160.0f);
@@ -155,7 +155,7 @@ std::vector<float> sampleOf(const std::vector<uint8_t>& face, const float* cente
 }
 
 // All bytes outside of the rectangle differ between the two frames.
-TEST(SampledRect, WhatLiesOutsideOfItLeavesTheSampleAsItIs) {
+TEST(SampledRect, PixelsOutsideOfItDoNotChangeTheSample) {
   SeededRandom random;
   const ScopedPatchMeans means(random);
   for (int round = 0; round < 400; ++round) {

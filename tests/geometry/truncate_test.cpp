@@ -42,7 +42,7 @@ TEST(TruncateToInt, TheLastFloatsInRangeConvert) {
   EXPECT_EQ(kNoInteger, truncateToInt(-2147483648.0f));
 }
 
-TEST(TruncateToInt, TheRoundingModeHasNoSay) {
+TEST(TruncateToInt, TheRoundingModeIsIgnored) {
   const int before = std::fegetround();
   for (int mode : {FE_TONEAREST, FE_UPWARD, FE_DOWNWARD, FE_TOWARDZERO}) {
     ASSERT_EQ(0, std::fesetround(mode));

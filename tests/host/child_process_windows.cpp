@@ -29,8 +29,8 @@ std::string changedEnvironment(const Environment& changes) {
   for (const char* entry = block; *entry != '\0'; entry += std::string(entry).size() + 1) {
     const std::string variable = entry;
     // From the second character on, since the folders of drives have names like "=C:".
-    const size_t place = variable.find('=', 1);
-    variables[inCapitals(variable.substr(0, place))] = variable.substr(place + 1);
+    const size_t offset = variable.find('=', 1);
+    variables[inCapitals(variable.substr(0, offset))] = variable.substr(offset + 1);
   }
   FreeEnvironmentStringsA(block);
   for (const auto& [name, value] : changes) variables[inCapitals(name)] = value;

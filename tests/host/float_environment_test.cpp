@@ -16,11 +16,11 @@ namespace {
 // Multiplies the numbers of a matrix file by a power of two.
 void scale(const LinkedModel& model, const std::string& name, int exponent) {
   std::string bytes = model.read(name);
-  for (size_t place = 8; place < bytes.size(); place += sizeof(float)) {
+  for (size_t offset = 8; offset < bytes.size(); offset += sizeof(float)) {
     float value;
-    std::memcpy(&value, &bytes[place], sizeof value);
+    std::memcpy(&value, &bytes[offset], sizeof value);
     value = std::ldexp(value, exponent);
-    std::memcpy(&bytes[place], &value, sizeof value);
+    std::memcpy(&bytes[offset], &value, sizeof value);
   }
   model.write(name, bytes);
 }
@@ -70,13 +70,13 @@ TEST(FloatEnvironment, IsAfterEachCallWhatItWasBefore) {
            "environment", "score",       "a",           "a",          "environment", "destroy",
            "a",           "environment", "unload",      "environment"})));
       ASSERT_EQ(9u, lines.size());
-      for (const size_t place : {0u, 2u, 4u, 6u, 7u, 8u}) EXPECT_EQ(line, lines[place]);
+      for (const size_t offset : {0u, 2u, 4u, 6u, 7u, 8u}) EXPECT_EQ(line, lines[offset]);
     }
   }
 }
 
 // In the default environment of a process.
-TEST(FloatEnvironment, DenormalActivationsCountAndAreTheSameOnAnyNumberOfThreads) {
+TEST(FloatEnvironment, DenormalActivationsMatterAndAreTheSameOnAnyNumberOfThreads) {
   const LinkedModel model;
   makeDenormal(model);
   const std::string kept = featureOf(model, kExtract, 1);
@@ -96,7 +96,7 @@ constexpr bool kWorkersTakeOver = true;
 
 // The nets share the work with the calling thread. If worker threads inherit its environment, all
 // of them round, or flush, alike.
-TEST(FloatEnvironment, SetAheadOfTheFirstExtractionReachesTheThreadsThatTakeItOver) {
+TEST(FloatEnvironment, SetBeforeTheFirstExtractionReachesTheThreadsThatTakeItOver) {
   const LinkedModel model;
   makeDenormal(model);
   const std::string none = featureOf(model, kExtract, 1);

@@ -138,7 +138,7 @@ TEST(TwoEngines, ACreationThatFailsAtAMeanLeavesTheOtherItsModel) {
                                              {"unload"}}))));
 }
 
-TEST(Unloading, AHundredRoundsLeaveNoThreadNoMappingAndNoMemoryBehind) {
+TEST(Unloading, AHundredRoundsLeaveNoThreadMappingOrMemory) {
   constexpr int32_t kRounds = 100;
   const LinkedModel model;
   Steps steps;

@@ -27,7 +27,7 @@ const std::string& masterFolder() {
 std::vector<std::string> namesWhere(bool ofEngine) {
   std::vector<std::string> names;
   for (const ModelFile& file : modelFiles()) {
-    if ((file.form != ModelFileForm::kMatrix) == ofEngine) names.push_back(file.name);
+    if ((file.format != ModelFileFormat::kMatrix) == ofEngine) names.push_back(file.name);
   }
   return names;
 }

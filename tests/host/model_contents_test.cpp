@@ -101,7 +101,7 @@ TEST(EmptyModelFile, EmptyWeightsAreNotReported) {
             outputOf(runProbe(model, {"load", "create", "a", "destroy", "a", "unload"})));
 }
 
-TEST(LongModelFile, WhatStandsBehindTheNumbersIsIgnored) {
+TEST(LongModelFile, WhatFollowsTheNumbersIsIgnored) {
   const LinkedModel model;
   const std::string surplus(1000, '\x42');
   for (const auto& names : {engineFileNames(), layerFileNames()}) {

@@ -30,7 +30,7 @@ constexpr LayerFileKind kBiases[] = {{"1", "2"}, {"2", "2"}, {"3", "2"}, {"4", "
 // Numbers of one and two digits, nets with large and small input, the first net and the last.
 constexpr int32_t kSomeNets[] = {1, 10, 25};
 
-TEST(ModelFolder, NoFolderAtAllGivesNullWithoutAWord) {
+TEST(ModelFolder, NoFolderAtAllGivesNullSilently) {
   EXPECT_EQ("a null\n", outputOf(runProbe(privateTempFolder() + "/not-there", kCreation)));
 }
 
@@ -44,7 +44,7 @@ TEST(ModelFolder, CreationSucceedsOnceTheMissingFileIsThere) {
   EXPECT_EQ("a null\na made\na " + goodFeature() + "\n", outputOf(result));
 }
 
-TEST(ModelFolder, AFolderInPlaceOfAnEngineFileIsAMissingFile) {
+TEST(ModelFolder, AFolderInsteadOfAnEngineFileIsAMissingFile) {
   const LinkedModel model;
   model.remove("0-7-0");
   std::filesystem::create_directory(model.path("0-7-0"));
@@ -65,7 +65,7 @@ TEST(ModelFolder, AMissingLayerFilePrintsItsPathAndTheEngineIsBuilt) {
   }
 }
 
-TEST(ModelFolder, MissingLayerFilesAreToldOneByOneInTheOrderOfReading) {
+TEST(ModelFolder, MissingLayerFilesAreReportedOneByOneInTheOrderOfReading) {
   const LinkedModel model;
   std::string wanted;
   for (const std::string& name : layerFileNames()) {
@@ -75,14 +75,14 @@ TEST(ModelFolder, MissingLayerFilesAreToldOneByOneInTheOrderOfReading) {
   EXPECT_EQ(wanted + "a made\n", outputOf(runProbe(model, kCreation)));
 }
 
-TEST(ModelFolder, AFolderInPlaceOfALayerFileIsAMissingFile) {
+TEST(ModelFolder, AFolderInsteadOfALayerFileIsAMissingFile) {
   const LinkedModel model;
   model.remove("2-3-2");
   std::filesystem::create_directory(model.path("2-3-2"));
   EXPECT_EQ(loadLine(model, "2-3-2") + "a made\n", outputOf(runProbe(model, kCreation)));
 }
 
-TEST(ModelFolder, ExtractionWithoutALayersWeightsEndsTheProcess) {
+TEST(ModelFolder, ExtractionWithoutALayersWeightsTerminatesTheProcess) {
   for (const int32_t net : kSomeNets) {
     for (const LayerFileKind& kind : kWeights) {
       const std::string name = layerFileName(kind.stage, net, kind.item);
@@ -116,7 +116,7 @@ TEST(ModelFolder, ExtractionWithoutALayersBiasesAddsNone) {
   }
 }
 
-TEST(ModelFolder, FilesMayGoWhileTheEngineLives) {
+TEST(ModelFolder, FilesMayBeDeletedWhileTheEngineLives) {
   const LinkedModel model;
   const ChildResult result =
       runProbe(model, {"load", "create", "a", "remove", model.folder(), "extract", "a", "face",

@@ -38,7 +38,7 @@ struct OddFile {
 
 // No weights, too few for their input, another number of outputs, windows of another size: none of
 // these is noticed before use, and then it is detected before any access outside of the matrices.
-TEST(OddModelFile, WeightsThatDoNotFitTheirNetEndTheProcessAtTheFirstExtraction) {
+TEST(OddModelFile, WeightsThatDoNotFitTheirNetTerminateTheProcessAtTheFirstExtraction) {
   const OddFile files[] = {{"1-1-1", 0, 0},          {"2-10-1", 143, 32},  {"4-3-1", 1, 64},
                            {"4-3-1", 2147483647, 0}, {"5-1-1", 1023, 160}, {"5-1-1", 1024, 161},
                            {"5-25-2", 0, 160}};
@@ -96,7 +96,7 @@ TEST(OddModelFile, AFewBytesTakeTheMemoryThatTheirHeaderAsksFor) {
 }
 
 // The resulting feature has numbers in all other elements.
-TEST(OddModelFile, ANumberThatIsNoneInAProjectionTravelsIntoTheFeature) {
+TEST(OddModelFile, ANaNInAProjectionPropagatesIntoTheFeature) {
   const LinkedModel model;
   std::string bytes = model.read("6-2");
   const float nan = std::numeric_limits<float>::quiet_NaN();
@@ -113,7 +113,7 @@ TEST(OddModelFile, ANumberThatIsNoneInAProjectionTravelsIntoTheFeature) {
 }
 
 // The next layer treats a NaN as 0, so the feature shows no sign of it.
-TEST(OddModelFile, ANumberThatIsNoneInAFilterMayVanish) {
+TEST(OddModelFile, ANaNInAFilterMayVanish) {
   const LinkedModel model;
   std::string bytes = model.read("1-1-1");
   const float nan = std::numeric_limits<float>::quiet_NaN();

@@ -58,7 +58,7 @@ TEST(ModelFolder, FilesAreOpenedOnceEachInOrderAndOnlyForReading) {
   EXPECT_EQ(wanted, paths);
 }
 
-TEST(ModelFolder, AMissingEngineFileGivesNullWithoutAWordAndEndsTheReading) {
+TEST(ModelFolder, AMissingEngineFileGivesNullSilentlyAndStopsTheReading) {
   const std::vector<std::string> names = engineFileNames();
   ASSERT_EQ(28u, names.size());
   for (size_t missing = 0; missing < names.size(); ++missing) {

@@ -28,11 +28,11 @@ std::string scoreLine(float score) {
 
 // The bits in the last line of this output.
 float scoreIn(const std::string& out) {
-  const size_t place = out.rfind("score ");
-  if (place == std::string::npos) ADD_FAILURE() << "no score in: " << out.substr(0, 200);
-  return place == std::string::npos ? 0.0f
-                                    : floatOfBits(static_cast<uint32_t>(
-                                          std::strtoul(out.c_str() + place + 6, nullptr, 16)));
+  const size_t offset = out.rfind("score ");
+  if (offset == std::string::npos) ADD_FAILURE() << "no score in: " << out.substr(0, 200);
+  return offset == std::string::npos ? 0.0f
+                                     : floatOfBits(static_cast<uint32_t>(
+                                           std::strtoul(out.c_str() + offset + 6, nullptr, 16)));
 }
 
 std::string featureFile(const std::string& name, const Feature& feature) {
@@ -76,7 +76,7 @@ Feature randomFeature(Random& random) {
 }
 
 // The engine is still usable.
-TEST(Requests, ThatNoFeatureCanComeFromGiveNaNsAlone) {
+TEST(Requests, WithoutAPossibleFeatureGiveNaNsAlone) {
   const std::vector<std::string> variants = {
       "null-pixels", "null-landmarks", "width-1", "height-1",    "count-negative", "count-zero",
       "id-negative", "id-318",         "id-huge", "one-too-few", "one-too-many"};
@@ -110,14 +110,14 @@ TEST(Requests, ARejectedOneNeedsNoThreads) {
                               {{"OMP_NUM_THREADS", "4"}})));
 }
 
-TEST(Requests, GiveNumbersInAllPlaces) {
+TEST(Requests, GiveNumbersInAllElements) {
   EXPECT_EQ(7u + 502u * 9u, goodFeature().size());
   for (const char* variant : {"face", "other-face"}) {
     const std::string text = goodFeature(variant);
-    for (size_t place = 7; place + 9 <= text.size(); place += 9) {
+    for (size_t offset = 7; offset + 9 <= text.size(); offset += 9) {
       const auto bits =
-          static_cast<uint32_t>(std::strtoul(text.substr(place + 1, 8).c_str(), nullptr, 16));
-      EXPECT_TRUE(std::isfinite(floatOfBits(bits))) << "element " << (place - 7) / 9;
+          static_cast<uint32_t>(std::strtoul(text.substr(offset + 1, 8).c_str(), nullptr, 16));
+      EXPECT_TRUE(std::isfinite(floatOfBits(bits))) << "element " << (offset - 7) / 9;
     }
   }
 }

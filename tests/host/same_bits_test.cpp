@@ -40,9 +40,9 @@ TEST(SameBits, FromEveryEngineWithEveryNumberOfThreads) {
 // address, and no library sees the symbols of another.
 
 // The addresses of the library, from the lines of a run, in which every feature must be correct.
-void collectPlaces(const std::string& out, size_t features, std::set<std::string>& places) {
+void collectAddresses(const std::string& out, size_t features, std::set<std::string>& addresses) {
   for (const std::string& line : linesOf(out)) {
-    if (line.compare(0, 6, "where ") == 0) places.insert(line.substr(6));
+    if (line.compare(0, 6, "where ") == 0) addresses.insert(line.substr(6));
     if (line.compare(0, 10, "a feature ") != 0) continue;
     EXPECT_EQ("a " + goodFeature(), line);
     --features;
@@ -54,20 +54,21 @@ TEST(SameBits, WhereverTheLibraryIsLoaded) {
   const LinkedModel model;
   const Steps life = {"load", "where", "create",  "a", "extract",
                       "a",    "face",  "destroy", "a", "unload"};
-  std::set<std::string> places;
-  collectPlaces(outputOf(runProbe(model, life)), 1, places);
-  collectPlaces(outputOf(runProbe(model, joined({{"take-memory", "1"}, life}))), 1, places);
-  collectPlaces(outputOf(runProbe(model, joined({{"take-memory", "300"}, life}))), 1, places);
+  std::set<std::string> addresses;
+  collectAddresses(outputOf(runProbe(model, life)), 1, addresses);
+  collectAddresses(outputOf(runProbe(model, joined({{"take-memory", "1"}, life}))), 1, addresses);
+  collectAddresses(outputOf(runProbe(model, joined({{"take-memory", "300"}, life}))), 1, addresses);
   // Mappings made while the library is unloaded take its addresses.
-  collectPlaces(outputOf(runProbe(model, joined({life, {"take-memory", "99"}, life}))), 2, places);
-  EXPECT_LE(3u, places.size()) << "the runs hardly differed";
+  collectAddresses(outputOf(runProbe(model, joined({life, {"take-memory", "99"}, life}))), 2,
+                   addresses);
+  EXPECT_LE(3u, addresses.size()) << "the runs hardly differed";
 }
 
 TEST(SameBits, WithoutRandomAddresses) {
   const std::string setarch = "/usr/bin/setarch";
   if (!std::filesystem::exists(setarch)) GTEST_SKIP() << setarch << " is not installed";
   if (runChild(setarch, {"-R", "/bin/true"}, {}).exitStatus != 0) {
-    GTEST_SKIP() << "this system lets noPerson turn random addresses off";
+    GTEST_SKIP() << "this system lets nobody turn random addresses off";
   }
   const LinkedModel model;
   const Steps life = joined({{"-R", FACEFEATURE_HOST_PROBE, FACEFEATURE_LIBRARY}, oneExtraction()});
@@ -78,7 +79,7 @@ TEST(SameBits, WithoutRandomAddresses) {
 }
 
 // What the C library leaves in a new block, and where a block comes from.
-TEST(SameBits, WhateverStandsInFreshMemory) {
+TEST(SameBits, WhateverIsInFreshMemory) {
   const LinkedModel model;
   const std::vector<Environment> settings = {
       {{"MALLOC_PERTURB_", "1"}},         {{"MALLOC_PERTURB_", "127"}},

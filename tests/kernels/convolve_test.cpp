@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "kernels/matrix_twin.h"
+#include "kernels/checked_matrix.h"
 #include "support/bits.h"
 #include "support/reference_layers.h"
 #include "support/seeded_random.h"
@@ -97,7 +97,7 @@ TEST(ConvolveForward, RandomBanksGiveTheBitsOfTheDefinedOrderOfSums) {
   }
 }
 
-TEST(ConvolveForward, WholeNumbersComeOutExactly) {
+TEST(ConvolveForward, WholeNumbersAreExact) {
   SeededRandom random;
   for (int round = 0; round < 60; ++round) {
     const FilterBank bank = randomBank(random, random.integer(1, 3), smallIntegers);
@@ -162,7 +162,7 @@ void runInPlace(const FilterBank& bank, Matrix& matrix, float scale) {
                   input.padding, input.stride, input.channels, scale, 1.0f);
 }
 
-TEST(ConvolveForward, IntoItsInputGivesTheNumbersOfAnotherOutput) {
+TEST(ConvolveForward, IntoItsInputGivesTheSameBitsAsIntoAnotherMatrix) {
   SeededRandom random;
   for (int round = 0; round < 60; ++round) {
     const FilterBank bank = bankThatKeepsItsShape(random);
@@ -206,7 +206,7 @@ TEST(ConvolveForward, WhatTheOutputHeldBeforeIsNeverRead) {
   EXPECT_TRUE(sameFloats(fresh.buffer, used.buffer, static_cast<size_t>(fresh.size)));
 }
 
-TEST(ConvolveForward, NegativeZeroCountsAsZeroScale) {
+TEST(ConvolveForward, NegativeZeroIsTreatedAsZeroScale) {
   SeededRandom random;
   Matrix input, weights, biases, output;
   fillMatrix(input, 1, 4, 111, {1, 2, 3, 4});
@@ -274,7 +274,7 @@ TEST(ConvolveForward, ImageOfTwentyFourValuesAndHeightFourIsSixWide) {
   EXPECT_TRUE(holdsValues(output, {sumOfWindow, sumOfWindow}));
 }
 
-TEST(ConvolveForward, WeightsByColumnsAreHandedOverAsTransposed) {
+TEST(ConvolveForward, WeightsByColumnsArePassedAsTransposed) {
   Matrix input, weights, biases, output;
   fillMatrix(input, 1, 2, 111, {3, 5});
   // Two channels of one pixel; filter 0 is (1, 2), filter 1 is (10, 20).
@@ -340,7 +340,7 @@ TEST(ConvolveForward, FilterSizeOfZeroIsOutOfRange) {
 }
 
 // The patch matrix has a row for each weight of whole pixels. Surplus weights have no row.
-TEST(ConvolveForward, WeightsThatAreNoMultipleOfTheChannelsAreOutOfRange) {
+TEST(ConvolveForward, WeightsThatAreNotAMultipleOfTheChannelsAreOutOfRange) {
   Matrix input, weights, biases, output;
   fillMatrix(input, 1, 12, 111, Floats(12, 1.0f));
   fillMatrix(biases, 2, 1, 111, {0, 0});

@@ -6,7 +6,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "kernels/matrix_twin.h"
+#include "kernels/checked_matrix.h"
 #include "support/bits.h"
 #include "support/reference_arithmetic.h"
 #include "support/reference_layers.h"
@@ -18,15 +18,15 @@ namespace {
 using facefeature::crossMapNormForward;
 using reference::Floats;
 
-TEST(CrossMapNormForward, RandomShapesAgreeInBits) {
+TEST(CrossMapNormForward, RandomShapesMatchBitForBit) {
   SeededRandom random;
   for (int round = 0; round < 300; ++round) {
     const int32_t rows = random.integer(0, 3), channels = random.integer(1, 12);
     const int32_t pixels = random.integer(1, 12), sizeX = random.integer(1, 14);
     const float scale = random.chance(20) ? -random.unit() : random.unit() * 3.0f;
-    const float power = random.chance(20) ? random.awkward() : random.normal();
+    const float power = random.chance(20) ? random.special() : random.normal();
     const Floats samples =
-        troubledValues(random, rows * channels * pixels, random.chance(30) ? 5 : 0);
+        valuesWithSpecials(random, rows * channels * pixels, random.chance(30) ? 5 : 0);
     Matrix input, target;
     fillMatrix(input, rows, channels * pixels, 111, samples);
     crossMapNormForward(input, target, channels, sizeX, scale, power);
@@ -98,7 +98,7 @@ TEST(CrossMapNormForward, RowOfZerosStaysZero) {
   EXPECT_TRUE(holdsValues(target, Floats(6, 0.0f)));
 }
 
-TEST(CrossMapNormForward, SumsSquaresInSinglePrecisionWithTheChannelRising) {
+TEST(CrossMapNormForward, SumsSquaresInSinglePrecisionInAscendingOrderOfChannel) {
   // 1 is lost against 2^24 only if it is added later.
   Matrix input, target;
   fillMatrix(input, 1, 3, 111, {4096.0f, 1.0f, 1.0f});
@@ -143,7 +143,7 @@ TEST(CrossMapNormForward, InPlaceAnElementHasLostItsValueBeforeItIsRead) {
     const int32_t pixels = random.integer(1, 8), sizeX = random.integer(1, 8);
     const int32_t cols = channels * pixels + random.integer(0, channels - 1);
     const float scale = random.unit() * 3.0f, power = random.normal();
-    Floats wanted = troubledValues(random, rows * cols, random.chance(30) ? 5 : 0);
+    Floats wanted = valuesWithSpecials(random, rows * cols, random.chance(30) ? 5 : 0);
     for (float& value : wanted) value *= 0.25f;
     Matrix matrix;
     fillMatrix(matrix, rows, cols, 111, wanted);

@@ -85,9 +85,10 @@ void expectBits(const KernelSet& set, Random& random, int32_t shape, const Bank&
                             : exchangedSamples(bank.images, bank.channels, bank.pixels());
   const Floats weights = exchanged(bank.weights, bank.shape.filters, bank.terms());
   const Floats wanted = wantedOf(bank);
-  PlacedFloats placedImages(images, randomPlace(random)),
-      placedWeights(weights, randomPlace(random)), placedBiases(bank.biases, randomPlace(random)),
-      out(Floats(wanted.size(), -3.0f), randomPlace(random));
+  PlacedFloats placedImages(images, randomPlacement(random)),
+      placedWeights(weights, randomPlacement(random)),
+      placedBiases(bank.biases, randomPlacement(random)),
+      out(Floats(wanted.size(), -3.0f), randomPlacement(random));
   // Kernels may prefetch this range or ignore it.
   const FloatRange range = {weights.data(), weights.data() + weights.size()};
   ReadAhead ahead = {nullptr, nullptr, &range, 1};
@@ -110,7 +111,7 @@ Bank randomBank(Random& random, int32_t shape, int32_t samples, bool isHostile) 
   for (Floats* values : {&bank.images, &bank.weights, &bank.biases}) {
     for (float& value : *values) {
       const int32_t kind = random.integer(0, 399);
-      if (kind == 0) value = random.awkward();
+      if (kind == 0) value = random.special();
       if (kind > 380) value = std::ldexp(value, random.integer(-140, -60));
     }
   }
@@ -131,7 +132,7 @@ TEST_P(DirectConvolutionOfSet, HasTheBitsOfTheSeparateOperations) {
   }
 }
 
-TEST_P(DirectConvolutionOfSet, HostileNumbers) {
+TEST_P(DirectConvolutionOfSet, SpecialValues) {
   for (int32_t shape = 0; shape < facefeature::kDirectShapeCount; ++shape) {
     for (int round = 0; round < 3; ++round) {
       expectBits(*GetParam(), random, shape, randomBank(random, shape, 2, true));
@@ -143,9 +144,9 @@ TEST_P(DirectConvolutionOfSet, HostileNumbers) {
 TEST_P(DirectConvolutionOfSet, TransposesEveryShape) {
   for (int round = 0; round < 300; ++round) {
     const int32_t rows = random.integer(1, 70), columns = random.integer(1, 70);
-    const Floats values = floatsOfAnySort(random, static_cast<size_t>(rows * columns));
+    const Floats values = floatsOfRandomKind(random, static_cast<size_t>(rows * columns));
     const Floats wanted = exchanged(values, rows, columns);
-    PlacedFloats in(values, randomPlace(random)), out(values, randomPlace(random));
+    PlacedFloats in(values, randomPlacement(random)), out(values, randomPlacement(random));
     GetParam()->transpose(in.data(), rows, columns, out.data());
     ASSERT_TRUE(identicalFloats(wanted.data(), out.data(), wanted.size()))
         << rows << " x " << columns;

@@ -6,7 +6,7 @@
 #include <memory>
 #include <stdexcept>
 
-#include "kernels/matrix_twin.h"
+#include "kernels/checked_matrix.h"
 #include "support/bits.h"
 
 namespace facefeature_test {

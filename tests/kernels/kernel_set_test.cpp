@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "kernels/matrix_twin.h"
+#include "kernels/checked_matrix.h"
 #include "kernels/multiply.h"
 #include "kernels/pooling.h"
 #include "kernels/unfold.h"
@@ -41,7 +41,7 @@ std::vector<reference::BankShape> realBanks() {
   return shapes;
 }
 
-class KernelForm : public ::testing::TestWithParam<const KernelSet*> {
+class KernelVariants : public ::testing::TestWithParam<const KernelSet*> {
  protected:
   const KernelSet& set() const { return *GetParam(); }
 
@@ -65,15 +65,15 @@ void expectUnfolding(const KernelSet& set, Random& random, const UnfoldShape& s)
                << s.channels << " x " << s.height << " x " << s.width << ", filter " << s.filterSize
                << ", padding " << s.padding << ", stride " << s.stride);
   const std::vector<float> image =
-      floatsOfAnySort(random, static_cast<size_t>(s.channels * s.height * s.width));
+      floatsOfRandomKind(random, static_cast<size_t>(s.channels * s.height * s.width));
   const size_t count = patchFloats(s);
-  std::vector<float> wanted = floatsOfSort(random, count, 0);
-  std::vector<float> unwritten = floatsOfSort(random, count, 5);
+  std::vector<float> wanted = floatsOfKind(random, count, 0);
+  std::vector<float> unwritten = floatsOfKind(random, count, 5);
   plainKernels().unfold(image.data(), s.channels, s.height, s.width, s.filterSize, s.padding,
                         s.stride, wanted.data());
 
-  PlacedFloats input(image, randomPlace(random));
-  PlacedFloats patches(unwritten, randomPlace(random));
+  PlacedFloats input(image, randomPlacement(random));
+  PlacedFloats patches(unwritten, randomPlacement(random));
   set.unfold(input.data(), s.channels, s.height, s.width, s.filterSize, s.padding, s.stride,
              patches.data());
   ASSERT_TRUE(identicalFloats(wanted.data(), patches.data(), count));
@@ -81,7 +81,7 @@ void expectUnfolding(const KernelSet& set, Random& random, const UnfoldShape& s)
   ASSERT_TRUE(identicalFloats(image.data(), input.data(), image.size()));
 }
 
-TEST_P(KernelForm, UnfoldsRandomGeometriesToTheBitsOfThePlainForm) {
+TEST_P(KernelVariants, UnfoldsRandomGeometriesLikeThePlainKernel) {
   for (int round = 0; round < 1500 && !HasFailure(); ++round) {
     const UnfoldShape shape = {random.integer(0, 3), random.integer(0, 12), random.integer(0, 40),
                                random.integer(0, 6), random.integer(-4, 6), random.integer(1, 3)};
@@ -89,7 +89,7 @@ TEST_P(KernelForm, UnfoldsRandomGeometriesToTheBitsOfThePlainForm) {
   }
 }
 
-TEST_P(KernelForm, UnfoldsRowsOfAllShortLengthsToTheBitsOfThePlainForm) {
+TEST_P(KernelVariants, UnfoldsRowsOfAllShortLengthsLikeThePlainKernel) {
   for (int32_t width = 0; width <= kLongest + 3 && !HasFailure(); ++width) {
     for (const int32_t filterSize : {1, 2, 3, 4}) {
       for (const int32_t padding : {-1, 0, 1, 5}) {
@@ -99,7 +99,7 @@ TEST_P(KernelForm, UnfoldsRowsOfAllShortLengthsToTheBitsOfThePlainForm) {
   }
 }
 
-TEST_P(KernelForm, UnfoldsWithFiltersLargerThanTheImageToTheBitsOfThePlainForm) {
+TEST_P(KernelVariants, UnfoldsWithFiltersLargerThanTheImageLikeThePlainKernel) {
   for (int round = 0; round < 200 && !HasFailure(); ++round) {
     const int32_t side = random.integer(1, 4);
     const int32_t filterSize = side + random.integer(1, 5);
@@ -110,7 +110,7 @@ TEST_P(KernelForm, UnfoldsWithFiltersLargerThanTheImageToTheBitsOfThePlainForm) 
   }
 }
 
-TEST_P(KernelForm, UnfoldsTheFilterBanksOfTheNetsToTheBitsOfThePlainForm) {
+TEST_P(KernelVariants, UnfoldsTheFilterBanksOfTheNetsLikeThePlainKernel) {
   for (const reference::BankShape& bank : realBanks()) {
     expectUnfolding(set(), random,
                     {bank.channels, bank.imgSize, bank.imgSize, bank.filterSize, 0, 1});
@@ -120,20 +120,20 @@ TEST_P(KernelForm, UnfoldsTheFilterBanksOfTheNetsToTheBitsOfThePlainForm) {
 // The sum of two NaNs has the payload of either operand; no variant guarantees which.
 void expectBiases(const KernelSet& set, Random& random, int32_t planes, int32_t count) {
   SCOPED_TRACE(::testing::Message() << planes << " planes of " << count);
-  const std::vector<float> biases = floatsOfAnySort(random, static_cast<size_t>(planes));
-  const std::vector<float> before = floatsOfAnySort(random, static_cast<size_t>(planes * count));
+  const std::vector<float> biases = floatsOfRandomKind(random, static_cast<size_t>(planes));
+  const std::vector<float> before = floatsOfRandomKind(random, static_cast<size_t>(planes * count));
   PlacedFloats wanted(before, 0);
   plainKernels().addPlaneBiases(biases.data(), planes, count, wanted.data());
 
-  PlacedFloats input(biases, randomPlace(random));
-  PlacedFloats out(before, randomPlace(random));
+  PlacedFloats input(biases, randomPlacement(random));
+  PlacedFloats out(before, randomPlacement(random));
   set.addPlaneBiases(input.data(), planes, count, out.data());
   ASSERT_TRUE(sameFloats(wanted.data(), out.data(), wanted.size()));
   ASSERT_TRUE(out.isUntouchedAround() && input.isUntouchedAround());
   ASSERT_TRUE(identicalFloats(biases.data(), input.data(), biases.size()));
 }
 
-TEST_P(KernelForm, AddsBiasesToPlanesOfAllShortLengthsOnTheBitsOfThePlainForm) {
+TEST_P(KernelVariants, AddsBiasesToPlanesOfAllShortLengthsLikeThePlainKernel) {
   for (int32_t planes = 0; planes <= 18 && !HasFailure(); ++planes) {
     for (int32_t count = 0; count <= kLongest; ++count) {
       expectBiases(set(), random, planes, count);
@@ -142,58 +142,58 @@ TEST_P(KernelForm, AddsBiasesToPlanesOfAllShortLengthsOnTheBitsOfThePlainForm) {
   for (int32_t planes = 0; planes <= kLongest; ++planes) expectBiases(set(), random, planes, 1);
 }
 
-TEST_P(KernelForm, AddsBiasesToThePlanesOfTheNetsOnTheBitsOfThePlainForm) {
+TEST_P(KernelVariants, AddsBiasesToThePlanesOfTheNetsLikeThePlainKernel) {
   for (const reference::BankShape& bank : realBanks()) {
     expectBiases(set(), random, bank.filters, bank.modulesX * bank.modulesX);
   }
 }
 
 void expectMaxima(const KernelSet& set, Random& random, int32_t imgSize, int32_t outputsX,
-                  int32_t sort) {
+                  int32_t kind) {
   SCOPED_TRACE(::testing::Message()
-               << "side " << imgSize << ", outputs " << outputsX << ", sort " << sort);
+               << "side " << imgSize << ", outputs " << outputsX << ", sort " << kind);
   const std::vector<float> plane =
-      floatsOfSort(random, static_cast<size_t>(imgSize * imgSize), sort);
+      floatsOfKind(random, static_cast<size_t>(imgSize * imgSize), kind);
   const size_t count = static_cast<size_t>(outputsX * outputsX);
-  std::vector<float> wanted = floatsOfSort(random, count, 0);
-  std::vector<float> unwritten = floatsOfSort(random, count, 5);
+  std::vector<float> wanted = floatsOfKind(random, count, 0);
+  std::vector<float> unwritten = floatsOfKind(random, count, 5);
   plainKernels().maxPoolPairs(plane.data(), imgSize, outputsX, wanted.data());
 
-  PlacedFloats input(plane, randomPlace(random));
-  PlacedFloats out(unwritten, randomPlace(random));
+  PlacedFloats input(plane, randomPlacement(random));
+  PlacedFloats out(unwritten, randomPlacement(random));
   set.maxPoolPairs(input.data(), imgSize, outputsX, out.data());
   ASSERT_TRUE(identicalFloats(wanted.data(), out.data(), count));
   ASSERT_TRUE(out.isUntouchedAround() && input.isUntouchedAround());
 }
 
 // Adjacent signed zeros, NaNs and values below the fill value show differences in order and ties.
-TEST_P(KernelForm, PoolsPlanesOfAllShortSidesToTheBitsOfThePlainForm) {
+TEST_P(KernelVariants, PoolsPlanesOfAllShortSidesLikeThePlainKernel) {
   for (int32_t outputs = 0; outputs <= kLongest && !HasFailure(); ++outputs) {
-    for (int32_t sort = 0; sort < kFloatSorts; ++sort) {
+    for (int32_t kind = 0; kind < kFloatKinds; ++kind) {
       for (const int32_t surplus : {0, 1, 6}) {
-        expectMaxima(set(), random, 2 * outputs + surplus, outputs, sort);
+        expectMaxima(set(), random, 2 * outputs + surplus, outputs, kind);
       }
     }
   }
 }
 
-TEST_P(KernelForm, PoolsWindowsOfAwkwardValuesOnlyToTheBitsOfThePlainForm) {
+TEST_P(KernelVariants, PoolsWindowsOfSpecialValuesOnlyLikeThePlainKernel) {
   for (int round = 0; round < 300 && !HasFailure(); ++round) {
     expectMaxima(set(), random, 16, 8, 3);
   }
 }
 
-TEST_P(KernelForm, PoolsThePlanesOfTheNetsToTheBitsOfThePlainForm) {
+TEST_P(KernelVariants, PoolsThePlanesOfTheNetsLikeThePlainKernel) {
   for (const reference::BankShape& bank : realBanks()) {
-    const int32_t sort = random.integer(0, kFloatSorts - 1);
-    expectMaxima(set(), random, bank.modulesX, bank.modulesX / 2, sort);
+    const int32_t kind = random.integer(0, kFloatKinds - 1);
+    expectMaxima(set(), random, bank.modulesX, bank.modulesX / 2, kind);
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Sets, KernelForm, ::testing::ValuesIn(runnableKernelSets()),
+INSTANTIATE_TEST_SUITE_P(Sets, KernelVariants, ::testing::ValuesIn(runnableKernelSets()),
                          kernelSetName<::testing::TestParamInfo<const KernelSet*>>);
 
-TEST(KernelSets, HaveNamesOfTheirOwn) {
+TEST(KernelSets, HaveUniqueNames) {
   std::set<std::string> names;
   for (const KernelSet& set : facefeature::kernelSets()) EXPECT_TRUE(names.insert(set.name).second);
 }

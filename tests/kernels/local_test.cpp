@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "kernels/matrix_twin.h"
+#include "kernels/checked_matrix.h"
 #include "support/bits.h"
 #include "support/reference_arithmetic.h"
 #include "support/reference_layers.h"
@@ -45,9 +45,9 @@ LocalBank randomBank(Random& random) {
   const int32_t modules = bank.modulesX * bank.modulesX;
   input.weightLength = modules * input.channels * filterSize * filterSize;
   const int32_t trouble = random.chance(30) ? 3 : 0;
-  input.samples = troubledValues(random, bank.samples * input.sampleLength, trouble);
-  input.weights = troubledValues(random, bank.filters * input.weightLength, trouble);
-  bank.biases = troubledValues(random, bank.filters * modules, trouble);
+  input.samples = valuesWithSpecials(random, bank.samples * input.sampleLength, trouble);
+  input.weights = valuesWithSpecials(random, bank.filters * input.weightLength, trouble);
+  bank.biases = valuesWithSpecials(random, bank.filters * modules, trouble);
   return bank;
 }
 
@@ -61,7 +61,7 @@ void run(const LocalBank& bank, Matrix& biases, Matrix& output, float scale) {
                input.padding, input.stride, input.channels, scale);
 }
 
-TEST(LocalForward, RandomBanksAgreeInBits) {
+TEST(LocalForward, RandomBanksMatchBitForBit) {
   SeededRandom random;
   for (int round = 0; round < 200; ++round) {
     const LocalBank bank = randomBank(random);
@@ -75,7 +75,7 @@ TEST(LocalForward, RandomBanksAgreeInBits) {
   }
 }
 
-TEST(LocalForward, IntoItsInputGivesTheBitsOfAnotherOutput) {
+TEST(LocalForward, IntoItsInputGivesTheSameBitsAsIntoAnotherMatrix) {
   SeededRandom random;
   for (int round = 0; round < 100; ++round) {
     LocalBank bank;
@@ -88,8 +88,8 @@ TEST(LocalForward, IntoItsInputGivesTheBitsOfAnotherOutput) {
     const int32_t modules = bank.modulesX * bank.modulesX;
     input.sampleLength = input.channels * modules;
     input.weightLength = modules * input.channels * filterPixels;
-    input.samples = troubledValues(random, bank.samples * input.sampleLength, 1);
-    input.weights = troubledValues(random, bank.filters * input.weightLength, 1);
+    input.samples = valuesWithSpecials(random, bank.samples * input.sampleLength, 1);
+    input.weights = valuesWithSpecials(random, bank.filters * input.weightLength, 1);
     bank.biases = random.normals(static_cast<size_t>(bank.filters * modules));
     for (const bool first : {true, false}) {
       Matrix weights, biases, matrix;

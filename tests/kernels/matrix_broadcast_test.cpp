@@ -5,8 +5,8 @@
 #include <limits>
 #include <vector>
 
+#include "kernels/checked_matrix.h"
 #include "kernels/matrix.h"
-#include "kernels/matrix_twin.h"
 #include "support/bits.h"
 #include "support/reference_arithmetic.h"
 #include "support/seeded_random.h"
@@ -23,7 +23,7 @@ class Broadcast {
  public:
   Broadcast(Random& random, int32_t longest) {
     const int32_t rows = random.integer(1, longest), cols = random.integer(1, longest);
-    matrix.become(rows, cols, randomOrder(random), troubledValues(random, rows * cols, 10));
+    matrix.become(rows, cols, randomOrder(random), valuesWithSpecials(random, rows * cols, 10));
     const bool isRow = random.chance(50);
     const int32_t line = isRow ? cols : rows;
     int32_t length = random.chance(75) ? line : random.integer(1, line);
@@ -34,16 +34,17 @@ class Broadcast {
       vectorRows = 2;  // a column by the rule of rows; values in storage order
       vectorCols = length / 2;
     }
-    vector.become(vectorRows, vectorCols, randomOrder(random), troubledValues(random, length, 10));
+    vector.become(vectorRows, vectorCols, randomOrder(random),
+                  valuesWithSpecials(random, length, 10));
     inPlace = random.chance(40);
     const bool sameShape = random.chance(50);
     const int32_t oldRows = sameShape ? rows : random.integer(0, longest);
     const int32_t oldCols = sameShape ? cols : random.integer(0, longest);
     separate.become(oldRows, oldCols, randomOrder(random),
-                    troubledValues(random, oldRows * oldCols, 10));
+                    valuesWithSpecials(random, oldRows * oldCols, 10));
   }
 
-  MatrixTwin& target() { return inPlace ? matrix : separate; }
+  CheckedMatrix& target() { return inPlace ? matrix : separate; }
 
   // NaN factors have a separate test.
   void keepNaNsOutOfTheVector() {
@@ -61,7 +62,7 @@ class Broadcast {
     return ::testing::AssertionSuccess();
   }
 
-  MatrixTwin matrix, vector, separate;
+  CheckedMatrix matrix, vector, separate;
   bool inPlace;
 };
 
@@ -71,7 +72,7 @@ TEST(AddBroadcast, RandomShapesAgreeWithTheModel) {
     Broadcast broadcast(random, round % 10 == 0 ? 70 : 7);
     const float factor = random.chance(30)   ? 1.0f
                          : random.chance(30) ? -1.0f
-                         : random.chance(15) ? random.awkward()
+                         : random.chance(15) ? random.special()
                                              : random.normal();
     broadcast.matrix.got.addBroadcast(broadcast.vector.got, factor, broadcast.target().got);
     broadcast.matrix.wanted.addBroadcast(broadcast.vector.wanted, factor,
@@ -152,9 +153,9 @@ TEST(AddBroadcast, FactorOneAddsInOneRoundingWhateverThePackageFuses) {
   for (const int32_t order : {111, 112}) {
     for (const bool isRow : {true, false}) {
       const int32_t rows = 37, cols = 53;
-      const std::vector<float> values = troubledValues(random, rows * cols, 5);
+      const std::vector<float> values = valuesWithSpecials(random, rows * cols, 5);
       const int32_t length = isRow ? cols : rows;
-      const std::vector<float> added = troubledValues(random, length, 5);
+      const std::vector<float> added = valuesWithSpecials(random, length, 5);
       Matrix matrix, vector;
       fillMatrix(matrix, rows, cols, order, values);
       fillMatrix(vector, isRow ? 1 : length, isRow ? length : 1, 111, added);
@@ -220,7 +221,7 @@ TEST(DivideBroadcast, AcrossTheStorageItIsAProductWithARoundedReciprocal) {
   EXPECT_TRUE(holdsValues(vector, {3, 3}));
 }
 
-TEST(DivideBroadcast, AnotherTargetOnTheDirectPathGetsOnlyAsManyElementsALineAsTheVectorHas) {
+TEST(DivideBroadcast, AnotherTargetOnTheDirectPathGetsOnlyAsManyElementsPerLineAsTheVectorHas) {
   Matrix matrix, vector, target;
   fillMatrix(matrix, 2, 3, 111, {2, 4, 6, 8, 10, 12});
   fillMatrix(vector, 1, 2, 111, {2, 4});
@@ -253,13 +254,13 @@ TEST(Reduce, RandomShapesAgreeWithTheModel) {
   SeededRandom random;
   for (int round = 0; round < kRounds; ++round) {
     const int32_t rows = random.integer(0, 40), cols = random.integer(0, 40);
-    MatrixTwin matrix(rows, cols, randomOrder(random),
-                      troubledValues(random, rows * cols, random.chance(50) ? 10 : 0));
+    CheckedMatrix matrix(rows, cols, randomOrder(random),
+                         valuesWithSpecials(random, rows * cols, random.chance(50) ? 10 : 0));
     const int32_t oldRows = random.integer(0, 6), oldCols = random.integer(0, 6);
-    MatrixTwin target(oldRows, oldCols, randomOrder(random),
-                      troubledValues(random, oldRows * oldCols, 10));
+    CheckedMatrix target(oldRows, oldCols, randomOrder(random),
+                         valuesWithSpecials(random, oldRows * oldCols, 10));
     const int32_t axis = random.integer(-1, 3);
-    const float initial = random.chance(30) ? random.awkward() : random.normal();
+    const float initial = random.chance(30) ? random.special() : random.normal();
     const int32_t function = random.integer(0, 2);
     if (function == 0) {
       matrix.got.reduce(axis, target.got, facefeature::elementAdd, initial);
@@ -282,7 +283,7 @@ TEST(Reduce, RandomShapesAgreeWithTheModel) {
   }
 }
 
-TEST(Reduce, SumsStrictlyInRisingIndex) {
+TEST(Reduce, SumsStrictlyInAscendingOrderOfIndex) {
   // Each 1 is lost against 2^24, unless the sum is pairwise or starts from the other end.
   Matrix matrix, sums;
   fillMatrix(matrix, 1, 5, 111, {16777216.0f, 1, 1, 1, 1});

@@ -7,7 +7,7 @@
 #include <limits>
 #include <vector>
 
-#include "kernels/matrix_twin.h"
+#include "kernels/checked_matrix.h"
 #include "support/bits.h"
 #include "support/reference_arithmetic.h"
 #include "support/seeded_random.h"
@@ -24,17 +24,17 @@ class Operands {
   explicit Operands(Random& random) {
     const int32_t rows = random.integer(0, 12), cols = random.integer(0, 12);
     const int32_t count = rows * cols;
-    mine.become(rows, cols, randomOrder(random), troubledValues(random, count, 15));
-    theirs.become(rows, cols, randomOrder(random), troubledValues(random, count, 15));
+    mine.become(rows, cols, randomOrder(random), valuesWithSpecials(random, count, 15));
+    theirs.become(rows, cols, randomOrder(random), valuesWithSpecials(random, count, 15));
     inPlace = random.chance(25);
     const bool sameShape = random.chance(60);
     const int32_t oldRows = sameShape ? rows : random.integer(0, 12);
     const int32_t oldCols = sameShape ? cols : random.integer(0, 12);
     separate.become(oldRows, oldCols, randomOrder(random),
-                    troubledValues(random, oldRows * oldCols, 15));
+                    valuesWithSpecials(random, oldRows * oldCols, 15));
   }
 
-  MatrixTwin& target() { return inPlace ? mine : separate; }
+  CheckedMatrix& target() { return inPlace ? mine : separate; }
 
   // Gives a separate target the shape of the first operand, for operations that don't resize.
   void sizeTarget() {
@@ -51,7 +51,7 @@ class Operands {
     return ::testing::AssertionSuccess();
   }
 
-  MatrixTwin mine, theirs, separate;
+  CheckedMatrix mine, theirs, separate;
   bool inPlace;
 };
 
@@ -60,8 +60,8 @@ constexpr int kRounds = 400;
 TEST(ElementFunctions, MultiplyAndAddRoundOnce) {
   SeededRandom random;
   for (int i = 0; i < 1000; ++i) {
-    const float a = random.chance(20) ? random.awkward() : random.normal();
-    const float b = random.chance(20) ? random.awkward() : random.normal();
+    const float a = random.chance(20) ? random.special() : random.normal();
+    const float b = random.chance(20) ? random.special() : random.normal();
     EXPECT_SAME_FLOAT(reference::product(a, b), facefeature::elementMultiply(a, b));
     EXPECT_SAME_FLOAT(reference::sum(a, b), facefeature::elementAdd(a, b));
   }
@@ -80,7 +80,7 @@ TEST(AddScalar, AgreesWithTheModelInStorageOrder) {
   SeededRandom random;
   for (int round = 0; round < kRounds; ++round) {
     Operands operands(random);
-    const float value = random.chance(20) ? random.awkward() : random.normal();
+    const float value = random.chance(20) ? random.special() : random.normal();
     operands.mine.got.addScalar(value, operands.target().got);
     operands.mine.wanted.addScalar(value, operands.target().wanted);
     ASSERT_TRUE(operands.agree()) << "round " << round;
@@ -100,14 +100,14 @@ TEST(MaxWithScalar, AgreesWithTheModelInStorageOrder) {
   SeededRandom random;
   for (int round = 0; round < kRounds; ++round) {
     Operands operands(random);
-    const float value = random.chance(40) ? random.awkward() : random.normal();
+    const float value = random.chance(40) ? random.special() : random.normal();
     operands.mine.got.maxWithScalar(value, operands.target().got);
     operands.mine.wanted.maxWithScalar(value, operands.target().wanted);
     ASSERT_TRUE(operands.agree()) << "round " << round;
   }
 }
 
-TEST(MaxElements, AgreesWithTheModelForUnlikeOrders) {
+TEST(MaxElements, AgreesWithTheModelForDifferentOrders) {
   SeededRandom random;
   for (int round = 0; round < kRounds; ++round) {
     Operands operands(random);
@@ -126,7 +126,7 @@ TEST(MaxElements, TargetMayBeTheOtherOperand) {
   EXPECT_TRUE(holdsValues(other, {1, 5, 2, 4}));
 }
 
-TEST(MultiplyElements, AgreesWithTheModelForUnlikeOrders) {
+TEST(MultiplyElements, AgreesWithTheModelForDifferentOrders) {
   SeededRandom random;
   for (int round = 0; round < kRounds; ++round) {
     Operands operands(random);
@@ -147,7 +147,7 @@ TEST(MultiplyElements, LikeOperandsKeepStoragePlacesWhateverTheTargetsFlag) {
   EXPECT_TRUE(sameFloats(wanted.data(), target.buffer, 6));
 }
 
-TEST(CombineElements, AgreesWithTheModelForUnlikeOrders) {
+TEST(CombineElements, AgreesWithTheModelForDifferentOrders) {
   SeededRandom random;
   // Not symmetric, so that swapped operands are detected.
   const auto difference = [](float a, float b) { return a - b; };
@@ -167,7 +167,7 @@ TEST(MixElements, RoundsTheProductBeforeTheSum) {
   for (int round = 0; round < kRounds; ++round) {
     Operands operands(random);
     operands.sizeTarget();
-    const float factor = random.chance(10) ? random.awkward() : random.normal();
+    const float factor = random.chance(10) ? random.special() : random.normal();
     operands.mine.got.mixElements(operands.theirs.got, factor, operands.target().got);
     operands.mine.wanted.mixElements(operands.theirs.wanted, factor, operands.target().wanted);
     ASSERT_TRUE(operands.agree()) << "round " << round;
@@ -181,7 +181,7 @@ TEST(AddScaled, AgreesWithTheModelForAllOrders) {
     const int32_t kind = random.integer(0, 4);
     const float factor = kind == 0   ? 1.0f
                          : kind == 1 ? -1.0f
-                         : kind == 2 ? random.awkward()
+                         : kind == 2 ? random.special()
                                      : random.normal();
     operands.mine.got.addScaled(operands.theirs.got, factor, operands.target().got);
     operands.mine.wanted.addScaled(operands.theirs.wanted, factor, operands.target().wanted);
@@ -189,7 +189,7 @@ TEST(AddScaled, AgreesWithTheModelForAllOrders) {
   }
 }
 
-TEST(AddScaled, UnlikeOrdersWithFactorOneGiveThePlainSum) {
+TEST(AddScaled, DifferentOrdersWithFactorOneGiveThePlainSum) {
   Matrix mine, other, target;
   fillMatrix(mine, 2, 2, 111, {1, 2, 3, 4});
   fillMatrix(other, 2, 2, 112, {10, 20, 30, 40});
@@ -198,7 +198,7 @@ TEST(AddScaled, UnlikeOrdersWithFactorOneGiveThePlainSum) {
   EXPECT_TRUE(holdsValues(target, {11, 32, 23, 44}));
 }
 
-TEST(AddScaled, UnlikeOrdersWithAnotherFactorRoundTwice) {
+TEST(AddScaled, DifferentOrdersWithAnotherFactorRoundTwice) {
   const float other = 1.1f, factor = 1.1f, mine = -1.0f;
   Matrix first, second, target;
   fillMatrix(first, 2, 1, 111, {mine, mine});

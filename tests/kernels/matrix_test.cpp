@@ -14,7 +14,7 @@
 #include <type_traits>
 #include <vector>
 
-#include "kernels/matrix_twin.h"
+#include "kernels/checked_matrix.h"
 #include "support/bits.h"
 #include "support/model_folder.h"
 #include "support/seeded_random.h"
@@ -116,7 +116,7 @@ TEST(MatrixResize, SameCountKeepsBufferAndValuesAndGoesBackToRows) {
   EXPECT_TRUE(sameFloats(values.data(), matrix.buffer, 12));
 }
 
-TEST(MatrixResize, OtherCountGivesRoomByRows) {
+TEST(MatrixResize, AnotherCountAllocatesByRows) {
   Matrix matrix;
   fillMatrix(matrix, 2, 2, 112, counted(4));
   matrix.resize(5, 7);
@@ -139,7 +139,7 @@ TEST(MatrixResize, SameEmptyCountKeepsTheNullBuffer) {
   EXPECT_TRUE(hasShape(matrix, 0, 5, 111));
 }
 
-TEST(MatrixResize, TheFlagOfTheModelShapeIsNotTaken) {
+TEST(MatrixResize, TheOrderOfTheOtherMatrixIsNotCopied) {
   Matrix model;
   fillMatrix(model, 3, 2, 112, counted(6));
   Matrix matrix;
@@ -159,7 +159,7 @@ TEST(MatrixResize, AnEqualShapeWithAnotherSizeIsLeftAlone) {
   EXPECT_EQ(112, matrix.order);
 }
 
-TEST(MatrixResize, OwnershipIsNeitherAskedNorChanged) {
+TEST(MatrixResize, OwnershipIsNeitherCheckedNorChanged) {
   Matrix matrix;
   fillMatrix(matrix, 2, 3, 111, counted(6));
   matrix.ownsBuffer = false;
@@ -179,7 +179,7 @@ TEST(MatrixResize, ExhaustedMemoryLeavesTheBufferAndTheShape) {
   EXPECT_TRUE(sameFloats(counted(6).data(), matrix.buffer, 6));
 }
 
-TEST(MatrixCopy, LikeOrdersCopyTheStorageAndTheFlag) {
+TEST(MatrixCopy, EqualOrdersCopyTheStorageAndTheFlag) {
   Matrix source;
   fillMatrix(source, 2, 3, 112, counted(6));
   Matrix target;
@@ -189,7 +189,7 @@ TEST(MatrixCopy, LikeOrdersCopyTheStorageAndTheFlag) {
   EXPECT_TRUE(sameFloats(source.buffer, target.buffer, 6));
 }
 
-TEST(MatrixCopy, UnlikeOrdersCopyElementsAndLeaveTheFlag) {
+TEST(MatrixCopy, DifferentOrdersCopyElementsAndLeaveTheFlag) {
   Matrix source;
   fillMatrix(source, 2, 3, 112, counted(6));
   Matrix target(2, 3);
@@ -198,7 +198,7 @@ TEST(MatrixCopy, UnlikeOrdersCopyElementsAndLeaveTheFlag) {
   EXPECT_TRUE(holdsValues(target, {1, 3, 5, 2, 4, 6}));
 }
 
-TEST(MatrixCopy, AnOddFlagCountsAsRowsAndIsCopied) {
+TEST(MatrixCopy, AnUnknownOrderIsTreatedAsRowsAndIsCopied) {
   Matrix source;
   fillMatrix(source, 2, 3, 7, counted(6));
   Matrix target;
@@ -230,12 +230,13 @@ TEST(MatrixCopy, RandomShapesAgreeWithTheModel) {
   SeededRandom random;
   for (int round = 0; round < 300; ++round) {
     const int32_t rows = random.integer(0, 9), cols = random.integer(0, 9);
-    MatrixTwin source(rows, cols, randomOrder(random), troubledValues(random, rows * cols, 10));
+    CheckedMatrix source(rows, cols, randomOrder(random),
+                         valuesWithSpecials(random, rows * cols, 10));
     const bool sameShape = random.chance(50);
     const int32_t oldRows = sameShape ? rows : random.integer(0, 9);
     const int32_t oldCols = sameShape ? cols : random.integer(0, 9);
-    MatrixTwin target(oldRows, oldCols, randomOrder(random),
-                      troubledValues(random, oldRows * oldCols, 10));
+    CheckedMatrix target(oldRows, oldCols, randomOrder(random),
+                         valuesWithSpecials(random, oldRows * oldCols, 10));
     source.got.copyTo(target.got);
     source.wanted.copyTo(target.wanted);
     ASSERT_TRUE(target.agrees()) << "round " << round;
@@ -296,7 +297,7 @@ TEST(MatrixTranspose, RandomShapesByRowsAgreeWithTheModel) {
   SeededRandom random;
   for (int round = 0; round < 100; ++round) {
     const int32_t rows = random.integer(1, 70), cols = random.integer(1, 70);
-    MatrixTwin source(rows, cols, 111, troubledValues(random, rows * cols, 5));
+    CheckedMatrix source(rows, cols, 111, valuesWithSpecials(random, rows * cols, 5));
     const std::unique_ptr<Matrix> got(source.got.transposed());
     const reference::Matrix wanted = source.wanted.transposed();
     ASSERT_TRUE(hasShape(*got, cols, rows, 111));
@@ -306,7 +307,7 @@ TEST(MatrixTranspose, RandomShapesByRowsAgreeWithTheModel) {
 }
 
 // A header may declare any number of empty rows, and a loop over them takes seconds.
-TEST(MatrixTranspose, OfManyEmptyRowsDoesNotWalkOverThem) {
+TEST(MatrixTranspose, OfManyEmptyRowsDoesNotIterateOverThem) {
   const Matrix source(std::numeric_limits<int32_t>::max(), 0);
   const auto start = std::chrono::steady_clock::now();
   for (int round = 0; round < 64; ++round) {
@@ -357,7 +358,7 @@ TEST(MatrixRead, HeaderWithoutFloatsGivesZeros) {
   EXPECT_TRUE(holdsValues(matrix, {0, 0, 0, 0}));
 }
 
-TEST(MatrixRead, AHeaderThatDoesNotArriveGivesAnEmptyMatrix) {
+TEST(MatrixRead, AnIncompleteHeaderGivesAnEmptyMatrix) {
   for (const size_t length : {size_t{0}, size_t{3}, size_t{4}, size_t{7}}) {
     std::string bytes;
     appendNumber(bytes, 2);
@@ -400,7 +401,7 @@ TEST(MatrixRead, ImpossibleShapesAreExhaustedMemory) {
   }
 }
 
-TEST(MatrixPlace, LeadingDimensionIsColsForOrder111Alone) {
+TEST(MatrixIndex, LeadingDimensionIsColsForOrder111Alone) {
   Matrix matrix(3, 4);
   EXPECT_EQ(4, matrix.leadingDimension());
   matrix.order = 112;

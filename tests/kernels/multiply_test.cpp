@@ -5,7 +5,7 @@
 #include <limits>
 #include <vector>
 
-#include "kernels/matrix_twin.h"
+#include "kernels/checked_matrix.h"
 #include "support/bits.h"
 #include "support/seeded_random.h"
 
@@ -20,7 +20,7 @@ std::vector<float> smallIntegers(Random& random, int32_t count) {
   return values;
 }
 
-TEST(Multiply, WholeNumbersComeOutExactlyForAllOrders) {
+TEST(Multiply, WholeNumbersAreExactForAllOrders) {
   SeededRandom random;
   for (int round = 0; round < 200; ++round) {
     const int32_t m = random.integer(1, 9), n = random.integer(1, 9), k = random.integer(1, 40);
@@ -70,11 +70,11 @@ TEST(AddBiases, VectorsThatFitAreBroadcast) {
   SeededRandom random;
   for (int round = 0; round < 200; ++round) {
     const int32_t rows = random.integer(1, 8), cols = random.integer(1, 30);
-    MatrixTwin target(rows, cols, 111, troubledValues(random, rows * cols, 5));
+    CheckedMatrix target(rows, cols, 111, valuesWithSpecials(random, rows * cols, 5));
     const bool isRow = random.chance(50);
     const int32_t length = random.integer(0, isRow ? cols : rows);
-    MatrixTwin biases(isRow ? 1 : length, isRow ? length : 1, 111,
-                      troubledValues(random, length, 5));
+    CheckedMatrix biases(isRow ? 1 : length, isRow ? length : 1, 111,
+                         valuesWithSpecials(random, length, 5));
     facefeature::addBiases(biases.got, target.got.size, target.got);
     target.wanted.addBroadcast(biases.wanted, 1.0f, target.wanted);
     ASSERT_TRUE(target.agrees()) << "round " << round;
@@ -95,8 +95,8 @@ TEST(AddBiases, VectorsThatAreTooLongStayWithinTheRoom) {
     std::vector<float> wanted = storage;
     for (int32_t line = 0; line < (isRow ? rows : cols); ++line) {
       for (int32_t k = 0; k < length; ++k) {
-        const int32_t place = isRow ? line * cols + k : k * cols + line;
-        if (place < room) wanted[static_cast<size_t>(place)] += added[static_cast<size_t>(k)];
+        const int32_t index = isRow ? line * cols + k : k * cols + line;
+        if (index < room) wanted[static_cast<size_t>(index)] += added[static_cast<size_t>(k)];
       }
     }
     Matrix target = Matrix::view(storage.data(), rows, cols, 111);

@@ -7,7 +7,7 @@
 #include <stdexcept>
 #include <vector>
 
-#include "kernels/matrix_twin.h"
+#include "kernels/checked_matrix.h"
 #include "support/bits.h"
 #include "support/reference_arithmetic.h"
 #include "support/reference_layers.h"
@@ -48,7 +48,7 @@ void expectAgreementOnRandomGeometries(PoolForward forward, PoolReference wanted
     const int32_t surplus = random.chance(20) ? random.integer(0, geometry.channels - 1) : 0;
     const int32_t rows = random.integer(0, 3), cols = imgPixels * geometry.channels + surplus;
     const Floats samples =
-        troubledValues(random, rows * cols, random.chance(50) ? 0 : random.integer(1, 60));
+        valuesWithSpecials(random, rows * cols, random.chance(50) ? 0 : random.integer(1, 60));
     Matrix input, target;
     fillMatrix(input, rows, cols, 111, samples);
     pool(forward, input, target, geometry);
@@ -63,17 +63,17 @@ void expectAgreementOnRandomGeometries(PoolForward forward, PoolReference wanted
   }
 }
 
-TEST(AvgPoolForward, RandomGeometriesAgreeInBits) {
+TEST(AvgPoolForward, RandomGeometriesMatchBitForBit) {
   expectAgreementOnRandomGeometries(avgPoolForward, reference::averagePool);
 }
 
-TEST(MaxPoolForward, RandomGeometriesAgreeInBits) {
+TEST(MaxPoolForward, RandomGeometriesMatchBitForBit) {
   expectAgreementOnRandomGeometries(maxPoolForward, reference::maximumPool);
 }
 
 // The window of all built-in nets: 2 x 2 with a stride of 2, for even and odd sides and for lengths
 // around those of wide registers.
-TEST(MaxPoolForward, WindowsOfTheBuiltInNetsAgreeInBits) {
+TEST(MaxPoolForward, WindowsOfTheBuiltInNetsMatchBitForBit) {
   SeededRandom random;
   for (int32_t side = 1; side <= 52; ++side) {
     PoolGeometry geometry;
@@ -82,7 +82,7 @@ TEST(MaxPoolForward, WindowsOfTheBuiltInNetsAgreeInBits) {
     geometry.stride = 2;
     geometry.outputsX = (side + 1) / 2;
     const int32_t cols = geometry.channels * side * side;
-    const Floats samples = troubledValues(random, 2 * cols, side % 3 == 0 ? 20 : 0);
+    const Floats samples = valuesWithSpecials(random, 2 * cols, side % 3 == 0 ? 20 : 0);
     Matrix input, target;
     fillMatrix(input, 2, cols, 111, samples);
     pool(maxPoolForward, input, target, geometry);
@@ -253,7 +253,7 @@ TEST(PoolForward, IntoItsInputReadsWhatItHasWritten) {
                                    random.integer(1, 5)};
     const int32_t rows = random.integer(0, 3);
     const int32_t cols = geometry.channels * geometry.outputsX * geometry.outputsX;
-    Floats wanted = troubledValues(random, rows * cols, 10);
+    Floats wanted = valuesWithSpecials(random, rows * cols, 10);
     Matrix matrix;
     fillMatrix(matrix, rows, cols, 111, wanted);
     pool(average ? avgPoolForward : maxPoolForward, matrix, matrix, geometry);
@@ -265,7 +265,7 @@ TEST(PoolForward, IntoItsInputReadsWhatItHasWritten) {
   }
 }
 
-TEST(PoolForward, IntoItsInputIsOutOfRangeWhereTheShapeWouldChange) {
+TEST(PoolForward, IntoItsInputIsOutOfRangeIfTheShapeWouldChange) {
   for (const PoolForward forward : {avgPoolForward, maxPoolForward}) {
     for (const int32_t outputsX : {1, 3, 5}) {
       Matrix matrix;

@@ -115,8 +115,8 @@ Operands randomOperands(Random& random, Values values) {
 }
 
 std::vector<float> gotOf(Random& random, const Operands& o) {
-  PlacedFloats a(o.a, randomPlace(random)), b(o.b, randomPlace(random)),
-      c(o.c, randomPlace(random));
+  PlacedFloats a(o.a, randomPlacement(random)), b(o.b, randomPlacement(random)),
+      c(o.c, randomPlacement(random));
   using namespace facefeature;
   cblas_sgemm(CblasRowMajor, o.transposesA ? CblasTrans : CblasNoTrans,
               o.transposesB ? CblasTrans : CblasNoTrans, o.m, o.n, o.k, o.alpha, a.data(), o.lda,
@@ -145,9 +145,9 @@ class ProductOfSet : public ::testing::TestWithParam<const KernelSet*> {
   SeededRandom random;
 };
 
-TEST_P(ProductOfSet, OrdinaryNumbersOfAllShapes) { expectBits(Values::kNormal, 400); }
+TEST_P(ProductOfSet, OrdinaryValuesInAllShapes) { expectBits(Values::kNormal, 400); }
 
-TEST_P(ProductOfSet, HostileNumbersOfAllShapes) { expectBits(Values::kHostile, 400); }
+TEST_P(ProductOfSet, SpecialValuesInAllShapes) { expectBits(Values::kHostile, 400); }
 
 // sameFloats accepts any NaN for any other. The sums guarantee which NaN they return.
 TEST_P(ProductOfSet, NaNsHaveTheBitsOfTheDefinition) {

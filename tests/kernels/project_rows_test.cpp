@@ -25,20 +25,20 @@ class ProjectRows : public ::testing::TestWithParam<const KernelSet*> {
   SeededRandom random;
 
   // The payload of a NaN result is not guaranteed; everything else is compared to the bit.
-  void expectProducts(int32_t rows, int32_t cols, int32_t matrixSort, int32_t vectorSort,
-                      int32_t place) {
-    SCOPED_TRACE(::testing::Message() << rows << " x " << cols << ", sorts " << matrixSort
-                                      << " and " << vectorSort << ", place " << place);
+  void expectProducts(int32_t rows, int32_t cols, int32_t matrixKind, int32_t vectorKind,
+                      int32_t placement) {
+    SCOPED_TRACE(::testing::Message() << rows << " x " << cols << ", sorts " << matrixKind
+                                      << " and " << vectorKind << ", place " << placement);
     const std::vector<float> matrix =
-        floatsOfSort(random, static_cast<size_t>(rows) * static_cast<size_t>(cols), matrixSort);
-    const std::vector<float> x = floatsOfSort(random, static_cast<size_t>(cols), vectorSort);
-    std::vector<float> wanted = floatsOfSort(random, static_cast<size_t>(rows), 0);
-    const std::vector<float> unwritten = floatsOfSort(random, static_cast<size_t>(rows), 5);
+        floatsOfKind(random, static_cast<size_t>(rows) * static_cast<size_t>(cols), matrixKind);
+    const std::vector<float> x = floatsOfKind(random, static_cast<size_t>(cols), vectorKind);
+    std::vector<float> wanted = floatsOfKind(random, static_cast<size_t>(rows), 0);
+    const std::vector<float> unwritten = floatsOfKind(random, static_cast<size_t>(rows), 5);
     projectRowsPlain(matrix.data(), rows, cols, x.data(), wanted.data());
 
-    PlacedFloats placedMatrix(matrix, place);
-    PlacedFloats placedX(x, randomPlace(random));
-    PlacedFloats products(unwritten, randomPlace(random));
+    PlacedFloats placedMatrix(matrix, placement);
+    PlacedFloats placedX(x, randomPlacement(random));
+    PlacedFloats products(unwritten, randomPlacement(random));
     GetParam()->projectRows(placedMatrix.data(), rows, cols, placedX.data(), products.data());
     ASSERT_TRUE(sameFloats(wanted.data(), products.data(), wanted.size()));
     ASSERT_TRUE(products.isUntouchedAround() && placedX.isUntouchedAround() &&
@@ -47,43 +47,43 @@ class ProjectRows : public ::testing::TestWithParam<const KernelSet*> {
     ASSERT_TRUE(identicalFloats(x.data(), placedX.data(), x.size()));
   }
 
-  int32_t anySort() { return random.integer(0, kFloatSorts - 1); }
+  int32_t randomKind() { return random.integer(0, kFloatKinds - 1); }
 };
 
-TEST_P(ProjectRows, SmallMatricesOfAllShapesEndOnTheBitsOfThePlainForm) {
+TEST_P(ProjectRows, SmallMatricesOfAllShapesMatchThePlainKernelBitForBit) {
   for (int32_t rows = 0; rows <= 40 && !HasFailure(); ++rows) {
     for (int32_t cols = 0; cols <= 40; ++cols) {
-      expectProducts(rows, cols, 1, 1, randomPlace(random));
-      expectProducts(rows, cols, anySort(), anySort(), randomPlace(random));
+      expectProducts(rows, cols, 1, 1, randomPlacement(random));
+      expectProducts(rows, cols, randomKind(), randomKind(), randomPlacement(random));
     }
   }
 }
 
-TEST_P(ProjectRows, AtEveryPlaceInMemoryTheBitsAreThoseOfThePlainForm) {
-  for (int32_t place = 0; place < kFloatPlaces && !HasFailure(); ++place) {
+TEST_P(ProjectRows, EveryPlacementInMemoryMatchesThePlainKernelBitForBit) {
+  for (int32_t placement = 0; placement < kFloatPlacements && !HasFailure(); ++placement) {
     for (const int32_t rows : {1, 4, 7, 16, 21, 37}) {
       for (const int32_t cols : {1, 3, 4, 16, 63, 64, 65, 257}) {
-        expectProducts(rows, cols, 1, 1, place);
+        expectProducts(rows, cols, 1, 1, placement);
       }
     }
   }
 }
 
-TEST_P(ProjectRows, LongRowsEndOnTheBitsOfThePlainForm) {
+TEST_P(ProjectRows, LongRowsMatchThePlainKernelBitForBit) {
   for (const int32_t cols : {8000, 8001}) {
     for (const int32_t rows : {0, 1, 3, 4, 15, 16, 17, 33, 40}) {
-      expectProducts(rows, cols, 1, 1, randomPlace(random));
-      expectProducts(rows, cols, anySort(), random.integer(0, 2), randomPlace(random));
+      expectProducts(rows, cols, 1, 1, randomPlacement(random));
+      expectProducts(rows, cols, randomKind(), random.integer(0, 2), randomPlacement(random));
     }
   }
 }
 
-TEST_P(ProjectRows, TheMatrixOfAModelEndsOnTheBitsOfThePlainForm) {
+TEST_P(ProjectRows, TheMatrixOfAModelMatchesThePlainKernelBitForBit) {
   expectProducts(500, 8000, 1, 1, 16);
   expectProducts(500, 8000, 0, 0, 17);
   expectProducts(500, 8001, 1, 0, 3);
   for (int32_t cols = 0; cols <= 40; ++cols) {
-    expectProducts(500, cols, 1, 1, randomPlace(random));
+    expectProducts(500, cols, 1, 1, randomPlacement(random));
   }
 }
 

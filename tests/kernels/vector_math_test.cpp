@@ -51,7 +51,7 @@ constexpr float kGuard = 12345.0f;
 std::vector<float> inputs(Random& random, int32_t count) {
   std::vector<float> values(static_cast<size_t>(count));
   for (float& value : values) {
-    value = random.chance(15)   ? random.awkward()
+    value = random.chance(15)   ? random.special()
             : random.chance(30) ? std::ldexp(random.normal(), random.integer(-140, 100))
                                 : random.normal() * 4.0f;
   }

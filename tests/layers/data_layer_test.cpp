@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "net/conv_net.h"
-#include "net/made_net.h"
+#include "net/net_fixture.h"
 
 namespace facefeature_test {
 namespace {
@@ -71,7 +71,7 @@ TEST_F(DataLayerTest, RunDoesNotApplyItsActsTarget) {
   EXPECT_EQ(&b, layer.activations);
 }
 
-TEST_F(DataLayerTest, TakesTheMatrixAnewInEachRun) {
+TEST_F(DataLayerTest, TakesTheMatrixAgainInEachRun) {
   DataLayer layer(&net, "data");
   layer.runForward(inputs);
   std::vector<Matrix*> others = {&b, &a};
@@ -93,7 +93,7 @@ TEST_F(DataLayerTest, IndexBeyondTheMatricesThrowsBeforeAnyoneIsNotified) {
   EXPECT_TRUE(log.empty());
 }
 
-TEST_F(DataLayerTest, BeingNotifiedThrowsATextForItIsNobodysOutput) {
+TEST_F(DataLayerTest, BeingNotifiedThrowsAText) {
   DataLayer layer(&net, "data");
   layer.resetForward();
   EXPECT_EQ("No data given!", thrownText([&] { layer.notifyInputReady(); }));
@@ -109,7 +109,7 @@ TEST_F(DataLayerTest, ApplyInputDoesNothing) {
   EXPECT_SAME_FLOAT(3.0f, a.buffer[0]);
 }
 
-TEST_F(DataLayerTest, DeathLeavesTheCallersMatrixAlone) {
+TEST_F(DataLayerTest, DestructionLeavesTheCallersMatrixAlone) {
   {
     DataLayer layer(&net, "data");
     layer.runForward(inputs);

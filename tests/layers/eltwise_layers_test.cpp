@@ -143,7 +143,7 @@ TEST_F(EltwiseSumLayerTest, NextRunOverwritesTheSameMatrix) {
   EXPECT_TRUE(holdsValues(output, {4, 6}));
 }
 
-TEST_F(EltwiseSumLayerTest, InputsOfUnlikeOrderAreAddedElementByElement) {
+TEST_F(EltwiseSumLayerTest, InputsOfDifferentOrderAreAddedElementByElement) {
   useCoefficients("1_2");
   FreedSumLayer layer;
   addInput(2, 2, {1, 2, 3, 4});
@@ -187,14 +187,14 @@ TEST_F(EltwiseSumLayerTest, LaterInputOfAnotherShapeAndOfTheSameSizeIsSummedAlon
 // The first matrix after the second has been added, or nothing if that reads past the end of the
 // second.
 std::optional<Floats> addedWithinReach(const Matrix& first, const Matrix& second, float factor) {
-  const auto place = [](const Matrix& matrix, int32_t r, int32_t c) {
+  const auto indexOf = [](const Matrix& matrix, int32_t r, int32_t c) {
     return static_cast<size_t>(matrix.order == 112 ? matrix.rows * c + r : matrix.cols * r + c);
   };
   Floats sums(first.buffer, first.buffer + first.size);
   for (int32_t r = 0; r < first.rows; ++r) {
     for (int32_t c = 0; c < first.cols; ++c) {
-      const size_t own = place(first, r, c);
-      const size_t other = first.order == second.order ? own : place(second, r, c);
+      const size_t own = indexOf(first, r, c);
+      const size_t other = first.order == second.order ? own : indexOf(second, r, c);
       if (other >= static_cast<size_t>(second.size)) return std::nullopt;
       sums[own] = reference::sum(reference::product(second.buffer[other], factor), sums[own]);
     }
@@ -241,7 +241,7 @@ TEST_F(EltwiseSumLayerTest, LaterInputOfAnyShapeIsReadWithinItsBoundsOrIsOutOfRa
   EXPECT_LT(50, thrown);
 }
 
-TEST_F(EltwiseSumLayerTest, OfUnlikeOrderALaterInputMayBeSmallerAsLongAsItsElementsReach) {
+TEST_F(EltwiseSumLayerTest, OfDifferentOrderALaterInputMayBeSmallerAsLongAsItsElementsReach) {
   useCoefficients("1_2");
   FreedSumLayer layer;
   addInput(2, 2, {1, 2, 3, 4});
@@ -251,7 +251,7 @@ TEST_F(EltwiseSumLayerTest, OfUnlikeOrderALaterInputMayBeSmallerAsLongAsItsEleme
   EXPECT_TRUE(holdsValues(run(layer), {21, 42, 43, 64}));
 }
 
-TEST_F(EltwiseSumLayerTest, OfUnlikeOrderALaterInputOfTheSameSizeMayNotReach) {
+TEST_F(EltwiseSumLayerTest, OfDifferentOrderALaterInputOfTheSameSizeMayNotReach) {
   useCoefficients("1_2");
   FreedSumLayer layer;
   addInput(2, 2, {1, 2, 3, 4});
@@ -260,7 +260,7 @@ TEST_F(EltwiseSumLayerTest, OfUnlikeOrderALaterInputOfTheSameSizeMayNotReach) {
   EXPECT_THROW(run(layer), std::out_of_range);
 }
 
-TEST_F(EltwiseMaxLayerTest, RandomInputsAgreeInBits) {
+TEST_F(EltwiseMaxLayerTest, RandomInputsMatchBitForBit) {
   SeededRandom random;
   EltwiseMaxLayer layer(nullptr, "max");
   for (int round = 0; round < 60; ++round) {
@@ -269,7 +269,7 @@ TEST_F(EltwiseMaxLayerTest, RandomInputsAgreeInBits) {
     std::vector<Floats> inputs;
     clearInputs();
     for (int32_t i = 0; i < count; ++i) {
-      inputs.push_back(troubledValues(random, rows * cols, 40));
+      inputs.push_back(valuesWithSpecials(random, rows * cols, 40));
       addInput(rows, cols, inputs.back());
     }
     const Matrix& output = run(layer);
@@ -372,7 +372,7 @@ TEST_F(EltwiseMaxLayerTest, SmallerOtherInputIsOutOfRange) {
   EXPECT_THROW(run(layer), std::out_of_range);
 }
 
-TEST_F(EltwiseMaxLayerTest, InputThatIsNotThereIsOutOfRange) {
+TEST_F(EltwiseMaxLayerTest, MissingInputIsOutOfRange) {
   EltwiseMaxLayer layer(nullptr, "max");
   addInput(1, 2, {1, 2});
   run(layer);

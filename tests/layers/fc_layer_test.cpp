@@ -57,7 +57,7 @@ class FCLayerTest : public LayerTest {
   }
 };
 
-TEST_F(FCLayerTest, HoldsItsWeightsAsTheyStandInTheirFiles) {
+TEST_F(FCLayerTest, HoldsItsWeightsAsInTheirFiles) {
   SeededRandom random;
   const std::vector<FlatInput> inputs = randomInputs(random, {5, 3}, 1, 4);
   const std::unique_ptr<FCLayer> layer = makeLayer(inputs, 4, random.normals(4));
@@ -103,7 +103,7 @@ TEST_F(FCLayerTest, TwoInputsOfTheBuiltInWidthsAddUp) {
   }
 }
 
-TEST_F(FCLayerTest, WholeNumbersComeOutExactly) {
+TEST_F(FCLayerTest, WholeNumbersAreExact) {
   SeededRandom random;
   std::vector<FlatInput> inputs = randomInputs(random, {37, 64}, 3, 21);
   Floats biases(21);
@@ -132,7 +132,7 @@ TEST_F(FCLayerTest, BiasesAreAddedBeforeTheSecondProduct) {
   EXPECT_TRUE(holdsValues(run(*layer), {0, 0}));
 }
 
-TEST_F(FCLayerTest, NaNInASampleTravelsToAllOfItsOutputsAndToNoOther) {
+TEST_F(FCLayerTest, NaNInASamplePropagatesToAllOfItsOutputsAndToNoOther) {
   SeededRandom random;
   std::vector<FlatInput> inputs = randomInputs(random, {50}, 3, 33);
   inputs[0].samples[50 + 7] = kNaN;
@@ -158,7 +158,7 @@ TEST_F(FCLayerTest, OverwritesWhatTheActivationsHeld) {
   EXPECT_TRUE(holdsValues(output, first));
 }
 
-TEST_F(FCLayerTest, NegativeZeroCountsAsZeroScale) {
+TEST_F(FCLayerTest, NegativeZeroIsTreatedAsZeroScale) {
   FlatInput input;
   input.length = 1;
   input.samples = {3};
@@ -179,7 +179,7 @@ TEST_F(FCLayerTest, BiasesOfOneColumnBelongToSamplesAndNotToOutputs) {
   EXPECT_TRUE(holdsValues(run(layer), {101, 101, 202, 202}));
 }
 
-TEST_F(FCLayerTest, BiasesOfMoreRowsThanSamplesDoNotReachBehindTheOutput) {
+TEST_F(FCLayerTest, BiasesOfMoreRowsThanSamplesDoNotReachPastTheOutput) {
   writeMatrixFile("w0", 1, 3, {1, 1, 1});
   writeMatrixFile("b", 3, 1, {100, 200, 300});
   useText("[fc]\ntype=fc\nweights=w0\nbiases=b\n");
@@ -188,7 +188,7 @@ TEST_F(FCLayerTest, BiasesOfMoreRowsThanSamplesDoNotReachBehindTheOutput) {
   EXPECT_TRUE(holdsValues(run(layer), {101, 101, 101}));
 }
 
-TEST_F(FCLayerTest, InputByColumnsIsHandedOverAsTransposed) {
+TEST_F(FCLayerTest, InputByColumnsIsPassedAsTransposed) {
   FlatInput input;
   input.length = 3;
   input.samples = {1, 2, 3, 4, 5, 6};
@@ -213,7 +213,7 @@ TEST_F(FCLayerTest, InputWithoutWeightsIsOutOfRange) {
   EXPECT_THROW(run(layer), std::out_of_range);
 }
 
-TEST_F(FCLayerTest, WithoutABiasesFileTheProductsStandAlone) {
+TEST_F(FCLayerTest, WithoutABiasesFileGivesTheProductsAlone) {
   SeededRandom random;
   const std::vector<FlatInput> inputs = randomInputs(random, {4}, 2, 5);
   makeLayer(inputs, 5, random.normals(5)).reset();

@@ -16,7 +16,7 @@
 #include "layers/response_norm_layer.h"
 #include "layers/softmax_layer.h"
 #include "net/conv_net.h"
-#include "net/made_net.h"
+#include "net/net_fixture.h"
 
 namespace facefeature_test {
 namespace {
@@ -126,12 +126,12 @@ void expectFatal(const std::string& text, const std::string& printed) {
 }
 
 TEST(FatalLineDeathTest, UnknownLayerType) {
-  expectFatal(madeText({madeDataLayer(), {"x", "type=made-up"}}),
+  expectFatal(netText({dataLayerText(), {"x", "type=made-up"}}),
               "Error creating ConvNet: Unknown layer type made-up\n");
 }
 
-TEST(FatalLineDeathTest, LayerWithoutATypeHasNothingBehindTheLastBlank) {
-  expectFatal(madeText({{"x", "inputs=x"}}), "Error creating ConvNet: Unknown layer type \n");
+TEST(FatalLineDeathTest, LayerWithoutATypeHasNothingAfterTheLastBlank) {
+  expectFatal(netText({{"x", "inputs=x"}}), "Error creating ConvNet: Unknown layer type \n");
 }
 
 TEST(FatalLineDeathTest, LayerWithoutASectionEndsInTheLineOfTheEmptyType) {
@@ -140,31 +140,31 @@ TEST(FatalLineDeathTest, LayerWithoutASectionEndsInTheLineOfTheEmptyType) {
 }
 
 TEST(FatalLineDeathTest, UnknownPoolingType) {
-  expectFatal(madeText({{"x", "type=pool\npool=ma"}}),
+  expectFatal(netText({{"x", "type=pool\npool=ma"}}),
               "Error creating ConvNet: Unknown pooling layer type ma\n");
 }
 
 TEST(FatalLineDeathTest, UnknownNeuronType) {
-  expectFatal(madeText({{"x", "type=neuron\nneuron=Relu"}}),
+  expectFatal(netText({{"x", "type=neuron\nneuron=Relu"}}),
               "Error creating ConvNet: Unknown neuron type: Relu\n");
-  expectFatal(madeText({{"x", "type=neuron"}}), "Error creating ConvNet: Unknown neuron type: \n");
+  expectFatal(netText({{"x", "type=neuron"}}), "Error creating ConvNet: Unknown neuron type: \n");
 }
 
-TEST(FatalLineDeathTest, StandsBehindTheLinesOfFilesThatCouldNotBeOpened) {
+TEST(FatalLineDeathTest, FollowsTheLinesOfFilesThatCouldNotBeOpened) {
   clearModelFolder();
-  expectFatal(madeText({{"a", "type=fc\nweights=1_2\nbiases=3"}, {"x", "type=made-up"}}),
+  expectFatal(netText({{"a", "type=fc\nweights=1_2\nbiases=3"}, {"x", "type=made-up"}}),
               failedLine("1") + failedLine("2") + failedLine("3") +
                   "Error creating ConvNet: Unknown layer type made-up\n");
 }
 
 TEST(FatalLineDeathTest, FirstUnknownTypeEndsTheConstruction) {
-  expectFatal(madeText({{"x", "type=one"}, {"y", "type=two"}}),
+  expectFatal(netText({{"x", "type=one"}, {"y", "type=two"}}),
               "Error creating ConvNet: Unknown layer type one\n");
 }
 
 void buildWithHandler(void (*handler)()) {
   std::atexit(handler);
-  buildSayingAllOnStandardError(madeText({{"x", "type=made-up"}}));
+  buildSayingAllOnStandardError(netText({{"x", "type=made-up"}}));
 }
 
 TEST(FatalLineDeathTest, HandlersOfTheEndOfTheProcessAreRun) {

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "config/net_documents.h"
-#include "kernels/matrix_twin.h"
+#include "kernels/checked_matrix.h"
 #include "net/layer.h"
 #include "support/model_folder.h"
 

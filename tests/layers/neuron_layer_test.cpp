@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "net/conv_net.h"
-#include "net/made_net.h"
+#include "net/net_fixture.h"
 
 namespace facefeature_test {
 namespace {

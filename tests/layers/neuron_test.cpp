@@ -13,7 +13,7 @@
 
 #include "layers/neuron_layer.h"
 #include "net/conv_net.h"
-#include "net/made_net.h"
+#include "net/net_fixture.h"
 #include "support/reference_neurons.h"
 #include "support/seeded_random.h"
 
@@ -56,13 +56,13 @@ float transformed(const OwnedNeuron& neuron, float value) {
   return sameFloats(wanted.data(), got.data(), wanted.size());
 }
 
-// Ordinary, awkward and wide-ranging numbers.
+// Ordinary, special and wide-ranging numbers.
 Values testValues(Random& random, size_t count) {
   Values values;
   for (size_t i = 0; i < count; ++i) {
     const int32_t kind = random.integer(0, 4);
     if (kind == 0) {
-      values.push_back(random.awkward());
+      values.push_back(random.special());
     } else if (kind == 1) {
       values.push_back(floatOfBits(static_cast<uint32_t>(random.next())));
     } else {
@@ -226,13 +226,13 @@ TEST(LinearNeuron, ProductIsRoundedBeforeTheSum) {
   EXPECT_SAME_FLOAT(0x1p-22f, matrix->buffer[0]);
 }
 
-TEST(LinearNeuron, MissingParametersCountAsZero) {
+TEST(LinearNeuron, MissingParametersAreTreatedAsZero) {
   EXPECT_TRUE(same({0.0f, 0.0f}, transformed(make("linear"), {3.0f, -1e30f})));
   EXPECT_TRUE(same({5.0f, 5.0f}, transformed(make("linear", "b=5"), {3.0f, -1e30f})));
   EXPECT_SAME_FLOAT(12.0f, transformed(make("linear", "a=4"), 3.0f));
 }
 
-TEST(LinearNeuron, ParameterThatIsNoNumberCountsAsMissing) {
+TEST(LinearNeuron, ParameterThatIsNotANumberIsTreatedAsMissing) {
   EXPECT_SAME_FLOAT(1.0f, transformed(make("linear", "a=two\nb=1"), 3.0f));
 }
 
@@ -243,7 +243,7 @@ TEST(LinearNeuron, ParameterOutOfRangeIsClamped) {
                     transformed(make("linear", "a=" + digits + "\nb=0"), 1.0f));
 }
 
-TEST(LinearNeuron, MissingSectionCountsAsOneWithoutEntries) {
+TEST(LinearNeuron, MissingSectionIsTreatedAsOneWithoutEntries) {
   const ConvNet net(0, "[other]\na=2\nb=1\n");
   const OwnedNeuron neuron(createNeuron("layer", "linear"));
   EXPECT_SAME_FLOAT(0.0f, transformed(neuron, 3.0f));

@@ -63,7 +63,7 @@ TEST_F(PoolLayerTest, MissingKeysLeaveZeros) {
   EXPECT_EQ("", layer.pool);
 }
 
-TEST_F(PoolLayerTest, FactoryTellsTheKindsByTheKey) {
+TEST_F(PoolLayerTest, FactoryChoosesTheKindByTheKey) {
   usePool("max");
   const std::unique_ptr<Layer> largest(createPoolLayer(nullptr, "pool1"));
   EXPECT_NE(nullptr, dynamic_cast<MaxPoolLayer*>(largest.get()));
@@ -87,11 +87,11 @@ TEST_F(PoolLayerTest, MissingKindIsThrownAsText) {
   EXPECT_TRUE(throwsText("Unknown pooling layer type ", [] { createPoolLayer(nullptr, "pool1"); }));
 }
 
-TEST_F(PoolLayerTest, MaxLayerAgreesInBits) {
+TEST_F(PoolLayerTest, MaxLayerMatchesBitForBit) {
   SeededRandom random;
   usePool("max");
   const std::unique_ptr<Layer> layer(createPoolLayer(nullptr, "pool1"));
-  const Floats samples = troubledValues(random, 2 * 2 * 25, 10);
+  const Floats samples = valuesWithSpecials(random, 2 * 2 * 25, 10);
   addInput(2, 50, samples);
   const Matrix& output = run(*layer);
   ASSERT_TRUE(hasShape(output, 2, 18, 111));
@@ -99,11 +99,11 @@ TEST_F(PoolLayerTest, MaxLayerAgreesInBits) {
   EXPECT_TRUE(sameFloats(wanted.data(), output.buffer, wanted.size()));
 }
 
-TEST_F(PoolLayerTest, AvgLayerAgreesInBits) {
+TEST_F(PoolLayerTest, AvgLayerMatchesBitForBit) {
   SeededRandom random;
   usePool("avg");
   const std::unique_ptr<Layer> layer(createPoolLayer(nullptr, "pool1"));
-  const Floats samples = troubledValues(random, 2 * 2 * 25, 3);
+  const Floats samples = valuesWithSpecials(random, 2 * 2 * 25, 3);
   addInput(2, 50, samples);
   const Matrix& output = run(*layer);
   ASSERT_TRUE(hasShape(output, 2, 18, 111));

@@ -87,7 +87,7 @@ TEST_F(ResponseNormLayerTest, ContrastLayerReadsItsImageSizeAndDoesNothing) {
   EXPECT_EQ(nullptr, layer.spare.buffer);
 }
 
-TEST_F(ResponseNormLayerTest, CrossMapLayerAgreesInBits) {
+TEST_F(ResponseNormLayerTest, CrossMapLayerMatchesBitForBit) {
   SeededRandom random;
   useText(sectionText(""));
   CrossMapResponseNormLayer layer(nullptr, "norm");

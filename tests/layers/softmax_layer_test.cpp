@@ -28,7 +28,7 @@ class SoftmaxLayerTest : public LayerTest {
   }
 };
 
-TEST_F(SoftmaxLayerTest, RandomShapesAgreeInBits) {
+TEST_F(SoftmaxLayerTest, RandomShapesMatchBitForBit) {
   SeededRandom random;
   SoftmaxLayer layer(nullptr, "softmax");
   for (int round = 0; round < 300; ++round) {

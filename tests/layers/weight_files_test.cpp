@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "net/conv_net.h"
-#include "net/made_net.h"
+#include "net/net_fixture.h"
 #include "support/seeded_random.h"
 
 namespace facefeature_test {
@@ -61,7 +61,7 @@ TEST_F(WeightMatrices, MatrixFileGivesAnOwningRowMajorMatrix) {
   EXPECT_EQ("", printed);
 }
 
-TEST_F(WeightMatrices, FilesStandInTheOrderOfTheKey) {
+TEST_F(WeightMatrices, FilesAreInTheOrderOfTheKey) {
   writeMatrixFile("5-1-1", 1, 1, {1});
   writeMatrixFile("5-1-2", 1, 2, {2, 3});
   const Matrices matrices = weights("weights=5-1-1_5-1-2");
@@ -101,7 +101,7 @@ TEST_F(WeightMatrices, AnyShapeIsTransposedElementByElement) {
   }
 }
 
-TEST_F(WeightMatrices, FileThatCanNotBeOpenedPrintsALineAndLaterOnesMoveUp) {
+TEST_F(WeightMatrices, FileThatCannotBeOpenedPrintsALineAndLaterOnesMoveUp) {
   writeMatrixFile("there", 1, 1, {9});
   const Matrices matrices = weights("weights=gone_there_lost");
   ASSERT_EQ(1u, matrices.size());
@@ -109,12 +109,12 @@ TEST_F(WeightMatrices, FileThatCanNotBeOpenedPrintsALineAndLaterOnesMoveUp) {
   EXPECT_EQ(failedLine("gone") + failedLine("lost"), printed);
 }
 
-TEST_F(WeightMatrices, PathHasASingleSeparatorAheadOfTheName) {
+TEST_F(WeightMatrices, PathHasASingleSeparatorBeforeTheName) {
   weights("weights=1-1-1");
   EXPECT_EQ(failedLine("1-1-1"), printed);
 }
 
-TEST_F(WeightMatrices, FolderInThePlaceOfAFileCanNotBeOpened) {
+TEST_F(WeightMatrices, FolderInsteadOfAFileCannotBeOpened) {
   std::filesystem::create_directories(modelFolder() + "/w");
   EXPECT_TRUE(weights("weights=w").empty());
   EXPECT_EQ(failedLine("w"), printed);
@@ -135,7 +135,7 @@ TEST_F(WeightMatrices, MissingSectionGivesNoMatricesAndPrintsNothing) {
   EXPECT_TRUE(list->empty());
 }
 
-TEST_F(WeightMatrices, EmptyNameAsksForTheFolderItself) {
+TEST_F(WeightMatrices, EmptyNameOpensTheFolderItself) {
   writeMatrixFile("a", 1, 1, {1});
   EXPECT_EQ(2u, weights("weights=a__a").size());
   EXPECT_EQ(failedLine(""), printed);
@@ -147,7 +147,7 @@ TEST_F(WeightMatrices, NothingFollowsALastSeparator) {
   EXPECT_EQ("", printed);
 }
 
-TEST_F(WeightMatrices, OnlyTheFirstOfSeveralValuesCounts) {
+TEST_F(WeightMatrices, OnlyTheFirstOfSeveralValuesIsUsed) {
   writeMatrixFile("a", 1, 1, {1});
   EXPECT_EQ(1u, weights("weights=a,b").size());
   EXPECT_EQ("", printed);
@@ -169,7 +169,7 @@ TEST_F(WeightMatrices, FloatsThatAShortFileLacksAreZero) {
   EXPECT_TRUE(holds(*weights("weights=w").at(0), 1, 2, {0, 0}));
 }
 
-TEST_F(WeightMatrices, WhatStandsBehindTheFloatsOfALongFileIsIgnored) {
+TEST_F(WeightMatrices, WhatFollowsTheFloatsOfALongFileIsIgnored) {
   writeMatrixFile("w", 1, 2, {1, 2, 3, 4});
   EXPECT_TRUE(holds(*weights("weights=w").at(0), 1, 2, {1, 2}));
   EXPECT_EQ("", printed);
@@ -206,7 +206,7 @@ TEST_F(WeightMatrices, ShapeBeyondThirtyTwoBitsOfBytesIsAnAllocationFailure) {
   }
 }
 
-TEST_F(WeightMatrices, EveryBitOfTheFileArrives) {
+TEST_F(WeightMatrices, EveryBitOfTheFileIsRead) {
   Values values;
   for (const uint32_t bits : {0x7FC12345u, 0x80000000u, 0x00000001u, 0xFF800000u}) {
     values.push_back(floatOfBits(bits));
@@ -218,7 +218,7 @@ TEST_F(WeightMatrices, EveryBitOfTheFileArrives) {
   }
 }
 
-TEST_F(BiasMatrix, IsReadAsItStandsAndNeverTransposed) {
+TEST_F(BiasMatrix, IsReadUnchangedAndNeverTransposed) {
   writeMatrixFile("b", 3, 1, {1, 2, 3});
   const auto matrix = biases("biases=b");
   EXPECT_TRUE(holds(*matrix, 3, 1, {1, 2, 3}));
@@ -236,17 +236,17 @@ void expectEmpty(const Matrix& matrix) {
   EXPECT_EQ(facefeature::kRowMajor, matrix.order);
 }
 
-TEST_F(BiasMatrix, FileThatCanNotBeOpenedPrintsALineAndGivesAnEmptyMatrix) {
+TEST_F(BiasMatrix, FileThatCannotBeOpenedPrintsALineAndGivesAnEmptyMatrix) {
   expectEmpty(*biases("biases=b"));
   EXPECT_EQ(failedLine("b"), printed);
 }
 
-TEST_F(BiasMatrix, MissingKeyAsksForTheFolderItselfWhichCanNotBeOpened) {
+TEST_F(BiasMatrix, MissingKeyOpensTheFolderItselfWhichFails) {
   expectEmpty(*biases("weights=w"));
   EXPECT_EQ(failedLine(""), printed);
 }
 
-TEST_F(BiasMatrix, MissingSectionAsksForTheFolderItself) {
+TEST_F(BiasMatrix, MissingSectionOpensTheFolderItself) {
   const ConvNet net(0, "[other]\nbiases=b\n");
   std::unique_ptr<Matrix> matrix;
   EXPECT_EQ(failedLine(""), standardOutputOf([&] { matrix.reset(loadBiasMatrix("layer")); }));

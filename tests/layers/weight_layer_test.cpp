@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "net/conv_net.h"
-#include "net/made_net.h"
+#include "net/net_fixture.h"
 #include "support/seeded_random.h"
 
 namespace facefeature_test {
@@ -29,12 +29,12 @@ class BareWeightLayer : public WeightLayer {
 };
 
 // A fully connected layer without inputs.
-MadeLayer idleLayer(const std::string& name, const std::string& lines) {
+LayerText idleLayer(const std::string& name, const std::string& lines) {
   return {name, "type=fc\nbiases=b\n" + lines};
 }
 
-std::unique_ptr<ConvNet> build(const std::vector<MadeLayer>& layers) {
-  return std::make_unique<ConvNet>(0, madeText(layers).c_str());
+std::unique_ptr<ConvNet> build(const std::vector<LayerText>& layers) {
+  return std::make_unique<ConvNet>(0, netText(layers).c_str());
 }
 
 const WeightLayer& weightLayer(const ConvNet& net, size_t index) {
@@ -78,7 +78,7 @@ TEST_F(WeightLayerFiles, TransposingTurnsTheWeightsAndLeavesTheBiases) {
   EXPECT_TRUE(holds(*layer.biases->matrix, 1, 2, {10, 20}));
 }
 
-TEST_F(WeightLayerFiles, LinesOfWeightsComeAheadOfTheLineOfTheBiases) {
+TEST_F(WeightLayerFiles, LinesOfWeightsComeBeforeTheLineOfTheBiases) {
   ConvNet net(0, "[layer]\nbiases=x3\nweights=x1_w1_x2\n");
   std::unique_ptr<BareWeightLayer> layer;
   const std::string printed =
@@ -130,13 +130,13 @@ TEST_F(WeightLayerFiles, MatrixOfAnInputWithoutOneThrows) {
   EXPECT_THROW(layer.weightMatrix(-1), std::out_of_range);
 }
 
-TEST_F(WeightLayerFiles, FieldsStandInTheirOrder) {
+TEST_F(WeightLayerFiles, FieldsAreInTheirOrder) {
   ConvNet net(0, "[layer]\nweights=w1\nbiases=b\n");
   const BareWeightLayer layer(&net, "layer", false);
-  const auto place = [](const auto& field) { return reinterpret_cast<uintptr_t>(&field); };
-  EXPECT_LT(place(layer.type), place(layer.weights));
-  EXPECT_LT(place(layer.weights), place(layer.biases));
-  EXPECT_LT(place(layer.biases->matrix), place(layer.biases->source));
+  const auto addressOf = [](const auto& field) { return reinterpret_cast<uintptr_t>(&field); };
+  EXPECT_LT(addressOf(layer.type), addressOf(layer.weights));
+  EXPECT_LT(addressOf(layer.weights), addressOf(layer.biases));
+  EXPECT_LT(addressOf(layer.biases->matrix), addressOf(layer.biases->source));
 }
 
 TEST_F(WeightSharing, TakesTheMatrixOfAnEarlierLayersRecord) {
@@ -163,7 +163,7 @@ std::string sharing(const std::string& layers, const std::string& matrices) {
   return "weightSourceLayerIndices=" + layers + "\nweightSourceMatrixIndices=" + matrices;
 }
 
-TEST_F(WeightSharing, LayersOfOneMatrixMayDieInAnyOrder) {
+TEST_F(WeightSharing, LayersOfOneMatrixMayBeDestroyedInAnyOrder) {
   for (const bool sourceFirst : {true, false}) {
     const auto net =
         build({idleLayer("a", "weights=w1"), idleLayer("c", sharing("0_0_1", "0_0_1"))});
@@ -184,7 +184,7 @@ TEST_F(WeightSharing, OwnPositionSharesWithinTheLayer) {
   EXPECT_EQ(layer.weights[0], layer.weights[1]->source);
 }
 
-TEST_F(WeightSharing, FirstEntryCanNotBeTheLayersOwn) {
+TEST_F(WeightSharing, FirstEntryCannotBeTheLayersOwn) {
   EXPECT_THROW(build({idleLayer("a", "weights=w1"), idleLayer("c", sharing("1", "0"))}),
                std::out_of_range);
   EXPECT_THROW(build({idleLayer("a", sharing("0", "0"))}), std::out_of_range);
@@ -214,7 +214,7 @@ TEST_F(WeightSharing, LayerIndexWithoutALayerThrows) {
 }
 
 TEST_F(WeightSharing, LayerWithoutWeightsThrows) {
-  EXPECT_THROW(build({madeDataLayer(), idleLayer("c", sharing("0", "0"))}), std::out_of_range);
+  EXPECT_THROW(build({dataLayerText(), idleLayer("c", sharing("0", "0"))}), std::out_of_range);
   EXPECT_THROW(build({{"sum", "type=eltsum"}, idleLayer("c", sharing("0", "0"))}),
                std::out_of_range);
 }
@@ -255,7 +255,7 @@ TEST_F(WeightSharing, RandomChainsEndAtTheMatrixThatAFileGave) {
   for (int round = 0; round < 60; ++round) {
     // origins[i][k] is the number of the file that matrix k of layer i comes from.
     std::vector<std::vector<int32_t>> origins;
-    std::vector<MadeLayer> layers;
+    std::vector<LayerText> layers;
     struct Share {
       size_t layer, entry, sourceLayer, sourceEntry;
     };

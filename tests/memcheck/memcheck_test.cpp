@@ -47,7 +47,7 @@ class Memcheck : public ::testing::Test {
 };
 
 // The probe prints every bit of both features and of the score; printing branches on each.
-TEST_F(Memcheck, NothingIsReadThatNobodyWrote) {
+TEST_F(Memcheck, NoUninitialisedMemoryIsRead) {
   const ChildResult result =
       checked({"load",    "create",  "a",          "create",  "b", "extract",     "a",     "face",
                "extract", "b",       "other-face", "extract", "b", "one-too-few", "score", "a",
@@ -73,9 +73,9 @@ bool isReportedAtThePrinting(const std::string& reports) {
   return false;
 }
 
-// That the checker says nothing means something: it follows what noPerson wrote from the photograph
+// That the checker says nothing means something: it follows what nobody wrote from the photograph
 // through nets and projection to the printed feature.
-TEST_F(Memcheck, SeesAFeatureOfAPhotographThatNobodyWrote) {
+TEST_F(Memcheck, DetectsAFeatureOfAnUninitialisedPhotograph) {
   const ChildResult result = checked(
       {"load", "create", "a", "extract", "a", "unwritten-photograph", "destroy", "a", "unload"});
   EXPECT_EQ(kErrorFound, result.exitStatus);

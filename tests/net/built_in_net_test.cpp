@@ -17,7 +17,7 @@
 #include "layers/neuron_layer.h"
 #include "layers/pool_layer.h"
 #include "net/conv_net.h"
-#include "net/made_net.h"
+#include "net/net_fixture.h"
 #include "support/bits.h"
 #include "support/reference_config.h"
 #include "support/reference_layers.h"
@@ -198,19 +198,19 @@ void BuiltInNet::expectEachLayerToAnswerItsInputs() {
                       out.buffer, static_cast<size_t>(out.size)));
 }
 
-TEST_F(BuiltInNet, ColourNetOf55PixelsAnswersItsInputsLayerByLayer) {
+TEST_F(BuiltInNet, ColourNetOf55PixelsMatchesTheReferenceLayerByLayer) {
   build(0);
   forward();
   expectEachLayerToAnswerItsInputs();
 }
 
-TEST_F(BuiltInNet, ColourNetOf47PixelsAnswersItsInputsLayerByLayer) {
+TEST_F(BuiltInNet, ColourNetOf47PixelsMatchesTheReferenceLayerByLayer) {
   build(2);
   forward();
   expectEachLayerToAnswerItsInputs();
 }
 
-TEST_F(BuiltInNet, GrayNetOf47PixelsAnswersItsInputsLayerByLayer) {
+TEST_F(BuiltInNet, GrayNetOf47PixelsMatchesTheReferenceLayerByLayer) {
   build(9);
   forward();
   expectEachLayerToAnswerItsInputs();
@@ -252,12 +252,12 @@ TEST_F(BuiltInNet, InputsAndOutputsFormTheGraphOfTheText) {
   }
 }
 
-TEST_F(BuiltInNet, ItsOneDataLayerStandsInBothLists) {
+TEST_F(BuiltInNet, ItsOneDataLayerIsInBothLists) {
   build(0);
   EXPECT_EQ((std::vector<Layer*>{net->layers[0]}), net->dataLayers);
 }
 
-TEST_F(BuiltInNet, FilterBanksHoldTheirWeightsTransposedAndTheLastLayerAsTheyStand) {
+TEST_F(BuiltInNet, OnlyFilterBanksHoldTheirWeightsTransposed) {
   build(2);
   for (int number = 0; number < 4; ++number) {
     const auto& bank = dynamic_cast<WeightLayer&>(layer(kStages[number].convolution));
@@ -359,7 +359,7 @@ TEST_F(BuiltInNet, AnyNumberOfRowsHasTheBitsOfEachRow) {
   }
 }
 
-TEST_F(BuiltInNet, LastNeuronRunsAheadOfTheLastLayerAndPool3OfBoth) {
+TEST_F(BuiltInNet, LastNeuronRunsBeforeTheLastLayerAndPool3OfBoth) {
   build(0);
   RunWatch watch(*net);
   Log received;
@@ -425,7 +425,7 @@ TEST_F(BuiltInNet, WithoutModelFilesIsBuiltAndPrintsALineForEachFile) {
   EXPECT_THROW(forward(), std::out_of_range);
 }
 
-TEST_F(BuiltInNet, LastLayerWithoutItsFirstFileHasTheSecondOneInItsPlace) {
+TEST_F(BuiltInNet, LastLayerWithoutItsFirstFileUsesTheSecondInstead) {
   build(2);
   net.reset();
   removeModelFile("5-3-1");

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "config/net_documents.h"
-#include "net/made_net.h"
+#include "net/net_fixture.h"
 
 namespace facefeature_test {
 namespace {
@@ -24,12 +24,12 @@ std::unique_ptr<ConvNet> build(const std::string& text) {
   return std::make_unique<ConvNet>(0, text.c_str());
 }
 
-std::unique_ptr<ConvNet> build(const std::vector<MadeLayer>& layers) {
-  return build(madeText(layers));
+std::unique_ptr<ConvNet> build(const std::vector<LayerText>& layers) {
+  return build(netText(layers));
 }
 
 // A layer that sums its inputs.
-MadeLayer sumLayer(const std::string& name, const std::string& inputs,
+LayerText sumLayer(const std::string& name, const std::string& inputs,
                    const std::string& coeffs = "1_1_1_1") {
   return {name, "type=eltsum\ninputs=" + inputs + "\ncoeffs=" + coeffs};
 }
@@ -41,14 +41,14 @@ std::string netSection(const std::string& count, const std::string& names) {
 const char* const kThreeSums =
     "[a]\ntype=eltsum\n[b]\ntype=eltsum\ninputs=a\n[c]\ntype=eltsum\ninputs=b\n";
 
-TEST(ConvNetAssembly, LayersStandInTheOrderOfTheKeyAndNotOfTheSections) {
+TEST(ConvNetAssembly, LayersAreInTheOrderOfTheKeyAndNotOfTheSections) {
   const auto net =
       build(netSection("3", "c_a_b") + "[a]\ntype=softmax\n[b]\ntype=eltsum\n[c]\ntype=eltmax\n");
   EXPECT_EQ((std::vector<std::string>{"c", "a", "b"}), namesOf(net->layers));
   EXPECT_TRUE(net->dataLayers.empty());
 }
 
-TEST(ConvNetAssembly, InputsStandInTheirOwnOrderAndOutputsByRisingPosition) {
+TEST(ConvNetAssembly, InputsKeepTheirOrderAndOutputsAreInAscendingOrderOfPosition) {
   // Sections, inputs and names are each in a different order.
   const auto net = build(netSection("5", "d_p_q_x_y") +
                          "[y]\ntype=eltsum\ninputs=q_d_p\n[x]\ntype=eltsum\ninputs=q_p\n" +
@@ -63,13 +63,13 @@ TEST(ConvNetAssembly, InputsStandInTheirOwnOrderAndOutputsByRisingPosition) {
   EXPECT_TRUE(layerNamed(*net, "x")->outputLayers.empty());
 }
 
-TEST(ConvNetAssembly, DataLayersStandInTheirListAgainInTheSameOrder) {
-  const auto net = build({madeDataLayer("z", 0), sumLayer("s", "z"), madeDataLayer("a", 1)});
+TEST(ConvNetAssembly, DataLayersAreAlsoInTheirOwnListInTheSameOrder) {
+  const auto net = build({dataLayerText("z", 0), sumLayer("s", "z"), dataLayerText("a", 1)});
   EXPECT_EQ((std::vector<Layer*>{net->layers[0], net->layers[2]}), net->dataLayers);
 }
 
 TEST(ConvNetAssembly, LayerNamedTwiceAsAnInputIsNotifiedAboutTwice) {
-  const auto net = build({madeDataLayer(), sumLayer("s", "data_data", "1_2")});
+  const auto net = build({dataLayerText(), sumLayer("s", "data_data", "1_2")});
   EXPECT_EQ((std::vector<std::string>{"s", "s"}), namesOf(net->layers[0]->outputLayers));
   const auto data = matrixOf(1, 2, {1, -5});
   std::vector<Matrix*> inputs = {data.get()};
@@ -117,19 +117,19 @@ TEST(ConvNetAssembly, CountAboveTheNumberOfNamesThrows) {
   EXPECT_THROW(build(netSection("99999999999", "a_b_c") + kThreeSums), std::out_of_range);
 }
 
-TEST(ConvNetAssembly, InputThatIsNoLayerThrows) {
-  EXPECT_THROW(build({madeDataLayer(), sumLayer("s", "dat")}), std::out_of_range);
-  EXPECT_THROW(build({madeDataLayer(), sumLayer("s", "Data")}), std::out_of_range);
-  EXPECT_THROW(build({madeDataLayer(), sumLayer("s", "data__data")}), std::out_of_range);
-  EXPECT_THROW(build({madeDataLayer(), sumLayer("s", "Net")}), std::out_of_range);
+TEST(ConvNetAssembly, InputThatIsNotALayerThrows) {
+  EXPECT_THROW(build({dataLayerText(), sumLayer("s", "dat")}), std::out_of_range);
+  EXPECT_THROW(build({dataLayerText(), sumLayer("s", "Data")}), std::out_of_range);
+  EXPECT_THROW(build({dataLayerText(), sumLayer("s", "data__data")}), std::out_of_range);
+  EXPECT_THROW(build({dataLayerText(), sumLayer("s", "Net")}), std::out_of_range);
 }
 
 TEST(ConvNetAssembly, InputThatIsALaterLayerThrows) {
-  EXPECT_THROW(build({sumLayer("s", "data"), madeDataLayer()}), std::out_of_range);
+  EXPECT_THROW(build({sumLayer("s", "data"), dataLayerText()}), std::out_of_range);
 }
 
 TEST(ConvNetAssembly, LayerThatNamesItselfIsBuiltAndNeverRuns) {
-  const auto net = build({madeDataLayer(), sumLayer("s", "data_s")});
+  const auto net = build({dataLayerText(), sumLayer("s", "data_s")});
   EXPECT_EQ((std::vector<Layer*>{net->layers[1]}), net->layers[1]->outputLayers);
   const auto data = matrixOf(1, 1, {1});
   std::vector<Matrix*> inputs = {data.get()};
@@ -138,13 +138,13 @@ TEST(ConvNetAssembly, LayerThatNamesItselfIsBuiltAndNeverRuns) {
   EXPECT_EQ(0, net->layers[1]->activations->size);
 }
 
-TEST(ConvNetAssembly, OnlyTheFirstOfSeveralValuesCounts) {
+TEST(ConvNetAssembly, OnlyTheFirstOfSeveralValuesIsUsed) {
   const auto net = build(netSection("2", "d_s,x_y") +
                          "[d]\ntype=data,fc\nactsTarget=0\n[s]\ntype=eltsum\ninputs=d,e\n");
   EXPECT_EQ((std::vector<std::string>{"d"}), namesOf(net->layers[1]->inputLayers));
 }
 
-TEST(ConvNetAssembly, LackOfMemoryPassesThroughUnprinted) {
+TEST(ConvNetAssembly, BadAllocPassesThroughUnprinted) {
   clearModelFolder();
   writeMatrixFile("huge", 0x7FFFFFFF, 1, {});
   writeMatrixFile("b", 1, 1, {1});
@@ -176,7 +176,7 @@ TEST(ConvNetDocuments, TextGoesIntoTheDocumentOfTheNetAndStaysAfterIt) {
 
 TEST(ConvNetDocuments, LayersReadTheDocumentOfTheirNet) {
   const auto text = [](const std::string& coefficient) {
-    return madeText({madeDataLayer(), sumLayer("s", "data", coefficient)});
+    return netText({dataLayerText(), sumLayer("s", "data", coefficient)});
   };
   const ConvNet first(11, text("2").c_str());
   const ConvNet second(4, text("5").c_str());
@@ -188,8 +188,8 @@ TEST(ConvNetDocuments, LayersReadTheDocumentOfTheirNet) {
   }
 }
 
-TEST(ConvNetForward, WalksInDepth) {
-  const auto net = build({madeDataLayer(), sumLayer("a", "data"), sumLayer("b", "data"),
+TEST(ConvNetForward, RunsDepthFirst) {
+  const auto net = build({dataLayerText(), sumLayer("a", "data"), sumLayer("b", "data"),
                           sumLayer("c", "a"), sumLayer("d", "b_c"), sumLayer("e", "c")});
   RunWatch watch(*net);
   const auto data = matrixOf(1, 1, {1});
@@ -199,7 +199,7 @@ TEST(ConvNetForward, WalksInDepth) {
 }
 
 TEST(ConvNetForward, RunsTheDataLayersInOrderAndEachPicksItsMatrix) {
-  const auto net = build({madeDataLayer("x", 2), madeDataLayer("y", 0),
+  const auto net = build({dataLayerText("x", 2), dataLayerText("y", 0),
                           sumLayer("s", "y_x", "1_10"), sumLayer("t", "x")});
   RunWatch watch(*net);
   const auto first = matrixOf(1, 1, {3});
@@ -222,8 +222,8 @@ TEST(ConvNetForward, WithoutADataLayerComputesNothing) {
   EXPECT_EQ(0, net->layers[2]->getActivations()->size);
 }
 
-TEST(ConvNetForward, ResetsEveryLayerAlsoTheUnreachedOnes) {
-  const auto net = build({madeDataLayer(), sumLayer("s", "data"), {"lonely", "type=softmax"}});
+TEST(ConvNetForward, ResetsEveryLayerIncludingUnreachedOnes) {
+  const auto net = build({dataLayerText(), sumLayer("s", "data"), {"lonely", "type=softmax"}});
   for (Layer* layer : net->layers) {
     layer->receivedInputs = 77;
     layer->spareCounter = 78;
@@ -240,7 +240,7 @@ TEST(ConvNetForward, ResetsEveryLayerAlsoTheUnreachedOnes) {
 
 TEST(ConvNetForward, KeepsMatrixAndStorageOfARunOfTheSameShape) {
   const auto net =
-      build({madeDataLayer(), sumLayer("s", "data", "2"), {"m", "type=softmax\ninputs=s"}});
+      build({dataLayerText(), sumLayer("s", "data", "2"), {"m", "type=softmax\ninputs=s"}});
   const auto run = [&](int32_t rows, const Values& values) {
     const auto data = matrixOf(rows, static_cast<int32_t>(values.size()) / rows, values);
     std::vector<Matrix*> inputs = {data.get()};
@@ -265,14 +265,14 @@ TEST(ConvNetForward, KeepsMatrixAndStorageOfARunOfTheSameShape) {
 
 TEST(ConvNetForward, DataLayerThatIsAnOutputThrowsItsText) {
   const auto net =
-      build({madeDataLayer("x"), {"y", "type=data\nactsTarget=0\ndataIdx=0\ninputs=x"}});
+      build({dataLayerText("x"), {"y", "type=data\nactsTarget=0\ndataIdx=0\ninputs=x"}});
   const auto data = matrixOf(1, 1, {1});
   std::vector<Matrix*> inputs = {data.get()};
   EXPECT_EQ("No data given!", thrownText([&] { net->forward(inputs); }));
 }
 
 TEST(ConvNetForward, MatrixIndexBeyondTheGivenOnesThrows) {
-  const auto net = build({madeDataLayer("x", 1)});
+  const auto net = build({dataLayerText("x", 1)});
   const auto data = matrixOf(1, 1, {1});
   std::vector<Matrix*> inputs = {data.get()};
   EXPECT_THROW(net->forward(inputs), std::out_of_range);
@@ -280,7 +280,7 @@ TEST(ConvNetForward, MatrixIndexBeyondTheGivenOnesThrows) {
 
 TEST(ConvNetForward, ActsTargetBeyondTheInputsThrows) {
   const auto net =
-      build({madeDataLayer(), {"s", "type=eltsum\ninputs=data\ncoeffs=1\nactsTarget=1"}});
+      build({dataLayerText(), {"s", "type=eltsum\ninputs=data\ncoeffs=1\nactsTarget=1"}});
   const auto data = matrixOf(1, 1, {1});
   std::vector<Matrix*> inputs = {data.get()};
   EXPECT_THROW(net->forward(inputs), std::out_of_range);
@@ -292,8 +292,8 @@ TEST(ConvNetForward, WeightsThatLackTheirFileThrowAtTheirInput) {
   writeMatrixFile("b", 1, 1, {1});
   std::unique_ptr<ConvNet> net;
   const std::string printed = standardOutputOf([&] {
-    net = build({madeDataLayer("x", 0),
-                 madeDataLayer("y", 1),
+    net = build({dataLayerText("x", 0),
+                 dataLayerText("y", 1),
                  {"f", "type=fc\ninputs=x_y\nweights=w1_w2\nbiases=b"}});
   });
   EXPECT_EQ(failedLine("w1"), printed);
@@ -308,7 +308,7 @@ TEST(ConvNetForward, FilterBankWithoutWeightsThrows) {
   clearModelFolder();
   writeMatrixFile("b", 1, 1, {1});
   for (const std::string typeName : {"conv", "local"}) {
-    const auto net = build({madeDataLayer(),
+    const auto net = build({dataLayerText(),
                             {"f", "type=" + typeName +
                                       "\ninputs=data\nbiases=b\nchannels=1\nstride=1\npadding=0\n"
                                       "imgSize=1\nmodulesX=1"}});
@@ -326,7 +326,7 @@ TEST(ConvNetForward, LayersWithoutTheirBiasesFileAddNothing) {
       "modulesX=1";
   std::unique_ptr<ConvNet> net;
   const std::string printed = standardOutputOf([&] {
-    net = build({madeDataLayer(),
+    net = build({dataLayerText(),
                  {"conv", "type=conv" + filters},
                  {"local", "type=local" + filters},
                  {"fc", "type=fc\ninputs=data\nweights=w\nbiases=gone"}});
@@ -340,7 +340,7 @@ TEST(ConvNetForward, LayersWithoutTheirBiasesFileAddNothing) {
   }
 }
 
-TEST(ConvNetDestruction, DeletesALayerOfBothListsOnceByRisingAddress) {
+TEST(ConvNetDestruction, DeletesALayerOfBothListsOnceInAscendingOrderOfAddress) {
   std::vector<const void*> wanted;
   Log log;
   Log wantedLog;

@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "net/conv_net.h"
-#include "net/made_net.h"
+#include "net/net_fixture.h"
 #include "support/reference_arithmetic.h"
 #include "support/reference_layers.h"
 #include "support/reference_neurons.h"
@@ -120,7 +120,7 @@ const char* typeOf(Kind kind) {
 }
 
 std::string textOf(const Graph& graph) {
-  std::vector<MadeLayer> layers;
+  std::vector<LayerText> layers;
   for (size_t i = 0; i < graph.size(); ++i) {
     const Node& node = graph[i];
     std::ostringstream lines;
@@ -139,7 +139,7 @@ std::string textOf(const Graph& graph) {
           << "\nb=" << node.parameters.b;
     layers.emplace_back(nameOf(i), lines.str());
   }
-  return madeText(layers);
+  return netText(layers);
 }
 
 // Runs a graph with a work list instead of nested calls.
@@ -149,7 +149,7 @@ class Simulation {
       : graph_(graph), rows_(rows), storage_(std::move(data)) {
     sources_ = storage_.size();
     storage_.resize(sources_ + graph.size());
-    place_.resize(graph.size());
+    storageIndex_.resize(graph.size());
     missing_.resize(graph.size());
     for (size_t i = 0; i < graph.size(); ++i) missing_[i] = graph[i].inputs.size();
     for (size_t i = 0; i < graph.size(); ++i) {
@@ -159,8 +159,8 @@ class Simulation {
 
   // Index of the storage with the node's output. Below the number of sources it is a matrix of the
   // caller.
-  size_t placeOf(size_t node) const { return place_[node]; }
-  const Values& storage(size_t place) const { return storage_[place]; }
+  size_t storageOf(size_t node) const { return storageIndex_[node]; }
+  const Values& storage(size_t index) const { return storage_[index]; }
 
   // False if the result depends on how sums and products are computed: a softmax has read numbers
   // without a valid sum and scales by a NaN, or half of a subnormal number is added, which a fused
@@ -191,20 +191,20 @@ class Simulation {
   void compute(size_t index) {
     const Node& node = graph_[index];
     if (node.kind == Kind::Data) {
-      place_[index] = static_cast<size_t>(node.dataIdx);
+      storageIndex_[index] = static_cast<size_t>(node.dataIdx);
       return;
     }
     std::vector<size_t> in;
-    for (const size_t input : node.inputs) in.push_back(place_[input]);
+    for (const size_t input : node.inputs) in.push_back(storageIndex_[input]);
     const bool inPlace = node.actsTarget >= 0;
-    place_[index] = inPlace ? in[static_cast<size_t>(node.actsTarget)] : sources_ + index;
+    storageIndex_[index] = inPlace ? in[static_cast<size_t>(node.actsTarget)] : sources_ + index;
     std::vector<size_t> order;
     if (inPlace) order.push_back(static_cast<size_t>(node.actsTarget));
     for (size_t i = 0; i < in.size(); ++i) {
       if (!inPlace || i != order.front()) order.push_back(i);
     }
     for (size_t step = 0; step < order.size(); ++step) {
-      apply(node, in, order[step], step == 0, storage_[place_[index]]);
+      apply(node, in, order[step], step == 0, storage_[storageIndex_[index]]);
     }
   }
 
@@ -260,7 +260,7 @@ class Simulation {
   size_t sources_ = 0;
   bool defined_ = true;
   std::vector<Values> storage_;  // the caller's matrices, then one per node
-  std::vector<size_t> place_;
+  std::vector<size_t> storageIndex_;
   std::vector<size_t> missing_;
 };
 
@@ -273,8 +273,8 @@ bool expectRun(ConvNet& net, const Graph& graph, Random& random) {
   for (int32_t i = 0; i < 3; ++i) {
     data.push_back(random.normals(static_cast<size_t>(rows * kLength), 2.0f));
     // No numbers whose multiples overflow: for those a fused addition would matter.
-    const float kAwkward[] = {-0.0f, kInfinity, -kInfinity, kNan};
-    if (random.chance(20)) data.back()[0] = kAwkward[random.integer(0, 3)];
+    const float kSpecial[] = {-0.0f, kInfinity, -kInfinity, kNan};
+    if (random.chance(20)) data.back()[0] = kSpecial[random.integer(0, 3)];
     owners.push_back(matrixOf(rows, kLength, data.back()));
     matrices.push_back(owners.back().get());
   }
@@ -287,11 +287,11 @@ bool expectRun(ConvNet& net, const Graph& graph, Random& random) {
   std::vector<const Matrix*> found(matrices.begin(), matrices.end());
   found.resize(data.size() + graph.size());
   for (size_t i = 0; i < graph.size(); ++i) {
-    const size_t place = wanted.placeOf(i);
+    const size_t index = wanted.storageOf(i);
     const Matrix* got = net.layers[i]->getActivations();
-    if (found[place] == nullptr) found[place] = got;
-    EXPECT_EQ(found[place], got) << nameOf(i) << " shares its matrix with another layer";
-    EXPECT_TRUE(holds(*got, rows, kLength, wanted.storage(place))) << nameOf(i);
+    if (found[index] == nullptr) found[index] = got;
+    EXPECT_EQ(found[index], got) << nameOf(i) << " shares its matrix with another layer";
+    EXPECT_TRUE(holds(*got, rows, kLength, wanted.storage(index))) << nameOf(i);
   }
   return true;
 }

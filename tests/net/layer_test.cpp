@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "net/conv_net.h"
-#include "net/made_net.h"
+#include "net/net_fixture.h"
 #include "support/seeded_random.h"
 
 namespace facefeature_test {
@@ -79,19 +79,19 @@ TEST_F(LayerConstruction, WithActsTargetItHasNoMatrixBeforeItsFirstRun) {
   EXPECT_EQ(nullptr, layer->activations);
 }
 
-TEST_F(LayerConstruction, NegativeActsTargetIsKeptAndLeavesItWithAMatrixOfItsOwn) {
+TEST_F(LayerConstruction, NegativeActsTargetIsKeptAndGivesItAMatrixOfItsOwn) {
   const auto layer = make("below");
   EXPECT_EQ(-3, layer->actsTarget);
   EXPECT_NE(nullptr, layer->activations);
 }
 
-TEST_F(LayerConstruction, ActsTargetThatIsNoNumberCountsAsAbsent) {
+TEST_F(LayerConstruction, ActsTargetThatIsNotANumberIsTreatedAsAbsent) {
   const auto layer = make("word");
   EXPECT_EQ(-1, layer->actsTarget);
   EXPECT_NE(nullptr, layer->activations);
 }
 
-TEST_F(LayerConstruction, MissingSectionCountsAsOneWithoutEntries) {
+TEST_F(LayerConstruction, MissingSectionIsTreatedAsOneWithoutEntries) {
   const auto layer = make("nowhere");
   EXPECT_EQ("nowhere", layer->name);
   EXPECT_EQ("", layer->type);
@@ -99,7 +99,7 @@ TEST_F(LayerConstruction, MissingSectionCountsAsOneWithoutEntries) {
   EXPECT_NE(nullptr, layer->activations);
 }
 
-TEST_F(LayerConstruction, FieldsStandInTheirOrder) {
+TEST_F(LayerConstruction, FieldsAreInTheirOrder) {
   const auto layer = make("plain");
   const std::vector<const void*> fields = {
       &layer->owner,        &layer->inputLayers,   &layer->outputLayers, &layer->receivedInputs,
@@ -113,13 +113,13 @@ TEST_F(LayerConstruction, FieldsStandInTheirOrder) {
 // is the offset in bytes, plus one. A destructor takes two entries.
 template <typename Member>
 int64_t slotOf(Member member) {
-  int64_t place = 0;
+  int64_t offset = 0;
   static_assert(sizeof member == 16, "a place and an adjustment of this");
-  std::memcpy(&place, &member, sizeof place);
-  return (place - 1) / 8;
+  std::memcpy(&offset, &member, sizeof offset);
+  return (offset - 1) / 8;
 }
 
-TEST(LayerSlots, StandInTheirOrderWithTheDestructorBehindTheFirst) {
+TEST(LayerSlots, AreInTheirOrderWithTheDestructorAfterTheFirst) {
   EXPECT_EQ(0, slotOf(&Layer::applyInput));
   EXPECT_EQ(3, slotOf(&Layer::runForward));
   EXPECT_EQ(4, slotOf(&Layer::notifyInputReady));
@@ -379,7 +379,7 @@ TEST_F(LayerDestruction, LeavesTheMatrixOfItsTargetAndTheOtherLayersAlone) {
   EXPECT_SAME_FLOAT(7.0f, a.buffer[0]);
 }
 
-TEST_F(LayerDestruction, FreesAMatrixThatLooksAtOthersStorageWithoutTheStorage) {
+TEST_F(LayerDestruction, FreesAViewWithoutTheStorageOfOthers) {
   float storage[] = {1.0f, 2.0f};
   {
     const auto layer = make("plain");

@@ -75,7 +75,7 @@ TEST(ModelDirectory, ALaterChangeOfTheVariableIsNotSeen) {
   EXPECT_EQ(before + "/6-0", facefeature::engineFilePath("6-0"));
 }
 
-TEST(EngineFilePath, TheSeparatorAheadOfTheNameIsDoubled) {
+TEST(EngineFilePath, TheSeparatorBeforeTheNameIsDoubled) {
   EXPECT_EQ(privateTempFolder() + "/~kwplugintmp~//0-1-0", facefeature::engineFilePath("0-1-0"));
   EXPECT_EQ(privateTempFolder() + "/~kwplugintmp~//6-2", facefeature::engineFilePath("6-2"));
 }

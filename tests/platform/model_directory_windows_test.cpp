@@ -31,7 +31,7 @@ TEST(WithoutLastComponent, OfDoubledBackslashesOnlyTheLastGoes) {
   EXPECT_EQ("C:\\Temp\\", withoutLastComponent("C:\\Temp\\\\"));
 }
 
-TEST(WithoutLastComponentDeathTest, WithoutABackslashTheProcessEnds) {
+TEST(WithoutLastComponentDeathTest, WithoutABackslashTheProcessTerminates) {
   for (const char* path : {"", "C:Temp", "C:/Temp/"}) {
     EXPECT_EXIT(withoutLastComponent(path),
                 ::testing::ExitedWithCode(static_cast<int>(0xC0000409u)), "")
@@ -69,11 +69,11 @@ TEST(ModelDirectory, ALaterChangeOfTheVariableIsNotSeen) {
   EXPECT_EQ(before + "\\6-0", engineFilePath("6-0"));
 }
 
-TEST(EngineFilePath, TheBackslashAheadOfTheNameIsDoubled) {
+TEST(EngineFilePath, TheBackslashBeforeTheNameIsDoubled) {
   EXPECT_EQ(privateTempFolder() + "\\~kwplugintmp~\\\\0-1-0", engineFilePath("0-1-0"));
 }
 
-TEST(EngineFilePathDeathTest, APathOfMoreThan259CharactersEndsTheProcess) {
+TEST(EngineFilePathDeathTest, APathOfMoreThan259CharactersTerminatesTheProcess) {
   const size_t room = 259 - (ModelDirectory.size() + 1);
   EXPECT_EQ(259u, engineFilePath(std::string(room, 'n')).size());
   EXPECT_EXIT(engineFilePath(std::string(room + 1, 'n')),

@@ -24,10 +24,10 @@ OTHER = "fedcba9876543210" * 4
 
 def ids_section(ids):
     texts = [id_.encode() for id_ in ids]
-    places = [0]
+    offsets = [0]
     for text in texts:
-        places.append(places[-1] + len(text))
-    return b"".join(struct.pack("<Q", place) for place in places) + b"".join(texts)
+        offsets.append(offsets[-1] + len(text))
+    return b"".join(struct.pack("<Q", offset) for offset in offsets) + b"".join(texts)
 
 
 def filled(data, multiple=64):
@@ -110,7 +110,7 @@ class AGallery(TemporaryFolderTest):
         )
         self.assertEqual(self.rows[3].tobytes(), gallery.feature("日本").tobytes())
         with self.assertRaises(KeyError):
-            gallery.feature("noPerson")
+            gallery.feature("nobody")
 
     def test_of_version_1_is_read(self):
         self.path.write_bytes(old_by_hand(self.ids, self.rows, MODEL))
@@ -243,9 +243,9 @@ class ADamagedGallery(TemporaryFolderTest):
                 self.refused(with_number(at, number), "header|ids")
         for at in (12, 24):
             self.refused(with_number(at, 0, "<I"), "header")
-        for place in (256, 264, 272, 280):
+        for offset in (256, 264, 272, 280):
             for number in (7, 2**63, 2**64 - 1):
-                self.refused(with_number(place, number), "ids")
+                self.refused(with_number(offset, number), "ids")
         self.refused(good.replace("dé".encode(), b"d\xff\xff"), "damaged ids")
         self.refused(old_by_hand(["a", "a", "b"], self.rows, MODEL), "twice")
 

@@ -7,7 +7,7 @@ from support import SeededTest, features
 
 from facefeature import FeatureError, compare, score_matrix
 
-AWKWARD = np.array([0, -0.0, 1, 1e-45, -1e-40, 3e38, -3e38, np.inf, -np.inf, np.nan], np.float32)
+SPECIAL = np.array([0, -0.0, 1, 1e-45, -1e-40, 3e38, -3e38, np.inf, -np.inf, np.nan], np.float32)
 
 
 def by_hand(a, b):
@@ -88,8 +88,8 @@ class AMatrixOfScores(SeededTest):
         for share in (0.001, 0.05):
             first, second = features(self.numbers, 60), features(self.numbers, 70)
             for rows in (first, second):
-                places = self.numbers.random(rows.shape) < share
-                rows[places] = self.numbers.choice(AWKWARD, places.sum())
+                special = self.numbers.random(rows.shape) < share
+                rows[special] = self.numbers.choice(SPECIAL, special.sum())
             self.assert_all_pairs(first, second)
 
     def test_of_one_set_is_symmetric(self):

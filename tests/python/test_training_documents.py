@@ -26,7 +26,7 @@ class TheDocument(unittest.TestCase):
                 if not line.startswith(KIT):
                     continue
                 arguments = shlex.split(line)[3:]
-                with self.subTest(block.place, command=line):
+                with self.subTest(block.location, command=line):
                     with contextlib.redirect_stderr(io.StringIO()) as message:
                         try:
                             _parser(arguments[0]).parse_args(arguments)

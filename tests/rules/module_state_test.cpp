@@ -34,8 +34,8 @@ bool isWritable(const std::string& section) {
 
 // "facefeature::(anonymous namespace)::digits[abi:x]" -> "digits".
 std::string unqualified(const std::string& name) {
-  const size_t place = name.rfind("::");
-  const std::string last = place == std::string::npos ? name : name.substr(place + 2);
+  const size_t offset = name.rfind("::");
+  const std::string last = offset == std::string::npos ? name : name.substr(offset + 2);
   return last.substr(0, last.find_first_of("[."));
 }
 

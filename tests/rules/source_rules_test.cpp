@@ -81,12 +81,12 @@ std::vector<std::string> buildFiles() {
   return paths;
 }
 
-TEST(Sources, NameNoPlaceOutsideOfTheRepository) {
+TEST(Sources, NameNoPathOutsideOfTheRepository) {
   ASSERT_GT(allTextFiles().size(), 100u);
   expectNone(kForbiddenPlaces, std::regex::ECMAScript, allTextFiles());
 }
 
-TEST(Sources, HaveNoRowsOfSigns) {
+TEST(Sources, HaveNoRowsOfPunctuation) {
   expectNone(kForbiddenLines, std::regex::ECMAScript, allTextFiles());
 }
 
@@ -100,7 +100,7 @@ TEST(Sources, AskForNoFlagThatChangesRounding) {
 }
 
 // Differences between systems are handled in src/platform/ and nowhere else.
-TEST(Sources, KnowTheSystemInOneFolderOnly) {
+TEST(Sources, UseTheSystemInOneFolderOnly) {
   const std::regex question(R"(^\s*#.*\b(_WIN32|_WIN64|WIN32|__linux__|__unix__|__APPLE__)\b)");
   bool isAskedThere = false;
   for (const char* folder : {"src", "include"}) {

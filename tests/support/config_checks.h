@@ -102,11 +102,11 @@ inline void expectSameDocument(const reference::ConfigContent& wanted, uint32_t 
     }
   }
 
-  reference::PoolModel places(textLength);
+  reference::PoolModel model(textLength);
   std::vector<std::pair<const char*, size_t>> wantedStrings;
   for (const uint32_t size : wanted.pieces) {
-    const reference::PoolModel::Place place = places.allocate(size);
-    wantedStrings.emplace_back(got.pool->blocks[place.block]->memory + place.offset, size);
+    const reference::PoolModel::Position position = model.allocate(size);
+    wantedStrings.emplace_back(got.pool->blocks[position.block]->memory + position.offset, size);
   }
   std::sort(strings.begin(), strings.end());
   std::sort(wantedStrings.begin(), wantedStrings.end());

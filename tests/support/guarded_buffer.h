@@ -15,12 +15,12 @@ namespace facefeature_test {
 // needs, which mostly goes unnoticed, crashes here.
 class GuardedBuffer {
  public:
-  enum class Guard { kBehind, kAhead };
+  enum class Guard { kAfter, kBefore };
 
   GuardedBuffer(const std::vector<uint8_t>& contents, Guard guard)
       : room_((contents.size() + kPage - 1) / kPage * kPage), memory_(room_ + 2 * kPage) {
     if (room_ > 0) memory_.open(kPage, room_);
-    data_ = memory_.start() + kPage + (guard == Guard::kBehind ? room_ - contents.size() : 0);
+    data_ = memory_.start() + kPage + (guard == Guard::kAfter ? room_ - contents.size() : 0);
     if (!contents.empty()) std::memcpy(data_, contents.data(), contents.size());
   }
 

@@ -20,24 +20,25 @@ namespace facefeature_test {
 
 // Positions 0 to 15: this many floats after a boundary of 64 bytes, with guard values on both
 // sides. 16: the last float is next to an inaccessible page. 17: the first one is.
-constexpr int32_t kFloatPlaces = 18;
+constexpr int32_t kFloatPlacements = 18;
 
 class PlacedFloats {
  public:
-  PlacedFloats(const std::vector<float>& values, int32_t place) : count_(values.size()) {
-    if (place >= 16) {
+  PlacedFloats(const std::vector<float>& values, int32_t placement) : count_(values.size()) {
+    if (placement >= 16) {
       std::vector<uint8_t> bytes;
       bytes.reserve(4 * count_ + 1);
       bytes.resize(4 * count_);
       if (count_ > 0) std::memcpy(bytes.data(), values.data(), bytes.size());
       guarded_ = std::make_unique<GuardedBuffer>(
-          bytes, place == 16 ? GuardedBuffer::Guard::kBehind : GuardedBuffer::Guard::kAhead);
+          bytes, placement == 16 ? GuardedBuffer::Guard::kAfter : GuardedBuffer::Guard::kBefore);
       data_ = reinterpret_cast<float*>(guarded_->data());
       return;
     }
     marked_.assign(count_ + 3 * kBoundary, kMark);
     const size_t past = reinterpret_cast<uintptr_t>(marked_.data()) / 4 % kBoundary;
-    const size_t start = kBoundary + (kBoundary - past) % kBoundary + static_cast<size_t>(place);
+    const size_t start =
+        kBoundary + (kBoundary - past) % kBoundary + static_cast<size_t>(placement);
     data_ = marked_.data() + start;
     if (count_ > 0) std::memcpy(data_, values.data(), 4 * count_);
   }
@@ -64,7 +65,7 @@ class PlacedFloats {
   std::unique_ptr<GuardedBuffer> guarded_;
 };
 
-inline int32_t randomPlace(Random& random) { return random.integer(0, kFloatPlaces - 1); }
+inline int32_t randomPlacement(Random& random) { return random.integer(0, kFloatPlacements - 1); }
 
 // Exactly the same bits, also of NaNs: for kernels that copy and select but do not compute.
 inline ::testing::AssertionResult identicalFloats(const float* wanted, const float* got,
@@ -80,19 +81,19 @@ inline ::testing::AssertionResult identicalFloats(const float* wanted, const flo
 // Kinds of values for a whole array: ordinary ones; magnitudes so far apart that another order of
 // summation changes the bits; a few difficult ones among ordinary ones; nearly only difficult ones;
 // denormals; arbitrary bits.
-constexpr int32_t kFloatSorts = 6;
+constexpr int32_t kFloatKinds = 6;
 
-inline float floatOfSort(Random& random, int32_t sort) {
+inline float floatOfKind(Random& random, int32_t kind) {
   const uint32_t bits = static_cast<uint32_t>(random.next() >> 32);
-  switch (sort) {
+  switch (kind) {
     case 0:
       return random.between(-2.0f, 2.0f);
     case 1:
       return std::ldexp(random.unit() - 0.5f, random.integer(-12, 12));
     case 2:
-      return random.chance(5) ? random.awkward() : random.between(-1.0f, 1.0f);
+      return random.chance(5) ? random.special() : random.between(-1.0f, 1.0f);
     case 3:
-      return random.chance(80) ? random.awkward() : random.between(-1.0f, 1.0f);
+      return random.chance(80) ? random.special() : random.between(-1.0f, 1.0f);
     case 4:
       return floatOfBits(bits & 0x807FFFFFu);
     default:
@@ -100,14 +101,14 @@ inline float floatOfSort(Random& random, int32_t sort) {
   }
 }
 
-inline std::vector<float> floatsOfSort(Random& random, size_t count, int32_t sort) {
+inline std::vector<float> floatsOfKind(Random& random, size_t count, int32_t kind) {
   std::vector<float> values(count);
-  for (float& value : values) value = floatOfSort(random, sort);
+  for (float& value : values) value = floatOfKind(random, kind);
   return values;
 }
 
-inline std::vector<float> floatsOfAnySort(Random& random, size_t count) {
-  return floatsOfSort(random, count, random.integer(0, kFloatSorts - 1));
+inline std::vector<float> floatsOfRandomKind(Random& random, size_t count) {
+  return floatsOfKind(random, count, random.integer(0, kFloatKinds - 1));
 }
 
 }  // namespace facefeature_test

@@ -15,7 +15,7 @@ char folder[4096];
 pid_t creator = 0;
 
 __attribute__((constructor(101))) void makePrivateTempFolder() {
-  // Whatever the user's umask is: noPerson else may write to what tests create.
+  // Whatever the user's umask is: nobody else may write to what tests create.
   umask(022);
   const char* inherited = getenv("FACEFEATURE_TEST_FOLDER");
   if (inherited != nullptr) {

@@ -47,8 +47,8 @@ class Random {
   }
 
   // Difficult numbers: zeros of both signs, infinities, NaN, the smallest and the largest.
-  float awkward() {
-    static const float kAwkward[] = {0.0f,
+  float special() {
+    static const float kSpecial[] = {0.0f,
                                      -0.0f,
                                      1.0f,
                                      -1.0f,
@@ -60,7 +60,7 @@ class Random {
                                      std::numeric_limits<float>::max(),
                                      std::numeric_limits<float>::lowest(),
                                      0.49999997f};
-    return kAwkward[integer(0, 11)];
+    return kSpecial[integer(0, 11)];
   }
 
   std::vector<float> normals(size_t count, float scale = 1.0f) {

@@ -52,9 +52,10 @@ bool readHead(const std::string& line, std::string* name) {
 // Inserts an element before the first one that is not less than it.
 template <typename Element, typename NameOf>
 void insertAhead(std::vector<Element>* elements, Element element, NameOf nameOf) {
-  auto place = elements->begin();
-  while (place != elements->end() && compareNames(nameOf(element), nameOf(*place)) > 0) ++place;
-  elements->insert(place, std::move(element));
+  auto position = elements->begin();
+  while (position != elements->end() && compareNames(nameOf(element), nameOf(*position)) > 0)
+    ++position;
+  elements->insert(position, std::move(element));
 }
 
 int32_t probe(const std::vector<std::string>& names, const std::string& name, int32_t first,
@@ -133,7 +134,7 @@ std::vector<std::string> keysOf(const ConfigSection& section) {
 PoolModel::PoolModel(uint32_t textLength)
     : blockSize(textLength / 16 + 1), blocks(16, Block{textLength / 16 + 1, 0, 0, 0}) {}
 
-PoolModel::Place PoolModel::allocate(uint32_t size) {
+PoolModel::Position PoolModel::allocate(uint32_t size) {
   while (blocks[currentBlock].capacity - blocks[currentBlock].used < size) {
     blockSize = std::max(blockSize, size);
     if (++currentBlock == blocks.size()) blocks.push_back(Block{blockSize, 0, 0, 0});
@@ -141,10 +142,10 @@ PoolModel::Place PoolModel::allocate(uint32_t size) {
     if (next.capacity - next.used < size) next.capacity = blockSize;
   }
   Block& block = blocks[currentBlock];
-  const Place place{currentBlock, block.used};
+  const Position position{currentBlock, block.used};
   block.used += size;
   ++block.allocations;
-  return place;
+  return position;
 }
 
 void PoolModel::releaseFrom(size_t block) {

@@ -52,13 +52,13 @@ struct PoolModel {
     uint32_t allocations;
     uint32_t releases;
   };
-  struct Place {
+  struct Position {
     size_t block;
     uint32_t offset;
   };
 
   explicit PoolModel(uint32_t textLength);
-  Place allocate(uint32_t size);
+  Position allocate(uint32_t size);
   void releaseFrom(size_t block);
   void trim();
 

@@ -76,9 +76,9 @@ int32_t solveCholesky8(float* matrix, float* rightSide) {
     for (int k = 0; k < column; ++k) value = value - at(column, k) * at(row, k);
     return value;
   };
-  for (int place = 0; place < 64; ++place) {
-    const int row = place / 8;
-    const int column = place % 8;
+  for (int index = 0; index < 64; ++index) {
+    const int row = index / 8;
+    const int column = index % 8;
     if (column > row) continue;
     Single value = reduced(row, column);
     if (column < row) {
@@ -87,7 +87,7 @@ int32_t solveCholesky8(float* matrix, float* rightSide) {
       if (floatWithBits(0x00800000u) > value.value) return 0;
       value = Single(1.0f) / squareRoot(value);
     }
-    matrix[place] = value.value;
+    matrix[index] = value.value;
   }
   if (rightSide == nullptr) return 1;
 

@@ -58,7 +58,7 @@ Matrix::Matrix(int32_t wantedRows, int32_t wantedCols, int32_t wantedOrder,
   if (cells.size() != static_cast<size_t>(size)) throw std::logic_error("values of a model");
 }
 
-int32_t Matrix::place(int32_t r, int32_t c) const {
+int32_t Matrix::indexOf(int32_t r, int32_t c) const {
   return byColumns() ? r + c * rows : r * cols + c;
 }
 
@@ -88,8 +88,8 @@ void Matrix::copyTo(Matrix& target) const {
 void Matrix::copyElementsTo(Matrix& target) const {
   for (int32_t c = 0; c < cols; ++c) {
     for (int32_t r = 0; r < rows; ++r) {
-      target.cells.at(static_cast<size_t>(target.place(r, c))) =
-          cells.at(static_cast<size_t>(place(r, c)));
+      target.cells.at(static_cast<size_t>(target.indexOf(r, c))) =
+          cells.at(static_cast<size_t>(indexOf(r, c)));
     }
   }
 }
@@ -108,7 +108,7 @@ Matrix Matrix::transposed() const {
   result.size = size;
   for (int32_t r = 0; r < cols; ++r) {
     for (int32_t c = 0; c < rows; ++c)
-      result.cells.push_back(cells.at(static_cast<size_t>(place(c, r))));
+      result.cells.push_back(cells.at(static_cast<size_t>(indexOf(c, r))));
   }
   return result;
 }
@@ -172,9 +172,9 @@ void Matrix::combineElements(const Matrix& other, const Binary& function, Matrix
   std::vector<Cell> results = target.cells;
   for (int32_t c = 0; c < cols; ++c) {
     for (int32_t r = 0; r < rows; ++r) {
-      results.at(static_cast<size_t>(target.place(r, c))) =
-          combine(cells.at(static_cast<size_t>(place(r, c))),
-                  other.cells.at(static_cast<size_t>(other.place(r, c))), function);
+      results.at(static_cast<size_t>(target.indexOf(r, c))) =
+          combine(cells.at(static_cast<size_t>(indexOf(r, c))),
+                  other.cells.at(static_cast<size_t>(other.indexOf(r, c))), function);
     }
   }
   target.cells = std::move(results);
@@ -192,7 +192,7 @@ void Matrix::addBroadcast(const Matrix& vector, float factor, Matrix& target) co
   const int32_t lines = isRow ? target.rows : target.cols;
   for (int32_t line = 0; line < lines; ++line) {
     for (int32_t k = 0; k < vector.size; ++k) {
-      const int32_t where = isRow ? target.place(line, k) : target.place(k, line);
+      const int32_t where = isRow ? target.indexOf(line, k) : target.indexOf(k, line);
       Cell& cell = target.cells.at(static_cast<size_t>(where));
       cell = saxpyStep(cell, factor, vector.cells.at(static_cast<size_t>(k)));
     }
@@ -244,7 +244,7 @@ void Matrix::reduce(int32_t axis, Matrix& target, const Binary& function, float 
   for (int32_t line = 0; line < lines; ++line) {
     Cell accumulator = known(initial);
     for (int32_t k = 0; k < length; ++k) {
-      const int32_t where = axis == 0 ? place(k, line) : place(line, k);
+      const int32_t where = axis == 0 ? indexOf(k, line) : indexOf(line, k);
       accumulator = combine(cells.at(static_cast<size_t>(where)), accumulator, function);
     }
     // For a vector, both orders store element i at index i.

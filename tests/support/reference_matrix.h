@@ -37,7 +37,7 @@ class Matrix {
   bool replaced = false;    // the latest operation released the old storage
 
   bool byColumns() const { return order == kByColumns; }
-  int32_t place(int32_t r, int32_t c) const;
+  int32_t indexOf(int32_t r, int32_t c) const;
 
   void resize(int32_t wantedRows, int32_t wantedCols);
   void copyTo(Matrix& target) const;

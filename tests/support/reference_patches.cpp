@@ -41,8 +41,8 @@ Footprint footprintOf(int32_t row, int32_t column, const PictureView& picture,
 }
 
 bool isBlank(const PatchRow& row, int32_t y, int32_t x) {
-  const auto inBorder = [&row](int32_t place, int32_t margin) {
-    return place < margin || place >= row.side - margin;
+  const auto inBorder = [&row](int32_t index, int32_t margin) {
+    return index < margin || index >= row.side - margin;
   };
   if (row.columnMargin > 0) return inBorder(x, row.columnMargin);
   return row.rowMargin > 0 && inBorder(y, row.rowMargin);
@@ -101,9 +101,9 @@ std::vector<Landmark> sortedSlots(const LandmarkSet& landmarks) {
     const Landmark entry = entries[i];
     if (entry.id == 240 || entry.id == 241 || entry.id == 315 || entry.id == 316) continue;
     // Insertion from the back: after the last entry that is not greater.
-    size_t place = slots.size();
-    while (place > 0 && slots[place - 1].id > entry.id) --place;
-    slots.insert(slots.begin() + static_cast<std::ptrdiff_t>(place), entry);
+    size_t index = slots.size();
+    while (index > 0 && slots[index - 1].id > entry.id) --index;
+    slots.insert(slots.begin() + static_cast<std::ptrdiff_t>(index), entry);
   }
   return slots;
 }
@@ -190,8 +190,8 @@ std::vector<uint8_t> warped(const PictureView& picture, int32_t channels,
             (((print.w10 * pixel(1, 0) + print.w00 * pixel(0, 0)) + print.w01 * pixel(0, 1)) +
              print.w11 * pixel(1, 1)) +
             Single(0.5f);
-        const size_t place = static_cast<size_t>((row * side + column) * channels + channel);
-        frame[place] = static_cast<uint8_t>(static_cast<uint32_t>(truncated(v.value)) % 256u);
+        const size_t index = static_cast<size_t>((row * side + column) * channels + channel);
+        frame[index] = static_cast<uint8_t>(static_cast<uint32_t>(truncated(v.value)) % 256u);
       }
     }
   }
@@ -222,8 +222,8 @@ std::vector<float> sample(const std::vector<uint8_t>& frame, Point centre, int32
     const int32_t Y = limited(truncated(y.value), kFrameSide - 1);
     const int32_t X = limited(truncated((across + rounding).value), kFrameSide - 1);
     // Plane 0 is the last byte of a colour pixel.
-    const int32_t place = (Y * kFrameSide + X) * planes + (planes - 1 - plane);
-    const Single byte = fromInteger(frame[static_cast<size_t>(place)]);
+    const int32_t index = (Y * kFrameSide + X) * planes + (planes - 1 - plane);
+    const Single byte = fromInteger(frame[static_cast<size_t>(index)]);
     values.push_back((byte - Single(means[element])).value);
   }
   return values;

@@ -26,7 +26,7 @@ void addMatrix(std::vector<ModelFile>& files, int32_t stage, int32_t net, int32_
                int32_t rows, int32_t cols, float spread) {
   const std::string name =
       std::to_string(stage) + "-" + std::to_string(net + 1) + "-" + std::to_string(item);
-  files.push_back({name, ModelFileForm::kMatrix, rows, cols, 0.0f, spread});
+  files.push_back({name, ModelFileFormat::kMatrix, rows, cols, 0.0f, spread});
 }
 
 void addConvolution(std::vector<ModelFile>& files, int32_t stage, int32_t net, int32_t window,
@@ -52,12 +52,12 @@ std::vector<ModelFile> allFiles() {
   std::vector<ModelFile> files;
   for (int32_t net = 0; net < kNets; ++net) {
     const int32_t side = inputSide(net);
-    files.push_back({"0-" + std::to_string(net + 1) + "-0", ModelFileForm::kMean, 1,
+    files.push_back({"0-" + std::to_string(net + 1) + "-0", ModelFileFormat::kMean, 1,
                      side * side * (isColour(net) ? 3 : 1), 120.0f, 40.0f});
   }
-  files.push_back({"6-0", ModelFileForm::kRaw, 1, 8000, 0.0f, 0.03f});
-  files.push_back({"6-1", ModelFileForm::kRaw, 500, 8000, 0.0f, 0.05f});
-  files.push_back({"6-2", ModelFileForm::kRaw, 500, 8000, 0.0f, 0.05f});
+  files.push_back({"6-0", ModelFileFormat::kRaw, 1, 8000, 0.0f, 0.03f});
+  files.push_back({"6-1", ModelFileFormat::kRaw, 500, 8000, 0.0f, 0.05f});
+  files.push_back({"6-2", ModelFileFormat::kRaw, 500, 8000, 0.0f, 0.05f});
   for (int32_t net = 0; net < kNets; ++net) addNet(files, net);
   return files;
 }
@@ -114,8 +114,9 @@ void writeSyntheticFile(const std::string& folder, const ModelFile& file, uint32
   const std::unique_ptr<std::FILE, CloseFile> stream(std::fopen(path.c_str(), "wb"));
   if (stream == nullptr) throw std::runtime_error("can't write " + path);
   const int32_t header[2] = {file.rows, file.cols};
-  if (file.form == ModelFileForm::kMatrix) writeAll(stream.get(), header, sizeof header, path);
-  if (file.form == ModelFileForm::kMean) writeAll(stream.get(), header + 1, sizeof(int32_t), path);
+  if (file.format == ModelFileFormat::kMatrix) writeAll(stream.get(), header, sizeof header, path);
+  if (file.format == ModelFileFormat::kMean)
+    writeAll(stream.get(), header + 1, sizeof(int32_t), path);
   const std::vector<float> numbers = syntheticNumbers(file, seed);
   writeAll(stream.get(), numbers.data(), numbers.size() * sizeof(float), path);
   if (std::fflush(stream.get()) != 0) throw std::runtime_error("can't write " + path);

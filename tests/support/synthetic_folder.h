@@ -13,7 +13,7 @@
 
 namespace facefeature_test {
 
-enum class ModelFileForm {
+enum class ModelFileFormat {
   kMean,    // a count, then floats
   kRaw,     // only floats
   kMatrix,  // rows, columns, then floats row by row
@@ -21,7 +21,7 @@ enum class ModelFileForm {
 
 struct ModelFile {
   std::string name;
-  ModelFileForm form;
+  ModelFileFormat format;
   int32_t rows;
   int32_t cols;
   float middle;  // the numbers are within `spread` of it

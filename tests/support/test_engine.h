@@ -65,8 +65,8 @@ class SpoiltFile {
 inline std::string bytesOfAnotherModel(const std::string& name) {
   const ModelFile& file = modelFile(name);
   std::string bytes;
-  if (file.form == ModelFileForm::kMatrix) appendNumber(bytes, file.rows);
-  if (file.form != ModelFileForm::kRaw) appendNumber(bytes, file.cols);
+  if (file.format == ModelFileFormat::kMatrix) appendNumber(bytes, file.rows);
+  if (file.format != ModelFileFormat::kRaw) appendNumber(bytes, file.cols);
   appendFloats(bytes, syntheticNumbers(file, kModelSeed + 1));
   return bytes;
 }

@@ -8,8 +8,8 @@
 #include "support/bits.h"
 #include "support/seeded_random.h"
 #include "support/test_engine.h"
+#include "threads/concurrent_run.h"
 #include "threads/race_checker.h"
-#include "threads/together.h"
 
 namespace facefeature_test {
 namespace {
@@ -43,7 +43,7 @@ TEST(TeamSize, MayDifferBetweenThreadsOfTheHost) {
   Request first = request;
   const std::vector<float> wanted = extracted(engines[0].get(), first);
   std::vector<std::vector<float>> got(kTeams.size());
-  runTogether(kTeams.size(), [&](size_t t) {
+  runConcurrently(kTeams.size(), [&](size_t t) {
     Request own = request;
     omp_set_num_threads(kTeams[t]);
     for (int round = 0; round < 2; ++round) got[t] = extracted(engines[t].get(), own);
@@ -66,8 +66,8 @@ TEST(TeamSize, InsideAParallelLoopOfTheHostIsOneAndChangesNoBit) {
 #pragma omp parallel for num_threads(kEngines) schedule(static)
   for (int i = 0; i < kEngines; ++i) {
     Request own = request;
-    const size_t place = static_cast<size_t>(i);
-    got[place] = extracted(engines[place].get(), own);
+    const size_t index = static_cast<size_t>(i);
+    got[index] = extracted(engines[index].get(), own);
   }
   for (const std::vector<float>& feature : got) {
     EXPECT_TRUE(sameFloats(wanted.data(), feature.data(), 502));

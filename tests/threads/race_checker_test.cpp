@@ -12,8 +12,8 @@
 #include "net/conv_net.h"
 #include "support/seeded_random.h"
 #include "support/test_engine.h"
+#include "threads/concurrent_run.h"
 #include "threads/race_checker.h"
-#include "threads/together.h"
 
 namespace facefeature_test {
 namespace {
@@ -63,14 +63,14 @@ TEST(RaceCheckerDeathTest, RemembersAcrossAWholeNet) {
 // Accesses ordered by the end of a parallel loop do not race. A checker that the runtime does not
 // inform would report every loop.
 TEST(RaceChecker, KnowsThatALoopEndsBeforeWhatFollows) {
-  int32_t places[8] = {};
+  int32_t indices[8] = {};
   for (int32_t round = 0; round < 100; ++round) {
 #pragma omp parallel for num_threads(4) schedule(static)
-    for (int32_t i = 0; i < 8; ++i) places[i] += i;
-    for (int32_t& place : places) ++place;
+    for (int32_t i = 0; i < 8; ++i) indices[i] += i;
+    for (int32_t& index : indices) ++index;
   }
-  EXPECT_EQ(100, places[0]);
-  EXPECT_EQ(800, places[7]);
+  EXPECT_EQ(100, indices[0]);
+  EXPECT_EQ(800, indices[7]);
 }
 
 void extractTwiceAtOnceWithOneEngine() {
@@ -78,7 +78,7 @@ void extractTwiceAtOnceWithOneEngine() {
   SeededRandom random;
   const Request request = randomRequest(random);
   const OwnEngine engine;
-  runTogether(2, [&](size_t) {
+  runConcurrently(2, [&](size_t) {
     Request own = request;
     extracted(engine.get(), own);
   });

@@ -12,7 +12,7 @@ using facefeature_tools::ProgressCounts;
 using facefeature_tools::progressJson;
 using facefeature_tools::progressText;
 
-TEST(ProgressText, TellsRateAndTimeLeftOfThisRunAlone) {
+TEST(ProgressText, GivesRateAndTimeLeftOfThisRunAlone) {
   ProgressCounts counts;
   counts.total = 1000;
   EXPECT_EQ("0 of 1000, 0 failed", progressText(counts, 3.0));

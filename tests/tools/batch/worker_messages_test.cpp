@@ -13,7 +13,7 @@ namespace {
 
 using namespace facefeature_tools;
 
-TEST(WorkerMessages, GiveBackWhatWasSent) {
+TEST(WorkerMessages, AreReceivedAsTheyWereSent) {
   const std::vector<WorkerRequest> requests =
       decodeRequests(encodeRequests({{"a photo\n\xFF", std::string(100000, 'l')}, {"", "b"}}));
   ASSERT_EQ(2u, requests.size());

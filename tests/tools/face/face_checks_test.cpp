@@ -95,13 +95,13 @@ const std::vector<std::pair<int32_t, int32_t>> kPairs = {
     {0, 1},     {2, 5},     {3, 4},     {12, 13},   {43, 44},  {221, 227},
     {222, 226}, {223, 225}, {240, 241}, {300, 302}, {315, 316}};
 
-TEST(FaceChecks, GoodFacesGiveNoDoubt) {
+TEST(FaceChecks, GoodFacesRaiseNoWarning) {
   for (const LandmarkFile& file : goodFaces()) {
     for (const std::string& warning : warningsAbout(file)) ADD_FAILURE() << warning;
   }
 }
 
-TEST(FaceChecks, HeadsInAnyPoseAndPlaceOfThePictureGiveNoDoubtUnlessTheyAreUpsideDown) {
+TEST(FaceChecks, HeadsInAnyPoseAndPositionRaiseNoWarningUnlessTheyAreUpsideDown) {
   SeededRandom random;
   for (int round = 0; round < 200; ++round) {
     const FacePose pose = {random.between(-45.0f, 45.0f),  random.between(-25.0f, 25.0f),
@@ -140,7 +140,7 @@ TEST(FaceChecks, PointsOutsideOfThePictureAreCountedAndNamed) {
   expectWarning("29 of 29 landmarks lie outside of the picture (id 0, 1, 2, 3, 4, ...). ", file);
 }
 
-TEST(FaceChecks, ThePixelsAtTheRimAreInside) {
+TEST(FaceChecks, ThePixelsAtTheEdgeAreInside) {
   LandmarkFile file = goodFile();
   for (const auto& [x, y] : std::vector<std::pair<float, float>>{
            {-0.5f, 100.0f}, {599.5f, 100.0f}, {100.0f, -0.5f}, {100.0f, 499.5f}}) {
@@ -152,7 +152,7 @@ TEST(FaceChecks, ThePixelsAtTheRimAreInside) {
   }
 }
 
-TEST(FaceChecks, AMirroredFaceIsFoundOut) {
+TEST(FaceChecks, AMirroredFaceIsDetected) {
   const std::string mirrored = "the face is mirrored: left and right ";
   for (LandmarkFile file : goodFaces()) {
     LandmarkFile exchanged = file;
@@ -165,7 +165,7 @@ TEST(FaceChecks, AMirroredFaceIsFoundOut) {
   }
 }
 
-TEST(FaceChecks, CoordinatesThatRunUpAreFoundOut) {
+TEST(FaceChecks, CoordinatesThatRunUpAreDetected) {
   for (LandmarkFile file : goodFaces()) {
     for (Landmark& landmark : file.landmarks) {
       landmark.y = static_cast<float>(*file.height - 1) - landmark.y;
@@ -174,7 +174,7 @@ TEST(FaceChecks, CoordinatesThatRunUpAreFoundOut) {
   }
 }
 
-TEST(FaceChecks, AHeadUpsideDownIsFoundOut) {
+TEST(FaceChecks, AHeadUpsideDownIsDetected) {
   for (LandmarkFile file : goodFaces()) {
     for (Landmark& landmark : file.landmarks) {
       landmark.x = static_cast<float>(*file.width - 1) - landmark.x;
@@ -184,7 +184,7 @@ TEST(FaceChecks, AHeadUpsideDownIsFoundOut) {
   }
 }
 
-TEST(FaceChecks, OneExchangedPairIsFoundOut) {
+TEST(FaceChecks, OneExchangedPairIsDetected) {
   for (const LandmarkFile& file : goodFaces()) {
     for (const auto& [a, b] : kPairs) {
       LandmarkFile exchanged = file;
@@ -195,7 +195,7 @@ TEST(FaceChecks, OneExchangedPairIsFoundOut) {
   }
 }
 
-TEST(FaceChecks, AStretchedCoordinateIsFoundOut) {
+TEST(FaceChecks, AStretchedCoordinateIsDetected) {
   for (const LandmarkFile& good : goodFaces()) {
     LandmarkFile wide = good;
     for (Landmark& landmark : wide.landmarks) landmark.x *= 1.5f;
@@ -208,7 +208,7 @@ TEST(FaceChecks, AStretchedCoordinateIsFoundOut) {
   }
 }
 
-TEST(FaceChecks, LandmarksThatFixNoHeadAreFoundOut) {
+TEST(FaceChecks, LandmarksThatDetermineNoHeadAreDetected) {
   const std::string none = "no head can be fitted ";
   LandmarkFile file = goodFile();
   for (Landmark& landmark : file.landmarks) landmark.x = landmark.y = 100.0f;
@@ -221,7 +221,7 @@ TEST(FaceChecks, LandmarksThatFixNoHeadAreFoundOut) {
   expectAmongWarnings(none, file);
 }
 
-TEST(FaceChecks, ARecordThatIsNotFullIsDoubted) {
+TEST(FaceChecks, AnIncompleteRecordRaisesAWarning) {
   LandmarkFile file = goodFile();
   file.warning = "id 9 is missing";
   expectWarning("no full record of 29 landmarks: id 9 is missing. ", file);

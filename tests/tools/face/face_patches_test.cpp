@@ -21,7 +21,7 @@ using facefeature_tools::makePhoto;
 using facefeature_tools::Photo;
 
 // With means of 0, as in a program that loads no model.
-TEST(FacePatches, AreWhatTheLibraryHandsToItsNets) {
+TEST(FacePatches, AreWhatTheLibraryPassesToItsNets) {
   SeededRandom random;
   const ScopedPatchMeans means(0.0f);
   for (int round = 0; round < 6; ++round) {
@@ -52,7 +52,7 @@ TEST(FacePatches, AreWhatTheLibraryHandsToItsNets) {
   }
 }
 
-TEST(FacePatches, NameTheLandmarksThatTheyHangOn) {
+TEST(FacePatches, NameTheLandmarksThatTheyAreCentredOn) {
   const FaceRecord face = projectedFace({0.0f, 0.0f, 0.0f, 8.0f, 100.0f, 100.0f});
   const std::vector<FacePatch> patches = facePatches(makePhoto(200, 200), face.entries);
   EXPECT_EQ(2, patches[2].directId);

@@ -80,7 +80,7 @@ TEST(LandmarkFile, SidesOfTheHeadMayBeLeftOutButAreMissed) {
             file.warning);
 }
 
-TEST(LandmarkFile, UnknownIdInThePlaceOfAnotherIsTakenWithADoubt) {
+TEST(LandmarkFile, UnknownIdInsteadOfAnotherRaisesAWarning) {
   std::vector<int32_t> ids = kIds;
   ids[7] = 46;
   EXPECT_EQ("id 9 is missing, id 46 is not one of the 29",
@@ -177,7 +177,7 @@ TEST(LandmarkFile, WrittenTextIsReadBackToTheSameFloats) {
   }
 }
 
-TEST(LandmarkFile, FaultNamesTheFileAndTheAdvice) {
+TEST(LandmarkFile, ErrorNamesTheFileAndTheRemedy) {
   const std::string path = privateTempFolder() + "/face.json";
   writeText(path, "{\"landmarks\": []");
   try {

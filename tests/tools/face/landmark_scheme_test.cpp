@@ -63,7 +63,7 @@ std::map<int32_t, ImagePoint> mappedByWords(const SchemePoints& p) {
           {316, p[12] + 0.035 * (p[12] - p[4])}};
 }
 
-TEST(LandmarkScheme, MapsEachOfThe29IdsByRisingId) {
+TEST(LandmarkScheme, MapsEachOfThe29IdsInAscendingOrderOfId) {
   SeededRandom random;
   for (int round = 0; round < 20; ++round) {
     SchemePoints points;
@@ -75,11 +75,11 @@ TEST(LandmarkScheme, MapsEachOfThe29IdsByRisingId) {
     const std::vector<Landmark> got = landmarksFrom68(points);
     ASSERT_EQ(wanted.size(), got.size());
     size_t i = 0;
-    for (const auto& [id, place] : wanted) {
+    for (const auto& [id, index] : wanted) {
       EXPECT_EQ(id, got[i].id);
       // Rounded to hundredths: half of a hundredth, plus the rounding of a float of this size.
-      EXPECT_NEAR(place.x, static_cast<double>(got[i].x), 0.0053);
-      EXPECT_NEAR(place.y, static_cast<double>(got[i].y), 0.0053);
+      EXPECT_NEAR(index.x, static_cast<double>(got[i].x), 0.0053);
+      EXPECT_NEAR(index.y, static_cast<double>(got[i].y), 0.0053);
       ++i;
     }
   }

@@ -33,7 +33,7 @@ TEST(FeatureFile, HoldsTheFloatsLittleEndianAndNothingElse) {
 TEST(FeatureFile, IsReadBackBitForBit) {
   SeededRandom random;
   FeatureVector feature;
-  for (float& value : feature.values) value = random.chance(5) ? random.awkward() : random.normal();
+  for (float& value : feature.values) value = random.chance(5) ? random.special() : random.normal();
   writeFeatureFile(path(), feature);
   const FeatureVector again = readFeatureFile(path());
   for (int i = 0; i < kFeatureFloats; ++i) {

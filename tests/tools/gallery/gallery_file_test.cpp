@@ -111,7 +111,7 @@ TEST_F(GalleryFile, HasEveryByteWhereReadersExpectIt) {
   EXPECT_FALSE(fs::exists(path + ".part"));
 }
 
-TEST_F(GalleryFile, GivesBackWhatWasWritten) {
+TEST_F(GalleryFile, IsReadAsItWasWritten) {
   SeededRandom random;
   for (int32_t count = 0; count < 40; count += 3) {
     std::vector<std::string> ids;
@@ -135,7 +135,7 @@ TEST_F(GalleryFile, GivesBackWhatWasWritten) {
   }
 }
 
-TEST_F(GalleryFile, KeepsEveryBitOfAwkwardFloats) {
+TEST_F(GalleryFile, KeepsEveryBitOfSpecialFloats) {
   SeededRandom random;
   FeatureVector feature;
   for (float& value : feature.values) {
@@ -269,7 +269,7 @@ TEST_F(GalleryFile, FoldersAndMissingFilesAreRefused) {
   EXPECT_NE(std::string::npos, fault().find(": is no ordinary file. "));
 }
 
-TEST_F(GalleryFile, ThatIsNotFinishedLeavesWhatWasThere) {
+TEST_F(GalleryFile, ThatIsNotFinishedLeavesTheEarlierFile) {
   SeededRandom random;
   writeRandomGallery(path, {"a"}, random);
   const std::string before = contentOf(path);
@@ -284,7 +284,7 @@ TEST_F(GalleryFile, ThatIsNotFinishedLeavesWhatWasThere) {
 
 #if !defined(_WIN32)
 // Windows has no such limit.
-TEST_F(GalleryFile, ThatOutgrowsTheDiskNamesTheFileAndLeavesWhatWasThere) {
+TEST_F(GalleryFile, ThatOutgrowsTheDiskIsNamedAndLeavesTheEarlierFile) {
   SeededRandom random;
   writeRandomGallery(path, {"a"}, random);
   const std::string before = contentOf(path);

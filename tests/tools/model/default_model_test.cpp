@@ -68,7 +68,7 @@ class DefaultModel : public ::testing::Test {
   const std::string feature = base + "/face.feature";
 };
 
-TEST_F(DefaultModel, ShippedModelLiesBesideTheProgramOrInTheShareFolderOfItsPrefix) {
+TEST_F(DefaultModel, ShippedModelIsBesideTheProgramOrInTheShareFolderOfItsPrefix) {
   const std::string program = base + kSeparator + "bin";
   fs::create_directories(program);
   EXPECT_EQ("", shippedModelFolder(program));
@@ -80,7 +80,7 @@ TEST_F(DefaultModel, ShippedModelLiesBesideTheProgramOrInTheShareFolderOfItsPref
   EXPECT_EQ(beside.string(), shippedModelFolder(program));
 }
 
-TEST_F(DefaultModel, OfABuildIsTheModelOfTheRepositoryAndIsWhole) {
+TEST_F(DefaultModel, OfABuildIsTheCompleteModelOfTheRepository) {
   const Outcome outcome = run({"model", "check"});
   EXPECT_EQ(0, outcome.exitCode) << outcome.err;
   EXPECT_EQ("", outcome.out);
@@ -110,7 +110,7 @@ TEST_F(DefaultModel, IsTheFolderInTheTemporaryFolderIfThereIsOne) {
       << outcome.err;
 }
 
-TEST_F(DefaultModel, OfAProgramThatCameWithoutOneIsTheFolderThatTheLibraryReads) {
+TEST_F(DefaultModel, WithoutAShippedOneIsTheFolderThatTheLibraryReads) {
   const fs::path program = fs::path(base) / fs::path(FACEFEATURE_PROGRAM).filename();
   fs::copy_file(FACEFEATURE_PROGRAM, program);
   for (const std::vector<std::string>& verb :
@@ -128,7 +128,7 @@ TEST_F(DefaultModel, OfAProgramThatCameWithoutOneIsTheFolderThatTheLibraryReads)
 
 #if !defined(_WIN32)
 // On Windows, links need rights that a test may not have.
-TEST_F(DefaultModel, LinkToNowhereInTheTemporaryFolderIsNotPassedOver) {
+TEST_F(DefaultModel, DanglingLinkInTheTemporaryFolderIsNotSkipped) {
   fs::create_symlink(base + "/nowhere", usual);
   const Outcome outcome = run({"extract", photo, landmarks, "-o", feature});
   EXPECT_EQ(4, outcome.exitCode);

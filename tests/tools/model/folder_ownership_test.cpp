@@ -72,7 +72,7 @@ class FolderOwnership : public ::testing::Test {
   const std::string elsewhere = base + "/elsewhere";
 };
 
-TEST_F(FolderOwnership, WhatOnlyTheCallerCanWriteRaisesNoDoubt) { expectNoWarning(); }
+TEST_F(FolderOwnership, WhatOnlyTheCallerCanWriteRaisesNoWarning) { expectNoWarning(); }
 
 TEST_F(FolderOwnership, AFolderThatOthersCanWriteIsNamed) {
   setMode(folder, 0775);
@@ -97,13 +97,13 @@ TEST_F(FolderOwnership, FilesThatOthersCanWriteAreNamedTogether) {
   EXPECT_EQ("can be written by everybody", warnings[1].warning);
 }
 
-TEST_F(FolderOwnership, OtherFilesInTheFolderAreOfNoConcern) {
+TEST_F(FolderOwnership, OtherFilesInTheFolderAreIgnored) {
   writeText(folder + "/notes", "");
   setMode(folder + "/notes", 0666);
   expectNoWarning();
 }
 
-TEST_F(FolderOwnership, WhatIsMissingRaisesNoDoubt) {
+TEST_F(FolderOwnership, WhatIsMissingRaisesNoWarning) {
   fs::remove(folder + "/6-0");
   expectNoWarning();
   fs::remove_all(folder);
@@ -131,7 +131,7 @@ TEST_F(FolderOwnership, WhatBelongsToSomebodyElseIsNamed) {
   EXPECT_TRUE(ownershipWarnings(folder, owner).empty());
 }
 
-TEST_F(FolderOwnership, BehindALinkTheFileIsLookedAt) {
+TEST_F(FolderOwnership, TheTargetOfALinkIsChecked) {
   fs::create_directory(elsewhere);
   fs::rename(ownFile("6-1"), elsewhere + "/far");
   fs::create_symlink(elsewhere + "/far", folder + "/6-1");
@@ -140,7 +140,7 @@ TEST_F(FolderOwnership, BehindALinkTheFileIsLookedAt) {
   expectWarning(elsewhere + "/far", "can be written by everybody");
 }
 
-TEST_F(FolderOwnership, BehindALinkTheFoldersRightsCount) {
+TEST_F(FolderOwnership, TheFolderOfALinksTargetIsChecked) {
   fs::create_directory(elsewhere);
   for (const char* name : {"6-0", "6-1"}) {
     fs::rename(ownFile(name), elsewhere + "/" + name);
@@ -154,7 +154,7 @@ TEST_F(FolderOwnership, BehindALinkTheFoldersRightsCount) {
   EXPECT_EQ(0u, warnings[1].others);
 }
 
-TEST_F(FolderOwnership, AFolderThatIsALinkIsLookedThrough) {
+TEST_F(FolderOwnership, AFolderThatIsALinkIsFollowed) {
   fs::rename(folder, elsewhere);
   fs::create_directory_symlink(elsewhere, folder);
   expectNoWarning();
@@ -170,13 +170,13 @@ TEST_F(FolderOwnership, ALinkOfSomebodyElseIsNamed) {
   expectWarning(folder, "is a link that belongs to somebody else, user 12345");
 }
 
-TEST_F(FolderOwnership, ALinkThatLeadsNowhereRaisesNoDoubt) {
+TEST_F(FolderOwnership, ADanglingLinkRaisesNoWarning) {
   fs::remove(folder + "/6-1");
   fs::create_symlink("nowhere", folder + "/6-1");
   expectNoWarning();
 }
 
-TEST_F(FolderOwnership, TheTemporaryFolderCountsWhereTheLibraryWouldReadThisModel) {
+TEST_F(FolderOwnership, TheTemporaryFolderIsCheckedIfTheLibraryWouldReadThisModel) {
   const std::string line = "facefeature model check: " + base +
                            ": warning: can be written by everybody, who can put there what is "
                            "missing. Who can change a model decides which faces are alike: make it "

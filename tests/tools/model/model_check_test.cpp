@@ -59,7 +59,7 @@ TEST_F(ModelCheck, GoodModelHasNoFaults) {
   EXPECT_TRUE(checkModel(folder, CheckDepth::kNumbers, facefeature_tools::kBadInput, "").empty());
 }
 
-TEST_F(ModelCheck, OtherFilesInTheFolderAreOfNoConcern) {
+TEST_F(ModelCheck, OtherFilesInTheFolderAreIgnored) {
   writeText(folder + "/1-26-1", "x");
   EXPECT_TRUE(checkModel(folder, CheckDepth::kNumbers, facefeature_tools::kBadInput, "").empty());
 }
@@ -92,7 +92,7 @@ TEST_F(ModelCheck, AllFilesOfAnEmptyFolderAreNamed) {
 
 #if !defined(_WIN32)
 // On Windows, symbolic links need rights that a test does not have.
-TEST_F(ModelCheck, LinkThatLeadsNowhereIsMissing) {
+TEST_F(ModelCheck, DanglingLinkIsMissing) {
   std::filesystem::remove(folder + "/3-7-2");
   std::filesystem::create_symlink("nowhere", folder + "/3-7-2");
   expectFault("3-7-2", "is missing");
@@ -132,7 +132,7 @@ TEST_F(ModelCheck, HeadersOfAnotherShapeAreNamed) {
   expectFault("0-4-0", "is headed as 9075 floats, but the nets need 2209 floats");
 }
 
-TEST_F(ModelCheck, NumbersThatAreNotFiniteAreNamedWithTheirPlace) {
+TEST_F(ModelCheck, NumbersThatAreNotFiniteAreNamedWithTheirPosition) {
   const auto with = [this](const std::string& name, size_t byte, float value) {
     std::string bytes = contentOf(folder + "/" + name);
     std::memcpy(&bytes[byte], &value, 4);
@@ -157,7 +157,7 @@ TEST_F(ModelCheck, NumbersThatAreNotFiniteAreNamedWithTheirPlace) {
               false);
 }
 
-TEST_F(ModelCheck, FolderOrPipeInThePlaceOfAFileIsNamed) {
+TEST_F(ModelCheck, FolderOrPipeInsteadOfAFileIsNamed) {
   std::filesystem::remove(folder + "/6-1");
   std::filesystem::create_directory(folder + "/6-1");
   expectFault("6-1", "is no ordinary file");
@@ -187,7 +187,7 @@ TEST_F(ModelCheck, AllFaultsAreNamedInTheOrderOfTheFiles) {
   EXPECT_EQ("5-1-1", faults[2].file);
 }
 
-TEST(ModelCheckOfNoFolder, EndsInTheGivenCodeAndAdvice) {
+TEST(ModelCheckOfNoFolder, ExitsWithTheGivenCodeAndAdvice) {
   const std::string file = privateTempFolder() + "/file";
   writeText(file, "");
   for (const std::string& path : {privateTempFolder() + "/none", file}) {

@@ -31,7 +31,7 @@ bool isColour(int net) {
   return false;
 }
 
-TEST(ModelFiles, Are303WithNamesOfTheirOwn) {
+TEST(ModelFiles, Are303WithUniqueNames) {
   std::set<std::string> names;
   for (const ModelFile& each : modelFiles()) names.insert(each.name);
   EXPECT_EQ(303u, modelFiles().size());
@@ -74,7 +74,7 @@ TEST(ModelFiles, LayersOfEveryNetHaveTheShapesThatTheNetsNeed) {
   }
 }
 
-TEST(ModelFiles, StandInTheOrderInWhichTheLibraryOpensThem) {
+TEST(ModelFiles, AreInTheOrderInWhichTheLibraryOpensThem) {
   EXPECT_EQ("0-1-0", modelFiles()[0].name);
   EXPECT_EQ("0-25-0", modelFiles()[24].name);
   EXPECT_EQ("6-0", modelFiles()[25].name);

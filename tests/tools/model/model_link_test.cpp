@@ -75,7 +75,7 @@ TEST_F(ModelLinkTest, FolderOfAnyNameIsReachedThroughAPrivateLink) {
   EXPECT_TRUE(nothingIsLeft());
 }
 
-TEST_F(ModelLinkTest, FolderThatBearsTheNameIsUsedWhereItIs) {
+TEST_F(ModelLinkTest, FolderOfTheRightNameIsUsedDirectly) {
   const std::string named = base + "/~kwplugintmp~";
   fs::rename(model, named);
   for (const std::string& spelling :
@@ -120,7 +120,7 @@ TEST_F(ModelLinkTest, TemporaryFolderThatIsMissingIsNamed) {
   }
 }
 
-TEST_F(ModelLinkTest, EndingSignalsRemoveTheLinkAndEndTheProcess) {
+TEST_F(ModelLinkTest, TerminationSignalsRemoveTheLinkAndEndTheProcess) {
   for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT}) {
     const int status = statusOfChild([] {}, [] {}, [&](pid_t child) { kill(child, number); });
     EXPECT_TRUE(WIFSIGNALED(status));

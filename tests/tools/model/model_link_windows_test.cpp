@@ -31,7 +31,7 @@ TEST_F(ModelLinkTest, FilesOfAnyFolderAreReachedThroughAPrivateOne) {
   EXPECT_TRUE(nothingIsLeft());
 }
 
-TEST_F(ModelLinkTest, FolderThatBearsTheNameIsUsedWhereItIs) {
+TEST_F(ModelLinkTest, FolderOfTheRightNameIsUsedDirectly) {
   const std::string named = base + "\\~kwplugintmp~";
   fs::rename(model, named);
   const ModelLink link(named);

@@ -66,7 +66,7 @@ TEST(SyntheticModel, SameSeedGivesTheSameBytesOnEveryPlatform) {
   EXPECT_EQ(0x62f512329d42f6ecu, checksum(syntheticFolder()));
 }
 
-TEST(SyntheticModel, IsAWholeModel) {
+TEST(SyntheticModel, IsACompleteModel) {
   EXPECT_TRUE(facefeature_tools::checkModel(syntheticFolder(),
                                             facefeature_tools::CheckDepth::kNumbers,
                                             facefeature_tools::kBadInput, "")

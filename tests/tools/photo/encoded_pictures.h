@@ -18,7 +18,7 @@ namespace facefeature_test {
 
 using Bytes = std::vector<uint8_t>;
 
-struct JpegForm {
+struct JpegEncoding {
   int components = 3;
   J_COLOR_SPACE space = JCS_RGB;
   bool progressive = false;
@@ -26,7 +26,7 @@ struct JpegForm {
 };
 
 inline Bytes encodeJpeg(uint32_t width, uint32_t height, const Bytes& samples,
-                        const JpegForm& form = {}) {
+                        const JpegEncoding& encoding = {}) {
   jpeg_compress_struct encoder;
   jpeg_error_mgr errors;
   encoder.err = jpeg_std_error(&errors);
@@ -36,15 +36,15 @@ inline Bytes encodeJpeg(uint32_t width, uint32_t height, const Bytes& samples,
   jpeg_mem_dest(&encoder, &buffer, &size);
   encoder.image_width = width;
   encoder.image_height = height;
-  encoder.input_components = form.components;
-  encoder.in_color_space = form.space;
+  encoder.input_components = encoding.components;
+  encoder.in_color_space = encoding.space;
   jpeg_set_defaults(&encoder);
-  jpeg_set_quality(&encoder, form.quality, TRUE);
-  if (form.progressive) jpeg_simple_progression(&encoder);
+  jpeg_set_quality(&encoder, encoding.quality, TRUE);
+  if (encoding.progressive) jpeg_simple_progression(&encoder);
   jpeg_start_compress(&encoder, TRUE);
   while (encoder.next_scanline < height) {
     JSAMPROW row = const_cast<JSAMPROW>(
-        &samples[encoder.next_scanline * width * static_cast<uint32_t>(form.components)]);
+        &samples[encoder.next_scanline * width * static_cast<uint32_t>(encoding.components)]);
     jpeg_write_scanlines(&encoder, &row, 1);
   }
   jpeg_finish_compress(&encoder);

@@ -46,7 +46,7 @@ std::string rowsOf(const Photo& photo) {
 // The orientation names the sides of the scene that the stored first row and first column show. In
 // a picture with orientation 6, the first row is the right side of the scene and the first column
 // is its top.
-TEST(PhotoOrientation, TurnsAsEachOfTheEightAsks) {
+TEST(PhotoOrientation, TurnsForEachOfTheEight) {
   const std::map<int32_t, std::string> wanted = {{1, "abc/def"},  {2, "cba/fed"},  {3, "fed/cba"},
                                                  {4, "def/abc"},  {5, "ad/be/cf"}, {6, "da/eb/fc"},
                                                  {7, "fc/eb/da"}, {8, "cf/be/ad"}};
@@ -66,7 +66,7 @@ TEST(PhotoOrientation, IsReadOfTheExifDataOfAJpeg) {
   }
 }
 
-TEST(PhotoOrientation, IsAsStoredWhereTheDataAreNoneOfTheEightOrDamaged) {
+TEST(PhotoOrientation, IsAsStoredIfTheDataAreDamagedOrNoneOfTheEight) {
   const Bytes jpeg = encodeJpeg(8, 8, Bytes(3 * 8 * 8, 100));
   EXPECT_EQ(1, exifOrientation(withExif(jpeg, 0, false)));
   EXPECT_EQ(1, exifOrientation(withExif(jpeg, 9, false)));

@@ -58,9 +58,9 @@ TEST(Jpeg, ColourComesOutInBlueGreenRedOrder) {
 }
 
 TEST(Jpeg, ProgressiveFilesAreRead) {
-  JpegForm form;
-  form.progressive = true;
-  const Bytes jpeg = encodeJpeg(kWidth, kHeight, noise(3 * kWidth * kHeight), form);
+  JpegEncoding encoding;
+  encoding.progressive = true;
+  const Bytes jpeg = encodeJpeg(kWidth, kHeight, noise(3 * kWidth * kHeight), encoding);
   expectPhoto(jpeg, kWidth, kHeight, swapped(decodedSamples(jpeg, JCS_RGB)));
 }
 
@@ -74,7 +74,7 @@ TEST(Jpeg, GrayGoesToAllThreeChannels) {
   expectPhoto(jpeg, kWidth, kHeight, wanted);
 }
 
-TEST(Jpeg, PrintColoursAreRefusedInWords) {
+TEST(Jpeg, PrintColoursAreRefusedWithAMessage) {
   const Bytes jpeg =
       encodeJpeg(kWidth, kHeight, noise(4 * kWidth * kHeight), {4, JCS_CMYK, false, 90});
   EXPECT_NE(std::string::npos, errorOf(jpeg).find("CMYK"));
@@ -85,20 +85,20 @@ TEST(Jpeg, FileCutAnywhereIsRefused) {
 }
 
 TEST(Jpeg, ProgressiveFileCutAnywhereIsRefused) {
-  JpegForm form;
-  form.progressive = true;
-  expectEachShorterFileRefused(encodeJpeg(kWidth, kHeight, noise(3 * kWidth * kHeight), form));
+  JpegEncoding encoding;
+  encoding.progressive = true;
+  expectEachShorterFileRefused(encodeJpeg(kWidth, kHeight, noise(3 * kWidth * kHeight), encoding));
 }
 
-TEST(Jpeg, DamagedFileIsRefusedOrReadButNeverEndsTheProcess) {
+TEST(Jpeg, DamagedFileIsRefusedOrReadButNeverTerminatesTheProcess) {
   SeededRandom random;
   const Bytes good = encodeJpeg(kWidth, kHeight, random.bytes(3 * kWidth * kHeight));
   int refused = 0;
   for (int round = 0; round < 2000; ++round) {
     Bytes bad = good;
     for (int change = random.integer(1, 4); change > 0; --change) {
-      const int32_t place = random.integer(2, static_cast<int32_t>(bad.size()) - 1);
-      bad[static_cast<size_t>(place)] = static_cast<uint8_t>(random.integer(0, 255));
+      const int32_t index = random.integer(2, static_cast<int32_t>(bad.size()) - 1);
+      bad[static_cast<size_t>(index)] = static_cast<uint8_t>(random.integer(0, 255));
     }
     try {
       const Photo photo = decodePhoto(bad);
@@ -142,7 +142,7 @@ TEST(Png, InterlacedFilesAreRead) {
               kHeight, swapped(rgb));
 }
 
-TEST(Png, ColoursBelowTransparentPlacesAreTakenAsTheyStand) {
+TEST(Png, ColoursOfTransparentPixelsAreKept) {
   const Bytes rgba = noise(4 * kWidth * kHeight);
   Bytes wanted;
   for (size_t i = 0; i < rgba.size(); i += 4) {
@@ -204,13 +204,13 @@ TEST(Png, FileCutAnywhereIsRefused) {
       encodePng(kWidth, kHeight, 8, SPNG_COLOR_TYPE_TRUECOLOR, noise(3 * kWidth * kHeight)));
 }
 
-TEST(Png, AnyChangedByteIsFoundOut) {
+TEST(Png, AnyChangedByteIsDetected) {
   const Bytes good =
       encodePng(kWidth, kHeight, 8, SPNG_COLOR_TYPE_TRUECOLOR, noise(3 * kWidth * kHeight));
-  for (size_t place = 0; place < good.size(); ++place) {
+  for (size_t index = 0; index < good.size(); ++index) {
     Bytes bad = good;
-    bad[place] ^= static_cast<uint8_t>(1u << place % 8);
-    EXPECT_THROW(decodePhoto(bad), PhotoError) << "byte " << place << " of " << good.size();
+    bad[index] ^= static_cast<uint8_t>(1u << index % 8);
+    EXPECT_THROW(decodePhoto(bad), PhotoError) << "byte " << index << " of " << good.size();
   }
 }
 
@@ -235,7 +235,7 @@ TEST(Ppm, ColourComesOutInBlueGreenRedOrder) {
   expectPhoto(encodePpm(kWidth, kHeight, rgb), kWidth, kHeight, swapped(rgb));
 }
 
-TEST(Ppm, CommentsAndAnyBlanksMayStandInTheHeader) {
+TEST(Ppm, CommentsAndAnyBlanksMayBeInTheHeader) {
   Bytes ppm = bytesOfText("P6#x\n # 9 9\r\n2\t\f#\n1\v255 ");
   ppm.insert(ppm.end(), {'#', '\n', ' ', '9', '\t', '7'});
   expectPhoto(ppm, 2, 1, {' ', '\n', '#', '7', '\t', '9'});
@@ -249,7 +249,7 @@ TEST(Ppm, SamplesAreSpreadFromTheirLargestValueTo255) {
 
 TEST(Ppm, FileCutAnywhereIsRefused) { expectEachShorterFileRefused(encodePpm(5, 4, noise(60))); }
 
-TEST(Ppm, BytesBehindThePictureAreLeftAlone) {
+TEST(Ppm, BytesAfterThePictureAreIgnored) {
   expectPhoto(bytesOfText("P6 1 1 255 abcdef"), 1, 1, {'c', 'b', 'a'});
 }
 
@@ -263,7 +263,7 @@ TEST(Ppm, BrokenHeadersAreRefused) {
   }
 }
 
-TEST(Photo, FormatIsToldByTheContentNotByTheName) {
+TEST(Photo, FormatIsDeterminedByTheContentNotByTheName) {
   const std::string path = privateTempFolder() + "/picture.jpg";
   std::FILE* file = std::fopen(path.c_str(), "wb");
   std::fputs("P6 1 1 255 abc", file);
@@ -271,7 +271,7 @@ TEST(Photo, FormatIsToldByTheContentNotByTheName) {
   EXPECT_EQ((Bytes{'c', 'b', 'a'}), facefeature_tools::readPhoto(path).pixels);
 }
 
-TEST(Photo, OtherFilesAreRefusedInWords) {
+TEST(Photo, OtherFilesAreRefusedWithAMessage) {
   EXPECT_EQ("is empty", errorOf({}));
   for (const char* text : {"P", "P5 1 1 255 a", "GIF89a", "{}", "\xFF", "\x89PN"}) {
     EXPECT_EQ("is not a JPEG, PNG or binary PPM (P6) picture", errorOf(bytesOfText(text)));

@@ -36,10 +36,10 @@ ProbeAnswer sortedScores(const std::vector<FeatureVector>& rows, const FeatureVe
 
 class GallerySearch : public ::testing::Test {
  protected:
-  std::vector<FeatureVector> featuresOfSort(size_t count, int32_t sort) {
+  std::vector<FeatureVector> featuresOfKind(size_t count, int32_t kind) {
     std::vector<FeatureVector> features(count);
     for (FeatureVector& feature : features) {
-      for (float& value : feature.values) value = floatOfSort(random, sort);
+      for (float& value : feature.values) value = floatOfKind(random, kind);
     }
     return features;
   }
@@ -53,9 +53,9 @@ class GallerySearch : public ::testing::Test {
       pieces.push_back({row, count});
       row += count;
     }
-    std::vector<size_t> places;
+    std::vector<size_t> indices;
     for (const auto& [first, count] : pieces) {
-      places.push_back(stored.size());
+      indices.push_back(stored.size());
       stored.insert(stored.end(), rows.begin() + static_cast<std::ptrdiff_t>(first),
                     rows.begin() + static_cast<std::ptrdiff_t>(first + count));
       stored.push_back(rows.front());
@@ -63,7 +63,7 @@ class GallerySearch : public ::testing::Test {
     std::vector<FeatureRun> runs;
     for (size_t i = 0; i < pieces.size(); ++i) {
       runs.push_back({pieces[i].first, pieces[i].second,
-                      reinterpret_cast<const uint8_t*>(stored.data() + places[i])});
+                      reinterpret_cast<const uint8_t*>(stored.data() + indices[i])});
     }
     return runs;
   }
@@ -90,33 +90,33 @@ class GallerySearch : public ::testing::Test {
 
 TEST_F(GallerySearch, AnswersAsASortOfAllScoresWould) {
   for (const size_t count : {size_t{1}, size_t{2}, size_t{127}, size_t{3000}}) {
-    const auto rows = featuresOfSort(count, 0);
+    const auto rows = featuresOfKind(count, 0);
     for (const size_t probes : {size_t{1}, size_t{3}, size_t{70}}) {
       SearchLimits limits;
       limits.top = static_cast<size_t>(random.integer(0, 20));
       limits.threads = static_cast<unsigned>(random.integer(1, 4));
-      expectAnswers(rows, featuresOfSort(probes, 0), limits);
+      expectAnswers(rows, featuresOfKind(probes, 0), limits);
       if (HasFatalFailure()) return;
     }
   }
 }
 
-TEST_F(GallerySearch, HandlesNumbersOfAllSorts) {
-  for (int32_t sort = 0; sort < kFloatSorts; ++sort) {
+TEST_F(GallerySearch, HandlesNumbersOfAllKinds) {
+  for (int32_t kind = 0; kind < kFloatKinds; ++kind) {
     for (const ScanKernels& kernels : scanKernels()) {
       if (!kernels.runsHere()) continue;
       SearchLimits limits;
       limits.top = 40;
       limits.kernels = &kernels;
       limits.threads = 2;
-      expectAnswers(featuresOfSort(600, sort), featuresOfSort(9, sort), limits);
+      expectAnswers(featuresOfKind(600, kind), featuresOfKind(9, kind), limits);
       if (HasFatalFailure()) return;
     }
   }
 }
 
 TEST_F(GallerySearch, PutsEqualScoresInTheOrderOfTheGallery) {
-  auto rows = featuresOfSort(5000, 0);
+  auto rows = featuresOfKind(5000, 0);
   for (size_t i = 0; i < rows.size(); ++i) {
     if (i % 3 != 0) rows[i] = rows[i % 7];
   }
@@ -125,13 +125,13 @@ TEST_F(GallerySearch, PutsEqualScoresInTheOrderOfTheGallery) {
     SearchLimits limits;
     limits.top = 1000;
     limits.threads = threads;
-    expectAnswers(rows, featuresOfSort(3, 0), limits);
+    expectAnswers(rows, featuresOfKind(3, 0), limits);
     if (HasFatalFailure()) return;
   }
 }
 
 TEST_F(GallerySearch, AZeroOfEitherSignIsTheSameScore) {
-  auto rows = featuresOfSort(3, 0);
+  auto rows = featuresOfKind(3, 0);
   FeatureVector probe = {};
   probe.values[0] = probe.values[501] = 1.0f;
   for (FeatureVector& row : rows) {
@@ -149,9 +149,9 @@ TEST_F(GallerySearch, AZeroOfEitherSignIsTheSameScore) {
 }
 
 TEST_F(GallerySearch, AThresholdIsReachedByAnEqualScoreAndByNoNaN) {
-  auto rows = featuresOfSort(300, 0);
+  auto rows = featuresOfKind(300, 0);
   for (float& value : rows[7].values) value = std::numeric_limits<float>::quiet_NaN();
-  const auto probes = featuresOfSort(2, 0);
+  const auto probes = featuresOfKind(2, 0);
   SearchLimits limits;
   limits.top = 0;
   limits.threshold = facefeature::CompareFeatures(&probes[0], &rows[100]);
@@ -163,20 +163,20 @@ TEST_F(GallerySearch, AThresholdIsReachedByAnEqualScoreAndByNoNaN) {
 }
 
 TEST_F(GallerySearch, InfiniteScoresAreScores) {
-  auto rows = featuresOfSort(50, 0);
+  auto rows = featuresOfKind(50, 0);
   rows[10].values[501] = 0.0f;
   rows[20].values[501] = -0.0f;
   SearchLimits limits;
   limits.top = 0;
-  expectAnswers(rows, featuresOfSort(4, 0), limits);
+  expectAnswers(rows, featuresOfKind(4, 0), limits);
 }
 
 TEST_F(GallerySearch, OfNothingIsEmpty) {
-  const auto probes = featuresOfSort(2, 0);
+  const auto probes = featuresOfKind(2, 0);
   const auto answers = searchRuns({}, probes, {});
   ASSERT_EQ(2u, answers.size());
   EXPECT_TRUE(answers[0].matches.empty());
-  const auto rows = featuresOfSort(3, 0);
+  const auto rows = featuresOfKind(3, 0);
   EXPECT_TRUE(searchRuns(runsOf(rows), {}, {}).empty());
 }
 

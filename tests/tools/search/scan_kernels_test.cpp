@@ -44,20 +44,20 @@ class ScanKernel : public ::testing::TestWithParam<ScanKernels> {
     if (!GetParam().runsHere()) GTEST_SKIP() << "not on this processor";
   }
 
-  void expectScores(int32_t rows, int32_t count, int32_t featureSort, int32_t probeSort,
-                    int32_t place) {
+  void expectScores(int32_t rows, int32_t count, int32_t featureKind, int32_t probeKind,
+                    int32_t placement) {
     SCOPED_TRACE(::testing::Message()
-                 << rows << " rows, " << count << " probes, sorts " << featureSort << " and "
-                 << probeSort << ", place " << place);
+                 << rows << " rows, " << count << " probes, sorts " << featureKind << " and "
+                 << probeKind << ", place " << placement);
     const size_t size = static_cast<size_t>(kScanFloats);
     const std::vector<float> features =
-        floatsOfSort(random, static_cast<size_t>(rows) * size, featureSort);
+        floatsOfKind(random, static_cast<size_t>(rows) * size, featureKind);
     const std::vector<float> probes =
-        floatsOfSort(random, static_cast<size_t>(count) * size, probeSort);
+        floatsOfKind(random, static_cast<size_t>(count) * size, probeKind);
     const std::vector<float> wanted = scoresOfTheLibrary(features, rows, probes, count);
-    PlacedFloats placedFeatures(features, place);
-    PlacedFloats placedProbes(probes, randomPlace(random));
-    PlacedFloats scores(floatsOfSort(random, wanted.size(), 5), randomPlace(random));
+    PlacedFloats placedFeatures(features, placement);
+    PlacedFloats placedProbes(probes, randomPlacement(random));
+    PlacedFloats scores(floatsOfKind(random, wanted.size(), 5), randomPlacement(random));
     GetParam().score(placedFeatures.data(), rows, placedProbes.data(), count, scores.data());
     ASSERT_TRUE(sameFloats(wanted.data(), scores.data(), wanted.size()));
     ASSERT_TRUE(scores.isUntouchedAround() && placedProbes.isUntouchedAround() &&
@@ -71,26 +71,26 @@ class ScanKernel : public ::testing::TestWithParam<ScanKernels> {
 TEST_P(ScanKernel, HasTheBitsOfCompareFeaturesForEveryCountOfRowsAndProbes) {
   for (int32_t rows = 0; rows <= 33; ++rows) {
     for (const int32_t count : {0, 1, 2, 3, 5, 7, 8, 9, 15, 16, 17, 33}) {
-      expectScores(rows, count, 1, 1, randomPlace(random));
+      expectScores(rows, count, 1, 1, randomPlacement(random));
       if (HasFatalFailure()) return;
     }
   }
 }
 
-TEST_P(ScanKernel, HasTheBitsOfCompareFeaturesForNumbersOfAllSorts) {
-  for (int32_t featureSort = 0; featureSort < kFloatSorts; ++featureSort) {
-    for (int32_t probeSort = 0; probeSort < kFloatSorts; ++probeSort) {
-      expectScores(random.integer(1, 40), random.integer(1, 20), featureSort, probeSort,
-                   randomPlace(random));
+TEST_P(ScanKernel, HasTheBitsOfCompareFeaturesForNumbersOfAllKinds) {
+  for (int32_t featureKind = 0; featureKind < kFloatKinds; ++featureKind) {
+    for (int32_t probeKind = 0; probeKind < kFloatKinds; ++probeKind) {
+      expectScores(random.integer(1, 40), random.integer(1, 20), featureKind, probeKind,
+                   randomPlacement(random));
       if (HasFatalFailure()) return;
     }
   }
 }
 
-TEST_P(ScanKernel, ReadsNothingBesideItsArraysWhereverTheyAre) {
-  for (int32_t place = 0; place < kFloatPlaces; ++place) {
+TEST_P(ScanKernel, ReadsOnlyItsArraysWhereverTheyAre) {
+  for (int32_t placement = 0; placement < kFloatPlacements; ++placement) {
     for (const int32_t rows : {1, 16, 23}) {
-      expectScores(rows, 3, 0, 0, place);
+      expectScores(rows, 3, 0, 0, placement);
       if (HasFatalFailure()) return;
     }
   }

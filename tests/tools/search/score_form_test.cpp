@@ -90,13 +90,13 @@ TEST_F(ScoreForms, HeadroomIsForLongerRows) {
   EXPECT_TRUE(rowForm(longRow, fitForm(Gallery(path), 1000.0), form));
 }
 
-TEST_F(ScoreForms, ThereIsNoneOfWhatIsNoNumber) {
+TEST_F(ScoreForms, FeaturesThatAreNotFiniteHaveNone) {
   const FormParameters parameters = fitForm(Gallery(path), 1.5);
   for (const float bad :
        {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity()}) {
-    for (const int32_t place : {0, 499, 500}) {
+    for (const int32_t index : {0, 499, 500}) {
       FeatureVector feature = features[0];
-      feature.values[place] = bad;
+      feature.values[index] = bad;
       ScoreForm form;
       EXPECT_FALSE(rowForm(feature, parameters, form));
       EXPECT_FALSE(probeForm(feature, parameters, form));

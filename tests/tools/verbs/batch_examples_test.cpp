@@ -53,7 +53,7 @@ TEST_F(BatchExamples, SlurmArrayGivesTheWholeGallery) {
   EXPECT_EQ(0, shell("test $(cat $OUT/part-*.csv | grep -c '^p3,.*,failed,') = 1").exitCode);
 }
 
-TEST_F(BatchExamples, SlurmTaskThatFailsForGoodSaysSo) {
+TEST_F(BatchExamples, SlurmTaskThatFailsPermanentlyReportsIt) {
   fs::remove(model + "/6-1");
   EXPECT_EQ(4, shell("SLURM_ARRAY_TASK_ID=1 SLURM_ARRAY_TASK_COUNT=2"
                      " examples/batch/slurm_array.sh $LIST $MODEL $OUT")

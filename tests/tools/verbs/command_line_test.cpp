@@ -74,7 +74,7 @@ class CommandLine : public ::testing::Test {
   const std::string feature = base + "/face.feature";
 };
 
-TEST_F(CommandLine, WrongUsageEndsWith2AndNamesWhatIsWrong) {
+TEST_F(CommandLine, WrongUsageExitsWith2AndNamesTheError) {
   expectFailure(2, "facefeature: ", run({}));
   expectFailure(2, "facefeature: unknown: frobnicate. ", run({"frobnicate"}));
   expectFailure(2, "facefeature model: ", run({"model"}));
@@ -91,7 +91,7 @@ TEST_F(CommandLine, WrongUsageEndsWith2AndNamesWhatIsWrong) {
   EXPECT_FALSE(fs::exists(base + "/m"));
 }
 
-TEST_F(CommandLine, HelpIsDataThatWasAskedFor) {
+TEST_F(CommandLine, HelpGoesToStandardOutput) {
   for (const std::vector<std::string>& arguments : {std::vector<std::string>{"--help"},
                                                     {"model", "--help"},
                                                     {"extract", "--help"},
@@ -105,7 +105,7 @@ TEST_F(CommandLine, HelpIsDataThatWasAskedFor) {
   }
 }
 
-TEST_F(CommandLine, ModelSynthSaysThatNothingWasTrained) {
+TEST_F(CommandLine, ModelSynthReportsThatNothingWasTrained) {
   const Outcome outcome = run({"model", "synth", base + "/made/here", "--seed", "3"});
   EXPECT_EQ(0, outcome.exitCode);
   EXPECT_EQ("", outcome.out);
@@ -114,7 +114,7 @@ TEST_F(CommandLine, ModelSynthSaysThatNothingWasTrained) {
   EXPECT_EQ(0, run({"model", "check", base + "/made/here"}).exitCode);
 }
 
-TEST_F(CommandLine, ModelSynthWritesSeed1UnlessToldOtherwise) {
+TEST_F(CommandLine, ModelSynthWritesSeed1ByDefault) {
   EXPECT_EQ(0, run({"model", "synth", base + "/made"}).exitCode);
   EXPECT_EQ(contentOf(syntheticFolder() + "/6-1"), contentOf(base + "/made/6-1"));
 }
@@ -148,7 +148,7 @@ TEST_F(CommandLine, ModelCheckOfNoFolderIsAMissingModel) {
                 run({"model", "check", base + "/none"}));
 }
 
-TEST_F(CommandLine, ExtractWritesAFeatureAndSaysNothing) {
+TEST_F(CommandLine, ExtractWritesAFeatureAndPrintsNothing) {
   const Outcome outcome = extract(syntheticFolder());
   EXPECT_EQ(0, outcome.exitCode);
   EXPECT_EQ("", outcome.out);
@@ -157,7 +157,7 @@ TEST_F(CommandLine, ExtractWritesAFeatureAndSaysNothing) {
   EXPECT_TRUE(fs::is_empty(temporary));
 }
 
-TEST_F(CommandLine, ExtractGivesTheSameBytesWhereverTheModelStands) {
+TEST_F(CommandLine, ExtractGivesTheSameBytesWhereverTheModelIs) {
   EXPECT_EQ(0, extract(syntheticFolder()).exitCode);
   const std::string first = contentOf(feature);
 
@@ -186,7 +186,7 @@ TEST_F(CommandLine, ExtractReadsAllThreeFormats) {
   }
 }
 
-TEST_F(CommandLine, ExtractWithoutAWholeModelEndsWith4BeforeTheLibraryIsAsked) {
+TEST_F(CommandLine, ExtractWithoutACompleteModelExitsWith4BeforeTheLibraryIsCalled) {
   const std::string here = "facefeature extract: ";
   expectFailure(4, here + base + "/none: can't be read as a folder: ", extract(base + "/none"));
 
@@ -215,7 +215,7 @@ TEST_F(CommandLine, ExtractFromAnEmptyFolderNamesTheFirstTenAndCountsTheRest) {
   EXPECT_TRUE(contains(outcome.err, "0-10-0 is missing; and 293 files more. "));
 }
 
-TEST_F(CommandLine, ExtractOfABadInputEndsWith3) {
+TEST_F(CommandLine, ExtractOfABadInputExitsWith3) {
   const std::string here = "facefeature extract: ";
   const auto with = [this](const std::string& picture, const std::string& points) {
     return run({"extract", picture, points, "-o", feature, "--model", syntheticFolder()});
@@ -313,7 +313,7 @@ TEST_F(CommandLine, CompareOfAFeatureOfNoFacePrintsNanWithAWarning) {
   EXPECT_TRUE(contains(outcome.err, ": warning: the score is not a number. "));
 }
 
-TEST_F(CommandLine, CompareOfABadFeatureEndsWith3) {
+TEST_F(CommandLine, CompareOfABadFeatureExitsWith3) {
   const std::string other = base + "/other.feature";
   facefeature_tools::writeFeatureFile(other, FeatureVector());
   const std::string shortFile = base + "/short.feature";
@@ -342,7 +342,7 @@ class ProgramElsewhere : public CommandLine {
   const fs::path library = fs::path(FACEFEATURE_PROGRAM).parent_path() / kLibraryName;
 };
 
-TEST_F(ProgramElsewhere, WithoutALibrarySaysWhereItBelongs) {
+TEST_F(ProgramElsewhere, WithoutALibraryReportsWhereItBelongs) {
   const Outcome outcome = compare();
   EXPECT_EQ(1, outcome.exitCode);
   EXPECT_EQ("", outcome.out);
@@ -357,7 +357,7 @@ TEST_F(ProgramElsewhere, FindsTheLibraryInTheFolderLibBesideItsOwn) {
   EXPECT_EQ("nan\n", compare().out);
 }
 
-TEST_F(ProgramElsewhere, BrokenLibraryOfItsOwnIsNotPassedOver) {
+TEST_F(ProgramElsewhere, BrokenLibraryOfItsOwnIsNotSkipped) {
   fs::create_directories(base + "/lib");
   fs::copy_file(library, base + "/lib/" + kLibraryName);
   writeText(base + "/bin/" + kLibraryName, "no library");
@@ -368,7 +368,7 @@ TEST_F(ProgramElsewhere, BrokenLibraryOfItsOwnIsNotPassedOver) {
       outcome.err, fs::path(base + "/bin").append(kLibraryName).string() + ": can't be loaded: "));
 }
 #else
-TEST_F(ProgramElsewhere, BrokenLibraryOfItsOwnIsNotPassedOver) {
+TEST_F(ProgramElsewhere, BrokenLibraryOfItsOwnIsNotSkipped) {
   const fs::path broken = fs::path(program).parent_path() / kLibraryName;
   writeText(broken.string(), "no library");
   const Outcome outcome = compare();

@@ -100,7 +100,7 @@ TEST_F(Compare, FileNamesMayHoldTheSignOfARow) {
             runProgram({"compare", odd + "#q", file}).out);
 }
 
-TEST_F(Compare, OfDifferentModelsEndsWith4AndNamesBoth) {
+TEST_F(Compare, OfDifferentModelsExitsWith4AndNamesBoth) {
   writeRandomGallery(second, {"p"}, random, originOf(0xC5));
   for (const char* row : {"", "#p"}) {
     const Outcome outcome = runProgram({"compare", first, second + row});
@@ -114,7 +114,7 @@ TEST_F(Compare, OfDifferentModelsEndsWith4AndNamesBoth) {
       4, "facefeature compare: ", runProgram({"compare", first, second, "--threshold", "0"}));
 }
 
-TEST_F(Compare, OfRowsAndFilesThatAreNotThereEndsWith3) {
+TEST_F(Compare, OfRowsAndFilesThatAreNotThereExitsWith3) {
   expectFailure(3, "facefeature compare: " + first + ": holds no feature of the id none. ",
                 runProgram({"compare", first + "#none", second}));
   expectFailure(3, "facefeature compare: " + base + "/none#x: can't be opened: ",
@@ -142,7 +142,7 @@ TEST_F(Compare, ThresholdIsAnsweredByTheExitCode) {
   EXPECT_EQ(1, outcomeAt("1e9").exitCode);
 }
 
-TEST_F(Compare, NoNumberReachesNoThreshold) {
+TEST_F(Compare, NaNReachesNoThreshold) {
   FeatureVector none;
   for (float& value : none.values) value = std::numeric_limits<float>::quiet_NaN();
   facefeature_tools::writeFeatureFile(file, none);
@@ -174,14 +174,14 @@ TEST_F(Compare, ThresholdOfATablePrintsTheRowsThatReachIt) {
   EXPECT_EQ("id_a,id_b,score\n", no.out);
 }
 
-TEST_F(Compare, ThresholdThatIsNoNumberIsWrongUsage) {
+TEST_F(Compare, ThresholdThatIsNotANumberIsWrongUsage) {
   for (const char* text : {"", "x", "nan", "0.5x", "1,5"}) {
     expectFailure(2, "facefeature compare: ",
                   runProgram({"compare", file, file, std::string("--threshold=") + text}));
   }
 }
 
-TEST_F(Compare, FailuresAreNeverTakenForAnAnswer) {
+TEST_F(Compare, FailuresAreNeverMistakenForAnAnswer) {
   expectFailure(
       3, "facefeature compare: ", runProgram({"compare", file, base + "/none", "--threshold=0"}));
   // A program without its library exits with 1, unless 1 is a valid result.

@@ -138,7 +138,7 @@ TEST_F(Draw, WritesTheWarningsOnThePicture) {
   EXPECT_GT(readPhoto(picture).height, height);
 }
 
-TEST_F(Draw, AnyLandmarksThatAFileMayHoldAreDrawn) {
+TEST_F(Draw, AnyLandmarksThatAFileMayContainAreDrawn) {
   std::vector<Landmark> good = facefeature_tools::readLandmarkFile(landmarks).landmarks;
   std::vector<Landmark> same = good, far = good, anchors = good, huge = good;
   for (Landmark& landmark : same) landmark.x = landmark.y = 100.0f;
@@ -181,7 +181,7 @@ TEST_F(Draw, TheModelPointsNeedNoPhotograph) {
   }
 }
 
-TEST_F(Draw, WrongUsageEndsWith2AndABadPlaceWith1) {
+TEST_F(Draw, WrongUsageExitsWith2AndABadPathWith1) {
   EXPECT_EQ(2, runProgram({"draw", photo, landmarks}).exitCode);
   EXPECT_EQ(2, runProgram({"draw", "-o", picture}).exitCode);
   EXPECT_EQ(2, runProgram({"draw", photo, "--model-points", "-o", picture}).exitCode);

@@ -70,7 +70,7 @@ class ExifRule : public ::testing::Test {
   std::string feature;
 };
 
-TEST_F(ExifRule, IgnoresATurnUnlessToldOtherwiseAndSaysSo) {
+TEST_F(ExifRule, IgnoresATurnByDefaultAndReportsIt) {
   EXPECT_EQ("", extract("plain.jpg", "stored.json").err);
   const std::string plain = feature;
   for (const std::vector<std::string>& more :
@@ -85,7 +85,7 @@ TEST_F(ExifRule, IgnoresATurnUnlessToldOtherwiseAndSaysSo) {
   }
 }
 
-TEST_F(ExifRule, AppliesATurnAheadOfTheLandmarks) {
+TEST_F(ExifRule, AppliesATurnBeforeTheLandmarks) {
   if (!facefeature_tools::exifIsRead()) GTEST_SKIP() << "built without a reader of Exif data";
   // A quarter turn clockwise: the new first row is the old first column, from bottom to top.
   const Bytes stored = decodedSamples(jpeg, JCS_RGB);
@@ -114,7 +114,7 @@ TEST_F(ExifRule, ApplyingNoTurnChangesNothing) {
   EXPECT_EQ(plain, feature);
 }
 
-TEST_F(ExifRule, LandmarksForTheTurnedPictureAreDoubtedWhereItIsNotTurned) {
+TEST_F(ExifRule, LandmarksForTheTurnedPictureRaiseAWarningIfItIsNotTurned) {
   const Outcome outcome = extract("turned.jpg", "seen.json");
   EXPECT_EQ(0, outcome.exitCode);
   EXPECT_NE(std::string::npos, outcome.err.find("are for a picture of 160 x 240 pixels, but "))

@@ -61,7 +61,7 @@ TEST_F(Batch, GalleryNamesItsModelVersionAndProcessor) {
   EXPECT_TRUE(contains(info.out, "blas core: "));
 }
 
-TEST_F(Batch, ModelOfTheTemporaryFolderIsTakenWhereNoneIsNamed) {
+TEST_F(Batch, ModelOfTheTemporaryFolderIsUsedIfNoneIsNamed) {
   writeList({kOrdinary});
   const std::string wanted = undisturbed();
   fs::rename(model, temporary + "/~kwplugintmp~");
@@ -69,7 +69,7 @@ TEST_F(Batch, ModelOfTheTemporaryFolderIsTakenWhereNoneIsNamed) {
   EXPECT_EQ(wanted, contentOf(gallery));
 }
 
-TEST_F(Batch, EachBadPhotographIsOneLineAndNotTheEnd) {
+TEST_F(Batch, EachBadPhotographIsOneLineAndTheRunContinues) {
   writeList({kOrdinary, kNotANumber, 21, 22, 23});
   fs::remove(base + "/p3.ppm");
   writeText(base + "/p4.json", "{}");
@@ -97,7 +97,7 @@ TEST_F(Batch, EachBadPhotographIsOneLineAndNotTheEnd) {
   EXPECT_TRUE(contains(rows[3].fields[3], "/p4.json: "));
 }
 
-TEST_F(Batch, WarningsStandInTheReportAndCostNothing) {
+TEST_F(Batch, WarningsAreInTheReportAndLoseNothing) {
   writeList({kOrdinary, 21});
   fs::copy_file(base + "/p2.ppm", base + "/p1.ppm", fs::copy_options::overwrite_existing);
   const Outcome outcome = extract({"--report", report});
@@ -110,7 +110,7 @@ TEST_F(Batch, WarningsStandInTheReportAndCostNothing) {
   EXPECT_EQ(1u, timesIn(outcome.err, "facefeature extract: p1: "));
 }
 
-TEST_F(Batch, PhotographThatEndsItsWorkerCostsThatPhotograph) {
+TEST_F(Batch, PhotographThatCrashesItsWorkerIsTheOnlyOneLost) {
   writeList({kOrdinary, kAborts, 21, kExits, kAborts, 22, 23, kAborts});
   for (const char* jobs : {"1", "3"}) {
     const Outcome outcome = extract({"--jobs", jobs, "--report", report});
@@ -249,7 +249,7 @@ TEST_F(Batch, ShardsJoinedAreTheWhole) {
   EXPECT_EQ(whole, contentOf(gallery));
 }
 
-TEST_F(Batch, WrongUsageEndsWith2) {
+TEST_F(Batch, WrongUsageExitsWith2) {
   writeList({kOrdinary});
   const std::string here = "facefeature extract: ";
   for (const Ids& more : std::vector<Ids>{{"--jobs", "0"},

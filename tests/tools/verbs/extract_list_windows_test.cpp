@@ -8,7 +8,7 @@
 namespace facefeature_test {
 namespace {
 
-TEST(ExtractListOnWindows, EndsWith2AndNamesTheWaysThatThereAre) {
+TEST(ExtractListOnWindows, ExitsWith2AndNamesTheAlternatives) {
   const std::string list = privateTempFolder() + "/list.csv";
   const std::string gallery = privateTempFolder() + "/list.gallery";
   writeText(list, "a,photo.jpg,photo.json\n");

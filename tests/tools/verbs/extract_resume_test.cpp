@@ -69,7 +69,7 @@ TEST_F(BatchResumed, InterruptedLeavesAGalleryOfWhatIsDone) {
   }
 }
 
-TEST_F(BatchResumed, SignalsToAllItsProcessesCostNoPhotograph) {
+TEST_F(BatchResumed, SignalsToAllItsProcessesLoseNoPhotograph) {
   const auto run = started();
   for (const pid_t worker : childrenOf(run->process())) {
     for (const int number : {SIGINT, SIGTERM, SIGHUP}) kill(worker, number);
@@ -95,7 +95,7 @@ TEST_F(BatchResumed, KilledLosesNothingAndLeavesNoWorkers) {
   expectResumedEqualsUndisturbed();
 }
 
-TEST_F(BatchResumed, KilledWithinARecordDoesThatOneAgain) {
+TEST_F(BatchResumed, KilledWithinARecordExtractsThatOneAgain) {
   for (const size_t cut : {1u, 9u, 1000u, 2013u, 2021u}) {
     const auto run = started();
     kill(run->process(), SIGKILL);
@@ -109,7 +109,7 @@ TEST_F(BatchResumed, KilledWithinARecordDoesThatOneAgain) {
   }
 }
 
-TEST_F(BatchResumed, DamagedEndOfTheJournalIsNotTakenForFeatures) {
+TEST_F(BatchResumed, DamagedEndOfTheJournalIsNotReadAsFeatures) {
   for (const std::string& rubbish :
        {std::string(5000, '\0'), std::string(5000, 'x'), std::string("\x02\0\0\0p7", 6)}) {
     const auto run = started();
@@ -121,7 +121,7 @@ TEST_F(BatchResumed, DamagedEndOfTheJournalIsNotTakenForFeatures) {
   }
 }
 
-TEST_F(BatchResumed, WorkerThatIsKilledCostsOnePhotographAndIsReplaced) {
+TEST_F(BatchResumed, KilledWorkerLosesOnePhotographAndIsReplaced) {
   const auto run = started();
   const std::vector<pid_t> workers = childrenOf(run->process());
   ASSERT_EQ(2u, workers.size());
@@ -176,7 +176,7 @@ TEST_F(BatchResumed, TwoRunsDoNotWriteOneGallery) {
   expectResumedEqualsUndisturbed();
 }
 
-TEST_F(BatchResumed, AnotherModelEndsWith4AndNamesBoth) {
+TEST_F(BatchResumed, AnotherModelExitsWith4AndNamesBoth) {
   const auto run = started();
   kill(run->process(), SIGKILL);
   run->outcome();
@@ -204,7 +204,7 @@ TEST_F(BatchResumed, AnotherModelEndsWith4AndNamesBoth) {
   EXPECT_FALSE(fs::exists(journal));
 }
 
-TEST_F(BatchResumed, SomethingElseInThePlaceOfTheJournalIsRefused) {
+TEST_F(BatchResumed, AnotherFileInsteadOfTheJournalIsRefused) {
   writeListThatEnds();
   writeText(journal, std::string(300, 'n'));
   const Outcome outcome = extract({"--resume"});
@@ -213,7 +213,7 @@ TEST_F(BatchResumed, SomethingElseInThePlaceOfTheJournalIsRefused) {
   EXPECT_EQ(std::string(300, 'n'), contentOf(journal));
 }
 
-TEST_F(BatchResumed, AfterItsEndDoesWhatFailedAndWhatIsNew) {
+TEST_F(BatchResumed, AfterItsEndExtractsWhatFailedAndWhatIsNew) {
   writeList({kOrdinary, kAborts, 22});
   EXPECT_EQ(3, extract().exitCode);
   writeList({kOrdinary, 21, 22, 23});
@@ -225,7 +225,7 @@ TEST_F(BatchResumed, AfterItsEndDoesWhatFailedAndWhatIsNew) {
   EXPECT_EQ(wanted, contentOf(gallery));
 }
 
-TEST_F(BatchResumed, WithNothingToGoOnWithIsARunLikeAny) {
+TEST_F(BatchResumed, WithNothingToContinueIsAnOrdinaryRun) {
   writeListThatEnds();
   const std::string wanted = undisturbed();
   EXPECT_EQ(0, extract({"--resume"}).exitCode);
@@ -262,7 +262,7 @@ TEST_F(BatchResumed, RunThatIsRefusedLeavesTheEarlierReport) {
   EXPECT_FALSE(fs::exists(report + ".part"));
 }
 
-TEST_F(BatchResumed, FullDiskEndsTheRunAndMoreRoomGoesOnWithIt) {
+TEST_F(BatchResumed, FullDiskEndsTheRunWhichContinuesWithMoreRoom) {
   writeListThatEnds();
   const std::string wanted = undisturbed();
   // A limit on the file size acts like a full disk. Five features don't fit.

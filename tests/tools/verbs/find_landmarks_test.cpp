@@ -53,7 +53,7 @@ class FindLandmarks : public ::testing::Test {
   const std::string faceless = base + "/faceless.ppm";
 };
 
-TEST_F(FindLandmarks, ThatFindsNoFaceEndsWith3) {
+TEST_F(FindLandmarks, ExitsWith3IfThereIsNoFace) {
   for (const std::vector<std::string>& arguments :
        {std::vector<std::string>{"landmarks", faceless, "-o", base + "/out"},
         {"landmarks", faceless, "--all", "-o", base + "/out"},
@@ -66,7 +66,7 @@ TEST_F(FindLandmarks, ThatFindsNoFaceEndsWith3) {
   }
 }
 
-TEST_F(FindLandmarks, WithoutTheShapeModelSaysWhatToInstall) {
+TEST_F(FindLandmarks, WithoutTheShapeModelNamesWhatToInstall) {
   for (const std::string& model : {base + "/none", faceless}) {
     setVariable("FACEFEATURE_SHAPE_MODEL", model);
     const Outcome outcome = runProgram({"landmarks", faceless});
@@ -84,7 +84,7 @@ TEST_F(FindLandmarks, TakesAFaceOrAllOfThem) {
   EXPECT_EQ(2, runProgram({"landmarks", faceless, "--face", "0"}).exitCode);
 }
 
-TEST(NumberedName, PutsTheNumberAheadOfTheEnding) {
+TEST(NumberedName, PutsTheNumberBeforeTheExtension) {
   using facefeature_tools::numberedName;
   EXPECT_EQ("people_1.json", numberedName("people.json", 1));
   EXPECT_EQ(std::string("a.b") + kSeparator + "people_12", numberedName("a.b/people", 12));
@@ -109,7 +109,7 @@ class FindLandmarksOfSamples : public FindLandmarks {
 // Another program found the landmarks of the samples in the same way. The boxes of the detector are
 // the same. Its points depend on how the face is cropped: a crop that differs by a pixel moves them
 // by as much as the detector's normal error on upright faces, 0.04 of the eye distance.
-TEST_F(FindLandmarksOfSamples, GivesThoseOfTheSamplesButForTheDetectorsSpread) {
+TEST_F(FindLandmarksOfSamples, GivesThoseOfTheSamplesWithinTheDetectorsSpread) {
   const FaceFinder finder;
   for (const SampleFace& wanted : sampleFaces(folder)) {
     std::ifstream stream(folder + "/" + wanted.name + ".json");
@@ -182,7 +182,7 @@ TEST_F(FindLandmarksOfSamples, ExtractWithoutLandmarksGivesTheFeatureOfTheFoundO
   EXPECT_EQ(contentOf(base + "/read"), contentOf(base + "/found"));
 }
 
-TEST_F(FindLandmarksOfSamples, SeveralFacesComeByFallingSize) {
+TEST_F(FindLandmarksOfSamples, SeveralFacesComeInDescendingOrderOfSize) {
   const std::string photo = base + "/two.ppm";
   writePpm(photo, sideBySide(readPhoto(sample("collins_1.png")), readPhoto(sample("ride_2.jpg"))));
   const auto noseOf = [&](const std::string& path) {
@@ -216,7 +216,7 @@ TEST_F(FindLandmarksOfSamples, SeveralFacesComeByFallingSize) {
 }
 
 // A tilt that the detector is not made for is reported, as far as its own points show it.
-TEST_F(FindLandmarksOfSamples, AFaceThatIsTiltedTooFarIsDoubted) {
+TEST_F(FindLandmarksOfSamples, AFaceThatIsTiltedTooFarRaisesAWarning) {
   const Outcome outcome = runProgram({"landmarks", sample("ride_2_rot35.jpg"), "-o", base + "/f"});
   EXPECT_EQ(0, outcome.exitCode);
   EXPECT_TRUE(contains(outcome.err, ": warning: ")) << outcome.err;

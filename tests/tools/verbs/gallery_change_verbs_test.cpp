@@ -145,7 +145,7 @@ TEST_F(GalleryChangeVerbs, CompactGivesTheBytesOfAnUnchangedGallery) {
   EXPECT_EQ(before, contentOf(gallery));
 }
 
-TEST_F(GalleryChangeVerbs, VerifyNamesWhatIsDamagedAndEndsWith3) {
+TEST_F(GalleryChangeVerbs, VerifyNamesWhatIsDamagedAndExitsWith3) {
   std::string bytes = contentOf(gallery);
   bytes[14000] = static_cast<char>(~bytes[14000]);
   const std::string other = base + "/damaged";

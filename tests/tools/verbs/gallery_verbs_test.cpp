@@ -54,7 +54,7 @@ TEST_F(GalleryVerbs, InfoPrintsTheHeader) {
             runProgram({"gallery", "info", "--ids", gallery}).out);
 }
 
-TEST_F(GalleryVerbs, InfoOfSomethingElseEndsWith3) {
+TEST_F(GalleryVerbs, InfoOfSomethingElseExitsWith3) {
   writeText(gallery, "no gallery at all");
   expectFailure(3, "facefeature gallery info: " + gallery + ": is not a gallery. ",
                 runProgram({"gallery", "info", gallery}));
@@ -68,7 +68,7 @@ TEST_F(GalleryVerbs, UsageIsChecked) {
   expectFailure(2, "facefeature gallery merge: ", runProgram({"gallery", "merge", "-o", "x"}));
 }
 
-TEST_F(GalleryVerbs, ExportToCsvTellsEveryFloat) {
+TEST_F(GalleryVerbs, ExportToCsvWritesEveryFloat) {
   const auto features = writeRandomGallery(gallery, ids, random);
   const std::string path = base + "/g.csv";
   EXPECT_EQ(0, runProgram({"gallery", "export", gallery, "-o", path}).exitCode);
@@ -87,7 +87,7 @@ TEST_F(GalleryVerbs, ExportToCsvTellsEveryFloat) {
   }
 }
 
-TEST_F(GalleryVerbs, ExportToJsonLinesTellsEveryFloatAndNullForWhatIsNoNumber) {
+TEST_F(GalleryVerbs, ExportToJsonLinesWritesEveryFloatAndNullForWhatIsNotANumber) {
   auto features = writeRandomGallery(gallery, ids, random);
   features[1].values[3] = std::numeric_limits<float>::quiet_NaN();
   features[1].values[4] = std::numeric_limits<float>::infinity();
@@ -115,7 +115,7 @@ TEST_F(GalleryVerbs, ExportToJsonLinesTellsEveryFloatAndNullForWhatIsNoNumber) {
   EXPECT_FALSE(std::getline(lines, line));
 }
 
-TEST_F(GalleryVerbs, ExportToNumpyHasItsHeaderAndTheFloatsAndTheIdsBeside) {
+TEST_F(GalleryVerbs, ExportToNumpyHasItsHeaderTheFloatsAndAFileOfIds) {
   const auto features = writeRandomGallery(gallery, ids, random);
   const std::string path = base + "/g.npy";
   EXPECT_EQ(0, runProgram({"gallery", "export", gallery, "-o", path}).exitCode);
@@ -183,7 +183,7 @@ TEST_F(GalleryVerbs, MergeFollowsAListWhateverTheOrderOfTheParts) {
                             base + "/list"}));
 }
 
-TEST_F(GalleryVerbs, MergeOfDifferentModelsEndsWith4AndNamesBoth) {
+TEST_F(GalleryVerbs, MergeOfDifferentModelsExitsWith4AndNamesBoth) {
   writeRandomGallery(base + "/1", {"a"}, random, originOf(0x11));
   writeRandomGallery(base + "/2", {"b"}, random, originOf(0xAB));
   const Outcome outcome = runProgram({"gallery", "merge", base + "/1", base + "/2", "-o", gallery});
@@ -194,7 +194,7 @@ TEST_F(GalleryVerbs, MergeOfDifferentModelsEndsWith4AndNamesBoth) {
   EXPECT_FALSE(fs::exists(gallery));
 }
 
-TEST_F(GalleryVerbs, MergeRefusesAnIdThatComesTwice) {
+TEST_F(GalleryVerbs, MergeRefusesADuplicateId) {
   writeRandomGallery(base + "/1", {"a", "b"}, random);
   writeRandomGallery(base + "/2", {"b"}, random);
   expectFailure(3,

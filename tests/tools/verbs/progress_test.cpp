@@ -80,7 +80,7 @@ class BatchOnATerminal : public Batch {
   pid_t process_ = -1;
 };
 
-TEST_F(BatchOnATerminal, OneLineChangesAndFailuresStandAboveIt) {
+TEST_F(BatchOnATerminal, OneLineChangesAndFailuresAreAboveIt) {
   writeList({kTakesItsTime, kAborts, kTakesItsTime, kTakesItsTime, kTakesItsTime});
   start({"--jobs", "1"});
   int status = -1;

@@ -140,17 +140,17 @@ TEST_F(Scores, OfBothFeaturesScaledByAPowerOfTwoAreTheSameBits) {
   }
 }
 
-TEST_F(Scores, AreNoNumberWhereAFeatureHoldsOne) {
-  for (int place = 0; place < 502; ++place) {
+TEST_F(Scores, AreNaNIfAFeatureContainsANaN) {
+  for (int index = 0; index < 502; ++index) {
     FeatureVector a = randomFeature(random);
     const FeatureVector b = randomFeature(random);
-    a.values[place] = std::numeric_limits<float>::quiet_NaN();
-    EXPECT_TRUE(std::isnan(compareFeatures(a, b))) << place;
-    EXPECT_TRUE(std::isnan(compareFeatures(b, a))) << place;
+    a.values[index] = std::numeric_limits<float>::quiet_NaN();
+    EXPECT_TRUE(std::isnan(compareFeatures(a, b))) << index;
+    EXPECT_TRUE(std::isnan(compareFeatures(b, a))) << index;
   }
 }
 
-TEST_F(Scores, OfAFeatureOfZerosAreNoNumberOrInfinite) {
+TEST_F(Scores, OfAFeatureOfZerosAreNaNOrInfinite) {
   const FeatureVector zeros = {};
   const FeatureVector a = randomFeature(random);
   EXPECT_TRUE(std::isnan(compareFeatures(zeros, zeros)));

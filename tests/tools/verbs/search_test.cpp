@@ -182,7 +182,7 @@ TEST_F(SearchVerb, VerifyCountsWhatAnEngineHasFound) {
             (i == 4 ? "0.25" : rows[i].fields[3]) + "\n";
   }
   EXPECT_EQ(heading + "1,5,2,0.400000006,4,1\n", verified(some));
-  for (const char* bad : {"", "a,b\n", "probe,id\np,noPerson\n", "probe,id\np\n"}) {
+  for (const char* bad : {"", "a,b\n", "probe,id\np,nobody\n", "probe,id\np\n"}) {
     writeText(answers, bad);
     EXPECT_EQ(3, runProgram({"search", gallery, file, "--verify", answers}).exitCode) << bad;
   }

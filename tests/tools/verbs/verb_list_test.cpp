@@ -14,7 +14,7 @@ using facefeature_tools::allVerbs;
 using facefeature_tools::Verb;
 using facefeature_tools::verbGroups;
 
-TEST(VerbList, NoNameComesTwice) {
+TEST(VerbList, NamesAreUnique) {
   std::set<std::string> names;
   for (const Verb* verb : allVerbs()) EXPECT_TRUE(names.insert(verb->name).second) << verb->name;
 }

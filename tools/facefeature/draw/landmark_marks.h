@@ -25,8 +25,8 @@ ImagePoint labelDirection(int32_t id);
 void drawMark(Canvas& canvas, int32_t id, ImagePoint position, ImagePoint direction,
               double textSize);
 
-// Connects the points to a face: brows, eyes, nose, mouth, jaw. positions has one entry for each id of
-// ids; a line with a missing end is left out.
+// Connects the points to a face: brows, eyes, nose, mouth, jaw. positions has one entry for each id
+// of ids; a line with a missing end is left out.
 void drawFaceLines(Canvas& canvas, const std::vector<int32_t>& ids,
                    const std::vector<ImagePoint>& positions, double width);
 

@@ -27,7 +27,7 @@ class PhotoError : public std::runtime_error {
 // Decodes the bytes of a JPEG, PNG or PPM (P6) file; the format is detected from the first bytes,
 // never from a file name. Throws PhotoError for anything but a complete and valid picture of at
 // most kMaxPixels pixels: a decoder that repairs damage would give the feature of a face that
-// noPerson photographed.
+// nobody photographed.
 Photo decodePhoto(const std::vector<uint8_t>& bytes);
 
 // The same from a file. Throws Failure (kBadInput).

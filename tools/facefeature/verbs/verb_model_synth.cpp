@@ -37,6 +37,6 @@ VerbRun define(Options& options) {
 
 const Verb kModelSynthVerb = {
     "model synth",
-    "Write a model of random numbers for tests; it is NOT trained and recognises noPerson", define};
+    "Write a model of random numbers for tests; it is NOT trained and recognises nobody", define};
 
 }  // namespace facefeature_tools

@@ -1,4 +1,4 @@
-#include "net_maker.h"
+#include "net_generator.h"
 
 #include <algorithm>
 #include <cstring>
@@ -24,20 +24,20 @@ std::vector<uint8_t> matrixBytes(int32_t rows, int32_t cols, const std::vector<f
 
 }  // namespace
 
-std::string NetMaker::number(int32_t sensible) {
+std::string NetGenerator::number(int32_t sensible) {
   static const char* const kOdd[] = {
       "0",     "1",     "-1", "-7", "2147483647", "-2147483648", "99999999999", "65536",
       "46341", "32768", "x",  "",   "1.9",        "007",         "+3",          "100000"};
   return rarely(48) ? kOdd[input_.integer(0, 15)] : std::to_string(sensible);
 }
 
-std::string NetMaker::list(const std::vector<int32_t>& sensible) {
+std::string NetGenerator::list(const std::vector<int32_t>& sensible) {
   std::string text;
   for (const int32_t element : sensible) text += (text.empty() ? "" : "_") + number(element);
   return text;
 }
 
-std::string NetMaker::decimal() {
+std::string NetGenerator::decimal() {
   static const char* const kOdd[] = {
       "0",   "-0",  "-1",   "1e9",      "x",
       "0.1", "1.5", "-2.0", "16777217", "340282350000000000000000000000000000001"};
@@ -45,15 +45,15 @@ std::string NetMaker::decimal() {
   return std::to_string(input_.integer(0, 9) - 2) + "." + std::to_string(input_.integer(0, 999));
 }
 
-void NetMaker::addLine(const std::string& key, const std::string& value) {
+void NetGenerator::addLine(const std::string& key, const std::string& value) {
   if (!rarely(96)) layer_.section += key + "=" + value + "\n";
 }
 
 // The floats of the file, sometimes fewer or others than its header says.
-std::string NetMaker::addFile(int32_t rows, int32_t cols) {
+std::string NetGenerator::addFile(int32_t rows, int32_t cols) {
   const size_t count = static_cast<size_t>(rows) * static_cast<size_t>(cols);
   const std::string name = "f" + std::to_string(net_.files.size());
-  MadeFile file = {name, !rarely(32), matrixBytes(rows, cols, input_.floats(count))};
+  GeneratedFile file = {name, !rarely(32), matrixBytes(rows, cols, input_.floats(count))};
   if (rarely(24)) {
     for (size_t i = input_.flag() ? 0 : 4; i < 8; ++i) file.bytes[i] = input_.byte();
   }
@@ -62,7 +62,7 @@ std::string NetMaker::addFile(int32_t rows, int32_t cols) {
   return name;
 }
 
-void NetMaker::addData() {
+void NetGenerator::addData() {
   const Shape shape = {input_.integer(1, 3), input_.integer(1, 8)};
   const int32_t cols = rarely(16) ? input_.integer(0, 200) : shape.cols();
   const int32_t rows = rarely(16) ? 0 : input_.integer(1, 3);
@@ -76,7 +76,7 @@ void NetMaker::addData() {
 }
 
 // Usually one input. Several inputs usually have the same shape.
-std::vector<size_t> NetMaker::chooseInputs(size_t most) {
+std::vector<size_t> NetGenerator::chooseInputs(size_t most) {
   const int32_t last = static_cast<int32_t>(layers_.size()) - 1;
   std::vector<size_t> inputs;
   inputs.push_back(static_cast<size_t>(input_.flag() ? last : input_.integer(0, last)));
@@ -88,7 +88,7 @@ std::vector<size_t> NetMaker::chooseInputs(size_t most) {
   return inputs;
 }
 
-void NetMaker::nameInputs(const std::vector<size_t>& inputs) {
+void NetGenerator::nameInputs(const std::vector<size_t>& inputs) {
   static const char* const kNobodies[] = {"nobody", "", "layer1", "layer9", "Net"};
   std::string names;
   for (const size_t input : inputs) {
@@ -99,18 +99,18 @@ void NetMaker::nameInputs(const std::vector<size_t>& inputs) {
   addLine("inputs", names);
 }
 
-void NetMaker::addActsTarget(bool isUsual) {
+void NetGenerator::addActsTarget(bool isUsual) {
   if (isUsual != rarely(16)) addLine("actsTarget", number(rarely(8) ? 1 : 0));
 }
 
-void NetMaker::addSharing() {
+void NetGenerator::addSharing() {
   if (!rarely(12)) return;
   const int32_t last = static_cast<int32_t>(layers_.size());
   addLine("weightSourceLayerIndices", number(input_.integer(0, last)));
   addLine("weightSourceMatrixIndices", number(input_.integer(0, 1)));
 }
 
-void NetMaker::describeFilterBank(bool isLocal) {
+void NetGenerator::describeFilterBank(bool isLocal) {
   const std::vector<size_t> inputs = chooseInputs(3);
   const size_t count = inputs.size();
   const Shape in = layers_[inputs[0]].shape;
@@ -142,7 +142,7 @@ void NetMaker::describeFilterBank(bool isLocal) {
   addSharing();
 }
 
-void NetMaker::describeFullyConnected() {
+void NetGenerator::describeFullyConnected() {
   const std::vector<size_t> inputs = chooseInputs(3);
   layer_.section = "type=fc\n";
   layer_.shape = {input_.integer(1, 6), 1};
@@ -158,7 +158,7 @@ void NetMaker::describeFullyConnected() {
   addSharing();
 }
 
-void NetMaker::describePooling() {
+void NetGenerator::describePooling() {
   const std::vector<size_t> inputs = chooseInputs(1);
   const Shape in = layers_[inputs[0]].shape;
   const bool isPairs = input_.flag();
@@ -174,7 +174,7 @@ void NetMaker::describePooling() {
   addLine("outputsX", number(outputs));
 }
 
-void NetMaker::describeNorm(const char* type) {
+void NetGenerator::describeNorm(const char* type) {
   const std::vector<size_t> inputs = chooseInputs(1);
   const Shape in = layers_[inputs[0]].shape;
   layer_.section = "type=" + std::string(type) + "\n";
@@ -187,7 +187,7 @@ void NetMaker::describeNorm(const char* type) {
   addLine("imgSize", number(in.side));
 }
 
-void NetMaker::describeSum() {
+void NetGenerator::describeSum() {
   const std::vector<size_t> inputs = chooseInputs(4);
   layer_.section = "type=eltsum\n";
   layer_.shape = layers_[inputs[0]].shape;
@@ -199,7 +199,7 @@ void NetMaker::describeSum() {
   addLine("coeffs", coefficients);
 }
 
-void NetMaker::describeNeuron() {
+void NetGenerator::describeNeuron() {
   static const char* const kNeurons[] = {"relu", "softrelu", "brelu", "abs",    "logistic",
                                          "tanh", "square",   "sqrt",  "linear", "ident"};
   const std::vector<size_t> inputs = chooseInputs(1);
@@ -211,14 +211,14 @@ void NetMaker::describeNeuron() {
   addLine("b", decimal());
 }
 
-void NetMaker::describePlain(const char* type, size_t most) {
+void NetGenerator::describePlain(const char* type, size_t most) {
   const std::vector<size_t> inputs = chooseInputs(most);
   layer_.section = "type=" + std::string(type) + "\n";
   layer_.shape = layers_[inputs[0]].shape;
   nameInputs(inputs);
 }
 
-void NetMaker::addLayer() {
+void NetGenerator::addLayer() {
   layer_ = {"layer" + std::to_string(layers_.size()), "", {1, 1}};
   const int32_t type = input_.integer(0, 63) % 13;
   if (type == 0) describeFilterBank(true);
@@ -236,11 +236,11 @@ void NetMaker::addLayer() {
   layers_.push_back(layer_);
 }
 
-MadeNet NetMaker::make() {
+GeneratedNet NetGenerator::make() {
   for (int32_t count = input_.integer(1, 3); count > 0; --count) addData();
   for (int32_t count = input_.integer(0, 8); count > 0; --count) addLayer();
   std::string names, sections;
-  for (const MadeLayer& layer : layers_) {
+  for (const GeneratedLayer& layer : layers_) {
     names += (names.empty() ? "" : "_") + layer.name;
     sections += "[" + layer.name + "]\n" + layer.section;
   }
@@ -249,15 +249,15 @@ MadeNet NetMaker::make() {
          "\nLayerNames=" + names + "\n" + sections;
   if (rarely(16)) {
     for (int32_t changes = input_.integer(1, 3); changes > 0; --changes) {
-      const size_t place = static_cast<size_t>(input_.integer(0, 65535)) % text.size();
-      text[place] = static_cast<char>(input_.byte());
+      const size_t position = static_cast<size_t>(input_.integer(0, 65535)) % text.size();
+      text[position] = static_cast<char>(input_.byte());
     }
   }
   return net_;
 }
 
-MadeNet netOfText(const std::string& text) {
-  MadeNet net;
+GeneratedNet netOfText(const std::string& text) {
+  GeneratedNet net;
   net.text = text;
   net.files.push_back({"f0", true, matrixBytes(4, 2, {1, -2, 3, 0.5f, -5, 6, 0.1f, 8})});
   net.files.push_back({"f1", true, matrixBytes(1, 2, {0.25f, -3})});

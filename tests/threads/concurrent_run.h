@@ -1,6 +1,6 @@
 // Threads of a host that start at the same moment.
-#ifndef FACEFEATURE_TESTS_THREADS_TOGETHER_H
-#define FACEFEATURE_TESTS_THREADS_TOGETHER_H
+#ifndef FACEFEATURE_TESTS_THREADS_CONCURRENT_RUN_H
+#define FACEFEATURE_TESTS_THREADS_CONCURRENT_RUN_H
 
 #include <condition_variable>
 #include <cstddef>
@@ -13,7 +13,7 @@ namespace facefeature_test {
 
 // Runs work(0) to work(count - 1), each on a thread of its own, none before all are ready, and
 // returns when all have finished.
-inline void runTogether(size_t count, const std::function<void(size_t)>& work) {
+inline void runConcurrently(size_t count, const std::function<void(size_t)>& work) {
   std::mutex mutex;
   std::condition_variable allReady;
   size_t ready = 0;
@@ -32,7 +32,7 @@ inline void runTogether(size_t count, const std::function<void(size_t)>& work) {
 }
 
 // Runs the work on a thread of its own and waits for it.
-inline void runElsewhere(const std::function<void()>& work) { std::thread(work).join(); }
+inline void runOnOtherThread(const std::function<void()>& work) { std::thread(work).join(); }
 
 }  // namespace facefeature_test
 

@@ -1,7 +1,7 @@
 // Makes nets from fuzzing inputs: a text, the files that it names, and the matrices on which it
 // runs.
-#ifndef FACEFEATURE_FUZZ_NET_MAKER_H
-#define FACEFEATURE_FUZZ_NET_MAKER_H
+#ifndef FACEFEATURE_FUZZ_NET_GENERATOR_H
+#define FACEFEATURE_FUZZ_NET_GENERATOR_H
 
 #include <cstdint>
 #include <string>
@@ -12,30 +12,30 @@
 namespace facefeature_fuzz {
 
 // A file of the model folder.
-struct MadeFile {
+struct GeneratedFile {
   std::string name;
-  bool stands;  // if false, the file is missing
+  bool exists;  // if false, the file is missing
   std::vector<uint8_t> bytes;
 };
 
-struct MadeMatrix {
+struct GeneratedMatrix {
   int32_t rows, cols;
   std::vector<float> values;  // row-major
 };
 
-struct MadeNet {
+struct GeneratedNet {
   std::string text;
-  std::vector<MadeFile> files;
-  std::vector<MadeMatrix> data;
+  std::vector<GeneratedFile> files;
+  std::vector<GeneratedMatrix> data;
 };
 
 // Makes a net whose parts mostly fit together, so that most nets are built and run to the end. Any
 // part may occasionally not fit: a number is wrong or not a number, a line is missing, a file has a
 // wrong shape in its header, an input is not a layer, or a letter of the text is replaced.
-class NetMaker {
+class NetGenerator {
  public:
-  explicit NetMaker(Input& input) : input_(input) {}
-  MadeNet make();
+  explicit NetGenerator(Input& input) : input_(input) {}
+  GeneratedNet make();
 
  private:
   // The output shape of a layer: square planes of one size, one sample per row.
@@ -43,7 +43,7 @@ class NetMaker {
     int32_t channels, side;
     int32_t cols() const { return channels * side * side; }
   };
-  struct MadeLayer {
+  struct GeneratedLayer {
     std::string name, section;
     Shape shape;
   };
@@ -73,14 +73,14 @@ class NetMaker {
   void describePlain(const char* type, size_t most);
 
   Input& input_;
-  MadeNet net_;
-  std::vector<MadeLayer> layers_;
-  MadeLayer layer_;  // the net being described
+  GeneratedNet net_;
+  std::vector<GeneratedLayer> layers_;
+  GeneratedLayer layer_;  // the net being described
 };
 
 // A net with this text, the files f0 (4 x 2), f1 (1 x 2) and f2 (2 x 1), and one 2 x 4 matrix of
 // data.
-MadeNet netOfText(const std::string& text);
+GeneratedNet netOfText(const std::string& text);
 
 }  // namespace facefeature_fuzz
 

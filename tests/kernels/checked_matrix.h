@@ -1,6 +1,6 @@
 // A matrix and its model, which run the same operations.
-#ifndef FACEFEATURE_TESTS_KERNELS_MATRIX_TWIN_H
-#define FACEFEATURE_TESTS_KERNELS_MATRIX_TWIN_H
+#ifndef FACEFEATURE_TESTS_KERNELS_CHECKED_MATRIX_H
+#define FACEFEATURE_TESTS_KERNELS_CHECKED_MATRIX_H
 
 #include <gtest/gtest.h>
 
@@ -31,8 +31,8 @@ inline std::vector<float> valuesByRows(const Matrix& matrix) {
   std::vector<float> values;
   for (int32_t r = 0; r < matrix.rows; ++r) {
     for (int32_t c = 0; c < matrix.cols; ++c) {
-      const int32_t place = matrix.order == 112 ? matrix.rows * c + r : matrix.cols * r + c;
-      values.push_back(matrix.buffer[place]);
+      const int32_t index = matrix.order == 112 ? matrix.rows * c + r : matrix.cols * r + c;
+      values.push_back(matrix.buffer[index]);
     }
   }
   return values;
@@ -59,10 +59,10 @@ inline ::testing::AssertionResult hasShape(const Matrix& matrix, int32_t rows, i
          << matrix.order << ", wanted " << rows << " x " << cols << ", order " << order;
 }
 
-class MatrixTwin {
+class CheckedMatrix {
  public:
-  MatrixTwin() = default;
-  MatrixTwin(int32_t rows, int32_t cols, int32_t order, const std::vector<float>& values) {
+  CheckedMatrix() = default;
+  CheckedMatrix(int32_t rows, int32_t cols, int32_t order, const std::vector<float>& values) {
     become(rows, cols, order, values);
   }
 
@@ -96,10 +96,11 @@ class MatrixTwin {
 };
 
 // Mostly ordinary numbers, with some difficult ones.
-inline std::vector<float> troubledValues(Random& random, int32_t count, int32_t troublePercent) {
+inline std::vector<float> valuesWithSpecials(Random& random, int32_t count,
+                                             int32_t specialPercent) {
   std::vector<float> values(static_cast<size_t>(count));
   for (float& value : values) {
-    value = random.chance(troublePercent) ? random.awkward() : random.normal();
+    value = random.chance(specialPercent) ? random.special() : random.normal();
   }
   return values;
 }

@@ -37,7 +37,7 @@ struct Outcome {
   std::vector<uint8_t> faces;
 };
 
-class ExtractForms : public ::testing::Test {
+class ExtractVariants : public ::testing::Test {
  protected:
   void SetUp() override {
     haveModel();
@@ -58,7 +58,7 @@ class ExtractForms : public ::testing::Test {
     return outcome;
   }
 
-  void expectForms(const Picture& picture, FaceRecord& face) {
+  void expectVariants(const Picture& picture, FaceRecord& face) {
     const Outcome wanted =
         outcomeOf(facefeature::plainKernels(), PatchPlan::kPatchByPatch, 1, picture, face);
     ASSERT_NE(kUnwritten, wanted.feature[501]);
@@ -82,31 +82,31 @@ class ExtractForms : public ::testing::Test {
   SeededRandom random;
 };
 
-TEST_F(ExtractForms, EndOnTheSameFeatureForFacesOfAllKinds) {
+TEST_F(ExtractVariants, GiveTheSameFeatureForFacesOfAllKinds) {
   for (int32_t round = 0; round < kFaceKinds && !HasFailure(); ++round) {
     const FaceKind kind = static_cast<FaceKind>(round);
     SCOPED_TRACE(nameOf(kind));
     Request request = randomRequest(random, kind);
-    expectForms(request.picture, request.face);
+    expectVariants(request.picture, request.face);
   }
 }
 
-TEST_F(ExtractForms, EndOnTheSameFeatureForSmallAndLargePictures) {
+TEST_F(ExtractVariants, GiveTheSameFeatureForSmallAndLargePictures) {
   const int32_t sides[][2] = {{2, 2}, {2, 300}, {300, 3}, {640, 480}};
   for (const auto& side : sides) {
     SCOPED_TRACE(::testing::Message() << side[0] << " x " << side[1]);
     const Picture picture = randomPicture(random, side[0], side[1]);
     FaceRecord face = faceOfKind(random, FaceKind::kNoisy, side[0], side[1]);
-    expectForms(picture, face);
+    expectVariants(picture, face);
   }
 }
 
-TEST_F(ExtractForms, EndOnTheSameFeatureForPhotographs) {
+TEST_F(ExtractVariants, GiveTheSameFeatureForPhotographs) {
   if (samplesFolder().empty()) GTEST_SKIP() << "there is no folder of samples";
   if (!kReadsPhotographs) GTEST_SKIP() << "this build has no reader of photographs";
   for (SampleFace& sample : sampleFaces(samplesFolder())) {
     SCOPED_TRACE(sample.name);
-    expectForms(samplePicture(samplesFolder() + "/" + sample.imageFile), sample.face);
+    expectVariants(samplePicture(samplesFolder() + "/" + sample.imageFile), sample.face);
   }
 }
 

@@ -1,6 +1,6 @@
 // Nets from made-up texts, and layers that log the calls they receive.
-#ifndef FACEFEATURE_TESTS_NET_MADE_NET_H
-#define FACEFEATURE_TESTS_NET_MADE_NET_H
+#ifndef FACEFEATURE_TESTS_NET_NET_FIXTURE_H
+#define FACEFEATURE_TESTS_NET_NET_FIXTURE_H
 
 #include <gtest/gtest.h>
 
@@ -21,13 +21,13 @@ namespace facefeature_test {
 using Values = std::vector<float>;
 
 // A layer's name and the lines of its section.
-using MadeLayer = std::pair<std::string, std::string>;
+using LayerText = std::pair<std::string, std::string>;
 
 // The text of a net with these layers, in this order.
-inline std::string madeText(const std::vector<MadeLayer>& layers) {
+inline std::string netText(const std::vector<LayerText>& layers) {
   std::string names;
   std::string sections;
-  for (const MadeLayer& layer : layers) {
+  for (const LayerText& layer : layers) {
     names += (names.empty() ? "" : "_") + layer.first;
     sections += "[" + layer.first + "]\n" + layer.second + "\n";
   }
@@ -35,7 +35,7 @@ inline std::string madeText(const std::vector<MadeLayer>& layers) {
          sections;
 }
 
-inline MadeLayer madeDataLayer(const std::string& name = "data", int32_t dataIdx = 0) {
+inline LayerText dataLayerText(const std::string& name = "data", int32_t dataIdx = 0) {
   return {name, "type=data\nactsTarget=0\ndataIdx=" + std::to_string(dataIdx)};
 }
 

@@ -59,7 +59,7 @@ void expectSameStages(const FeatureEngine* engine, const reference::Extraction& 
   }
 }
 
-void expectWholeRoad(FeatureEngine* engine, const Picture& picture, FaceRecord& face) {
+void expectLikeOracle(FeatureEngine* engine, const Picture& picture, FaceRecord& face) {
   const std::vector<float> got = extracted(engine, picture, face);
   const reference::Extraction wanted =
       extractedByOracle(modelNumbers(), picture.view(), *face.set());
@@ -73,7 +73,7 @@ void expectWholeRoad(FeatureEngine* engine, const Picture& picture, FaceRecord& 
   EXPECT_TRUE(sameFloats(wanted.feature.data(), got.data(), kFeatureFloats));
 }
 
-TEST(ExtractFeatureRoad, FacesOfEveryKindInPicturesOfAllSizes) {
+TEST(ExtractFeatureOracle, FacesOfEveryKindInPicturesOfAllSizes) {
   SeededRandom random;
   haveModel();
   const OwnEngine engine;
@@ -85,13 +85,13 @@ TEST(ExtractFeatureRoad, FacesOfEveryKindInPicturesOfAllSizes) {
       FaceRecord face = faceOfKind(random, static_cast<FaceKind>(kind), width, height);
       SCOPED_TRACE(nameOf(static_cast<FaceKind>(kind)) + " in " + std::to_string(width) + " x " +
                    std::to_string(height) + ", stride " + std::to_string(picture.stride));
-      expectWholeRoad(engine.get(), picture, face);
+      expectLikeOracle(engine.get(), picture, face);
       if (HasFatalFailure()) return;
     }
   }
 }
 
-TEST(ExtractFeatureRoad, TheSmallestPictures) {
+TEST(ExtractFeatureOracle, TheSmallestPictures) {
   SeededRandom random;
   haveModel();
   const OwnEngine engine;
@@ -106,13 +106,13 @@ TEST(ExtractFeatureRoad, TheSmallestPictures) {
       pose.x = pose.y = 1.0f;
       FaceRecord face = projectedFace(pose);
       SCOPED_TRACE(std::to_string(size.width) + " x " + std::to_string(size.height));
-      expectWholeRoad(engine.get(), picture, face);
+      expectLikeOracle(engine.get(), picture, face);
       if (HasFatalFailure()) return;
     }
   }
 }
 
-TEST(ExtractFeatureRoad, RowsAtOnePlace) {
+TEST(ExtractFeatureOracle, RowsAtOneAddress) {
   // A stride of 0 is not rejected: every row is the first one.
   SeededRandom random;
   haveModel();
@@ -127,7 +127,7 @@ TEST(ExtractFeatureRoad, RowsAtOnePlace) {
   EXPECT_TRUE(sameFloats(wanted.feature.data(), got.data(), kFeatureFloats));
 }
 
-TEST(ExtractFeatureRoad, RecordsWithRepeatedAndAdditionalDroppedEntries) {
+TEST(ExtractFeatureOracle, RecordsWithRepeatedAndAdditionalDroppedEntries) {
   // Only the head pose uses the dropped entries; it uses each of them.
   SeededRandom random;
   haveModel();
@@ -137,7 +137,7 @@ TEST(ExtractFeatureRoad, RecordsWithRepeatedAndAdditionalDroppedEntries) {
   face.entries.push_back(face.withId(240));
   face.entries.push_back(face.withId(315));
   face.entries.push_back({241, 17.0f, 99.0f});
-  expectWholeRoad(engine.get(), picture, face);
+  expectLikeOracle(engine.get(), picture, face);
 
   // The opposite case: only the 25 entries.
   const auto isDropped = [](const Landmark& entry) {
@@ -146,7 +146,7 @@ TEST(ExtractFeatureRoad, RecordsWithRepeatedAndAdditionalDroppedEntries) {
   face.entries.erase(std::remove_if(face.entries.begin(), face.entries.end(), isDropped),
                      face.entries.end());
   ASSERT_EQ(25u, face.entries.size());
-  expectWholeRoad(engine.get(), picture, face);
+  expectLikeOracle(engine.get(), picture, face);
 }
 
 // Both tests check the activations that an extraction leaves in the layers of its nets.

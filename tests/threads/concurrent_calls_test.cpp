@@ -14,8 +14,8 @@
 #include "support/bits.h"
 #include "support/seeded_random.h"
 #include "support/test_engine.h"
+#include "threads/concurrent_run.h"
 #include "threads/race_checker.h"
-#include "threads/together.h"
 
 namespace facefeature_test {
 namespace {
@@ -51,12 +51,12 @@ struct Faces {
   std::vector<FeatureVector> features;
 };
 
-TEST(SideBySide, EnginesOfManyThreadsGiveTheBitsOfOneThatWorksAlone) {
+TEST(ConcurrentCalls, EnginesOfManyThreadsGiveTheBitsOfOneThatWorksAlone) {
   const Faces faces(3);
   constexpr size_t kThreads = 8, kRounds = 4;
   const std::vector<OwnEngine> engines(kThreads);
   std::atomic<int> wrong{0};
-  runTogether(kThreads, [&](size_t t) {
+  runConcurrently(kThreads, [&](size_t t) {
     for (size_t round = 0; round < kRounds; ++round) {
       if (!faces.isMadeBy(engines[t].get(), (t + round) % 3)) ++wrong;
     }
@@ -64,11 +64,11 @@ TEST(SideBySide, EnginesOfManyThreadsGiveTheBitsOfOneThatWorksAlone) {
   EXPECT_EQ(0, wrong);
 }
 
-TEST(SideBySide, ComparisonsOfTheSameFeaturesNeedNothingOfEachOther) {
+TEST(ConcurrentCalls, ComparisonsOfTheSameFeaturesAreIndependent) {
   const Faces faces(2);
   const float wanted = facefeature::CompareFeatures(&faces.features[0], &faces.features[1]);
   std::atomic<int> wrong{0};
-  runTogether(16, [&](size_t t) {
+  runConcurrently(16, [&](size_t t) {
     const FeatureVector& a = faces.features[t % 2];
     const FeatureVector& b = faces.features[1 - t % 2];
     for (int round = 0; round < 200; ++round) {
@@ -79,12 +79,12 @@ TEST(SideBySide, ComparisonsOfTheSameFeaturesNeedNothingOfEachOther) {
 }
 
 // One thread creates and destroys engines and extracts in between; the others keep comparing.
-TEST(SideBySide, ComparisonsRunBesideCreationsExtractionsAndDestructions) {
+TEST(ConcurrentCalls, ComparisonsRunBesideCreationsExtractionsAndDestructions) {
   const Faces faces(2);
   const float wanted = facefeature::CompareFeatures(&faces.features[0], &faces.features[1]);
   std::atomic<bool> atWork{true};
   std::atomic<int> wrong{0};
-  runTogether(5, [&](size_t t) {
+  runConcurrently(5, [&](size_t t) {
     if (t == 0) {
       for (int round = 0; round < 3; ++round) {
         const OwnEngine engine;
@@ -101,16 +101,16 @@ TEST(SideBySide, ComparisonsRunBesideCreationsExtractionsAndDestructions) {
   EXPECT_EQ(0, wrong);
 }
 
-TEST(SideBySide, AnEngineGoesThroughItsLifeOnAThreadForEachCall) {
+TEST(ConcurrentCalls, AnEngineMayBeCalledByAnotherThreadEachTime) {
   const Faces faces(2);
   std::unique_ptr<OwnEngine> engine;
   bool good = true;
   for (int life = 0; life < 2; ++life) {
-    runElsewhere([&] { engine = std::make_unique<OwnEngine>(); });
+    runOnOtherThread([&] { engine = std::make_unique<OwnEngine>(); });
     for (size_t i = 0; i < 2; ++i) {
-      runElsewhere([&] { good = good && faces.isMadeBy(engine->get(), i); });
+      runOnOtherThread([&] { good = good && faces.isMadeBy(engine->get(), i); });
     }
-    runElsewhere([&] { engine.reset(); });
+    runOnOtherThread([&] { engine.reset(); });
   }
   EXPECT_TRUE(good);
 }
@@ -118,7 +118,7 @@ TEST(SideBySide, AnEngineGoesThroughItsLifeOnAThreadForEachCall) {
 // The table in the header, enforced by one lock: extractions share it, creations and destructions
 // hold it exclusively. Without a checker the last engine is destroyed occasionally, and with it the
 // model.
-TEST(SideBySide, EnginesComeAndGoAmongThreadsThatKeepToTheTable) {
+TEST(ConcurrentCalls, EnginesAreCreatedAndDestroyedByThreadsThatKeepToTheTable) {
   const Faces faces(3);
   constexpr size_t kThreads = 6, kRounds = 3;
   std::shared_mutex creation;
@@ -127,7 +127,7 @@ TEST(SideBySide, EnginesComeAndGoAmongThreadsThatKeepToTheTable) {
   creation.lock();
   creation.unlock();
   std::atomic<int> wrong{0};
-  runTogether(kThreads, [&](size_t t) {
+  runConcurrently(kThreads, [&](size_t t) {
     for (size_t round = 0; round < kRounds; ++round) {
       std::unique_ptr<OwnEngine> engine;
       {
@@ -146,12 +146,12 @@ TEST(SideBySide, EnginesComeAndGoAmongThreadsThatKeepToTheTable) {
 }
 
 // One engine for all threads, guarded by a lock of the host.
-TEST(SideBySide, ThreadsTakeTurnsWithOneEngine) {
+TEST(ConcurrentCalls, ThreadsTakeTurnsWithOneEngine) {
   const Faces faces(3);
   const OwnEngine engine;
   std::mutex turn;
   std::atomic<int> wrong{0};
-  runTogether(4, [&](size_t t) {
+  runConcurrently(4, [&](size_t t) {
     for (size_t round = 0; round < 3; ++round) {
       const std::lock_guard<std::mutex> lock(turn);
       if (!faces.isMadeBy(engine.get(), (t + round) % 3)) ++wrong;
@@ -161,11 +161,11 @@ TEST(SideBySide, ThreadsTakeTurnsWithOneEngine) {
 }
 
 // Only the workers of the thread that destroys the engine end; those of other threads remain.
-TEST(SideBySide, TheLastDestructionOnAnotherThreadLeavesThisOneAbleToExtract) {
+TEST(ConcurrentCalls, TheLastDestructionOnAnotherThreadLeavesThisOneAbleToExtract) {
   const Faces faces(2);
   auto engine = std::make_unique<OwnEngine>();
   EXPECT_TRUE(faces.isMadeBy(engine->get(), 0));
-  runElsewhere([&] { engine.reset(); });
+  runOnOtherThread([&] { engine.reset(); });
   engine = std::make_unique<OwnEngine>();
   EXPECT_TRUE(faces.isMadeBy(engine->get(), 1));
 }
@@ -177,17 +177,17 @@ void extractOnManyThreadsAndDestroyOnOne() {
   const Request request = randomRequest(random);
   constexpr size_t kThreads = 4;
   std::vector<OwnEngine> engines(kThreads);
-  runTogether(kThreads, [&](size_t t) {
+  runConcurrently(kThreads, [&](size_t t) {
     Request own = request;
     extracted(engines[t].get(), own);
   });
-  runElsewhere([&] {
+  runOnOtherThread([&] {
     for (OwnEngine& engine : engines) engine.destroy();
   });
   std::exit(0);
 }
 
-TEST(SideBySideDeathTest, TheLastDestructionMayComeFromAThreadThatNeverExtracted) {
+TEST(ConcurrentCallsDeathTest, TheLastDestructionMayComeFromAThreadThatNeverExtracted) {
   EXPECT_EXIT(extractOnManyThreadsAndDestroyOnOne(), ::testing::ExitedWithCode(0), "");
 }
 
