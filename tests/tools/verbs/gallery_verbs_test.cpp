@@ -215,7 +215,7 @@ TEST_F(GalleryVerbs, MergeOfSeveralProcessorsWarnsAndNamesThem) {
 
 TEST_F(GalleryVerbs, OutputThatCantBeWrittenIsNamed) {
   writeRandomGallery(base + "/1", {"a"}, random);
-  expectFailure(1, "facefeature gallery merge: " + base + "/no/g.part: can't be created: ",
+  expectFailure(1, "facefeature gallery merge: " + base + "/no/g.lock: can't be created: ",
                 runProgram({"gallery", "merge", base + "/1", "-o", base + "/no/g"}));
   expectFailure(1, "facefeature gallery export: " + base + "/no/g.csv.part: can't be created: ",
                 runProgram({"gallery", "export", base + "/1", "-o", base + "/no/g.csv"}));
