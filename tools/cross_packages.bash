@@ -17,12 +17,12 @@ once() {
   shift 2
   version=$({ declare -f "$command"; cat tools/windows/fetch-sources "$@"; } | sha256sum)
   [[ $(cat "$stamp" 2>/dev/null) != "$version" ]] || return 0
-  say "making $name (log: $work/$name.log)"
+  say "building $name (log: $work/$name.log)"
   # In a subshell, which exits at the first command that fails.
   (set -e; "$command") >"$work/$name.log" 2>&1 &
   if ! wait $!; then
     tail -n 30 "$work/$name.log" >&2
-    say "$name could not be made"
+    say "$name could not be built"
     exit 1
   fi
   echo "$version" >"$stamp"

@@ -23,10 +23,10 @@ def feature_rows(features: Any, name: str) -> NDArray[np.float32]:
     """
     array = np.asarray(features)
     if array.ndim != 2 or array.shape[1] != FEATURE_FLOATS:
-        raise FeatureError(f"{name}: the shape (n, 502) is wanted, not {array.shape}")
+        raise FeatureError(f"{name}: expected the shape (n, 502), not {array.shape}")
     # Converting doubles would silently round values that may have been rounded before.
     if array.dtype.kind != "f" or array.dtype.itemsize != 4:
-        raise FeatureError(f"{name}: the dtype float32 is wanted, not {array.dtype}")
+        raise FeatureError(f"{name}: expected the dtype float32, not {array.dtype}")
     return np.ascontiguousarray(array, dtype=np.float32)
 
 
@@ -34,7 +34,7 @@ def one_feature(feature: Any, name: str) -> NDArray[np.float32]:
     """The same for one feature of shape (502,)."""
     array = np.asarray(feature)
     if array.shape != (FEATURE_FLOATS,):
-        raise FeatureError(f"{name}: the shape (502,) is wanted, not {array.shape}")
+        raise FeatureError(f"{name}: expected the shape (502,), not {array.shape}")
     return feature_rows(array[np.newaxis], name)[0]
 
 

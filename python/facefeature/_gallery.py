@@ -337,7 +337,7 @@ def write_gallery(
         raise FeatureError(f"features: {len(rows)} rows for {len(ids)} ids")
     texts = [_checked_id(id_) for id_ in ids]
     if len(set(texts)) != len(texts):
-        raise GalleryError(f"{path}: ids: no two may be alike")
+        raise GalleryError(f"{path}: ids must be unique")
     offsets = np.zeros(len(texts) + 1, dtype="<u8")
     offsets[1:] = np.cumsum([len(text) for text in texts], dtype=np.uint64)
     text = b"".join(texts)
@@ -379,7 +379,7 @@ def _segment_end(segment: _Segment, parts: List[bytes]) -> List[bytes]:
 
 def _checked_id(id_: Any) -> bytes:
     if not isinstance(id_, str) or any(unicodedata.category(sign) == "Cc" for sign in id_):
-        raise GalleryError(f"ids: {id_!r} is no text without control characters")
+        raise GalleryError(f"ids: {id_!r} is not text without control characters")
     try:
         text = id_.encode("utf-8")
     except UnicodeEncodeError as error:
@@ -395,7 +395,7 @@ def _digest(fingerprint: str) -> bytes:
     except (TypeError, ValueError):
         digest = b""
     if len(digest) != 32:
-        raise GalleryError(f"fingerprint: 64 hexadecimal digits are wanted, not {fingerprint!r}")
+        raise GalleryError(f"fingerprint: expected 64 hexadecimal digits, not {fingerprint!r}")
     return digest
 
 

@@ -16,7 +16,7 @@ _LARGEST_INT = 2**31 - 1
 def require_channels(channels: str) -> None:
     """Raises ImageError unless channels is "BGR" or "RGB"."""
     if channels not in ("BGR", "RGB"):
-        raise ImageError(f'channels: "BGR" or "RGB" is wanted, not {channels!r}')
+        raise ImageError(f'channels: expected "BGR" or "RGB", not {channels!r}')
 
 
 def bgr_pixels(image: Any, channels: str) -> NDArray[np.uint8]:
@@ -33,20 +33,20 @@ def bgr_pixels(image: Any, channels: str) -> NDArray[np.uint8]:
     """
     require_channels(channels)
     if not isinstance(image, np.ndarray):
-        raise ImageError(f"image: a numpy array is wanted, not {type(image).__name__}")
+        raise ImageError(f"image: expected a numpy array, not {type(image).__name__}")
     if image.ndim != 3 or image.shape[2] != 3:
         raise ImageError(
-            f"image: the shape (height, width, 3) is wanted, not {image.shape}. "
+            f"image: expected the shape (height, width, 3), not {image.shape}. "
             "Repeat a gray plane three times; cut an alpha channel off."
         )
     if image.dtype != np.uint8:
         raise ImageError(
-            f"image: the dtype uint8 is wanted, not {image.dtype}. Multiply a picture of floats "
+            f"image: expected the dtype uint8, not {image.dtype}. Multiply a picture of floats "
             "from 0 to 1 by 255 and round it."
         )
     height, width = image.shape[:2]
     if height < _SMALLEST_SIDE or width < _SMALLEST_SIDE:
-        raise ImageError(f"image: has {width} x {height} pixels, at least 2 x 2 are wanted")
+        raise ImageError(f"image: has {width} x {height} pixels, but at least 2 x 2 are needed")
     if max(3 * width, height) > _LARGEST_INT:
         raise ImageError(f"image: {width} x {height} pixels are too many")
 

@@ -59,7 +59,7 @@ class Landmarks:
         warning = _record_warning(self.entries["id"].tolist())
         if warning:
             warnings.warn(
-                f"{self.source}: no full record of 29 landmarks: {warning}. The feature compares "
+                f"{self.source}: not a full record of 29 landmarks: {warning}. The feature compares "
                 "only with features of such records.",
                 FaceFeatureWarning,
                 stacklevel=stacklevel,
@@ -125,14 +125,14 @@ def _size(document: Mapping[str, Any], key: str) -> Optional[int]:
     value = document.get(key)
     if value is None or (isinstance(value, int) and not isinstance(value, bool)):
         return value
-    raise LandmarkError(f'landmarks: "{key}" is no whole number')
+    raise LandmarkError(f'landmarks: "{key}" is not a whole number')
 
 
 def _pair(point: Any, id_: Any) -> Tuple[Any, Any]:
     try:
         x, y = point
     except (TypeError, ValueError):
-        raise LandmarkError(f"landmarks: id {id_} has no two coordinates") from None
+        raise LandmarkError(f"landmarks: id {id_} does not have two coordinates") from None
     return x, y
 
 

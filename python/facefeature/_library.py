@@ -208,7 +208,7 @@ class Library:
         with contextlib.suppress(OSError):
             ctypes.CDLL(path, mode=os.RTLD_NOW | os.RTLD_NOLOAD)
             raise LibraryError(
-                f"{path}: was loaded into this process by somebody else and reads another folder. "
+                f"{path}: was loaded into this process by other code and reads another folder. "
                 "Import facefeature and call load_library() first."
             )
         before = os.environ.get("TMPDIR")
@@ -289,6 +289,6 @@ def load_library(path: Union[str, "os.PathLike[str]", None] = None) -> Library:
             _loaded = Library(wanted)
         elif os.path.realpath(wanted) != os.path.realpath(_loaded.requested):
             raise LibraryError(
-                f"{wanted}: {_loaded.requested} is loaded already. Use one library a process."
+                f"{wanted}: {_loaded.requested} is loaded already. Use one library per process."
             )
         return _loaded

@@ -107,7 +107,7 @@ def model_fingerprint(model: Union[str, "os.PathLike[str]"]) -> str:
     """
     folder = Path(model)
     if not folder.is_dir():
-        raise ModelError(f"{folder}: is no folder. Name the folder with the 303 files of a model.")
+        raise ModelError(f"{folder}: is not a folder. Name the folder with the 303 files of a model.")
     faults: List[str] = []
     digest = hashlib.sha256()
     for file in model_files():
@@ -128,6 +128,6 @@ def model_fingerprint(model: Union[str, "os.PathLike[str]"]) -> str:
         digest.update(data)
     if faults:
         more = len(faults) - _FAULTS_NAMED
-        text = "; ".join(faults[:_FAULTS_NAMED]) + (f"; and {more} files more" if more > 0 else "")
+        text = "; ".join(faults[:_FAULTS_NAMED]) + (f"; and {more} more files" if more > 0 else "")
         raise ModelError(f"{folder}: the model is missing or incomplete: {text}")
     return digest.hexdigest()

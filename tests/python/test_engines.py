@@ -179,7 +179,7 @@ class ABadModel(TemporaryFolderTest):
     def test_is_not_named_file_after_file_without_end(self):
         for file in self.model.glob("2-*"):
             file.unlink()
-        self.refused("and 40 files more$")
+        self.refused("and 40 more files$")
 
     def test_of_no_numbers_is_an_error_at_the_extraction(self):
         path = self.model / "6-0"

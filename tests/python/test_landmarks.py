@@ -68,7 +68,7 @@ class Landmarks(TemporaryFolderTest):
             (lambda d: d["landmarks"][3].pop("y"), "entry 3 has no id, x and y"),
             (lambda d: d["landmarks"].insert(3, 7), "entry 3 has no id, x and y"),
             (lambda d: d.update(landmarks={}), 'no list "landmarks"'),
-            (lambda d: d.update(width="512"), '"width" is no whole number'),
+            (lambda d: d.update(width="512"), '"width" is not a whole number'),
         ]
         for change, words in cases:
             with self.subTest(words=words):
@@ -90,7 +90,7 @@ class Landmarks(TemporaryFolderTest):
         for source in (None, 7, b"face.json"):
             with self.assertRaisesRegex(LandmarkError, "can't be made of"):
                 read_landmarks(source)
-        with self.assertRaisesRegex(LandmarkError, "id 4 has no two coordinates"):
+        with self.assertRaisesRegex(LandmarkError, "id 4 does not have two coordinates"):
             read_landmarks({4: 7})
 
 

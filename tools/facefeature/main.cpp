@@ -39,8 +39,8 @@ class CommandLine {
   ExitCode run() const { return namedCommand()->run(); }
 
   CLI::App app{
-      "Makes features of faces and compares them.\n"
-      "Data goes to standard output, words to standard error. Exit codes: 0 done, 1 failed\n"
+      "Extracts features of faces and compares them.\n"
+      "Data goes to standard output, messages to standard error. Exit codes: 0 done, 1 failed\n"
       "otherwise (with --threshold: the score is below it), 2 wrong usage, 3 an input could\n"
       "not be read or is malformed, 4 the model is missing or incomplete, or features are of\n"
       "different models, 5 no answer with --threshold.",
@@ -107,7 +107,7 @@ int main(int argc, char** argv) {
     say(line.named(), failure.what());
     return failure.code();
   } catch (const std::bad_alloc&) {
-    say(line.named(), "out of memory. Give it a smaller picture or more memory.");
+    say(line.named(), "out of memory. Use a smaller picture, or free memory.");
     return kFailed;
   } catch (const std::exception& error) {
     say(line.named(), error.what());

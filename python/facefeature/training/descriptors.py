@@ -91,7 +91,7 @@ class FaceApiTeacher:
         data = self._process.stdout.read(wanted)
         if len(data) != wanted:
             raise TeacherError(
-                "node ended before it had described all faces; its own message is above. Are the "
+                "node exited before it had described all faces; its own message is above. Are the "
                 "packages installed? python3 -m facefeature.training descriptors --help says how."
             )
         return np.frombuffer(data, "<f4").reshape(len(faces), self.LENGTH)
@@ -191,7 +191,7 @@ def add_arguments(parser: argparse.ArgumentParser) -> None:
     source.add_argument("--python", metavar="MODULE:NAME", help="a function of your own")
     parser.add_argument("--views", type=int, default=1, help="of each face (default: 1)")
     parser.add_argument("--seed", type=int, default=1, help="of the views (default: 1)")
-    parser.add_argument("--workers", type=int, default=1, help="teachers side by side (default: 1)")
+    parser.add_argument("--workers", type=int, default=1, help="concurrent teachers (default: 1)")
 
 
 def run(arguments: argparse.Namespace) -> int:

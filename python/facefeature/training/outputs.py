@@ -135,7 +135,7 @@ def load_or_compute(
         return compute(chip_archives.load(path), model, device)
     gallery = load(path)
     if gallery.nets and gallery.nets != nets_digest(model):
-        raise OutputsError(f"{path}: made by other nets than those of the model. Compute it anew.")
+        raise OutputsError(f"{path}: made by other nets than those of the model. Compute it again.")
     return gallery
 
 

@@ -133,7 +133,7 @@ def read_list(path: Path) -> List[Entry]:
             landmarks = str(path.parent / landmarks) if landmarks else ""
             entries.append(Entry(id_, str(path.parent / photo), landmarks, person))
     if not entries:
-        raise ListError(f"{path}: names no photograph")
+        raise ListError(f"{path}: does not name a photograph")
     return entries
 
 
@@ -229,7 +229,7 @@ def cut(entry: Entry, settings: Settings) -> Chip:
     points = np.stack([landmarks.entries["x"], landmarks.entries["y"]], 1).astype(float)
     length = reference_length(ids, points)
     if not np.isfinite(length) or length < 1:
-        raise ListError(f"{landmarks.source}: the landmarks are no face")
+        raise ListError(f"{landmarks.source}: the landmarks do not form a face")
     kept = ~np.isin(ids, _SIDES)
     slots = points[kept][np.argsort(ids[kept], kind="stable")]
     picture, slots, length = _scaled_crop(entry.photo, slots, length, settings)

@@ -89,7 +89,7 @@ def add_arguments(parser: argparse.ArgumentParser) -> None:
         help="what to learn from (teacher)")
     add("--start", type=Path, metavar="MODEL", help="model folder to start from")
     add("--steps", type=int, default=5000, help="steps of the whole run (5000)")
-    add("--batch", type=int, default=64, help="faces a step and process (64)")
+    add("--batch", type=int, default=64, help="faces per step and process (64)")
     add("--seed", type=int, default=1)
     add("--rate", type=float, default=2e-3, help="highest learning rate (0.002)")
     add("--warm-up", type=int, default=200, help="steps until the highest rate (200)")
@@ -97,7 +97,7 @@ def add_arguments(parser: argparse.ArgumentParser) -> None:
     add("--average", type=float, default=0.999,
         help="decay of the averaged weights, which are the result (0.999)")
     add("--held-out", type=Path, metavar="FILE",
-        help="people to hold out, one a line, instead of a share")
+        help="people to hold out, one per line, instead of a share")
     add("--held-out-share", type=float, default=0.05,
         help="share of the people to hold out, those with several photographs first (0.05)")
     for kind in ("pose", "expression", "occlusion", "light", "landmarks"):

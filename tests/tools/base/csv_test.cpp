@@ -52,9 +52,9 @@ TEST(Csv, KeepsSpacesAndLoneCarriageReturns) {
 }
 
 TEST(Csv, MisplacedQuotesAreNamedWithTheirLine) {
-  EXPECT_EQ("has on line 2 a quote that is not closed", faultOf("a\n\"b,c\n"));
-  EXPECT_EQ("has on line 1 text behind a closing quote", faultOf("\"a\"b,c\n"));
-  EXPECT_EQ("has on line 3 a quote within a field that doesn't begin with one",
+  EXPECT_EQ("line 2 has a quote that is not closed", faultOf("a\n\"b,c\n"));
+  EXPECT_EQ("line 1 has text after a closing quote", faultOf("\"a\"b,c\n"));
+  EXPECT_EQ("line 3 has a quote within a field that doesn't begin with one",
             faultOf("a\nb\nc\"d\"\n"));
 }
 

@@ -75,11 +75,11 @@ TEST_F(PhotoList, BadRowsAreNamedWithTheirLine) {
   EXPECT_NE(std::string::npos, faultOf("a,p,l\nb\n").find(path + ": line 2 has 1 fields, not "));
   EXPECT_NE(std::string::npos, faultOf("a,p,l,m\n").find(": line 1 has 4 fields, not "));
   EXPECT_NE(std::string::npos, faultOf(",p,l\n").find(": line 1 has an id that is empty. "));
-  EXPECT_NE(std::string::npos, faultOf("a,,l\n").find(": line 1 names no photograph. "));
-  EXPECT_NE(std::string::npos, faultOf("a,p\nb,p\na,q\n").find(": line 3 has the id a again. "));
-  EXPECT_NE(std::string::npos, faultOf("a,\"p\n").find(": has on line 1 a quote that is not "));
+  EXPECT_NE(std::string::npos, faultOf("a,,l\n").find(": line 1 does not name a photograph. "));
+  EXPECT_NE(std::string::npos, faultOf("a,p\nb,p\na,q\n").find(": line 3 repeats the id a. "));
+  EXPECT_NE(std::string::npos, faultOf("a,\"p\n").find(": line 1 has a quote that is not "));
   EXPECT_NE(std::string::npos,
-            faultOf(std::string("a,p\0q\n", 6)).find(": line 1 holds a NUL character. "));
+            faultOf(std::string("a,p\0q\n", 6)).find(": line 1 contains a NUL character. "));
 }
 
 TEST(Identifier, IsOneLineOfUtf8) {
@@ -89,7 +89,7 @@ TEST(Identifier, IsOneLineOfUtf8) {
   EXPECT_EQ("is empty", identifierFault(""));
   EXPECT_EQ("has more than 1024 bytes", identifierFault(std::string(1025, 'a')));
   for (const char* text : {"a\nb", "\x1F", "\x7F", "\t"}) {
-    EXPECT_EQ("holds a control character", identifierFault(text));
+    EXPECT_EQ("contains a control character", identifierFault(text));
   }
   // Truncated, starting with a continuation byte, overlong, a single surrogate, above the last code
   // point.

@@ -44,7 +44,7 @@ TEST(PeopleList, ThatIsNotValidIsRefusedWithItsLine) {
   const std::string start = fileOf("") + ": line 2 ";
   EXPECT_EQ(0u, faultOf("a,Ada\nb\n").find(start + "has 1 fields, not 2."));
   EXPECT_EQ(0u, faultOf("a,Ada\nb,Ida,x\n").find(start + "has 3 fields, not 2."));
-  EXPECT_EQ(0u, faultOf("a,Ada\na,Ida\n").find(start + "has the id a again."));
+  EXPECT_EQ(0u, faultOf("a,Ada\na,Ida\n").find(start + "repeats the id a."));
   EXPECT_EQ(0u, faultOf("a,Ada\n,Ida\n").find(start + "has an id that "));
   EXPECT_EQ(0u, faultOf("a,Ada\nb,\n").find(start + "has a person that "));
 }
@@ -60,9 +60,10 @@ TEST(PairList, SaysWhichPairsAreOfOnePerson) {
 TEST(PairList, ThatIsNotValidIsRefusedWithItsLine) {
   const auto faultOf = [](const std::string& text) { return failureOf(readPairs, text); };
   const std::string start = fileOf("") + ": line 2 ";
-  EXPECT_EQ(0u, faultOf("a,b,1\nb,a,0\n").find(start + "has the pair b, a again."));
+  EXPECT_EQ(0u, faultOf("a,b,1\nb,a,0\n").find(start + "repeats the pair b, a."));
   EXPECT_EQ(0u, faultOf("a,b,1\nc,c,0\n").find(start + "pairs c with itself."));
-  EXPECT_EQ(0u, faultOf("a,b,1\nc,d,yes\n").find(start + "says neither 0 nor 1."));
+  EXPECT_EQ(0u,
+            faultOf("a,b,1\nc,d,yes\n").find(start + "has neither 0 nor 1 as its third field."));
 }
 
 TEST(PairList, ConnectsIdsToPeople) {

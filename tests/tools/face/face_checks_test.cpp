@@ -133,11 +133,11 @@ TEST(FaceChecks, PointsOutsideOfThePictureAreCountedAndNamed) {
     LandmarkFile file = goodFile();
     withId(file, 9).x = x;
     withId(file, 9).y = y;
-    expectAmongWarnings("1 of 29 landmarks lie outside of the picture (id 9). ", file);
+    expectAmongWarnings("1 of 29 landmarks are outside the picture (id 9). ", file);
   }
   LandmarkFile file = goodFile();
   for (Landmark& landmark : file.landmarks) landmark.x += 1000.0f;
-  expectWarning("29 of 29 landmarks lie outside of the picture (id 0, 1, 2, 3, 4, ...). ", file);
+  expectWarning("29 of 29 landmarks are outside the picture (id 0, 1, 2, 3, 4, ...). ", file);
 }
 
 TEST(FaceChecks, ThePixelsAtTheEdgeAreInside) {
@@ -180,7 +180,7 @@ TEST(FaceChecks, AHeadUpsideDownIsDetected) {
       landmark.x = static_cast<float>(*file.width - 1) - landmark.x;
       landmark.y = static_cast<float>(*file.height - 1) - landmark.y;
     }
-    expectWarning("the head is upside down, turned by ", file);
+    expectWarning("the head is upside down, rotated by ", file);
   }
 }
 
@@ -224,7 +224,7 @@ TEST(FaceChecks, LandmarksThatDetermineNoHeadAreDetected) {
 TEST(FaceChecks, AnIncompleteRecordRaisesAWarning) {
   LandmarkFile file = goodFile();
   file.warning = "id 9 is missing";
-  expectWarning("no full record of 29 landmarks: id 9 is missing. ", file);
+  expectWarning("not a full record of 29 landmarks: id 9 is missing. ", file);
 }
 
 // The threshold is between the residuals of good and of bad landmarks, with a margin on both sides.

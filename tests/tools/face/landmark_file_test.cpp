@@ -86,7 +86,7 @@ TEST(LandmarkFile, UnknownIdInsteadOfAnotherRaisesAWarning) {
   EXPECT_EQ("id 9 is missing, id 46 is not one of the 29",
             parseLandmarks(document(entriesFor(ids))).warning);
   ids[7] = 0;
-  EXPECT_EQ("id 0 is there more than once, id 9 is missing",
+  EXPECT_EQ("id 0 appears more than once, id 9 is missing",
             parseLandmarks(document(entriesFor(ids))).warning);
 }
 
@@ -133,7 +133,7 @@ TEST(LandmarkFile, OtherDocumentsAreRefused) {
     EXPECT_EQ("has no list \"landmarks\"", errorOf(text));
   }
   EXPECT_EQ("has no object in entry 0 of its landmarks", errorOf(document({"7"})));
-  EXPECT_EQ("has a \"width\" that is no whole number",
+  EXPECT_EQ("has a \"width\" that is not a whole number",
             errorOf(document(entriesFor(kIds), "\"width\": \"7\", ")));
 }
 

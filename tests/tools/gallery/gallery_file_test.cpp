@@ -266,7 +266,7 @@ TEST_F(GalleryFile, WrongNumbersUnderGoodDigestsNeverReachBeyondTheFile) {
 TEST_F(GalleryFile, FoldersAndMissingFilesAreRefused) {
   EXPECT_NE(std::string::npos, fault().find(": can't be opened: "));
   fs::create_directories(path);
-  EXPECT_NE(std::string::npos, fault().find(": is no ordinary file. "));
+  EXPECT_NE(std::string::npos, fault().find(": is not a regular file. "));
 }
 
 TEST_F(GalleryFile, ThatIsNotFinishedLeavesTheEarlierFile) {

@@ -80,7 +80,7 @@ TEST_F(FolderOwnership, AFolderThatOthersCanWriteIsNamed) {
   setMode(folder, 0757);
   expectWarning(folder, "can be written by everybody");
   setMode(folder, 01757);
-  expectWarning(folder, "can be written by everybody, who can put there what is missing");
+  expectWarning(folder, "can be written by everybody, who can add files that are missing");
 }
 
 TEST_F(FolderOwnership, FilesThatOthersCanWriteAreNamedTogether) {
@@ -177,12 +177,13 @@ TEST_F(FolderOwnership, ADanglingLinkRaisesNoWarning) {
 }
 
 TEST_F(FolderOwnership, TheTemporaryFolderIsCheckedIfTheLibraryWouldReadThisModel) {
-  const std::string line = "facefeature model check: " + base +
-                           ": warning: can be written by everybody, who can put there what is "
-                           "missing. Who can change a model decides which faces are alike: make it "
-                           "your own (chown) and close it to others (chmod go-w).\n";
+  const std::string line =
+      "facefeature model check: " + base +
+      ": warning: can be written by everybody, who can put there what is "
+      "missing. Anyone who can change a model decides which faces match: make it "
+      "your own (chown) and close it to others (chmod go-w).\n";
   const std::string verdict =
-      "facefeature model check: " + folder + ": all 303 files are as they should be\n";
+      "facefeature model check: " + folder + ": all 303 files are correct\n";
   EXPECT_EQ(verdict, check(0).err);
   setMode(base, 01703);
   EXPECT_EQ(line + verdict, check(0).err);
@@ -201,8 +202,7 @@ TEST_F(FolderOwnership, AWarningLeavesTheExitCodeAndTheFaultsAsTheyAre) {
                 "decides which faces are alike: make it your own (chown) and close it to others "
                 "(chmod go-w).\n"
                 "facefeature model check: " +
-                folder +
-                ": 1 of 303 files are wrong. Copy the model anew from where it came from.\n",
+                folder + ": 1 of 303 files are wrong. Copy the model again from its source.\n",
             check(4).err);
 }
 

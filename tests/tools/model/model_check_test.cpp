@@ -123,13 +123,13 @@ TEST_F(ModelCheck, LongFilesAreNamed) {
 
 TEST_F(ModelCheck, HeadersOfAnotherShapeAreNamed) {
   replace("1-3-1", words(16, 48) + original("1-3-1").substr(8));
-  expectFault("1-3-1", "is headed as 16 x 48 floats, but the nets need 48 x 16 floats");
+  expectFault("1-3-1", "has a header for 16 x 48 floats, but the nets need 48 x 16 floats");
   replace("1-3-1", original("1-3-1"));
   replace("4-3-2", words(-64, -1) + original("4-3-2").substr(8));
-  expectFault("4-3-2", "is headed as -64 x -1 floats, but the nets need 64 x 1 floats");
+  expectFault("4-3-2", "has a header for -64 x -1 floats, but the nets need 64 x 1 floats");
   replace("4-3-2", original("4-3-2"));
   replace("0-4-0", words(9075, 0).substr(0, 4) + original("0-4-0").substr(4));
-  expectFault("0-4-0", "is headed as 9075 floats, but the nets need 2209 floats");
+  expectFault("0-4-0", "has a header for 9075 floats, but the nets need 2209 floats");
 }
 
 TEST_F(ModelCheck, NumbersThatAreNotFiniteAreNamedWithTheirPosition) {
@@ -139,32 +139,33 @@ TEST_F(ModelCheck, NumbersThatAreNotFiniteAreNamedWithTheirPosition) {
     replace(name, bytes);
   };
   with("6-2", 15999996, std::numeric_limits<float>::quiet_NaN());
-  expectFault("6-2",
-              "holds 1 number that is infinite or not a number, the first at place 3999999 of its "
-              "floats, counted from 0",
-              false);
+  expectFault(
+      "6-2",
+      "contains 1 number that is infinite or not a number, the first at index 3999999 of its "
+      "floats",
+      false);
   with("6-2", 400, std::numeric_limits<float>::infinity());
   with("6-2", 800, -std::numeric_limits<float>::infinity());
   expectFault("6-2",
-              "holds 3 numbers that are infinite or not a number, the first at place 100 of its "
-              "floats, counted from 0",
+              "contains 3 numbers that are infinite or not a number, the first at index 100 of its "
+              "floats",
               false);
   replace("6-2", original("6-2"));
   with("5-2-1", 8, std::numeric_limits<float>::quiet_NaN());
   expectFault("5-2-1",
-              "holds 1 number that is infinite or not a number, the first at place 0 of its "
-              "floats, counted from 0",
+              "contains 1 number that is infinite or not a number, the first at index 0 of its "
+              "floats",
               false);
 }
 
 TEST_F(ModelCheck, FolderOrPipeInsteadOfAFileIsNamed) {
   std::filesystem::remove(folder + "/6-1");
   std::filesystem::create_directory(folder + "/6-1");
-  expectFault("6-1", "is no ordinary file");
+  expectFault("6-1", "is not a regular file");
 #if !defined(_WIN32)
   std::filesystem::remove(folder + "/6-1");
   ASSERT_EQ(0, mkfifo((folder + "/6-1").c_str(), 0600));
-  expectFault("6-1", "is no ordinary file");
+  expectFault("6-1", "is not a regular file");
 #endif
 }
 

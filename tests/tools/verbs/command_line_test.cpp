@@ -138,7 +138,7 @@ TEST_F(CommandLine, ModelCheckNamesEveryWrongFile) {
   EXPECT_EQ("facefeature model check: " + model + kSeparator +
                 "6-2: has 5 bytes, 15999995 bytes too few\n" + "facefeature model check: " + model +
                 kSeparator + "3-7-2: is missing\n" + "facefeature model check: " + model +
-                ": 2 of 303 files are wrong. Copy the model anew from where it came from.\n",
+                ": 2 of 303 files are wrong. Copy the model again from its source.\n",
             bad.err);
   expectFailure(4, "facefeature model check: ", bad);
 }
@@ -212,7 +212,7 @@ TEST_F(CommandLine, ExtractFromAnEmptyFolderNamesTheFirstTenAndCountsTheRest) {
   fs::create_directories(base + "/empty");
   const Outcome outcome = extract(base + "/empty");
   expectFailure(4, "facefeature extract: " + base + "/empty: ", outcome);
-  EXPECT_TRUE(contains(outcome.err, "0-10-0 is missing; and 293 files more. "));
+  EXPECT_TRUE(contains(outcome.err, "0-10-0 is missing; and 293 more files. "));
 }
 
 TEST_F(CommandLine, ExtractOfABadInputExitsWith3) {

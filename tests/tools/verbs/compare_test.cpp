@@ -115,7 +115,7 @@ TEST_F(Compare, OfDifferentModelsExitsWith4AndNamesBoth) {
 }
 
 TEST_F(Compare, OfRowsAndFilesThatAreNotThereExitsWith3) {
-  expectFailure(3, "facefeature compare: " + first + ": holds no feature of the id none. ",
+  expectFailure(3, "facefeature compare: " + first + ": has no feature with the id none. ",
                 runProgram({"compare", first + "#none", second}));
   expectFailure(3, "facefeature compare: " + base + "/none#x: can't be opened: ",
                 runProgram({"compare", base + "/none#x", second}));

@@ -78,7 +78,7 @@ TEST_F(ExifRule, IgnoresATurnByDefaultAndReportsIt) {
     const Outcome outcome = extract("turned.jpg", "stored.json", more);
     EXPECT_EQ(0, outcome.exitCode);
     EXPECT_EQ(facefeature_tools::exifIsRead(),
-              outcome.err.find("/turned.jpg: warning: its Exif data ask for orientation 6, ") !=
+              outcome.err.find("/turned.jpg: warning: its Exif data give orientation 6, ") !=
                   std::string::npos)
         << outcome.err;
     EXPECT_EQ(plain, feature);

@@ -118,8 +118,8 @@ TEST_F(Batch, PhotographThatCrashesItsWorkerIsTheOnlyOneLost) {
     EXPECT_EQ((Ids{"p1", "p3", "p6", "p7"}), idsIn(gallery));
     const auto rows = facefeature_tools::parseCsv(contentOf(report));
     ASSERT_EQ(5u, rows.size());
-    EXPECT_TRUE(contains(rows[1].fields[3], "p2.ppm: the worker was ended by signal 6 ("));
-    EXPECT_TRUE(contains(rows[2].fields[3], "p4.ppm: the worker ended with exit code 7 over "));
+    EXPECT_TRUE(contains(rows[1].fields[3], "p2.ppm: the worker was killed by signal 6 ("));
+    EXPECT_TRUE(contains(rows[2].fields[3], "p4.ppm: the worker exited with code 7 over "));
     expectNothingLeftBehind();
   }
 }
@@ -278,7 +278,7 @@ TEST_F(Batch, BadListOrModelEndsTheRunBeforeItBegins) {
   writeText(list, "a,photo.jpg,x.json\na,other.jpg,y.json\n");
   const Outcome twice = extract();
   EXPECT_EQ(3, twice.exitCode);
-  EXPECT_TRUE(contains(twice.err, list + ": line 2 has the id a again. ")) << twice.err;
+  EXPECT_TRUE(contains(twice.err, list + ": line 2 repeats the id a. ")) << twice.err;
   writeList({kOrdinary});
   fs::remove(model + "/6-1");
   const Outcome bad = extract();
@@ -299,7 +299,7 @@ TEST_F(Batch, LibraryThatOpensNoModelEndsTheRun) {
   const Outcome dead = extract({"--resume"});
   unsetenv("STUB_ABORTS");
   EXPECT_EQ(1, dead.exitCode);
-  EXPECT_TRUE(contains(dead.err, "a worker process: was ended by signal 6 (")) << dead.err;
+  EXPECT_TRUE(contains(dead.err, "a worker process: was killed by signal 6 (")) << dead.err;
   expectNothingLeftBehind();
   EXPECT_FALSE(fs::exists(gallery));
 }

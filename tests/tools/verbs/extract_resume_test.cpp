@@ -129,7 +129,7 @@ TEST_F(BatchResumed, KilledWorkerLosesOnePhotographAndIsReplaced) {
   const Outcome outcome = run->outcome();
   EXPECT_EQ(3, outcome.exitCode);
   EXPECT_EQ((Ids{"p1", "p2", "p3", "p4", "p7"}), idsIn(gallery));
-  EXPECT_EQ(2u, timesIn(outcome.err, ".ppm: the worker was ended by signal 9 ("));
+  EXPECT_EQ(2u, timesIn(outcome.err, ".ppm: the worker was killed by signal 9 ("));
   expectNothingLeftBehind();
 }
 
@@ -162,7 +162,7 @@ TEST_F(BatchResumed, RunThatDidNotEndIsNotOverwritten) {
   const std::string before = contentOf(journal);
   const Outcome outcome = extract();
   EXPECT_EQ(2, outcome.exitCode);
-  EXPECT_TRUE(contains(outcome.err, journal + ": is left from a run that did not end. "));
+  EXPECT_TRUE(contains(outcome.err, journal + ": is left from a run that did not finish. "));
   EXPECT_EQ(before, contentOf(journal));
 }
 
@@ -187,7 +187,8 @@ TEST_F(BatchResumed, AnotherModelExitsWith4AndNamesBoth) {
   const std::string second = fingerprintOf(model);
   const Outcome outcome = extract({"--resume"});
   EXPECT_EQ(4, outcome.exitCode);
-  EXPECT_TRUE(contains(outcome.err, journal + ": is of the model " + first + ", not of " + second))
+  EXPECT_TRUE(
+      contains(outcome.err, journal + ": was made with the model " + first + ", not of " + second))
       << outcome.err;
 
   // The same if the earlier run has completed.
@@ -198,7 +199,8 @@ TEST_F(BatchResumed, AnotherModelExitsWith4AndNamesBoth) {
   writeText(model + "/6-0", bytes);
   const Outcome ended = extract({"--resume"});
   EXPECT_EQ(4, ended.exitCode);
-  EXPECT_TRUE(contains(ended.err, gallery + ": is of the model " + second + ", not of " + first))
+  EXPECT_TRUE(
+      contains(ended.err, gallery + ": was made with the model " + second + ", not of " + first))
       << ended.err;
   // No run was started, so nothing prevents a run with the right model.
   EXPECT_FALSE(fs::exists(journal));
@@ -209,7 +211,7 @@ TEST_F(BatchResumed, AnotherFileInsteadOfTheJournalIsRefused) {
   writeText(journal, std::string(300, 'n'));
   const Outcome outcome = extract({"--resume"});
   EXPECT_EQ(3, outcome.exitCode);
-  EXPECT_TRUE(contains(outcome.err, journal + ": is no journal of this program. "));
+  EXPECT_TRUE(contains(outcome.err, journal + ": is not a journal of this program. "));
   EXPECT_EQ(std::string(300, 'n'), contentOf(journal));
 }
 

@@ -129,7 +129,7 @@ TEST_F(GalleryChangeVerbs, RemoveTakesIdsAndAPattern) {
   EXPECT_EQ("b/1.jpg\n", ids());
   EXPECT_NE(std::string::npos,
             runProgram({"gallery", "info", gallery}).out.find("segments: 2\nremoved: 2\n"));
-  expectRefused(3, "has no feature of the id a/1.jpg", {"gallery", "remove", gallery, "a/1.jpg"});
+  expectRefused(3, "has no feature with the id a/1.jpg", {"gallery", "remove", gallery, "a/1.jpg"});
   expectRefused(3, "has no id that matches a/*", {"gallery", "remove", gallery, "--match", "a/*"});
   expectRefused(2, "no id is given", {"gallery", "remove", gallery});
   expectDone({"gallery", "remove", gallery, "b/1.jpg"});

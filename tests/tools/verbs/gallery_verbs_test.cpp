@@ -63,7 +63,7 @@ TEST_F(GalleryVerbs, InfoOfSomethingElseExitsWith3) {
 TEST_F(GalleryVerbs, UsageIsChecked) {
   expectFailure(2, "facefeature gallery: ", runProgram({"gallery"}));
   expectFailure(2, "facefeature gallery export: ", runProgram({"gallery", "export", gallery}));
-  expectFailure(2, "facefeature gallery export: " + base + "/x.txt: names no format that is known",
+  expectFailure(2, "facefeature gallery export: " + base + "/x.txt: does not end in a known format",
                 runProgram({"gallery", "export", gallery, "-o", base + "/x.txt"}));
   expectFailure(2, "facefeature gallery merge: ", runProgram({"gallery", "merge", "-o", "x"}));
 }
@@ -198,7 +198,7 @@ TEST_F(GalleryVerbs, MergeRefusesADuplicateId) {
   writeRandomGallery(base + "/1", {"a", "b"}, random);
   writeRandomGallery(base + "/2", {"b"}, random);
   expectFailure(3,
-                "facefeature gallery merge: " + base + "/1, " + base + "/2: both hold the id b. ",
+                "facefeature gallery merge: " + base + "/1, " + base + "/2: both have the id b. ",
                 runProgram({"gallery", "merge", base + "/1", base + "/2", "-o", gallery}));
 }
 

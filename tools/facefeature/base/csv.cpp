@@ -67,13 +67,13 @@ class Parser {
       value += '"';
       ++at_;
     }
-    if (!lineEnds() && text_[at_] != ',') throw wrong("text behind a closing quote");
+    if (!lineEnds() && text_[at_] != ',') throw wrong("text after a closing quote");
     line_ += static_cast<size_t>(std::count(value.begin(), value.end(), '\n'));
     return value;
   }
 
   std::runtime_error wrong(const std::string& what) const {
-    return std::runtime_error("has on line " + std::to_string(line_) + " " + what);
+    return std::runtime_error("line " + std::to_string(line_) + " has " + what);
   }
 
   std::string_view text_;

@@ -35,12 +35,12 @@ FileLock::FileLock(const std::string& path) : lockPath_(path + ".lock") {
     file_ = open(lockPath_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
     if (file_ < 0) {
       throw Failure(kFailed, lockPath_, "can't be created: " + systemMessage(errno),
-                    "Name a file in a folder that exists and can be written");
+                    "Name a file in a writable folder");
     }
     if (flock(file_, LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) {
       const std::string holder = holderOf(file_);
       close(file_);
-      throw Failure(kFailed, path, "is being changed by " + holder, "Wait until it has ended");
+      throw Failure(kFailed, path, "is being changed by " + holder, "Wait until it has finished");
     }
     if (isStillThere(file_, lockPath_)) break;
     close(file_);

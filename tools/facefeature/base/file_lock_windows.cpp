@@ -14,12 +14,13 @@ FileLock::FileLock(const std::string& path) : lockPath_(path + ".lock") {
   if (file_ != INVALID_HANDLE_VALUE) return;
   const DWORD error = GetLastError();
   if (error == ERROR_SHARING_VIOLATION) {
-    throw Failure(kFailed, path, "is being changed by another process", "Wait until it has ended");
+    throw Failure(kFailed, path, "is being changed by another process",
+                  "Wait until it has finished");
   }
   throw Failure(kFailed, lockPath_,
                 "can't be created: " +
                     std::error_code(static_cast<int>(error), std::system_category()).message(),
-                "Name a file in a folder that exists and can be written");
+                "Name a file in a writable folder");
 }
 
 FileLock::~FileLock() { CloseHandle(file_); }

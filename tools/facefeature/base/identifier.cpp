@@ -32,7 +32,7 @@ std::string identifierFault(std::string_view id) {
     const size_t length = characterLength(id, at);
     if (length == 0) return "is not UTF-8";
     const uint8_t first = static_cast<uint8_t>(id[at]);
-    if (first < 0x20 || first == 0x7F) return "holds a control character";
+    if (first < 0x20 || first == 0x7F) return "contains a control character";
     at += length;
   }
   return "";

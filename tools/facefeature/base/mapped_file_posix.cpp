@@ -18,7 +18,7 @@ MappedFile::MappedFile(const std::string& path, const std::string& remedy) {
   struct stat status = {};
   if (fstat(descriptor, &status) != 0 || !S_ISREG(status.st_mode)) {
     close(descriptor);
-    throw Failure(kBadInput, path, "is no ordinary file", remedy);
+    throw Failure(kBadInput, path, "is not a regular file", remedy);
   }
   size_ = static_cast<size_t>(status.st_size);
   void* memory = size_ == 0 ? nullptr : mmap(nullptr, size_, PROT_READ, MAP_SHARED, descriptor, 0);

@@ -32,7 +32,7 @@ MappedFile::MappedFile(const std::string& path, const std::string& remedy) {
   // A folder can't be opened like this; the error would be reported as missing rights.
   std::error_code ignored;
   if (std::filesystem::is_directory(path, ignored)) {
-    throw Failure(kBadInput, path, "is no ordinary file", remedy);
+    throw Failure(kBadInput, path, "is not a regular file", remedy);
   }
   const HANDLE file = CreateFileA(path.c_str(), GENERIC_READ,
                                   FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
@@ -43,7 +43,7 @@ MappedFile::MappedFile(const std::string& path, const std::string& remedy) {
   LARGE_INTEGER size = {};
   if (GetFileType(file) != FILE_TYPE_DISK || GetFileSizeEx(file, &size) == 0) {
     CloseHandle(file);
-    throw Failure(kBadInput, path, "is no ordinary file", remedy);
+    throw Failure(kBadInput, path, "is not a regular file", remedy);
   }
   size_ = static_cast<size_t>(size.QuadPart);
   bytes_ = size_ == 0 ? nullptr : static_cast<const uint8_t*>(mapped(file));

@@ -10,7 +10,7 @@
 namespace facefeature_tools {
 namespace {
 
-constexpr char kRemedy[] = "Name a file in a folder that exists, can be written and has room";
+constexpr char kRemedy[] = "Name a file in a writable folder, on a disk with free space";
 
 }  // namespace
 

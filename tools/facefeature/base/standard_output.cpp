@@ -10,7 +10,7 @@ namespace {
 
 Failure notWritten() {
   return Failure(kFailed, "standard output", "can't be written: " + systemMessage(errno),
-                 "Send it to where there is room");
+                 "Redirect it to a disk with free space");
 }
 
 }  // namespace

@@ -10,7 +10,7 @@
 namespace facefeature_tools {
 namespace {
 
-constexpr char kRemedy[] = "Name a file that can be written, on a disk that has room";
+constexpr char kRemedy[] = "Name a writable file, on a disk with free space";
 
 Failure failed(const std::string& path, const char* wrong) {
   return Failure(kFailed, path, wrong + systemMessage(errno), kRemedy);
@@ -41,7 +41,7 @@ void UpdateFile::cutAt(uint64_t size) {
   struct stat status = {};
   if (fstat(file_, &status) != 0) throw failed(path_, "can't be examined: ");
   if (static_cast<uint64_t>(status.st_size) <= size) return;
-  if (ftruncate(file_, static_cast<off_t>(size)) != 0) throw failed(path_, "can't be cut: ");
+  if (ftruncate(file_, static_cast<off_t>(size)) != 0) throw failed(path_, "can't be truncated: ");
 }
 
 void UpdateFile::sync() {

@@ -9,7 +9,7 @@
 namespace facefeature_tools {
 namespace {
 
-constexpr char kRemedy[] = "Name a file that can be written, on a disk that has room";
+constexpr char kRemedy[] = "Name a writable file, on a disk with free space";
 
 Failure failed(const std::string& path, const char* wrong) {
   const int code = static_cast<int>(GetLastError());
@@ -56,7 +56,7 @@ void UpdateFile::cutAt(uint64_t size) {
   // are overwritten or ignored.
   if (SetFilePointerEx(file_, end, nullptr, FILE_BEGIN) == 0 ||
       (SetEndOfFile(file_) == 0 && GetLastError() != ERROR_USER_MAPPED_FILE)) {
-    throw failed(path_, "can't be cut: ");
+    throw failed(path_, "can't be truncated: ");
   }
 }
 

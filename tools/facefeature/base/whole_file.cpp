@@ -47,7 +47,7 @@ std::vector<uint8_t> readWholeFile(const std::string& path, size_t limit,
 }
 
 void writeWholeFile(const std::string& path, const uint8_t* bytes, size_t count) {
-  const std::string remedy = "Name a file in a folder that exists, can be written and has room";
+  const std::string remedy = "Name a file in a writable folder, on a disk with free space";
   File file(std::fopen(path.c_str(), "wb"));
   if (!file) throw Failure(kFailed, path, "can't be created: " + systemMessage(errno), remedy);
   errno = 0;

@@ -28,7 +28,7 @@ constexpr uint32_t kVersion = 1;
 constexpr size_t kHeaderBytes = kBlasCoreAt + kOriginFieldBytes;
 constexpr size_t kLengthBytes = 4;
 constexpr size_t kCheckBytes = 8;
-constexpr char kRemedy[] = "Give the disk room and go on with --resume";
+constexpr char kRemedy[] = "Free disk space and continue with --resume";
 
 // Enough of a digest to distinguish a complete record from a truncated one.
 std::array<uint8_t, kCheckBytes> checkSum(const uint8_t* record, size_t count) {
@@ -65,30 +65,31 @@ void ExtractJournal::open(bool resume) {
   if (!file_) file_.reset(std::fopen(path_.c_str(), "w+bx"));
   if (file_) return;
   if (errno == EEXIST) {
-    throw Failure(kWrongUsage, path_, "is left from a run that did not end",
-                  "Go on with it by --resume, or remove it");
+    throw Failure(kWrongUsage, path_, "is left from a run that did not finish",
+                  "Continue it with --resume, or remove it");
   }
   throw Failure(kFailed, path_, "can't be created: " + systemMessage(errno),
-                "Name a gallery in a folder that exists and can be written");
+                "Name a gallery in a writable folder");
 }
 
 void ExtractJournal::readOld() {
-  const MappedFile old(path_, "Remove it, and what it holds will be done again");
+  const MappedFile old(path_, "Remove it; its photographs will be extracted again");
   const uint8_t* bytes = old.bytes();
   // A journal that is truncated within its header is treated as new.
   if (old.size() < kHeaderBytes) return;
   if (std::memcmp(bytes, kMagic, sizeof kMagic) != 0 || getWord(bytes + kVersionAt) != kVersion) {
-    throw Failure(kBadInput, path_, "is no journal of this program",
-                  "Remove it, and what it holds will be done again");
+    throw Failure(kBadInput, path_, "is not a journal of this program",
+                  "Remove it; its photographs will be extracted again");
   }
   GalleryOrigin before;
   std::copy_n(bytes + kModelAt, before.model.size(), before.model.begin());
   before.libraryVersion = originText(bytes + kLibraryVersionAt);
   before.blasCore = originText(bytes + kBlasCoreAt);
   if (before.model != origin_.model) {
-    throw Failure(kBadModel, path_,
-                  "is of the model " + hexText(before.model) + ", not of " + hexText(origin_.model),
-                  "Take the model that the run began with, or remove the file");
+    throw Failure(
+        kBadModel, path_,
+        "was made with the model " + hexText(before.model) + ", not of " + hexText(origin_.model),
+        "Use the model that the run began with, or remove the file");
   }
   origin_ = joinedOrigin(before, origin_);
 

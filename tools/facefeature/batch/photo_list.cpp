@@ -29,9 +29,9 @@ std::string rowFault(const std::vector<std::string>& fields) {
   }
   const std::string fault = identifierFault(fields[0]);
   if (!fault.empty()) return "has an id that " + fault;
-  if (fields[1].empty()) return "names no photograph";
+  if (fields[1].empty()) return "does not name a photograph";
   for (const std::string& field : fields) {
-    if (field.find('\0') != std::string::npos) return "holds a NUL character";
+    if (field.find('\0') != std::string::npos) return "contains a NUL character";
   }
   return "";
 }
@@ -58,7 +58,7 @@ std::vector<PhotoEntry> readPhotoList(const std::string& path) {
     if (i == 0 && isHeading(fields)) continue;
     std::string fault = rowFault(fields);
     if (fault.empty() && !ids.insert(fields[0]).second) {
-      fault = "has the id " + fields[0] + " again";
+      fault = "repeats the id " + fields[0];
     }
     if (!fault.empty()) {
       throw Failure(kBadInput, path, "line " + std::to_string(rows[i].line) + " " + fault, kRemedy);
@@ -80,7 +80,8 @@ Shard parseShard(const std::string& text) {
       return shard;
     }
   }
-  throw std::invalid_argument(text + " is no shard like 1/10, with a number from 1 to the count");
+  throw std::invalid_argument(text +
+                              " is not a shard such as 1/10, with a number from 1 to the count");
 }
 
 std::vector<PhotoEntry> shardOf(const std::vector<PhotoEntry>& entries, const Shard& shard) {

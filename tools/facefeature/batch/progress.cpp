@@ -59,7 +59,7 @@ ProgressFormat progressFormat(const std::string& word) {
     return isTerminal(stderr) ? ProgressFormat::kTerminal : ProgressFormat::kPlain;
   if (word == "plain") return ProgressFormat::kPlain;
   if (word == "json") return ProgressFormat::kJson;
-  throw std::invalid_argument(word + " is none of auto, plain and json");
+  throw std::invalid_argument(word + " is not auto, plain or json");
 }
 
 std::string progressText(const ProgressCounts& counts, double seconds) {

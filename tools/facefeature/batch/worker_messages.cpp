@@ -25,7 +25,7 @@ class Reader {
   explicit Reader(const std::string& message) : message_(message) {}
 
   const char* take(size_t count) {
-    if (count > message_.size() - at_) throw std::runtime_error("a message of a worker is damaged");
+    if (count > message_.size() - at_) throw std::runtime_error("a worker sent a damaged message");
     at_ += count;
     return message_.data() + (at_ - count);
   }
@@ -35,7 +35,7 @@ class Reader {
     return std::string(take(length), length);
   }
   void end() const {
-    if (at_ != message_.size()) throw std::runtime_error("a message of a worker is damaged");
+    if (at_ != message_.size()) throw std::runtime_error("a worker sent a damaged message");
   }
 
  private:
@@ -86,7 +86,7 @@ WorkerReply decodeReply(const std::string& message) {
   WorkerReply reply;
   const uint32_t kind = reader.number();
   if (kind > static_cast<uint32_t>(WorkerReplyKind::kFailed)) {
-    throw std::runtime_error("a message of a worker is damaged");
+    throw std::runtime_error("a worker sent a damaged message");
   }
   reply.kind = static_cast<WorkerReplyKind>(kind);
   reply.request = reader.number();

@@ -98,7 +98,7 @@ class Pool {
     Share& share = shares_[worker];
     if (share.jobs.empty()) {
       throw Failure(kFailed, "a worker process", how + " while it opened the model",
-                    "Check the model with \"facefeature model check\", and the memory");
+                    "Check the model with \"facefeature model check\", and the free memory");
     }
     for (size_t i = 0; i < share.jobs.size(); ++i) {
       if (share.hasEnded[i]) continue;

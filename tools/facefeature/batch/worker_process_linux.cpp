@@ -65,9 +65,9 @@ bool receiveSome(int socket, std::string& arrived) {
 std::string endingText(int status) {
   if (WIFSIGNALED(status)) {
     const int number = WTERMSIG(status);
-    return "was ended by signal " + std::to_string(number) + " (" + strsignal(number) + ")";
+    return "was killed by signal " + std::to_string(number) + " (" + strsignal(number) + ")";
   }
-  return "ended with exit code " + std::to_string(WEXITSTATUS(status));
+  return "exited with code " + std::to_string(WEXITSTATUS(status));
 }
 
 // Runs in the new process, up to exec.
@@ -112,7 +112,7 @@ WorkerProcess::WorkerProcess(const WorkerCommand& command) : state_(std::make_un
   if (state_->process > 0) return;
   if (sockets[0] >= 0) close(sockets[0]);
   throw Failure(kFailed, "a worker process", "can't be started: " + systemMessage(error),
-                "Give it fewer --jobs or more room");
+                "Use fewer --jobs, or free memory");
 }
 
 WorkerProcess::~WorkerProcess() {

@@ -22,7 +22,7 @@ std::string part(const std::string& title, const Gallery& gallery,
   html += htmlCards(cards);
   if (rows.size() > kMaxShown) {
     html += "<p class=\"note\">And " + std::to_string(rows.size() - kMaxShown) +
-            " more, which the table has.</p>\n";
+            " more, which are in the table.</p>\n";
   }
   return html;
 }

@@ -45,7 +45,7 @@ Canvas::Surface Canvas::surfaceOf(const Photo& photo, const std::string& path) {
     throw Failure(kBadInput, path,
                   "is too large to be drawn, " + std::to_string(photo.width) + " x " +
                       std::to_string(photo.height) + " pixels",
-                  "Make the picture smaller, and the coordinates of its landmarks with it");
+                  "Scale the picture down, and the coordinates of its landmarks with it");
   }
   Surface surface = newSurface(photo.width, photo.height);
   uint8_t* data = cairo_image_surface_get_data(surface.get());
@@ -154,7 +154,7 @@ std::vector<uint8_t> Canvas::png(const std::string& path) const {
     throw Failure(kFailed, path,
                   std::string("can't be drawn (") +
                       cairo_status_to_string(cairo_status(context_.get())) + ")",
-                  "Give it more memory, or a smaller picture");
+                  "Use a smaller picture, or free memory");
   }
   std::vector<uint8_t> png;
   if (cairo_surface_write_to_png_stream(surface_.get(), append, &png) != CAIRO_STATUS_SUCCESS) {

@@ -255,10 +255,11 @@ void writeFacePicture(const std::string& path, const std::string& photoPath, con
   drawCloseUp(canvas, View({second, panelTop, panelWidth, kPanelHeight}, closeUpOf(scene)), scene);
   drawCaptions(canvas, panelTop + kPanelHeight + 17.0, second);
   if (scene.fit.isGood) {
-    canvas.text({kRim, sheetTop - 14.0},
-                "What the 25 nets get, direct and mirrored, before the mean is taken off. Margins "
-                "are blank for the net.",
-                15.0, kFaintInk);
+    canvas.text(
+        {kRim, sheetTop - 14.0},
+        "The input of the 25 nets, direct and mirrored, before the mean is subtracted. Margins "
+        "are blank for the net.",
+        15.0, kFaintInk);
     drawPatchSheet(canvas, {kRim, sheetTop}, facePatches(photo, file.landmarks));
   }
   canvas.write(path);

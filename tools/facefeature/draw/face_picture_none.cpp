@@ -8,7 +8,7 @@ namespace {
 
 Failure notBuilt() {
   return Failure(kFailed, "drawing", "this program was built without cairo",
-                 "Build it where libcairo2-dev is installed");
+                 "Install libcairo2-dev and build it again");
 }
 
 }  // namespace

@@ -61,7 +61,7 @@ std::vector<PersonOfId> readPeople(const std::string& path) {
   readRows(path, {"id", "person"}, kPeopleRemedy, [&](const std::vector<std::string>& fields) {
     const std::string fault = namesFault(fields[0], fields[1], "a person");
     if (!fault.empty()) return fault;
-    if (!ids.insert(fields[0]).second) return "has the id " + fields[0] + " again";
+    if (!ids.insert(fields[0]).second) return "repeats the id " + fields[0];
     people.push_back({fields[0], fields[1]});
     return std::string();
   });
@@ -76,9 +76,10 @@ std::vector<LabelledPair> readPairs(const std::string& path) {
              const std::string fault = namesFault(fields[0], fields[1], "an id");
              if (!fault.empty()) return fault;
              if (fields[0] == fields[1]) return "pairs " + fields[0] + " with itself";
-             if (fields[2] != "0" && fields[2] != "1") return "says neither 0 nor 1";
+             if (fields[2] != "0" && fields[2] != "1")
+               return "has neither 0 nor 1 as its third field";
              if (!seen.insert(std::minmax(fields[0], fields[1])).second) {
-               return "has the pair " + fields[0] + ", " + fields[1] + " again";
+               return "repeats the pair " + fields[0] + ", " + fields[1];
              }
              pairs.push_back({fields[0], fields[1], fields[2] == "1"});
              return "";

@@ -29,8 +29,8 @@ std::string sizeWarning(const LandmarkFile& file, const std::string& photo, int3
   return "the landmarks are for a picture of " + text(file.width) + " x " + text(file.height) +
          " pixels, but " + photo + " has " + std::to_string(width) + " x " +
          std::to_string(height) +
-         ". Use the landmarks of this very file; a turn told by its Exif data is carried out with "
-         "--exif apply only.";
+         ". Use the landmarks of this file; the orientation in its Exif data is applied only with "
+         "--exif apply.";
 }
 
 // A pixel extends half a pixel around its centre.
@@ -51,8 +51,8 @@ std::string positionWarning(const std::vector<Landmark>& landmarks, int32_t widt
   }
   if (outside == 0) return "";
   return std::to_string(outside) + " of " + std::to_string(landmarks.size()) +
-         " landmarks lie outside of the picture (id " + ids +
-         "). They may be those of another picture or of another size of it.";
+         " landmarks are outside the picture (id " + ids +
+         "). They may belong to another picture, or to another size of it.";
 }
 
 std::string poseWarning(const HeadFit& fit) {
@@ -61,21 +61,21 @@ std::string poseWarning(const HeadFit& fit) {
     const bool chinUp = fit.rotation[4] < 0.0f;
     return std::string("the face is mirrored: ") +
            (chinUp ? "y seems to run up instead of down."
-                   : "left and right of the landmarks seem to be exchanged. Left is the left side "
+                   : "left and right of the landmarks seem to be swapped. Left is the left side "
                      "of the picture.");
   }
   if (std::fabs(fit.roll) > 90.0f) {
-    return "the head is upside down, turned by " +
+    return "the head is upside down, rotated by " +
            withDigits("%.0f", static_cast<double>(fit.roll)) +
-           " degrees. Make sure that the photograph really is.";
+           " degrees. Check that the photograph really is.";
   }
   return "";
 }
 
 std::string fitWarning(const HeadFit& fit) {
   if (fit.residual <= kLargestResidual) return "";
-  return "the landmarks are " + withDigits("%.2f", fit.residual) +
-         " units off the shape of a head on average, and good ones less than " +
+  return "the landmarks are on average " + withDigits("%.2f", fit.residual) +
+         " units off the shape of a head, and good ones less than " +
          withDigits("%.1f", kLargestResidual) +
          " (the eyes are 6.3 apart). Ids may be mixed up, or one of the coordinates stretched.";
 }
@@ -89,8 +89,8 @@ std::vector<std::string> faceWarnings(const LandmarkFile& file, const std::strin
     if (!warning.empty()) warnings.push_back(warning);
   };
   if (!file.warning.empty()) {
-    add("no full record of 29 landmarks: " + file.warning +
-        ". The feature compares only with features of such records.");
+    add("not a full record of 29 landmarks: " + file.warning +
+        ". Compare the feature only with features of such records.");
   }
   add(sizeWarning(file, photo, width, height));
   add(positionWarning(file.landmarks, width, height));
@@ -99,7 +99,7 @@ std::vector<std::string> faceWarnings(const LandmarkFile& file, const std::strin
     add(poseWarning(fit));
     add(fitWarning(fit));
   } else {
-    add("no head can be fitted to the landmarks. Are all of them at one place, or on one line?");
+    add("no head can be fitted to the landmarks. Are all of them at one point, or on one line?");
   }
   return warnings;
 }

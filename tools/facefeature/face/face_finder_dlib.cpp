@@ -119,14 +119,15 @@ std::string faceDetectorName() { return "dlib frontal_face_detector + 68 point s
 FaceFinder::FaceFinder() : models_(new Models) {
   const std::string path = shapeModelPath();
   const std::string remedy =
-      "Install Debian's package libdlib-data, or name a shape model with 68 points by the "
-      "environment variable FACEFEATURE_SHAPE_MODEL";
+      "Install Debian's package libdlib-data, or set the "
+      "environment variable FACEFEATURE_SHAPE_MODEL to a shape model with 68 points";
   std::ifstream file(path, std::ios::binary);
   if (!file) throw Failure(kFailed, path, "the shape model can't be opened", remedy);
   try {
     dlib::deserialize(models_->shape, file);
   } catch (const dlib::error& error) {
-    throw Failure(kFailed, path, std::string("is no shape model (") + error.what() + ")", remedy);
+    throw Failure(kFailed, path, std::string("is not a shape model (") + error.what() + ")",
+                  remedy);
   }
   if (models_->shape.num_parts() != kSchemePoints) {
     throw Failure(kFailed, path,

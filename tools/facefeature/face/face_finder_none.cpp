@@ -12,7 +12,7 @@ std::string faceDetectorName() { return ""; }
 
 FaceFinder::FaceFinder() {
   throw Failure(kFailed, "finding faces", "this program was built without a detector",
-                "Give the landmarks in a file, or build the program where dlib is installed");
+                "Give the landmarks in a file, or build the program with dlib");
 }
 
 FaceFinder::~FaceFinder() = default;

@@ -26,9 +26,9 @@ Photo oriented(const std::string& verb, const std::string& path, Photo photo, in
                ExifRule rule) {
   if (orientation == kAsStored) return photo;
   if (rule == ExifRule::kApply) return turnedPhoto(photo, orientation);
-  say(verb, path + ": warning: its Exif data ask for orientation " + std::to_string(orientation) +
-                ", but the pixels are taken as they are stored. Landmarks must be for these; "
-                "--exif apply turns the picture first.");
+  say(verb, path + ": warning: its Exif data give orientation " + std::to_string(orientation) +
+                ", but the pixels are used as stored. Landmarks must be for these; "
+                "--exif apply rotates the picture first.");
   return photo;
 }
 
@@ -40,7 +40,7 @@ void requireExif(ExifRule rule) {
   if (rule == ExifRule::kApply && !exifIsRead()) {
     throw Failure(kWrongUsage, "--exif apply",
                   "this program was built without a reader of Exif data",
-                  "Turn the picture beforehand, or build the program where libexif is installed");
+                  "Rotate the picture first, or build the program with libexif");
   }
 }
 
@@ -73,8 +73,8 @@ const FoundFace& chosenFace(const std::string& verb, const std::string& photo,
   }
   if (number == 0 && faces.size() > 1) {
     say(verb, photo + ": " + std::to_string(faces.size()) +
-                  " faces were found; this is the largest. --face N takes another one, by falling "
-                  "size.");
+                  " faces were found; this is the largest. --face N takes another, in descending "
+                  "order of size.");
   }
   return faces[number == 0 ? 0 : number - 1];
 }
@@ -104,7 +104,7 @@ FaceLandmarks landmarksOfFound(const FoundFace& face, const std::string& photoPa
   if (fit.isGood && std::fabs(fit.roll) > kLargestRollOfADetector) {
     result.warnings.push_back(
         "the head is tilted by " + std::to_string(std::lround(fit.roll)) +
-        " degrees. The detector is made for upright faces and can be badly off here: look at the "
+        " degrees. The detector is made for upright faces and can be far off here: check the "
         "points with \"facefeature draw\".");
   }
   return result;

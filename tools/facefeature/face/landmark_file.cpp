@@ -54,7 +54,7 @@ std::optional<int64_t> optionalSize(const json& document, const char* key) {
   const auto value = document.find(key);
   if (value == document.end()) return std::nullopt;
   if (!value->is_number_integer()) {
-    throw std::runtime_error("has a \"" + std::string(key) + "\" that is no whole number");
+    throw std::runtime_error("has a \"" + std::string(key) + "\" that is not a whole number");
   }
   // As with an id: an unsigned value may exceed the signed 64-bit range.
   constexpr uint64_t kMost = std::numeric_limits<int64_t>::max();
@@ -71,7 +71,7 @@ std::string recordWarning(const std::vector<Landmark>& landmarks) {
                                      [id](const Landmark& landmark) { return landmark.id == id; });
     if (count == 1) continue;
     warning += (warning.empty() ? "" : ", ") + std::string("id ") + std::to_string(id) +
-               (count == 0 ? " is missing" : " is there more than once");
+               (count == 0 ? " is missing" : " appears more than once");
   }
   for (const Landmark& landmark : landmarks) {
     if (std::find(std::begin(kFullIds), std::end(kFullIds), landmark.id) != std::end(kFullIds)) {

@@ -29,7 +29,7 @@ void FeatureSource::openRow(const std::string& path, const std::string& id) {
   gallery_ = std::make_unique<const Gallery>(path);
   row_ = gallery_->find(id);
   if (row_) return;
-  throw Failure(kBadInput, path, "holds no feature of the id " + id,
+  throw Failure(kBadInput, path, "has no feature with the id " + id,
                 "\"facefeature gallery info --ids\" prints its ids");
 }
 

@@ -20,7 +20,7 @@ Failure notSound(const std::string& path, const std::string& wrong) {
 }
 
 Failure wrongNumbers(const std::string& path) {
-  return notSound(path, "is cut short, too long, or has a header of wrong numbers");
+  return notSound(path, "is cut short, too long, or has a header with wrong numbers");
 }
 
 bool hasMagic(const uint8_t* bytes) {
@@ -59,7 +59,7 @@ void Gallery::readOldHeader() {
   const uint64_t size = file_->size();
   if (getWord(header + kHeaderBytesAt) != kOldHeaderBytes ||
       getWord(header + kFeatureFloatsAt) != kFeatureFloats) {
-    throw notSound(path_, "has a header of wrong numbers");
+    throw notSound(path_, "has a header with wrong numbers");
   }
   const uint64_t count = getLongWord(header + kCountAt);
   const uint64_t ids = getLongWord(header + kIdsOffsetAt);
@@ -99,7 +99,7 @@ bool Gallery::readNewHeader() {
   // A digest detects only accidental damage, so everything below is still checked.
   if (getWord(bytes() + kHeaderBytesAt) != kFirstSegmentAt ||
       getWord(bytes() + kFeatureFloatsAt) != kFeatureFloats) {
-    throw notSound(path_, "has a header of wrong numbers");
+    throw notSound(path_, "has a header with wrong numbers");
   }
   root_ = *root;
   return root_.bytes <= size;
@@ -281,7 +281,7 @@ void requireSameModel(const Gallery& a, const Gallery& b) {
   if (a.origin().model == b.origin().model) return;
   throw Failure(kBadModel, a.path() + ", " + b.path(),
                 "are of different models, " + hexText(a.origin().model) + " and " +
-                    hexText(b.origin().model) + ", and their features have nothing to do with " +
+                    hexText(b.origin().model) + ", and their features can't be compared with " +
                     "each other",
                 "Extract both with one model");
 }

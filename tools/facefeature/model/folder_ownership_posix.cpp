@@ -58,7 +58,7 @@ class Inspection {
     // In a folder like /tmp, where everyone can write but only change their own files, the only
     // risk is that someone puts a model there first. That is enough to report.
     const bool isShared = S_ISDIR(status.st_mode) && (status.st_mode & S_ISVTX) != 0;
-    const std::string restriction = isShared ? ", who can put there what is missing" : "";
+    const std::string restriction = isShared ? ", who can add files that are missing" : "";
     if ((status.st_mode & S_IWGRP) != 0) {
       add(path, "can be written by its group " + std::to_string(status.st_gid) + restriction);
     }

@@ -25,7 +25,7 @@ std::string loaderMessage() {
 std::string ownLibrary() {
   const std::string folder = programFolder();
   if (folder.empty()) {
-    throw Failure(kFailed, kFileName, "can't be looked for: " + loaderMessage(),
+    throw Failure(kFailed, kFileName, "can't be searched for: " + loaderMessage(),
                   "Put the program into a folder with a shorter path");
   }
   return (fs::path(folder) / kFileName).string();
@@ -46,7 +46,7 @@ void bind(HMODULE module, int ordinal, Function& function) {
   function = reinterpret_cast<Function>(reinterpret_cast<void*>(address));
   if (function != nullptr) return;
   throw Failure(kFailed, kFileName, "lacks a function: " + loaderMessage(),
-                "Build or install it anew");
+                "Build or install it again");
 }
 
 }  // namespace

@@ -43,7 +43,7 @@ std::string headerFault(const ModelFile& file, std::FILE* stream) {
   const int32_t first = static_cast<int32_t>(getWord(&bytes[0]));
   const int32_t second = words == 2 ? static_cast<int32_t>(getWord(&bytes[4])) : 1;
   if (first == file.rows && second == file.cols) return "";
-  return "is headed as " + headerText(file, first, second) + ", but the nets need " +
+  return "has a header for " + headerText(file, first, second) + ", but the nets need " +
          headerText(file, file.rows, file.cols);
 }
 
@@ -72,9 +72,9 @@ std::string numberFault(const ModelFile& file, std::FILE* stream) {
     at += wanted;
   }
   if (wrong == 0) return "";
-  return "holds " + count(wrong, "number") + " that " + (wrong == 1 ? "is" : "are") +
-         " infinite or not a number, the first at place " + std::to_string(firstWrong) +
-         " of its floats, counted from 0";
+  return "contains " + count(wrong, "number") + " that " + (wrong == 1 ? "is" : "are") +
+         " infinite or not a number, the first at index " + std::to_string(firstWrong) +
+         " of its floats";
 }
 
 std::string fileFault(const std::string& folder, const ModelFile& file, CheckDepth depth) {
@@ -83,7 +83,7 @@ std::string fileFault(const std::string& folder, const ModelFile& file, CheckDep
   const fs::file_status status = fs::status(path, error);
   if (status.type() == fs::file_type::not_found) return "is missing";
   if (error) return "can't be read: " + error.message();
-  if (!fs::is_regular_file(status)) return "is no ordinary file";
+  if (!fs::is_regular_file(status)) return "is not a regular file";
   const std::unique_ptr<std::FILE, FileCloser> stream(std::fopen(path.string().c_str(), "rb"));
   if (!stream) return "can't be opened: " + systemMessage(errno);
   const uintmax_t size = fs::file_size(path, error);

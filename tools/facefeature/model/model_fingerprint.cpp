@@ -12,7 +12,7 @@
 namespace facefeature_tools {
 namespace {
 
-constexpr char kRemedy[] = "Copy the model anew from where it came from";
+constexpr char kRemedy[] = "Copy the model again from its source";
 // The largest file of a good model has 16 MB.
 constexpr size_t kLimit = size_t{1} << 30;
 

@@ -79,7 +79,7 @@ std::string temporaryFolder() {
 
 Failure noPrivateFolder(const std::string& folder, int error) {
   return Failure(kFailed, folder, "can't be made: " + systemMessage(error),
-                 "Set TMPDIR to a folder that can be written and has a short path");
+                 "Set TMPDIR to a folder that is writable and has a short path");
 }
 
 void makeLink(const std::string& target) {

@@ -46,7 +46,7 @@ BOOL WINAPI removeFolderAndEnd(DWORD) {
 
 Failure noPrivateFolder(const std::string& folder, const std::string& why) {
   return Failure(kFailed, folder, "can't be made: " + why,
-                 "Set TMP to a folder that can be written and has a short path");
+                 "Set TMP to a folder that is writable and has a short path");
 }
 
 void linkOrCopy(const fs::path& from, const fs::path& to) {

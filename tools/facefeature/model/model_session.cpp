@@ -15,7 +15,7 @@ constexpr size_t kFaultsNamed = 10;
 void requireModel(const std::string& folder) {
   const std::string remedy =
       "Put the 303 files there or name their folder with --model; "
-      "\"facefeature model check\" tells all that is wrong with a folder";
+      "\"facefeature model check\" lists all errors of a folder";
   const std::vector<ModelFault> faults = checkModel(folder, CheckDepth::kShapes, kBadModel, remedy);
   if (faults.empty()) return;
   std::string list;
@@ -23,7 +23,7 @@ void requireModel(const std::string& folder) {
     list += (i == 0 ? "" : "; ") + faults[i].file + " " + faults[i].wrong;
   }
   if (faults.size() > kFaultsNamed) {
-    list += "; and " + std::to_string(faults.size() - kFaultsNamed) + " files more";
+    list += "; and " + std::to_string(faults.size() - kFaultsNamed) + " more files";
   }
   throw Failure(kBadModel, folder, "the model is missing or incomplete: " + list, remedy);
 }

@@ -14,7 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr char kRebuild[] = "Build or install it anew";
+constexpr char kRebuild[] = "Build or install it again";
 
 // An installed library may lack the second name, which is for linking.
 std::vector<std::string> fileNames(const std::string& name) {

@@ -187,10 +187,10 @@ void requireEmptyOrSynthetic(const fs::path& folder) {
   std::error_code error;
   const bool empty = fs::is_empty(folder, error);
   if (!error && (empty || isSynthetic(folder))) return;
-  throw Failure(
-      kWrongUsage, folder.string(),
-      error ? "can't be read: " + error.message() : "holds files that are not of a synthetic model",
-      "Name a new or empty folder, or one that was made by this verb");
+  throw Failure(kWrongUsage, folder.string(),
+                error ? "can't be read: " + error.message()
+                      : "contains files that are not of a synthetic model",
+                "Name a new or empty folder, or one that this verb made");
 }
 
 void writeReadme(const fs::path& folder, uint64_t seed) {
@@ -206,7 +206,7 @@ void writeReadme(const fs::path& folder, uint64_t seed) {
 }  // namespace
 
 const char kSyntheticWarning[] =
-    "These numbers are NOT trained: they are random, and scores made with them tell nothing about "
+    "These numbers are NOT trained: they are random, and scores made with them say nothing about "
     "people.";
 
 void writeSyntheticModel(const std::string& folder, uint64_t seed) {
@@ -215,8 +215,9 @@ void writeSyntheticModel(const std::string& folder, uint64_t seed) {
   fs::create_directories(path, error);
   std::error_code ignored;
   if (!fs::is_directory(path, ignored)) {
-    const std::string reason = error ? error.message() : "there is a file of that name";
-    throw Failure(kFailed, folder, "can't be made a folder: " + reason, "Name another folder");
+    const std::string reason = error ? error.message() : "a file of that name exists";
+    throw Failure(kFailed, folder, "can't be created as a folder: " + reason,
+                  "Name another folder");
   }
   requireEmptyOrSynthetic(path);
   // First, so that a partially written folder is recognisable.

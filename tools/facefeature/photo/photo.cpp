@@ -18,11 +18,11 @@ bool startsWith(const std::vector<uint8_t>& bytes, std::initializer_list<uint8_t
 }  // namespace
 
 Photo makePhoto(uint64_t width, uint64_t height) {
-  if (width == 0 || height == 0) throw PhotoError("holds a picture without pixels");
+  if (width == 0 || height == 0) throw PhotoError("contains a picture without pixels");
   if (width > kMaxPixels || height > kMaxPixels || width * height > kMaxPixels) {
-    throw PhotoError("holds a picture of " + std::to_string(width) + " x " +
+    throw PhotoError("contains a picture of " + std::to_string(width) + " x " +
                      std::to_string(height) + " pixels, more than the " +
-                     std::to_string(kMaxPixels) + " that are read");
+                     std::to_string(kMaxPixels) + " that are supported");
   }
   Photo photo;
   photo.width = static_cast<int32_t>(width);

@@ -103,7 +103,7 @@ Photo decodeJpeg(const std::vector<uint8_t>& bytes) {
   // picture.
   const J_COLOR_SPACE space = reader.decoder().jpeg_color_space;
   if (space == JCS_CMYK || space == JCS_YCCK) {
-    throw PhotoError("is a JPEG in print colours (CMYK), which are not read; save it as RGB");
+    throw PhotoError("is a JPEG in print colours (CMYK), which are not supported; save it as RGB");
   }
   Photo photo = makePhoto(reader.decoder().image_width, reader.decoder().image_height);
   if (!reader.readPixels(photo)) throw reader.error();

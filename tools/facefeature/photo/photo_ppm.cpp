@@ -66,7 +66,7 @@ Photo decodePpm(const std::vector<uint8_t>& bytes) {
   const size_t samples = photo.pixels.size();
   if (bytes.size() - start < samples * sampleBytes) {
     throw PhotoError("is damaged or cut short (PPM: " + std::to_string(bytes.size() - start) +
-                     " bytes of samples, " + std::to_string(samples * sampleBytes) + " wanted)");
+                     " bytes of samples, " + std::to_string(samples * sampleBytes) + " needed)");
   }
   for (size_t i = 0; i < samples; ++i) {
     const uint8_t* sample = &bytes[start + i * sampleBytes];

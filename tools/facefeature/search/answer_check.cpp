@@ -56,13 +56,13 @@ std::unordered_map<std::string, std::vector<EngineMatch>> readEngineAnswers(
   for (size_t i = 1; i < rows.size(); ++i) {
     const std::vector<std::string>& fields = rows[i].fields;
     if (fields.size() != rows[0].fields.size())
-      throw wrong(rows[i], "has another number of fields");
+      throw wrong(rows[i], "has a different number of fields");
     const auto found = rowOfId.find(fields[*idColumn]);
     if (found == rowOfId.end()) {
       throw wrong(rows[i], "has an id that the gallery does not have: " + fields[*idColumn]);
     }
     if (!seen.insert({fields[*probeColumn], found->second}).second) {
-      throw wrong(rows[i], "has an id for the second time: " + fields[*idColumn]);
+      throw wrong(rows[i], "repeats an id: " + fields[*idColumn]);
     }
     EngineMatch match = {found->second, std::nullopt};
     if (scoreColumn) match.score = std::strtof(fields[*scoreColumn].c_str(), nullptr);

@@ -62,7 +62,7 @@ class ListBoard : public JobBoard {
 
   void lost(size_t job, const std::string& how) override {
     const size_t index = pending_[job];
-    fail(index, entries_[index].photo + ": " + how + " over this photograph.");
+    fail(index, entries_[index].photo + ": " + how + " on this photograph.");
   }
 
   bool shouldContinue() override {
@@ -100,10 +100,10 @@ std::unique_ptr<Gallery> earlierGallery(const std::string& path, const GalleryOr
   if (!std::filesystem::exists(path, ignored)) return nullptr;
   auto gallery = std::make_unique<Gallery>(path);
   if (gallery->origin().model != own.model) {
-    throw Failure(
-        kBadModel, path,
-        "is of the model " + hexText(gallery->origin().model) + ", not of " + hexText(own.model),
-        "Take the model that it was made with, or another name for the gallery");
+    throw Failure(kBadModel, path,
+                  "was made with the model " + hexText(gallery->origin().model) + ", not of " +
+                      hexText(own.model),
+                  "Use the model that it was made with, or name another gallery");
   }
   return gallery;
 }

@@ -7,11 +7,11 @@ namespace facefeature_tools {
 
 ExitCode runExtractList(const ExtractListRequest& request) {
   throw Failure(kWrongUsage, request.list, "this program can't extract the photographs of a list",
-                "Extract each one by itself, or the list on Linux");
+                "Extract each one separately, or the list on Linux");
 }
 
 ExitCode runExtractWorker(const ExtractRequest&) {
-  throw Failure(kWrongUsage, kExtractWorkerVerb.name, "is no verb for users", "See --help");
+  throw Failure(kWrongUsage, kExtractWorkerVerb.name, "is not a verb for users", "See --help");
 }
 
 }  // namespace facefeature_tools

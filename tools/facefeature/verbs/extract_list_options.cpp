@@ -42,7 +42,7 @@ ExtractListOptions::ExtractListOptions(Options& options) {
   });
   extract
       .add_option("--jobs", request_.jobs,
-                  "Worker processes; by default OMP_NUM_THREADS, or one a processor")
+                  "Worker processes. Default: OMP_NUM_THREADS, or one per processor")
       ->check(CLI::Range(1u, kMaxJobs))
       ->option_text("N")
       ->needs(list);
@@ -57,7 +57,7 @@ ExtractListOptions::ExtractListOptions(Options& options) {
       ->check(progressFault)
       ->option_text("FORM")
       ->needs(list);
-  extract.add_flag("--resume", request_.resume, "Go on with what an earlier run left")->needs(list);
+  extract.add_flag("--resume", request_.resume, "Continue an earlier run")->needs(list);
   extract
       .add_option_function<std::string>(
           "--shard", [this](const std::string& text) { request_.shard = parseShard(text); },
@@ -67,7 +67,7 @@ ExtractListOptions::ExtractListOptions(Options& options) {
       ->needs(list);
   extract
       .add_option("--report", request_.report,
-                  "CSV file for the photographs that fail or are doubtful")
+                  "CSV file for the photographs that fail or raise warnings")
       ->option_text("FILE")
       ->needs(list);
 }

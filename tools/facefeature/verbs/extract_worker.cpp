@@ -31,7 +31,7 @@ std::optional<WorkerReply> failureOf(const std::string& photo, const std::functi
   } catch (const Failure& failure) {
     return failedReply(failure.code(), failure.what());
   } catch (const std::bad_alloc&) {
-    return failedReply(kFailed, photo + ": out of memory. Give it fewer --jobs.");
+    return failedReply(kFailed, photo + ": out of memory. Use fewer --jobs.");
   } catch (const std::exception& error) {
     return failedReply(kFailed, photo + ": " + error.what());
   }

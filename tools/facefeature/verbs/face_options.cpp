@@ -13,19 +13,20 @@ void addExif(Options& options, ExifRule& rule) {
       {exifRuleName(ExifRule::kIgnore), ExifRule::kIgnore},
       {exifRuleName(ExifRule::kApply), ExifRule::kApply}};
   options.cli()
-      .add_option(kExifOption, rule,
-                  "What to do about a turn told by the Exif data of a JPEG: ignore (landmarks are "
-                  "for the pixels as stored) or apply")
+      .add_option(
+          kExifOption, rule,
+          "What to do about the orientation in the Exif data of a JPEG: ignore (landmarks are "
+          "for the pixels as stored) or apply")
       ->transform(CLI::CheckedTransformer(rules))
       ->option_text("ignore|apply");
 }
 
 Option addFace(Options& options, size_t& face) {
-  return Option(options.cli()
-                    .add_option(kFaceOption, face,
-                                "Of several faces that are found, this one; 1 is the largest")
-                    ->check(CLI::Range(1, 1000000))
-                    ->option_text("N"));
+  return Option(
+      options.cli()
+          .add_option(kFaceOption, face, "Which of several faces that are found; 1 is the largest")
+          ->check(CLI::Range(1, 1000000))
+          ->option_text("N"));
 }
 
 void addLandmarks(Options& options, std::string& landmarks) {

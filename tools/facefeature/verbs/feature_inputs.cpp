@@ -135,7 +135,7 @@ void requireOneModel(const std::string& a, const Digest& modelOfA, const std::st
   if (modelOfA == modelOfB) return;
   throw Failure(kBadModel, a + ", " + b,
                 "are of different models, " + hexText(modelOfA) + " and " + hexText(modelOfB) +
-                    ", and their features have nothing to do with each other",
+                    ", and their features can't be compared with each other",
                 "Extract both with one model");
 }
 

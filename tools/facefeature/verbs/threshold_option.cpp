@@ -24,7 +24,7 @@ void addThreshold(Options& options, ThresholdChoice& choice, const std::string& 
       options.add("--threshold", choice.number, help).check(thresholdFault).valueName("T");
   options
       .add("--threshold-file", choice.file,
-           "Take T from a file of facefeature evaluate: its default, or with FILE#NAME that of a "
+           "Read T from a file of facefeature evaluate: its default, or with FILE#NAME that of a "
            "false match rate such as 1e-4, or eer")
       .excludes(number)
       .valueName("FILE");
@@ -42,7 +42,7 @@ std::optional<float> chosenThreshold(const Verb& verb, const ThresholdChoice& ch
   }
   if (!isChecked) {
     say(verb.name, threshold.path + ": warning: it is for the model " + hexText(threshold.model) +
-                       ", and feature files do not say which model they are of.");
+                       ", and feature files do not record their model.");
   }
   return threshold.threshold;
 }

@@ -82,10 +82,10 @@ std::string methodFault(const std::string& text) {
 VerbRun define(Options& options) {
   auto request = std::make_shared<ClusterRequest>();
   options.add("GALLERY", request->gallery, "Gallery file").required();
-  addThreshold(options, request->threshold, "Scores from T up are of one person");
+  addThreshold(options, request->threshold, "Scores of T or more are of one person");
   options
       .add("--method", request->method,
-           "components (without this option): photographs that a chain of such scores connects; "
+           "components (the default): photographs that a chain of such scores connects; "
            "average: clusters whose mean score reaches the threshold")
       .check(methodFault)
       .valueName("components|average");
@@ -94,7 +94,7 @@ VerbRun define(Options& options) {
       .valueName("FILE.html");
   options
       .add("--photos", request->photographs,
-           "Photographs for the page: a list as of extract --list, or a folder with a file per id")
+           "Photographs for the page: a list as for extract --list, or a folder with a file per id")
       .valueName("LIST|FOLDER");
   return [request] { return runCluster(*request); };
 }

@@ -32,7 +32,7 @@ void warnOfNoNumbers(const CompareRequest& request, size_t count) {
       count == 1 ? "the score is" : std::to_string(count) + " of the scores are";
   say(kCompareVerb.name,
       request.first + ", " + request.second + ": warning: " + scores +
-          " not a number. One of the two is no feature of a face; extract it anew.");
+          " not a number. One of the two is not a feature of a face; extract it again.");
 }
 
 // Prints the rows that reach the threshold. Returns true if there are any.
@@ -93,8 +93,8 @@ VerbRun define(Options& options) {
   options.add("A", request->first, kinds).required();
   options.add("B", request->second, kinds).required();
   addThreshold(options, request->threshold,
-               "End with 0 if the score is T or more, and with 1 if not, NaN included, or with 5 "
-               "if there is none. Of a table, print the rows that reach T alone");
+               "Exit with 0 if the score is T or more, with 1 if it is less or NaN, or with 5 "
+               "if there is none. For tables, print only the rows that reach T");
   return [request] { return runCompare(*request); };
 }
 

@@ -56,7 +56,7 @@ void writeReport(const EvaluateRequest& request, const Evaluation& evaluation,
   if (photographs.unreadable() > 0) {
     say(kEvaluateVerb.name, request.photographs +
                                 ": warning: " + std::to_string(photographs.unreadable()) +
-                                " photographs can't be read. The report is without them.");
+                                " photographs can't be read. The report omits them.");
   }
 }
 
@@ -81,7 +81,7 @@ void warnOf(const EvaluateRequest& request, const Evaluation& evaluation) {
 ExitCode runEvaluate(const EvaluateRequest& request) {
   if (request.people.empty() && request.pairs.empty()) {
     throw Failure(kWrongUsage, "--people", "is required",
-                  "Say who is on the photographs with --people, or which pairs are of one person "
+                  "Name the people of the photographs with --people, or the pairs of one person "
                   "with --pairs");
   }
   // Read before minutes of work, so that an error in the list is reported at once.
@@ -128,16 +128,16 @@ VerbRun define(Options& options) {
       .check(htmlName)
       .valueName("FILE.html");
   options
-      .add(
-          "--photos", request->photographs,
-          "Photographs for the report: a list as of extract --list, or a folder with a file per id")
+      .add("--photos", request->photographs,
+           "Photographs for the report: a list as for extract --list, or a folder with a file per "
+           "id")
       .valueName("LIST|FOLDER");
   options
       .add("--replicates", request->replicates,
-           "Samples of people for the intervals; without it, 1000")
+           "Bootstrap samples of people for the intervals. Default: 1000")
       .check(replicatesFault)
       .valueName("N");
-  options.add("--seed", request->seed, "Same seed, same intervals; without it, 1")
+  options.add("--seed", request->seed, "The same seed gives the same intervals. Default: 1")
       .check(seedFault)
       .valueName("N");
   return [request] { return runEvaluate(*request); };

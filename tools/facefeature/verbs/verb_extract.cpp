@@ -71,7 +71,7 @@ VerbRun define(Options& options) {
 
 }  // namespace
 
-const Verb kExtractVerb = {"extract", "Make the feature of a face, or with --list those of many",
+const Verb kExtractVerb = {"extract", "Extract the feature of a face, or with --list those of many",
                            define};
 
 }  // namespace facefeature_tools

@@ -37,11 +37,11 @@ std::vector<std::string> idsOf(const GalleryAddRequest& request, const FeatureIn
     ids.push_back(request.id.empty() ? inputs.id(i) : request.id);
     const std::string fault = identifierFault(ids.back());
     if (!fault.empty()) {
-      throw Failure(kBadInput, ids.back(), "the id " + fault, "Give it another one with --id");
+      throw Failure(kBadInput, ids.back(), "the id " + fault, "Give it another with --id");
     }
     if (!seen.insert(ids.back()).second) {
       throw Failure(kBadInput, ids.back(), "this id is given twice",
-                    "Give each feature an id of its own");
+                    "Give each feature a unique id");
     }
   }
   return ids;
@@ -57,7 +57,7 @@ std::vector<size_t> rowsToReplace(const GalleryAddRequest& request, const Galler
     if (!request.replaces) {
       throw Failure(kBadInput, request.gallery,
                     "has the id " + std::string(gallery.id(row)) + " already",
-                    "Give another one with --id, or replace the feature with --replace");
+                    "Give another with --id, or replace the feature with --replace");
     }
     rows.push_back(row);
   }
@@ -68,7 +68,7 @@ void writeNewGallery(const GalleryAddRequest& request, const FeatureInputs& inpu
                      const std::vector<std::string>& ids) {
   if (!inputs.origin()) {
     throw Failure(kBadInput, request.gallery,
-                  "does not exist, and feature files do not say of which model a new one would be",
+                  "does not exist, and feature files do not record the model that a new one needs",
                   "Add a photograph or a gallery first");
   }
   GalleryWriter writer(request.gallery, *inputs.origin(), ids);
@@ -103,14 +103,14 @@ ExitCode runGalleryAdd(const GalleryAddRequest& request) {
 
 VerbRun define(Options& options) {
   auto request = std::make_shared<GalleryAddRequest>();
-  options.add("GALLERY", request->gallery, "Gallery file; made if it does not exist").required();
+  options.add("GALLERY", request->gallery, "Gallery file; created if it does not exist").required();
   options.add("SOURCE", request->sources, kFeatureInputHelp).required();
   options
       .add("--id", request->id,
            "Id of the one feature; by default the name of its file, or its id in a gallery")
       .valueName("ID");
   options.addFlag("--replace", request->replaces,
-                  "Replace features of the same ids, which are refused otherwise");
+                  "Replace features with the same ids instead of refusing them");
   options.addFlag("--skip", request->photo.skipsFailed,
                   "Leave out photographs that give no feature and end with 3. Without it, one such "
                   "photograph is an error and nothing is added");

@@ -105,7 +105,7 @@ class EngineExport {
         gallery.path() + ": warning: " + std::to_string(left) +
             (left == 1 ? " row is" : " rows are") +
             " left out: a number is not finite, the norm is 0, or the row is longer than the "
-            "form has room for. Export everything again with more --headroom.");
+            "form has room for. Export everything again with a larger --headroom.");
   }
 
   // Writes the array, its ids, and the parameters.
@@ -190,7 +190,7 @@ void exportForEngine(const GalleryExportRequest& request, const Gallery& gallery
 ExitCode runGalleryExport(const GalleryExportRequest& request) {
   const std::string ending = std::filesystem::path(request.output).extension().string();
   if (ending != ".npy" && ending != ".csv" && ending != ".jsonl") {
-    throw Failure(kWrongUsage, request.output, "names no format that is known",
+    throw Failure(kWrongUsage, request.output, "does not end in a known format",
                   "End it in .npy, .csv or .jsonl");
   }
   const Gallery gallery(request.gallery);
@@ -199,7 +199,7 @@ ExitCode runGalleryExport(const GalleryExportRequest& request) {
     return kDone;
   }
   if (request.probes || !request.form.empty()) {
-    throw Failure(kWrongUsage, request.output, "features as they are have no form",
+    throw Failure(kWrongUsage, request.output, "unchanged features have no form",
                   "Name an engine with --to");
   }
   if (ending == ".npy") exportNumpy(gallery, request.output);
@@ -212,7 +212,7 @@ std::string engineFault(const std::string& engine) {
   for (const char* known : {"faiss", "pgvector", "sqlite-vec", "lancedb", "npy503"}) {
     if (engine == known) return "";
   }
-  return engine + " is none of faiss, pgvector, sqlite-vec, lancedb and npy503";
+  return engine + " is not faiss, pgvector, sqlite-vec, lancedb or npy503";
 }
 
 std::string headroomFault(const std::string& text) {

@@ -44,7 +44,7 @@ ExitCode runGalleryInfo(const GalleryInfoRequest& request) {
 VerbRun define(Options& options) {
   auto request = std::make_shared<GalleryInfoRequest>();
   options.add("GALLERY", request->gallery, "Gallery file").required();
-  options.addFlag("--ids", request->ids, "Print its ids instead, one a line");
+  options.addFlag("--ids", request->ids, "Print its ids instead, one per line");
   options
       .add("--match", request->pattern,
            "With --ids, only those that match: * is any text, ? is one character")
@@ -54,6 +54,6 @@ VerbRun define(Options& options) {
 
 }  // namespace
 
-const Verb kGalleryInfoVerb = {"gallery info", "Print what a gallery says of itself", define};
+const Verb kGalleryInfoVerb = {"gallery info", "Print the header of a gallery", define};
 
 }  // namespace facefeature_tools

@@ -48,7 +48,7 @@ Rows rowsOf(const Galleries& galleries) {
       const auto [found, isNew] = rows.sources.insert({id, {gallery.get(), row}});
       if (!isNew) {
         throw Failure(kBadInput, found->second.gallery->path() + ", " + gallery->path(),
-                      "both hold the id " + id, "Give each photograph an id of its own");
+                      "both have the id " + id, "Give each photograph a unique id");
       }
       rows.ids.push_back(id);
     }
@@ -102,13 +102,13 @@ VerbRun define(Options& options) {
       .valueName("GALLERY");
   options
       .add("--list", request->list,
-           "Order the rows as this list does, whatever the order of the galleries")
+           "Put the rows in the order of this list instead of that of the galleries")
       .valueName("FILE");
   return [request] { return runGalleryMerge(*request); };
 }
 
 }  // namespace
 
-const Verb kGalleryMergeVerb = {"gallery merge", "Make one gallery of several", define};
+const Verb kGalleryMergeVerb = {"gallery merge", "Join galleries into one", define};
 
 }  // namespace facefeature_tools

@@ -27,7 +27,7 @@ std::vector<size_t> rowsOf(const GalleryRemoveRequest& request, const Gallery& g
   for (const std::string& id : request.ids) {
     const auto found = byId.find(id);
     if (found == byId.end()) {
-      throw Failure(kBadInput, request.gallery, "has no feature of the id " + id,
+      throw Failure(kBadInput, request.gallery, "has no feature with the id " + id,
                     "\"facefeature gallery info --ids\" prints its ids");
     }
     rows.push_back(found->second);

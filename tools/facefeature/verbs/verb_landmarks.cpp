@@ -33,7 +33,7 @@ void printText(const std::string& text) {
   const bool whole = std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
   if (whole && std::fflush(stdout) == 0) return;
   throw Failure(kFailed, "standard output", "can't be written: " + systemMessage(errno),
-                "Send it to where there is room");
+                "Redirect it to a disk with free space");
 }
 
 }  // namespace
@@ -107,7 +107,7 @@ VerbRun define(Options& options) {
   addExif(options, request->exif);
   options
       .addFlag("--all", request->all,
-               "Every face that is found, by falling size: FILE_1.json, FILE_2.json, ...")
+               "Every face that is found, largest first: FILE_1.json, FILE_2.json, ...")
       .excludes(addFace(options, request->face));
   return [request] { return runLandmarks(*request); };
 }

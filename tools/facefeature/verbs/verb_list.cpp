@@ -52,7 +52,7 @@ const std::vector<const Verb*>& allVerbs() {
 
 const std::map<std::string, std::string>& verbGroups() {
   static const std::map<std::string, std::string> groups = {
-      {"gallery", "Look into, change, check, convert or join galleries"},
+      {"gallery", "Inspect, change, check, convert or join galleries"},
       {"model", "Make or check a folder of model files"},
   };
   return groups;

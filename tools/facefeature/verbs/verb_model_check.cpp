@@ -18,9 +18,10 @@ void warnOfOwnership(const std::string& folder) {
   for (const OwnershipWarning& warning : ownershipWarnings(folder, callingUser())) {
     const std::string others =
         warning.others == 0 ? "" : " (and " + std::to_string(warning.others) + " more)";
-    say(kModelCheckVerb.name, warning.path + others + ": warning: " + warning.warning +
-                                  ". Who can change a model decides which faces are alike: make it "
-                                  "your own (chown) and close it to others (chmod go-w).");
+    say(kModelCheckVerb.name,
+        warning.path + others + ": warning: " + warning.warning +
+            ". Anyone who can change a model decides which faces match: make it "
+            "your own (chown) and close it to others (chmod go-w).");
   }
 }
 
@@ -35,11 +36,11 @@ ExitCode runModelCheck(const std::string& folder) {
   warnOfOwnership(model);
   const std::string all = std::to_string(modelFiles().size());
   if (faults.empty()) {
-    say(kModelCheckVerb.name, model + ": all " + all + " files are as they should be");
+    say(kModelCheckVerb.name, model + ": all " + all + " files are correct");
     return kDone;
   }
   say(kModelCheckVerb.name, model + ": " + std::to_string(faults.size()) + " of " + all +
-                                " files are wrong. Copy the model anew from where it came from.");
+                                " files are wrong. Copy the model again from its source.");
   return kBadModel;
 }
 
@@ -51,7 +52,7 @@ VerbRun define(Options& options) {
 
 }  // namespace
 
-const Verb kModelCheckVerb = {"model check", "Name every model file that is missing or wrong",
+const Verb kModelCheckVerb = {"model check", "List the model files that are missing or wrong",
                               define};
 
 }  // namespace facefeature_tools

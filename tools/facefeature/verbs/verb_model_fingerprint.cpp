@@ -24,7 +24,7 @@ VerbRun define(Options& options) {
 
 }  // namespace
 
-const Verb kModelFingerprintVerb = {"model fingerprint",
-                                    "Print which model it is, as galleries say", define};
+const Verb kModelFingerprintVerb = {
+    "model fingerprint", "Print the fingerprint of a model, as galleries record it", define};
 
 }  // namespace facefeature_tools

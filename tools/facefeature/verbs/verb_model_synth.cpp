@@ -29,7 +29,9 @@ ExitCode runModelSynth(const ModelSynthRequest& request) {
 VerbRun define(Options& options) {
   auto request = std::make_shared<ModelSynthRequest>();
   options.add("DIR", request->folder, "Folder for the 303 files").required();
-  options.add("--seed", request->seed, "Same seed, same bytes").check(notNegative).showDefault();
+  options.add("--seed", request->seed, "The same seed gives the same bytes")
+      .check(notNegative)
+      .showDefault();
   return [request] { return runModelSynth(*request); };
 }
 

@@ -114,10 +114,11 @@ class AnswerPrinter {
 
 void warnOfNoNumbers(const SearchRequest& request, size_t count) {
   if (count == 0) return;
-  say(kSearchVerb.name, request.gallery + ": warning: " + std::to_string(count) +
-                            (count == 1 ? " score is" : " scores are") +
-                            " not a number and match nothing. A probe or a row is no feature of a "
-                            "face; extract it anew.");
+  say(kSearchVerb.name,
+      request.gallery + ": warning: " + std::to_string(count) +
+          (count == 1 ? " score is" : " scores are") +
+          " not a number and match nothing. A probe or a row is not a feature of a "
+          "face; extract it again.");
 }
 
 // Receives the exact answer of probe i.
@@ -203,7 +204,7 @@ std::string topFault(const std::string& text) {
 
 std::string formatFault(const std::string& format) {
   const bool isKnown = format == "csv" || format == "json" || format == "table";
-  return isKnown ? "" : format + " is none of csv, json and table";
+  return isKnown ? "" : format + " is not csv, json or table";
 }
 
 std::string htmlName(const std::string& path) {
@@ -214,11 +215,13 @@ VerbRun define(Options& options) {
   auto request = std::make_shared<SearchRequest>();
   options.add("GALLERY", request->gallery, "Gallery file").required();
   options.add("PROBE", request->probes, kFeatureInputHelp).required();
-  options.add("--top", request->top, "Most matches of a probe; 0 for no limit. Default: 10")
+  options
+      .add("--top", request->top,
+           "Maximum number of matches per probe; 0 for no limit. Default: 10")
       .check(topFault)
       .valueName("K");
   addThreshold(options, request->threshold,
-               "Only matches with a score of T or more; end with 1 if there are none, or with 5 "
+               "Only matches with a score of T or more; exit with 1 if there are none, or with 5 "
                "if there is no answer");
   options.add("--format", request->format, "csv (probe,rank,id,score), json or table. Default: csv")
       .check(formatFault)
@@ -229,14 +232,15 @@ VerbRun define(Options& options) {
           .check(htmlName)
           .valueName("FILE.html");
   options
-      .add("--photos", request->photographs,
-           "Photographs for the page: a list as of extract --list, or a folder with a file per id. "
-           "By default, ids are names of files")
+      .add(
+          "--photos", request->photographs,
+          "Photographs for the page: a list as for extract --list, or a folder with a file per id. "
+          "By default, ids are names of files")
       .valueName("LIST|FOLDER");
   options
       .add("--verify", request->engineAnswers,
            "Print how many of the exact matches another engine has found, and how many of its "
-           "scores are wrong. FILE is CSV with the columns probe, id and perhaps score")
+           "scores are wrong. FILE is CSV with the columns probe, id and optionally score")
       .valueName("FILE")
       .excludes(html);
   return [request] {
@@ -248,7 +252,6 @@ VerbRun define(Options& options) {
 
 }  // namespace
 
-const Verb kSearchVerb = {"search", "Find the faces of a gallery that are most like others",
-                          define};
+const Verb kSearchVerb = {"search", "Find the most similar faces of a gallery", define};
 
 }  // namespace facefeature_tools
