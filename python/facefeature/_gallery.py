@@ -402,7 +402,7 @@ def _digest(fingerprint: str) -> bytes:
 def _text(value: str, name: str) -> bytes:
     text = value.encode("utf-8")
     if len(text) > _MAX_TEXT_BYTES:
-        raise GalleryError(f"{name}: has {len(text)} bytes, at most {_MAX_TEXT_BYTES} have room")
+        raise GalleryError(f"{name}: has {len(text)} bytes, more than {_MAX_TEXT_BYTES}")
     return text
 
 

@@ -59,7 +59,7 @@ class Landmarks:
         warning = _record_warning(self.entries["id"].tolist())
         if warning:
             warnings.warn(
-                f"{self.source}: not a full record of 29 landmarks: {warning}. The feature compares "
+                f"{self.source}: not a full record of 29 landmarks: {warning}. Compare the feature "
                 "only with features of such records.",
                 FaceFeatureWarning,
                 stacklevel=stacklevel,
@@ -95,7 +95,7 @@ def read_landmarks(source: Any) -> Landmarks:
         return Landmarks(_entries((id_, *_pair(point, id_)) for id_, point in source.items()))
     if isinstance(source, (list, tuple, np.ndarray)):
         return Landmarks(_entries(_triple(entry, i) for i, entry in enumerate(source)))
-    raise LandmarkError(f"landmarks: can't be made of {type(source).__name__}")
+    raise LandmarkError(f"landmarks: can't be read from {type(source).__name__}")
 
 
 def _document(path: Any) -> Any:
@@ -142,7 +142,7 @@ def _triple(entry: Any, place: int) -> Tuple[Any, Any, Any]:
             return entry["id"], entry["x"], entry["y"]
         id_, x, y = entry
     except (KeyError, TypeError, ValueError):
-        raise LandmarkError(f"landmarks: entry {place} has no id, x and y") from None
+        raise LandmarkError(f"landmarks: entry {place} does not have id, x and y") from None
     return id_, x, y
 
 
@@ -153,7 +153,9 @@ def _entries(triples: Iterable[Tuple[Any, Any, Any]]) -> NDArray[Any]:
         # In an array of floats, ids are floats.
         whole = isinstance(id_, numbers.Real) and not isinstance(id_, bool) and id_ == id_ // 1
         if not whole:
-            raise LandmarkError(f"landmarks: {place} has the id {id_!r}, no whole number")
+            raise LandmarkError(
+                f"landmarks: {place} has the id {id_!r}, which is not a whole number"
+            )
         if not 0 <= id_ <= _LAST_ID:
             raise LandmarkError(f"landmarks: {place} has the id {id_}, not 0 to {_LAST_ID}")
         checked.append((int(id_), _coordinate(x, place), _coordinate(y, place)))
@@ -167,7 +169,9 @@ def _entries(triples: Iterable[Tuple[Any, Any, Any]]) -> NDArray[Any]:
 
 def _coordinate(value: Any, place: str) -> float:
     if not isinstance(value, numbers.Real) or isinstance(value, bool):
-        raise LandmarkError(f"landmarks: {place} has the coordinate {value!r}, no number")
+        raise LandmarkError(
+            f"landmarks: {place} has the coordinate {value!r}, which is not a number"
+        )
     number = float(value)
     if math.isnan(number) or abs(number) > _LARGEST_FLOAT:
         raise LandmarkError(f"landmarks: {place} has the coordinate {number}, out of range")
@@ -178,6 +182,6 @@ def _record_warning(ids: List[int]) -> str:
     words = []
     for id_ in FULL_IDS:
         if ids.count(id_) != 1:
-            words.append(f"id {id_} is {'there more than once' if id_ in ids else 'missing'}")
+            words.append(f"id {id_} " + ("appears more than once" if id_ in ids else "is missing"))
     words += [f"id {id_} is not one of the 29" for id_ in ids if id_ not in FULL_IDS]
     return ", ".join(words)

@@ -107,7 +107,9 @@ def model_fingerprint(model: Union[str, "os.PathLike[str]"]) -> str:
     """
     folder = Path(model)
     if not folder.is_dir():
-        raise ModelError(f"{folder}: is not a folder. Name the folder with the 303 files of a model.")
+        raise ModelError(
+            f"{folder}: is not a folder. Name the folder with the 303 files of a model."
+        )
     faults: List[str] = []
     digest = hashlib.sha256()
     for file in model_files():

@@ -135,7 +135,7 @@ extract(e); e.close()
         shutil.copytree(Path(facefeature.__file__).parent, package)
         result = run_python("import facefeature; facefeature.Engine()", TMPDIR=str(self.folder),
                             PYTHONPATH=str(package.parent), FACEFEATURE_LIBRARY=LIBRARY)  # fmt: skip
-        self.assertIn(f"ModelError: {self.folder}/~kwplugintmp~: is no folder", result.stderr)
+        self.assertIn(f"ModelError: {self.folder}/~kwplugintmp~: is not a folder", result.stderr)
 
     def test_without_a_folder_takes_the_one_that_the_library_reads(self):
         (self.folder / "~kwplugintmp~").symlink_to(MODEL)
@@ -160,7 +160,7 @@ class ABadModel(TemporaryFolderTest):
             Engine(model=self.model)
 
     def test_folder_is_refused(self):
-        with self.assertRaisesRegex(ModelError, "nowhere: is no folder"):
+        with self.assertRaisesRegex(ModelError, "nowhere: is not a folder"):
             Engine(model=self.folder / "nowhere")
 
     def test_file_is_named(self):

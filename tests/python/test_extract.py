@@ -104,7 +104,7 @@ class APicture(SeededTest):
         bad = [
             (self.bgr[..., 0], "BGR", r"shape .*\(600, 512\)"),
             (np.zeros((4, 4, 4), np.uint8), "BGR", "shape"),
-            (self.bgr / 255.0, "BGR", "dtype uint8 .* float64"),
+            (self.bgr / 255.0, "BGR", "dtype uint8, not float64"),
             (self.bgr[:1], "BGR", "512 x 1 pixels"),
             (self.bgr[:, :1], "BGR", "1 x 600 pixels"),
             (self.bgr[:0], "BGR", "512 x 0 pixels"),

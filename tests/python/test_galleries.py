@@ -181,7 +181,7 @@ class AGallery(TemporaryFolderTest):
         write_gallery(self.path, self.ids, self.rows, fingerprint=MODEL)
         bad = [
             (dict(ids=self.ids[:-1]), FeatureError, "7 rows for 6 ids"),
-            (dict(ids=["a"] * 7), GalleryError, "no two"),
+            (dict(ids=["a"] * 7), GalleryError, "must be unique"),
             (dict(ids=[""] + self.ids[1:]), GalleryError, "0 bytes"),
             (dict(ids=["x" * 1025] + self.ids[1:]), GalleryError, "1025 bytes"),
             (dict(ids=["a\nb"] + self.ids[1:]), GalleryError, "control"),

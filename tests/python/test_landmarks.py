@@ -57,16 +57,16 @@ class Landmarks(TemporaryFolderTest):
             (entry(id=318), "entry 3 has the id 318, not 0 to 317"),
             (entry(id=-1), "entry 3 has the id -1, not 0 to 317"),
             (entry(id=2**64), "entry 3 has the id 18446744073709551616"),
-            (entry(id=3.5), "entry 3 has the id 3.5, no whole number"),
-            (entry(id=True), "no whole number"),
-            (entry(id="3"), "no whole number"),
+            (entry(id=3.5), "entry 3 has the id 3.5, which is not a whole number"),
+            (entry(id=True), "not a whole number"),
+            (entry(id="3"), "not a whole number"),
             (entry(x=float("nan")), "entry 3 has the coordinate nan"),
             (entry(y=float("inf")), "entry 3 has the coordinate inf"),
             (entry(x=3.5e38), "out of range"),
-            (entry(x="1"), "no number"),
-            (entry(y=None), "no number"),
-            (lambda d: d["landmarks"][3].pop("y"), "entry 3 has no id, x and y"),
-            (lambda d: d["landmarks"].insert(3, 7), "entry 3 has no id, x and y"),
+            (entry(x="1"), "not a number"),
+            (entry(y=None), "not a number"),
+            (lambda d: d["landmarks"][3].pop("y"), "entry 3 does not have id, x and y"),
+            (lambda d: d["landmarks"].insert(3, 7), "entry 3 does not have id, x and y"),
             (lambda d: d.update(landmarks={}), 'no list "landmarks"'),
             (lambda d: d.update(width="512"), '"width" is not a whole number'),
         ]
@@ -88,7 +88,7 @@ class Landmarks(TemporaryFolderTest):
 
     def test_of_no_such_form_are_refused(self):
         for source in (None, 7, b"face.json"):
-            with self.assertRaisesRegex(LandmarkError, "can't be made of"):
+            with self.assertRaisesRegex(LandmarkError, "can't be read from"):
                 read_landmarks(source)
         with self.assertRaisesRegex(LandmarkError, "id 4 does not have two coordinates"):
             read_landmarks({4: 7})

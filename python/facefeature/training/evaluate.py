@@ -37,7 +37,7 @@ def add_arguments(parser: argparse.ArgumentParser) -> None:
     parser.add_argument("--model", type=Path, required=True, help="model folder to measure")
     who = parser.add_mutually_exclusive_group(required=True)
     who.add_argument("--run", type=Path, dest="run_folder", metavar="RUN", help="folder of train")
-    who.add_argument("--unseen", action="store_true", help="nobody in the photographs was in the training")
+    who.add_argument("--unseen", action="store_true", help="nobody in them was in the training")
     parser.add_argument("-o", "--output", type=Path, required=True, help="folder of the report")
     parser.add_argument(
         "--replicates", type=int, default=1000, help="of the bootstrap (default: 1000)"
@@ -55,7 +55,9 @@ def run(arguments: argparse.Namespace) -> int:
     if arguments.run_folder:
         new &= np.isin(gallery.people, report.read_run(arguments.run_folder)["held_out_people"])
         if not new.any():
-            raise EvaluationError(f"{arguments.photographs}: contains none of the people that the run held out")
+            raise EvaluationError(
+                f"{arguments.photographs}: contains none of the people that the run held out"
+            )
     gallery = gallery.select(np.flatnonzero(new))
     features = Projection.of_model(model).features(gallery.outputs)
     measured = evaluation.evaluate(
