@@ -36,6 +36,7 @@ WORDS = {
     "GALLERY": "faces.gallery",
     "I/N": "1/2",
     "--jobs N": "--jobs 1",
+    "--batch N": "--batch 4",
     "--face N": "--face 1",
     "--seed N": "--seed 7",
     "synth DIR": "synth new-model",

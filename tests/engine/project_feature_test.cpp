@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstddef>
 #include <limits>
+#include <mutex>
 #include <vector>
 
 #include "engine/feature_engine.h"
@@ -203,11 +204,16 @@ struct ProjectCall {
   int32_t rows, cols;
 };
 
+// Noted by the threads of a call.
 std::vector<ProjectCall> projectCalls;
+std::mutex projectCallsGuard;
 
 void noteProjectRows(const float* matrix, int32_t rows, int32_t cols, const float* x,
                      float* products) {
-  projectCalls.push_back({matrix, rows, cols});
+  {
+    const std::lock_guard<std::mutex> lock(projectCallsGuard);
+    projectCalls.push_back({matrix, rows, cols});
+  }
   facefeature::projectRowsPlain(matrix, rows, cols, x, products);
 }
 

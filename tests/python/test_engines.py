@@ -350,7 +350,7 @@ ctypes.CDLL({LIBRARY!r})
 try:
     facefeature.load_library({LIBRARY!r})
 except facefeature.LibraryError as error:
-    assert "somebody else" in str(error)
+    assert "by other code" in str(error), error
 else:
     raise SystemExit("loaded")
 """)

@@ -117,8 +117,8 @@ TEST(FaceChecks, APictureOfAnotherSizeIsNamedWithBothSizes) {
   EXPECT_EQ(
       std::vector<std::string>{
           "the landmarks are for a picture of 600 x 500 pixels, but face.jpg has 601 x 500. Use "
-          "the landmarks of this very file; a turn told by its Exif data is carried out with "
-          "--exif apply only."},
+          "the landmarks of this file; the orientation in its Exif data is applied only with "
+          "--exif apply."},
       faceWarnings(file, "face.jpg", 601, 500));
   EXPECT_EQ(1u, faceWarnings(file, "face.jpg", 600, 499).size());
   file.width.reset();

@@ -179,9 +179,9 @@ TEST_F(FolderOwnership, ADanglingLinkRaisesNoWarning) {
 TEST_F(FolderOwnership, TheTemporaryFolderIsCheckedIfTheLibraryWouldReadThisModel) {
   const std::string line =
       "facefeature model check: " + base +
-      ": warning: can be written by everybody, who can put there what is "
-      "missing. Anyone who can change a model decides which faces match: make it "
-      "your own (chown) and close it to others (chmod go-w).\n";
+      ": warning: can be written by everybody, who can add files that are missing. "
+      "Anyone who can change a model decides which faces match: make it your own (chown) and "
+      "close it to others (chmod go-w).\n";
   const std::string verdict =
       "facefeature model check: " + folder + ": all 303 files are correct\n";
   EXPECT_EQ(verdict, check(0).err);
@@ -198,9 +198,9 @@ TEST_F(FolderOwnership, AWarningLeavesTheExitCodeAndTheFaultsAsTheyAre) {
                 "/3-7-2: is missing\n"
                 "facefeature model check: " +
                 folder +
-                "/6-1 (and 1 more): warning: can be written by everybody. Who can change a model "
-                "decides which faces are alike: make it your own (chown) and close it to others "
-                "(chmod go-w).\n"
+                "/6-1 (and 1 more): warning: can be written by everybody. Anyone who can change "
+                "a model decides which faces match: make it your own (chown) and close it to "
+                "others (chmod go-w).\n"
                 "facefeature model check: " +
                 folder + ": 1 of 303 files are wrong. Copy the model again from its source.\n",
             check(4).err);

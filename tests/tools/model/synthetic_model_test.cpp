@@ -96,7 +96,7 @@ TEST(SyntheticModel, NoTwoFilesHoldTheSameNumbers) {
 TEST(SyntheticModel, ReadmeSaysThatNothingWasTrained) {
   const std::string readme = contentOf(syntheticFolder() + "/README");
   EXPECT_NE(std::string::npos, readme.find("NOT trained"));
-  EXPECT_NE(std::string::npos, readme.find("tell nothing about people"));
+  EXPECT_NE(std::string::npos, readme.find("say nothing about people"));
   EXPECT_NE(std::string::npos, readme.find("--seed 1\n"));
 }
 

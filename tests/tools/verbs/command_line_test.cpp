@@ -110,7 +110,7 @@ TEST_F(CommandLine, ModelSynthReportsThatNothingWasTrained) {
   EXPECT_EQ(0, outcome.exitCode);
   EXPECT_EQ("", outcome.out);
   EXPECT_TRUE(contains(outcome.err, "NOT trained"));
-  EXPECT_TRUE(contains(outcome.err, "tell nothing about people"));
+  EXPECT_TRUE(contains(outcome.err, "say nothing about people"));
   EXPECT_EQ(0, run({"model", "check", base + "/made/here"}).exitCode);
 }
 

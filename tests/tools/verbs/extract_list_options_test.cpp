@@ -65,7 +65,7 @@ TEST_F(BatchOptions, ExifRuleHoldsForAllPhotographs) {
        {std::vector<std::string>{}, std::vector<std::string>{"--exif", "ignore"}}) {
     const Outcome ignored = extractReally(more);
     EXPECT_EQ(0, ignored.exitCode);
-    EXPECT_TRUE(contains(ignored.err, "its Exif data ask for orientation 6, ")) << ignored.err;
+    EXPECT_TRUE(contains(ignored.err, "its Exif data give orientation 6, ")) << ignored.err;
     expectRowOf({base + "/turned.jpg", base + "/seen.json"});
   }
 }

@@ -119,7 +119,7 @@ TEST_F(Batch, PhotographThatCrashesItsWorkerIsTheOnlyOneLost) {
     const auto rows = facefeature_tools::parseCsv(contentOf(report));
     ASSERT_EQ(5u, rows.size());
     EXPECT_TRUE(contains(rows[1].fields[3], "p2.ppm: the worker was killed by signal 6 ("));
-    EXPECT_TRUE(contains(rows[2].fields[3], "p4.ppm: the worker exited with code 7 over "));
+    EXPECT_TRUE(contains(rows[2].fields[3], "p4.ppm: the worker exited with code 7 on "));
     expectNothingLeftBehind();
   }
 }

@@ -112,7 +112,7 @@ TEST_F(GalleryChangeVerbs, AddMakesAGalleryThatDoesNotExist) {
   expectDone({"gallery", "add", fresh, gallery + "#a/2.jpg"});
   EXPECT_EQ("a/2.jpg", Gallery(fresh).id(0));
   facefeature_tools::writeFeatureFile(base + "/f", features[0]);
-  expectRefused(3, "do not say of which model",
+  expectRefused(3, "do not record the model",
                 {"gallery", "add", base + "/fresh2.gallery", base + "/f"});
 }
 
