@@ -139,7 +139,7 @@ set(CPACK_DEBIAN_PYTHON3TRAINING_PACKAGE_NAME ${python3training_package})
 set(CPACK_DEBIAN_PYTHON3TRAINING_PACKAGE_SECTION python)
 set(CPACK_DEBIAN_PYTHON3TRAINING_PACKAGE_ARCHITECTURE all)
 set(CPACK_DEBIAN_PYTHON3TRAINING_PACKAGE_DEPENDS
-    "${python3_package} (= ${version}), python3-torch, python3-pil, python3-scipy")
+    "python3 (>= 3.11), ${python3_package} (= ${version}), python3-numpy, python3-torch, python3-pil, python3-scipy")
 set(CPACK_DEBIAN_PYTHON3TRAINING_PACKAGE_SUGGESTS "${tools_package}, python3-matplotlib")
 set(CPACK_COMPONENT_PYTHON3TRAINING_DESCRIPTION
     "The training kit: from photographs of faces and the names of people to a folder
