@@ -16,8 +16,8 @@ TEST(ExtractListOnWindows, ExitsWith2AndNamesTheAlternatives) {
   EXPECT_EQ(2, outcome.exitCode);
   EXPECT_EQ("", outcome.out);
   EXPECT_EQ("facefeature extract: " + list +
-                ": this program can't extract the photographs of a list. Extract each one by "
-                "itself, or the list on Linux.\n",
+                ": this program can't extract the photographs of a list. Extract each one "
+                "separately, or the list on Linux.\n",
             outcome.err);
   EXPECT_FALSE(std::filesystem::exists(gallery));
 }

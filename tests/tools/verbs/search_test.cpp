@@ -189,11 +189,11 @@ TEST_F(SearchVerb, VerifyCountsWhatAnEngineHasFound) {
 }
 
 TEST_F(SearchVerb, ThePageShowsTheProbeAndItsMatches) {
-  const std::string one = base + "/a<b>.ppm", other = base + "/other.ppm", page = base + "/p.html";
+  const std::string one = base + "/a&b.ppm", other = base + "/other.ppm", page = base + "/p.html";
   writeText(one, std::string("P6\n2 1\n255\n") + "abcdef");
   const std::string faces = base + "/photographed";
   // Ids that are names of files, as of "gallery add", and one without a file.
-  const auto rows = writeRandomGallery(faces, {one, other, "no file"}, random);
+  const auto rows = writeRandomGallery(faces, {one, other, "no <file>"}, random);
   const std::string file = writeProbe("probe", rows[0]);
   const Outcome outcome = runProgram({"search", faces, file, "--html", page, "--top", "2"});
   EXPECT_EQ(0, outcome.exitCode) << outcome.err;
@@ -208,16 +208,18 @@ TEST_F(SearchVerb, ThePageShowsTheProbeAndItsMatches) {
   };
   EXPECT_EQ(3u, count("<figure class=\"card\">"));
   EXPECT_EQ(1u, count("<img src=\"data:image/jpeg;base64,"));
-  EXPECT_NE(std::string::npos, html.find("a&lt;b&gt;.ppm"));
-  EXPECT_EQ(std::string::npos, html.find("a<b>"));
+  EXPECT_NE(std::string::npos, html.find("a&amp;b.ppm"));
+  EXPECT_EQ(std::string::npos, html.find("a&b"));
   const auto answers = facefeature_tools::parseCsv(outcome.out);
   for (const size_t row : {size_t{1}, size_t{2}}) {
     EXPECT_EQ(1u, count("<strong>" + answers[row].fields[3] + "</strong>"));
   }
   // A list gives the photographs of other ids.
-  writeText(base + "/list.csv", "id,photo\nno file," + one + "\n");
+  writeText(base + "/list.csv", "id,photo\nno <file>," + one + "\n");
   runProgram({"search", faces, file, "--html", page, "--top", "0", "--photos", base + "/list.csv"});
   EXPECT_NE(std::string::npos, contentOf(page).find("data:image/jpeg"));
+  EXPECT_NE(std::string::npos, contentOf(page).find("no &lt;file&gt;"));
+  EXPECT_EQ(std::string::npos, contentOf(page).find("no <file>"));
   runProgram({"search", faces, file, "--html", page, "--threshold", "1e9"});
   EXPECT_NE(std::string::npos, contentOf(page).find("No match"));
   EXPECT_EQ(2, runProgram({"search", faces, file, "--html", base + "/p.txt"}).exitCode);
