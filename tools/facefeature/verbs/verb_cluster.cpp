@@ -1,6 +1,5 @@
 #include "verbs/verb_cluster.h"
 
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -12,6 +11,7 @@
 #include "cluster/clusters.h"
 #include "gallery/gallery_file.h"
 #include "page/photo_index.h"
+#include "verbs/option_checks.h"
 #include "verbs/threshold_option.h"
 
 namespace facefeature_tools {
@@ -71,10 +71,6 @@ ExitCode runCluster(const ClusterRequest& request) {
   return kDone;
 }
 
-std::string htmlName(const std::string& path) {
-  return std::filesystem::path(path).extension() == ".html" ? "" : path + " does not end in .html";
-}
-
 std::string methodFault(const std::string& text) {
   return text == kComponents || text == kAverage ? "" : text + " is neither components nor average";
 }
@@ -90,7 +86,7 @@ VerbRun define(Options& options) {
       .check(methodFault)
       .valueName("components|average");
   options.add("--html", request->page, "Page to write, with the photographs of each cluster")
-      .check(htmlName)
+      .check(htmlNameFault)
       .valueName("FILE.html");
   options
       .add("--photos", request->photographs,

@@ -13,6 +13,7 @@
 #include "evaluation/threshold_file.h"
 #include "gallery/gallery_file.h"
 #include "page/photo_index.h"
+#include "verbs/option_checks.h"
 
 namespace facefeature_tools {
 namespace {
@@ -96,19 +97,11 @@ ExitCode runEvaluate(const EvaluateRequest& request) {
   return kDone;
 }
 
-std::string htmlName(const std::string& path) {
-  return std::filesystem::path(path).extension() == ".html" ? "" : path + " does not end in .html";
-}
-
 std::string replicatesFault(const std::string& text) {
   const bool isNumber = !text.empty() && text.size() <= 6 &&
                         text.find_first_not_of("0123456789") == std::string::npos;
   const int value = isNumber ? std::stoi(text) : 0;
   return value >= 100 && value <= 100000 ? "" : text + " is not a number from 100 to 100000";
-}
-
-std::string seedFault(const std::string& text) {
-  return text.empty() || text.front() != '-' ? "" : text + " is not a whole number from 0";
 }
 
 VerbRun define(Options& options) {
@@ -125,7 +118,7 @@ VerbRun define(Options& options) {
   options
       .add("-o,--output", request->report,
            "Report to write; .csv, .json and .thresholds.json are written beside it")
-      .check(htmlName)
+      .check(htmlNameFault)
       .valueName("FILE.html");
   options
       .add("--photos", request->photographs,
@@ -138,7 +131,7 @@ VerbRun define(Options& options) {
       .check(replicatesFault)
       .valueName("N");
   options.add("--seed", request->seed, "The same seed gives the same intervals. Default: 1")
-      .check(seedFault)
+      .check(negativeFault)
       .valueName("N");
   return [request] { return runEvaluate(*request); };
 }

@@ -5,6 +5,7 @@
 #include <string>
 
 #include "model/synthetic_model.h"
+#include "verbs/option_checks.h"
 
 namespace facefeature_tools {
 namespace {
@@ -13,11 +14,6 @@ struct ModelSynthRequest {
   std::string folder;
   uint64_t seed = 1;
 };
-
-// CLI11 would convert a negative number to one close to the upper limit.
-std::string notNegative(const std::string& text) {
-  return text.empty() || text.front() != '-' ? "" : text + " is not a whole number from 0";
-}
 
 ExitCode runModelSynth(const ModelSynthRequest& request) {
   writeSyntheticModel(request.folder, request.seed);
@@ -30,7 +26,7 @@ VerbRun define(Options& options) {
   auto request = std::make_shared<ModelSynthRequest>();
   options.add("DIR", request->folder, "Folder for the 303 files").required();
   options.add("--seed", request->seed, "The same seed gives the same bytes")
-      .check(notNegative)
+      .check(negativeFault)
       .showDefault();
   return [request] { return runModelSynth(*request); };
 }

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 #include <functional>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -20,6 +19,7 @@
 #include "search/answer_check.h"
 #include "search/gallery_search.h"
 #include "verbs/feature_inputs.h"
+#include "verbs/option_checks.h"
 #include "verbs/search_page.h"
 #include "verbs/threshold_option.h"
 
@@ -197,18 +197,9 @@ ExitCode verifyAnswers(const SearchRequest& request) {
   return kDone;
 }
 
-// CLI11 would convert a negative number to one close to the upper limit.
-std::string topFault(const std::string& text) {
-  return text.empty() || text.front() != '-' ? "" : text + " is not a whole number from 0";
-}
-
 std::string formatFault(const std::string& format) {
   const bool isKnown = format == "csv" || format == "json" || format == "table";
   return isKnown ? "" : format + " is not csv, json or table";
-}
-
-std::string htmlName(const std::string& path) {
-  return std::filesystem::path(path).extension() == ".html" ? "" : path + " does not end in .html";
 }
 
 VerbRun define(Options& options) {
@@ -218,7 +209,7 @@ VerbRun define(Options& options) {
   options
       .add("--top", request->top,
            "Maximum number of matches per probe; 0 for no limit. Default: 10")
-      .check(topFault)
+      .check(negativeFault)
       .valueName("K");
   addThreshold(options, request->threshold,
                "Only matches with a score of T or more; exit with 1 if there are none, or with 5 "
@@ -229,7 +220,7 @@ VerbRun define(Options& options) {
   addPhotoOptions(options, request->photo);
   const Option html =
       options.add("--html", request->page, "Page to write, with the photographs of the matches")
-          .check(htmlName)
+          .check(htmlNameFault)
           .valueName("FILE.html");
   options
       .add(
