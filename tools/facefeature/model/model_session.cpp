@@ -4,6 +4,7 @@
 
 #include "base/failure.h"
 #include "model/model_check.h"
+#include "model/model_link.h"
 
 namespace facefeature_tools {
 namespace {
@@ -36,5 +37,14 @@ Engine::Engine(const LoadedLibrary& library, const std::string& model)
 }
 
 Engine::~Engine() { library_.destroyFeatureEngine(engine_); }
+
+ModelSession::ModelSession(const std::string& folder) : folder_(folder) {
+  requireModel(folder);
+  // The library no longer needs its files once the engine exists.
+  std::optional<ModelLink> link;
+  if (folder != libraryModelFolder()) link.emplace(folder);
+  library_.emplace();
+  engine_.emplace(*library_, folder);
+}
 
 }  // namespace facefeature_tools

@@ -2,6 +2,7 @@
 #ifndef FACEFEATURE_TOOLS_MODEL_MODEL_SESSION_H
 #define FACEFEATURE_TOOLS_MODEL_MODEL_SESSION_H
 
+#include <optional>
 #include <string>
 
 #include "model/library_loader.h"
@@ -26,6 +27,22 @@ class Engine {
  private:
   const LoadedLibrary& library_;
   FeatureEngine* engine_;
+};
+
+// The library and an engine with the model of a folder. One object at a time, as of ModelLink.
+class ModelSession {
+ public:
+  // Throws Failure, as requireModel(), ModelLink and Engine do.
+  explicit ModelSession(const std::string& folder);
+
+  const std::string& folder() const { return folder_; }
+  const LoadedLibrary& library() const { return *library_; }
+  const Engine& engine() const { return *engine_; }
+
+ private:
+  std::string folder_;
+  std::optional<LoadedLibrary> library_;
+  std::optional<Engine> engine_;
 };
 
 }  // namespace facefeature_tools

@@ -1,5 +1,6 @@
 #include "verbs/feature_inputs.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <system_error>
@@ -7,9 +8,7 @@
 #include "base/failure.h"
 #include "gallery/gallery_layout.h"
 #include "model/default_model.h"
-#include "model/library_loader.h"
 #include "model/model_fingerprint.h"
-#include "model/model_link.h"
 #include "model/model_session.h"
 #include "verbs/face_options.h"
 #include "verbs/verb_extract.h"
@@ -37,30 +36,22 @@ bool looksLikePhoto(const std::string& path) {
 class Extractor {
  public:
   Extractor(const char* verb, const PhotoOptions& options)
-      : verb_(verb), options_(options), model_(chosenModelFolder(options.model)) {
-    requireModel(model_);
-    std::optional<ModelLink> link;
-    if (model_ != libraryModelFolder()) link.emplace(model_);
-    library_.emplace();
-    engine_.emplace(*library_, model_);
-  }
+      : verb_(verb), options_(options), session_(chosenModelFolder(options.model)) {}
 
-  GalleryOrigin origin() const { return ownOrigin(modelFingerprint(model_)); }
+  GalleryOrigin origin() const { return ownOrigin(modelFingerprint(session_.folder())); }
 
   FeatureVector feature(const std::string& path) const {
     FaceInput face;
     face.photo = readFacePhoto(verb_, path, options_.exif);
     face.landmarks =
         readFaceLandmarks(verb_, path, face.photo, options_.landmarks, options_.face).file;
-    return featureOf(face, *library_, *engine_, model_);
+    return featureOf(face, session_);
   }
 
  private:
   const char* verb_;
   const PhotoOptions& options_;
-  std::string model_;
-  std::optional<LoadedLibrary> library_;
-  std::optional<Engine> engine_;
+  ModelSession session_;
 };
 
 }  // namespace
@@ -77,16 +68,18 @@ void addPhotoOptions(Options& verb, PhotoOptions& options) {
 FeatureInputs::FeatureInputs(const char* verb, const std::vector<std::string>& arguments,
                              const PhotoOptions& options) {
   std::optional<Extractor> extractor;
-  size_t photos = 0;
-  for (const std::string& argument : arguments) photos += looksLikePhoto(argument);
+  std::vector<bool> isPhoto;
+  for (const std::string& argument : arguments) isPhoto.push_back(looksLikePhoto(argument));
+  const auto photos = std::count(isPhoto.begin(), isPhoto.end(), true);
   if (!options.landmarks.empty() && photos != 1) {
     throw Failure(kWrongUsage, options.landmarks,
                   "are landmarks for one photograph, and " + std::to_string(photos) + " are given",
                   "Name one photograph");
   }
-  for (const std::string& argument : arguments) {
+  for (size_t i = 0; i < arguments.size(); ++i) {
+    const std::string& argument = arguments[i];
     Source source = {argument, {}, nullptr};
-    if (looksLikePhoto(argument)) {
+    if (isPhoto[i]) {
       if (!extractor) {
         extractor.emplace(verb, options);
         joinOrigin(argument, extractor->origin());

@@ -2,12 +2,10 @@
 
 #include <cmath>
 #include <memory>
-#include <optional>
 #include <utility>
 
 #include "gallery/feature_file.h"
 #include "model/default_model.h"
-#include "model/model_link.h"
 #include "verbs/extract_list_options.h"
 #include "verbs/face_options.h"
 
@@ -26,13 +24,13 @@ void requireNumbers(const FeatureVector& feature, const std::string& model) {
                 "Check the numbers of the model with \"facefeature model check\"");
 }
 
-FeatureVector featureOf(const FaceInput& face, const LoadedLibrary& library, const Engine& engine,
-                        const std::string& model) {
+FeatureVector featureOf(const FaceInput& face, const ModelSession& session) {
   const LandmarkRecord record = makeRecord(face.landmarks.landmarks);
   FeatureVector feature;
-  library.extractFeature(engine.get(), face.photo.pixels.data(), face.photo.width,
-                         face.photo.height, face.photo.stride(), record.get(), feature.values);
-  requireNumbers(feature, model);
+  session.library().extractFeature(session.engine().get(), face.photo.pixels.data(),
+                                   face.photo.width, face.photo.height, face.photo.stride(),
+                                   record.get(), feature.values);
+  requireNumbers(feature, session.folder());
   return feature;
 }
 
@@ -40,18 +38,8 @@ namespace {
 
 ExitCode runExtract(const ExtractRequest& request) {
   const FaceInput face = readFaceInput(request);
-
-  const std::string model = chosenModelFolder(request.model);
-  requireModel(model);
-  std::optional<ModelLink> link;
-  if (model != libraryModelFolder()) link.emplace(model);
-
-  const LoadedLibrary library;
-  const Engine engine(library, model);
-  // The library no longer needs its files.
-  link.reset();
-
-  writeFeatureFile(request.feature, featureOf(face, library, engine, model));
+  const ModelSession session(chosenModelFolder(request.model));
+  writeFeatureFile(request.feature, featureOf(face, session));
   return kDone;
 }
 

@@ -6,7 +6,6 @@
 
 #include "face/face_input.h"
 #include "face/landmark_file.h"
-#include "model/library_loader.h"
 #include "model/model_session.h"
 #include "photo/photo.h"
 #include "verbs/verb.h"
@@ -38,9 +37,8 @@ FaceInput readFaceInput(const ExtractRequest& request);
 // model folder.
 void requireNumbers(const FeatureVector& feature, const std::string& model);
 
-// The feature of a face. Messages and exceptions as for requireNumbers.
-FeatureVector featureOf(const FaceInput& face, const LoadedLibrary& library, const Engine& engine,
-                        const std::string& model);
+// The feature of a face. Throws Failure as requireNumbers does.
+FeatureVector featureOf(const FaceInput& face, const ModelSession& session);
 
 }  // namespace facefeature_tools
 

@@ -18,7 +18,6 @@
 #include "face/face_finder.h"
 #include "model/default_model.h"
 #include "model/model_fingerprint.h"
-#include "model/model_link.h"
 #include "page/html.h"
 #include "photo/thumbnail.h"
 #include "verbs/face_options.h"
@@ -50,16 +49,10 @@ FaceInput readFace(const ViewRequest& request, size_t i) {
 }
 
 float scoreOf(const FaceInput& first, const FaceInput& second, const std::string& model) {
-  requireModel(model);
-  std::optional<ModelLink> link;
-  if (model != libraryModelFolder()) link.emplace(model);
-  const LoadedLibrary library;
-  const Engine engine(library, model);
-  // The library no longer needs its files.
-  link.reset();
-  const FeatureVector a = featureOf(first, library, engine, model);
-  const FeatureVector b = featureOf(second, library, engine, model);
-  return library.compareFeatures(&a, &b);
+  const ModelSession session(model);
+  const FeatureVector a = featureOf(first, session);
+  const FeatureVector b = featureOf(second, session);
+  return session.library().compareFeatures(&a, &b);
 }
 
 std::optional<ScoreDistributions> distributionsFor(const ViewRequest& request,
