@@ -81,7 +81,7 @@ class Probe {
     if (verb == "destroy") return library_.destroy(engines_[word()]);
     if (verb == "read-feature") return readFeature(word());
     if (verb == "score") return score(word());
-    if (verb == "threads") return say("threads", threadCount());
+    if (verb == "threads") return say("threads", settledThreadCount());
     if (verb == "memory") return say("memory", residentKibibytes());
     if (verb == "setenv") return set(word());
     if (verb == "unsetenv") return unsetVariable(word());
@@ -96,6 +96,19 @@ class Probe {
     if (verb == "take-memory") return takeMemory(std::stoi(word()));
     if (verb == "open-blas") return static_cast<void>(others_.emplace_back(word()));
     throw std::runtime_error("no such step: " + verb);
+  }
+
+  // A thread of the OpenMP runtime that nobody joins needs a moment to leave the process. So the
+  // count is the one that five readings in a row agree on.
+  static std::string settledThreadCount() {
+    std::string count = threadCount();
+    for (int equal = 1; equal < 5;) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(10));
+      const std::string next = threadCount();
+      equal = next == count ? equal + 1 : 1;
+      count = next;
+    }
+    return count;
   }
 
   static void say(const std::string& name, const std::string& what) {
