@@ -27,6 +27,8 @@ constexpr DirectShape kDirectShapes[kDirectShapeCount] = {
     {55, 0, 4, 16, true},  {47, 0, 4, 16, true},  {26, 16, 3, 32, true}, {22, 16, 3, 32, true},
     {12, 32, 3, 48, true}, {10, 32, 3, 48, true}, {5, 48, 2, 64, false}, {4, 48, 2, 64, false}};
 
+constexpr int32_t kMostDirectFilters = 64;
+
 // Side of a shape's output.
 constexpr int32_t directOutputSide(const DirectShape& shape) {
   const int32_t positions = shape.side - shape.filterSize + 1;

@@ -16,33 +16,40 @@ ImageSteps stepsOf(const DirectShape& shape) {
   return {static_cast<int64_t>(shape.side) * shape.channels, shape.channels, 1};
 }
 
-// The output of one filter at one position, before pooling.
-float positivePartAt(const DirectShape& shape, const DirectConvolution& task, const float* image,
-                     int32_t y, int32_t x, int32_t filter) {
+// The outputs of all filters at one position, before pooling. The chains of the filters advance
+// side by side, because a step of one chain waits for the step before it.
+void positivePartsAt(const DirectShape& shape, const DirectConvolution& task, const float* image,
+                     int32_t y, int32_t x, float* parts) {
   const ImageSteps step = stepsOf(shape);
-  const float* weight = task.weights + filter;
-  float sum = 0.0f;
+  const float* weights = task.weights;
+  for (int32_t f = 0; f < shape.filters; ++f) parts[f] = 0.0f;
   for (int32_t c = 0; c < task.channels; ++c) {
     for (int32_t ky = 0; ky < shape.filterSize; ++ky) {
       for (int32_t kx = 0; kx < shape.filterSize; ++kx) {
         const float value = image[(y + ky) * step.row + (x + kx) * step.column + c * step.channel];
-        sum = fusedMultiplyAdd(*weight, value, sum);
-        weight += shape.filters;
+        for (int32_t f = 0; f < shape.filters; ++f) {
+          parts[f] = fusedMultiplyAdd(weights[f], value, parts[f]);
+        }
+        weights += shape.filters;
       }
     }
   }
-  const float biased = sum + task.biases[filter];
-  return biased > 0.0f ? biased : 0.0f;
+  for (int32_t f = 0; f < shape.filters; ++f) {
+    const float biased = parts[f] + task.biases[f];
+    parts[f] = biased > 0.0f ? biased : 0.0f;
+  }
 }
 
-float pooledAt(const DirectShape& shape, const DirectConvolution& task, const float* image,
-               int32_t y, int32_t x, int32_t filter) {
-  float maximum = 0.0f;
+void pooledAt(const DirectShape& shape, const DirectConvolution& task, const float* image,
+              int32_t y, int32_t x, float* maxima) {
+  for (int32_t f = 0; f < shape.filters; ++f) maxima[f] = 0.0f;
   for (int32_t i = 0; i < 4; ++i) {
-    const float value = positivePartAt(shape, task, image, 2 * y + i / 2, 2 * x + i % 2, filter);
-    maximum = value > maximum ? value : maximum;
+    float parts[kMostDirectFilters];
+    positivePartsAt(shape, task, image, 2 * y + i / 2, 2 * x + i % 2, parts);
+    for (int32_t f = 0; f < shape.filters; ++f) {
+      maxima[f] = parts[f] > maxima[f] ? parts[f] : maxima[f];
+    }
   }
-  return maximum;
 }
 
 }  // namespace
@@ -56,10 +63,12 @@ void convolveDirectPlain(int32_t shapeIndex, const DirectConvolution& task) {
     const float* image = task.images + s * imageFloats;
     for (int32_t y = 0; y < outSide; ++y) {
       for (int32_t x = 0; x < outSide; ++x) {
-        for (int32_t f = 0; f < shape.filters; ++f) {
-          *out++ = shape.pools ? pooledAt(shape, task, image, y, x, f)
-                               : positivePartAt(shape, task, image, y, x, f);
+        if (shape.pools) {
+          pooledAt(shape, task, image, y, x, out);
+        } else {
+          positivePartsAt(shape, task, image, y, x, out);
         }
+        out += shape.filters;
       }
     }
   }
