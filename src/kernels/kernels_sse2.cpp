@@ -1,41 +1,44 @@
-// The kernels for any x86-64, which has SSE2 and no fused multiply-add. Doubles give its bits: the
-// same steps as kernels/fused_multiply_add.h, two lanes at a time.
+// The products and convolutions for any x86-64, which has SSE2 and no fused multiply-add. Doubles
+// give its bits, as in kernels/fused_multiply_add.h: the product of two floats is exact in double,
+// and rounding a sum to double first changes the float only in rare cases. A block of steps is
+// computed as if none of these cases occurred, while each step leaves a trace of them. A block with
+// such a trace is computed again with exact steps.
 #include <emmintrin.h>
+
+#include <cstring>
 
 #include "kernels/direct_convolution.h"
 #include "kernels/product.h"
-#include "kernels/project_rows.h"
 
 #define KERNEL_INLINE static inline __attribute__((always_inline))
 
 namespace facefeature {
 namespace {
 
-typedef __m128 Vector;
-enum { kLanes = 4 };
+constexpr int kLanes = 4, kMostChains = 4, kMostSteps = 16;
 
-KERNEL_INLINE Vector zeroVector() { return _mm_setzero_ps(); }
-KERNEL_INLINE Vector loadVector(const float* from) { return _mm_loadu_ps(from); }
-KERNEL_INLINE void storeVector(float* to, Vector v) { _mm_storeu_ps(to, v); }
-KERNEL_INLINE Vector loadLanes(const float* from, int count) {
-  float lanes[kLanes] = {0.0f, 0.0f, 0.0f, 0.0f};
-  for (int i = 0; i < count; ++i) lanes[i] = from[i];
-  return _mm_loadu_ps(lanes);
+// Four floats, each as the double of the same value.
+struct Vector {
+  __m128d low;
+  __m128d high;
+};
+
+KERNEL_INLINE Vector widened(__m128 v) {
+  return {_mm_cvtps_pd(v), _mm_cvtps_pd(_mm_movehl_ps(v, v))};
 }
-KERNEL_INLINE void storeLanes(float* to, int count, Vector v) {
-  float lanes[kLanes];
-  _mm_storeu_ps(lanes, v);
-  for (int i = 0; i < count; ++i) to[i] = lanes[i];
+KERNEL_INLINE __m128 rounded(Vector v) {
+  return _mm_movelh_ps(_mm_cvtpd_ps(v.low), _mm_cvtpd_ps(v.high));
 }
-KERNEL_INLINE Vector broadcast(float value) { return _mm_set1_ps(value); }
-KERNEL_INLINE Vector addVectors(Vector a, Vector b) { return _mm_add_ps(a, b); }
-KERNEL_INLINE Vector multiplyVectors(Vector a, Vector b) { return _mm_mul_ps(a, b); }
-// The second operand wins if the first is a NaN or a zero of either sign.
-KERNEL_INLINE Vector positivePart(Vector v) { return _mm_max_ps(v, _mm_setzero_ps()); }
-KERNEL_INLINE Vector maxOfPositive(Vector a, Vector b) { return _mm_max_ps(a, b); }
-KERNEL_INLINE bool hasNaN(Vector v) { return _mm_movemask_ps(_mm_cmpunord_ps(v, v)) != 0; }
-KERNEL_INLINE void prefetchSoon(const void* at) { _mm_prefetch((const char*)at, _MM_HINT_T0); }
-KERNEL_INLINE void prefetchLater(const void* at) { _mm_prefetch((const char*)at, _MM_HINT_T1); }
+
+// Some steps of up to four sets of four chains. Chain set c adds a[c][offsets[k]] * b[k * bStep +
+// l] in step k to its lane l.
+struct Steps {
+  int32_t count;  // at most kMostSteps
+  const float* a[kMostChains];
+  const int64_t* offsets;
+  const float* b;
+  int64_t bStep;
+};
 
 // product + addend, truncated, with the last bit set if anything was cut off.
 KERNEL_INLINE __m128d sumRoundedToOdd(__m128d product, __m128d addend) {
@@ -52,75 +55,291 @@ KERNEL_INLINE __m128d sumRoundedToOdd(__m128d product, __m128d addend) {
   return _mm_castsi128_pd(_mm_or_si128(_mm_sub_epi64(_mm_castpd_si128(sum), step), one));
 }
 
-// Not inlined: few steps need it.
-__attribute__((noinline)) Vector multiplyAddOnce(Vector a, Vector b, Vector sum) {
-  const __m128d low =
-      sumRoundedToOdd(_mm_mul_pd(_mm_cvtps_pd(a), _mm_cvtps_pd(b)), _mm_cvtps_pd(sum));
-  const __m128d high = sumRoundedToOdd(
-      _mm_mul_pd(_mm_cvtps_pd(_mm_movehl_ps(a, a)), _mm_cvtps_pd(_mm_movehl_ps(b, b))),
-      _mm_cvtps_pd(_mm_movehl_ps(sum, sum)));
-  return _mm_movelh_ps(_mm_cvtpd_ps(low), _mm_cvtpd_ps(high));
+__attribute__((noinline)) void advanceExactly(const Steps& steps, int chains, Vector* sums) {
+  for (int32_t k = 0; k < steps.count; ++k) {
+    const Vector b = widened(_mm_loadu_ps(steps.b + k * steps.bStep));
+    for (int c = 0; c < chains; ++c) {
+      const __m128d a = _mm_cvtps_pd(_mm_set1_ps(steps.a[c][steps.offsets[k]]));
+      const Vector odd = {sumRoundedToOdd(_mm_mul_pd(a, b.low), sums[c].low),
+                          sumRoundedToOdd(_mm_mul_pd(a, b.high), sums[c].high)};
+      sums[c] = widened(rounded(odd));
+    }
+  }
 }
 
-// Whether rounding four sums in double to the floats of result may have been a second rounding: a
-// sum is halfway between two floats, or a float is 0, subnormal or the smallest normal one. That
-// includes sums that are exactly 0, which few steps of a chain have.
-KERNEL_INLINE bool mayRoundTwice(__m128d low, __m128d high, Vector result) {
-  const __m128i lastBits =
-      _mm_castps_si128(_mm_shuffle_ps(_mm_castpd_ps(low), _mm_castpd_ps(high), 0x88));
-  const __m128i isHalfway =
-      _mm_cmpeq_epi32(_mm_slli_epi32(lastBits, 3), _mm_set1_epi32((int)0x80000000u));
-  const __m128i magnitude = _mm_and_si128(_mm_castps_si128(result), _mm_set1_epi32(0x7FFFFFFF));
-  const __m128i isSmall = _mm_cmplt_epi32(magnitude, _mm_set1_epi32(0x00800001));
-  return __builtin_expect(_mm_movemask_epi8(_mm_or_si128(isHalfway, isSmall)) != 0, 0);
-}
-
-KERNEL_INLINE Vector multiplyAdd(Vector a, Vector b, Vector sum) {
-  const __m128d low = _mm_add_pd(_mm_mul_pd(_mm_cvtps_pd(a), _mm_cvtps_pd(b)), _mm_cvtps_pd(sum));
-  const __m128d high =
-      _mm_add_pd(_mm_mul_pd(_mm_cvtps_pd(_mm_movehl_ps(a, a)), _mm_cvtps_pd(_mm_movehl_ps(b, b))),
-                 _mm_cvtps_pd(_mm_movehl_ps(sum, sum)));
-  const Vector result = _mm_movelh_ps(_mm_cvtpd_ps(low), _mm_cvtpd_ps(high));
-  return mayRoundTwice(low, high, result) ? multiplyAddOnce(a, b, sum) : result;
-}
-
-// Columns 0 to 3 of 4 rows.
-KERNEL_INLINE void loadColumns(const float* rows, int64_t stride, Vector* columns) {
-  for (int i = 0; i < 4; ++i) columns[i] = _mm_loadu_ps(rows + i * stride);
-  _MM_TRANSPOSE4_PS(columns[0], columns[1], columns[2], columns[3]);
-}
-
-// A step takes about thirty instructions, so larger tiles would gain nothing.
-enum { kTileRows = 2, kTileVectors = 1, kPairVectors = 1, kProductAhead = 5120 };
-
-struct Tiles {
-  enum { kSamples1 = 1, kColumns1 = 2, kVectors1 = 1, kLines1 = 0 };
-  enum { kColumns2 = 2, kVectors2 = 1, kLines2 = 0 };
-  enum { kColumns3 = 2, kVectors3 = 1, kLines3 = 0 };
-  enum { kSamples4 = 1, kSamples4Even = 1, kVectors4 = 1, kLines4 = 0 };
+// What steps leave of the sums that may have been rounded twice. Only the upper 16 bits of each
+// lane count, because SSE2 has no minimum of 32 bits.
+struct Trace {
+  // The smallest of the bits that a float cuts off. -0x8000 may be a sum between two floats.
+  __m128i halfway;
+  // The smallest exponent and first bits of a sum that is not 0, less 0x8000.
+  __m128i magnitude;
 };
 
-#include "kernels/vector_product.inc"
+KERNEL_INLINE void noteHalfway(Vector sum, Trace& trace) {
+  const __m128 lastBits = _mm_shuffle_ps(_mm_castpd_ps(sum.low), _mm_castpd_ps(sum.high), 0x88);
+  trace.halfway = _mm_min_epi16(trace.halfway, _mm_slli_epi32(_mm_castps_si128(lastBits), 3));
+}
 
-#include "kernels/vector_convolution.inc"
+KERNEL_INLINE void noteMagnitude(Vector sum, Trace& trace) {
+  const __m128 firstBits = _mm_shuffle_ps(_mm_castpd_ps(sum.low), _mm_castpd_ps(sum.high), 0xDD);
+  // A sum of 0 becomes the largest number.
+  const __m128i magnitude =
+      _mm_add_epi16(_mm_slli_epi32(_mm_castps_si128(firstBits), 1), _mm_set1_epi16(0x7FFF));
+  trace.magnitude = _mm_min_epi16(trace.magnitude, magnitude);
+}
 
-#include "kernels/vector_columns.inc"
+KERNEL_INLINE bool mayHaveRoundedTwice(const Trace& trace) {
+  // The first bits of 2^-126, as noteMagnitude turns them into a number.
+  const __m128i smallestNormal = _mm_set1_epi16((short)(0x3810 * 2 + 0x7FFF));
+  const __m128i isSubnormal = _mm_cmplt_epi16(trace.magnitude, smallestNormal);
+  const __m128i isHalfway = _mm_cmpeq_epi16(trace.halfway, _mm_set1_epi16(-0x8000));
+  return (_mm_movemask_epi8(_mm_or_si128(isSubnormal, isHalfway)) & 0xCCCC) != 0;
+}
+
+// Which floats the sums of a block may be. In the middle range none overflows, and none that is
+// subnormal has to be rounded.
+enum Range { kAnyRange, kMiddleRange };
+
+// The float that is nearest to a sum, as a double. Which one it is if there are two does not
+// matter.
+template <Range Sums>
+KERNEL_INLINE __m128d roundedToFloat(__m128d sum) {
+  if (Sums == kAnyRange) return _mm_cvtps_pd(_mm_cvtpd_ps(sum));
+  // A third of the time of the conversions.
+  const __m128i raised = _mm_add_epi64(_mm_castpd_si128(sum), _mm_set1_epi64x(0x10000000));
+  return _mm_castsi128_pd(_mm_and_si128(raised, _mm_set1_epi64x(-0x20000000)));
+}
+
+template <int Chains, Range Sums>
+KERNEL_INLINE void advance(const Steps& steps, Vector* sums) {
+  Vector next[Chains];
+  for (int c = 0; c < Chains; ++c) next[c] = sums[c];
+  Trace trace = {_mm_setzero_si128(), _mm_set1_epi16(0x7FFF)};
+#pragma GCC unroll 1
+  for (int32_t k = 0; k < steps.count; ++k) {
+    const Vector b = widened(_mm_loadu_ps(steps.b + k * steps.bStep));
+    const int64_t offset = steps.offsets[k];
+#pragma GCC unroll 4
+    for (int c = 0; c < Chains; ++c) {
+      const __m128d a = _mm_cvtps_pd(_mm_set1_ps(steps.a[c][offset]));
+      const Vector sum = {_mm_add_pd(_mm_mul_pd(a, b.low), next[c].low),
+                          _mm_add_pd(_mm_mul_pd(a, b.high), next[c].high)};
+      noteHalfway(sum, trace);
+      if (Sums == kAnyRange) noteMagnitude(sum, trace);
+      next[c] = {roundedToFloat<Sums>(sum.low), roundedToFloat<Sums>(sum.high)};
+    }
+  }
+  if (__builtin_expect(mayHaveRoundedTwice(trace), 0)) {
+    advanceExactly(steps, Chains, sums);
+    return;
+  }
+  for (int c = 0; c < Chains; ++c) sums[c] = next[c];
+}
+
+// The biased exponents of the floats that are not 0: 0 for a subnormal one, 255 for an infinity or
+// a NaN. If all are 0, smallest is 255 and largest is 0.
+struct Exponents {
+  int smallest;
+  int largest;
+};
+
+Exponents exponentsOf(const float* floats, int64_t count) {
+  uint32_t smallest = 0xFFFFFFFFu, largest = 0;
+  for (int64_t i = 0; i < count; ++i) {
+    uint32_t bits;
+    std::memcpy(&bits, floats + i, sizeof bits);
+    const uint32_t magnitude = bits * 2;
+    // A zero becomes the largest number.
+    smallest = magnitude - 1 < smallest ? magnitude - 1 : smallest;
+    largest = magnitude > largest ? magnitude : largest;
+  }
+  return {(int)(smallest >> 24), (int)(largest >> 24)};
+}
+
+// The range of sums of fewer than 2^10 products a * b.
+//
+// A float with the biased exponent e is a multiple of 2^(e - 150), so a product is one of 2^(a + b
+// - 300). If all products are multiples of 2^-149, as all floats are, so are their sums, and a
+// subnormal one needs no rounding. A float is less than 2^(e - 126), so the sum of the magnitudes
+// is less than 2^(a + b - 252 + 10). Rounding up each step, by 2^-24 of it, does not double that.
+Range rangeOfSums(const Exponents& a, const Exponents& b) {
+  const bool isSmall = a.smallest + b.smallest < 151;
+  const bool isLarge = a.largest + b.largest - 252 + 10 + 1 > 127;
+  return isSmall || isLarge ? kAnyRange : kMiddleRange;
+}
+
+// The outputs of four filters from `filter` on at four positions of an image, before pooling.
+// positions[c] is the first pixel under the filters at position c.
+template <Range Sums>
+KERNEL_INLINE void activateBlock(const DirectShape& shape, const DirectConvolution& task,
+                                 const float* const* positions, int32_t filter, __m128* outputs) {
+  const int64_t columnStep = shape.channels == 0 ? 1 : shape.channels;
+  const int64_t rowStep = shape.side * columnStep;
+  const int64_t channelStep = shape.channels == 0 ? (int64_t)shape.side * shape.side : 1;
+  int64_t offsets[kMostSteps];
+  for (int i = 0; i < shape.filterSize * shape.filterSize; ++i) {
+    offsets[i] = i / shape.filterSize * rowStep + i % shape.filterSize * columnStep;
+  }
+  Steps steps = {
+      shape.filterSize * shape.filterSize, {}, offsets, task.weights + filter, shape.filters};
+  for (int c = 0; c < kMostChains; ++c) steps.a[c] = positions[c];
+  Vector sums[kMostChains] = {};
+  for (int32_t channel = 0; channel < task.channels; ++channel) {
+    advance<kMostChains, Sums>(steps, sums);
+    steps.b += (int64_t)steps.count * shape.filters;
+    for (int c = 0; c < kMostChains; ++c) steps.a[c] += channelStep;
+  }
+  const __m128 biases = _mm_loadu_ps(task.biases + filter);
+  for (int c = 0; c < kMostChains; ++c) {
+    // The second operand wins if the first is a NaN or a zero of either sign.
+    outputs[c] = _mm_max_ps(_mm_add_ps(rounded(sums[c]), biases), _mm_setzero_ps());
+  }
+}
+
+// One output pixel of a shape that pools: the maxima at the four positions of its window.
+template <Range Sums>
+void poolWindow(const DirectShape& shape, const DirectConvolution& task, const float* window,
+                float* out) {
+  const int64_t columnStep = shape.channels == 0 ? 1 : shape.channels;
+  const float* below = window + shape.side * columnStep;
+  const float* const positions[kMostChains] = {window, window + columnStep, below,
+                                               below + columnStep};
+  for (int32_t filter = 0; filter < shape.filters; filter += kLanes) {
+    __m128 outputs[kMostChains];
+    activateBlock<Sums>(shape, task, positions, filter, outputs);
+    _mm_storeu_ps(out + filter, _mm_max_ps(_mm_max_ps(outputs[0], outputs[1]),
+                                           _mm_max_ps(outputs[2], outputs[3])));
+  }
+}
+
+// All positions of a shape that doesn't pool, four at a time.
+template <Range Sums>
+void keepPositions(const DirectShape& shape, const DirectConvolution& task, const float* image,
+                   float* out) {
+  const int32_t side = shape.side - shape.filterSize + 1;
+  for (int32_t first = 0; first < side * side; first += kMostChains) {
+    const int32_t left = side * side - first;
+    const int count = left < kMostChains ? left : kMostChains;
+    const float* positions[kMostChains];
+    for (int c = 0; c < kMostChains; ++c) {
+      const int32_t at = first + (c < count ? c : 0);
+      positions[c] = image + (at / side * shape.side + at % side) * (int64_t)shape.channels;
+    }
+    for (int32_t filter = 0; filter < shape.filters; filter += kLanes) {
+      __m128 outputs[kMostChains];
+      activateBlock<Sums>(shape, task, positions, filter, outputs);
+      for (int c = 0; c < count; ++c) {
+        _mm_storeu_ps(out + (int64_t)(first + c) * shape.filters + filter, outputs[c]);
+      }
+    }
+  }
+}
+
+template <Range Sums>
+void convolveSample(const DirectShape& shape, const DirectConvolution& task) {
+  if (!shape.pools) {
+    keepPositions<Sums>(shape, task, task.images, task.out);
+    return;
+  }
+  const int32_t outSide = directOutputSide(shape);
+  const int64_t columnStep = shape.channels == 0 ? 1 : shape.channels;
+  for (int32_t at = 0; at < outSide * outSide; ++at) {
+    const int64_t y = 2 * (at / outSide), x = 2 * (at % outSide);
+    poolWindow<Sums>(shape, task, task.images + (y * shape.side + x) * columnStep,
+                     task.out + at * shape.filters);
+  }
+}
+
+// Sums of `Rows` rows from `row` on in the columns [column, column + count), which b holds for each
+// term at steps of bStep. Continues the stored sums.
+template <int Rows>
+KERNEL_INLINE void addTerms(const Product& product, int32_t row, int32_t column, int count,
+                            int32_t firstTerm, int32_t terms, const float* b, int64_t bStep) {
+  int64_t offsets[kMostSteps];
+  for (int32_t k = 0; k < terms; ++k) offsets[k] = (firstTerm + k) * product.aTerm;
+  Steps steps = {terms, {}, offsets, b, bStep};
+  Vector sums[Rows];
+  for (int r = 0; r < Rows; ++r) {
+    steps.a[r] = product.a + (row + r) * product.aRow;
+    float lanes[kLanes] = {0.0f, 0.0f, 0.0f, 0.0f};
+    if (firstTerm > 0) {
+      std::memcpy(lanes, product.sums + (row + r) * product.sumsRow + column,
+                  count * sizeof(float));
+    }
+    sums[r] = widened(_mm_loadu_ps(lanes));
+  }
+  advance<Rows, kAnyRange>(steps, sums);
+  for (int r = 0; r < Rows; ++r) {
+    float lanes[kLanes];
+    _mm_storeu_ps(lanes, rounded(sums[r]));
+    std::memcpy(product.sums + (row + r) * product.sumsRow + column, lanes, count * sizeof(float));
+  }
+}
+
+// The columns [column, column + count), at most kLanes.
+void sumColumns(const Product& product, int32_t column, int count) {
+  float strip[kMostSteps * kLanes] = {};
+  const bool isInPlace = product.bColumn == 1 && count == kLanes;
+  int32_t term = 0;
+  do {
+    const int32_t left = product.terms - term;
+    const int32_t terms = left < kMostSteps ? left : kMostSteps;
+    const float* b = product.b + term * product.bTerm + column * product.bColumn;
+    for (int32_t k = 0; !isInPlace && k < terms; ++k) {
+      for (int j = 0; j < count; ++j) {
+        strip[k * kLanes + j] = b[k * product.bTerm + j * product.bColumn];
+      }
+    }
+    if (!isInPlace) b = strip;
+    const int64_t bStep = isInPlace ? product.bTerm : kLanes;
+    int32_t row = 0;
+    for (; row + 4 <= product.rows; row += 4) {
+      addTerms<4>(product, row, column, count, term, terms, b, bStep);
+    }
+    for (; row + 2 <= product.rows; row += 2) {
+      addTerms<2>(product, row, column, count, term, terms, b, bStep);
+    }
+    if (row < product.rows) addTerms<1>(product, row, column, count, term, terms, b, bStep);
+    term += kMostSteps;
+  } while (term < product.terms);
+}
 
 }  // namespace
 
-void productSse2(const Product& product) { productOfVectors(product); }
-
-void convolveDirectSse2(int32_t shape, const DirectConvolution& task) {
-  convolveVectors<Tiles>(shape, task);
+void productSse2(const Product& product) {
+  for (int32_t column = 0; column < product.columns; column += kLanes) {
+    const int32_t left = product.columns - column;
+    sumColumns(product, column, left < kLanes ? left : kLanes);
+  }
+  // The processor chooses another NaN than the definition.
+  for (int32_t i = 0; i < product.rows; ++i) {
+    float* sums = product.sums + i * product.sumsRow;
+    for (int32_t j = 0; j < product.columns; ++j) {
+      if (sums[j] != sums[j]) sums[j] = productSumPlain(product, i, j);
+    }
+  }
 }
 
-void transposeSse2(const float* in, int32_t rows, int32_t columns, float* out) {
-  transposeVectors(in, rows, columns, out);
-}
-
-void projectManySse2(const float* matrix, int32_t rows, int32_t columns, const float* const* x,
-                     int32_t count, float* const* products) {
-  projectVectors(matrix, rows, columns, x, count, products);
+void convolveDirectSse2(int32_t shapeIndex, const DirectConvolution& task) {
+  const DirectShape& shape = kDirectShapes[shapeIndex];
+  const int64_t imageFloats = (int64_t)shape.side * shape.side * task.channels;
+  const int64_t weightFloats =
+      (int64_t)shape.filterSize * shape.filterSize * task.channels * shape.filters;
+  const Exponents weights = exponentsOf(task.weights, weightFloats);
+  const int32_t outSide = directOutputSide(shape);
+  const bool isShort = shape.filterSize * shape.filterSize * task.channels < 1024;
+  DirectConvolution sample = task;
+  for (int32_t s = 0; s < task.samples; ++s) {
+    const Exponents image = exponentsOf(sample.images, imageFloats);
+    if (isShort && rangeOfSums(image, weights) == kMiddleRange) {
+      convolveSample<kMiddleRange>(shape, sample);
+    } else {
+      convolveSample<kAnyRange>(shape, sample);
+    }
+    sample.images += imageFloats;
+    sample.out += (int64_t)outSide * outSide * shape.filters;
+  }
 }
 
 }  // namespace facefeature

@@ -16,6 +16,10 @@
 #include "support/seeded_random.h"
 #include "support/test_engine.h"
 
+#if defined(__SANITIZE_ADDRESS__)
+#include <sanitizer/lsan_interface.h>
+#endif
+
 namespace facefeature_test {
 namespace {
 
@@ -236,6 +240,10 @@ TEST(FaceBatchModel, FileThatIsMissingIsNoModel) {
 }
 
 TEST(FaceBatchModel, HeaderThatAsksForTooMuchIsNoMemory) {
+#if defined(__SANITIZE_ADDRESS__)
+  // An engine that is only partly built when memory runs out is leaked.
+  const __lsan::ScopedDisabler lostEngine;
+#endif
   haveModel();
   const int32_t header[] = {50000, 50000};
   const SpoiltFile enormous("1-1-1",

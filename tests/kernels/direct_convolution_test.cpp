@@ -141,6 +141,36 @@ TEST_P(DirectConvolutionOfSet, SpecialValues) {
   }
 }
 
+// Few bits in operands of different exponents: many exact sums are halfway between two floats.
+TEST_P(DirectConvolutionOfSet, SumsBetweenTwoFloats) {
+  for (int32_t shape = 0; shape < facefeature::kDirectShapeCount; ++shape) {
+    Bank bank = randomBank(random, shape, 1, false);
+    for (Floats* values : {&bank.images, &bank.weights, &bank.biases}) {
+      for (float& value : *values) {
+        value = std::ldexp(float(random.integer(-2047, 2047)), random.integer(-18, -11));
+      }
+    }
+    expectBits(*GetParam(), random, shape, bank);
+    if (HasFatalFailure()) return;
+  }
+}
+
+// All products near the smallest normal float, near the smallest subnormal one, or near the largest
+// float.
+TEST_P(DirectConvolutionOfSet, SumsAtTheEndsOfTheRange) {
+  for (int32_t shape = 0; shape < facefeature::kDirectShapeCount; ++shape) {
+    for (const int32_t exponent : {-154, -146, -138, -130, -122, -104, 100, 112, 118, 124}) {
+      Bank bank = randomBank(random, shape, 1, false);
+      const int32_t ofImages = exponent / 2 + random.integer(-5, 5);
+      for (float& value : bank.images) value = std::ldexp(value, ofImages);
+      for (float& value : bank.weights) value = std::ldexp(value, exponent - ofImages);
+      for (float& value : bank.biases) value = std::ldexp(value, exponent);
+      expectBits(*GetParam(), random, shape, bank);
+      if (HasFatalFailure()) return;
+    }
+  }
+}
+
 TEST_P(DirectConvolutionOfSet, TransposesEveryShape) {
   for (int round = 0; round < 300; ++round) {
     const int32_t rows = random.integer(1, 70), columns = random.integer(1, 70);
