@@ -14,6 +14,7 @@
 
 namespace facefeature_tools {
 
+// Paths of files for a worker of "extract --list", the bytes of files for one of "serve".
 struct WorkerRequest {
   std::string photo;
   std::string landmarks;

@@ -29,10 +29,11 @@ class WorkerProcess {
   WorkerProcess(const WorkerProcess&) = delete;
   WorkerProcess& operator=(const WorkerProcess&) = delete;
 
-  // Does nothing if the worker has exited; the next waitForWorkers() reports that.
+  // Returns at once. waitForWorkers() sends what the worker does not accept yet. Does nothing if
+  // the worker has exited; the next waitForWorkers() reports that.
   void send(const std::string& message);
 
-  // Used only by waitForWorkers().
+  // Used only by waitForWorkers() and by event loops (worker_process_linux.h).
   struct State;
   State& state() { return *state_; }
 
@@ -46,8 +47,8 @@ struct WorkerEvent {
   std::string message;  // or how it ended, as a text that completes "the worker ..."
 };
 
-// The next event of any of the workers (null pointers are skipped), or nothing if the time is over
-// or a signal was received.
+// The next event of any of the workers (null pointers are skipped), or nothing if the time is over,
+// a signal was received, or only a part of a message was sent or received.
 std::optional<WorkerEvent> waitForWorkers(
     const std::vector<std::unique_ptr<WorkerProcess>>& workers, std::chrono::milliseconds time);
 

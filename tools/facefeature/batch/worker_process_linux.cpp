@@ -1,4 +1,5 @@
-#include <poll.h>
+#include "batch/worker_process_linux.h"
+
 #include <signal.h>
 #include <stdlib.h>
 #include <sys/prctl.h>
@@ -12,7 +13,6 @@
 
 #include "base/failure.h"
 #include "base/little_endian.h"
-#include "batch/worker_process.h"
 
 namespace facefeature_tools {
 namespace {
@@ -33,11 +33,33 @@ bool sendAll(int socket, const char* bytes, size_t count) {
   return true;
 }
 
-bool sendMessage(int socket, const std::string& message) {
+std::string lengthOf(const std::string& message) {
   std::array<uint8_t, kLengthBytes> length;
   putWord(static_cast<uint32_t>(message.size()), length.data());
-  return sendAll(socket, reinterpret_cast<const char*>(length.data()), length.size()) &&
+  return std::string(length.begin(), length.end());
+}
+
+bool sendMessage(int socket, const std::string& message) {
+  const std::string length = lengthOf(message);
+  return sendAll(socket, length.data(), length.size()) &&
          sendAll(socket, message.data(), message.size());
+}
+
+// Sends as much as the worker accepts now. A worker that does not read must not stop this process.
+void sendUnsent(WorkerProcess::State& state) {
+  while (state.unsentStart < state.unsent.size()) {
+    const ssize_t sent =
+        ::send(state.socket, state.unsent.data() + state.unsentStart,
+               state.unsent.size() - state.unsentStart, MSG_NOSIGNAL | MSG_DONTWAIT);
+    if (sent < 0 && errno == EINTR) continue;
+    if (sent < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) return;
+    // The worker has exited, which is reported when its socket is read.
+    if (sent < 0) break;
+    state.unsentStart += static_cast<size_t>(sent);
+  }
+  // Frees the memory: a message can be as large as a photograph.
+  state.unsent = std::string();
+  state.unsentStart = 0;
 }
 
 // Removes the first message from the received bytes, if it is complete.
@@ -86,12 +108,6 @@ std::string endingText(int status) {
 
 }  // namespace
 
-struct WorkerProcess::State {
-  pid_t process = -1;
-  int socket = -1;
-  std::string arrived;
-};
-
 WorkerProcess::WorkerProcess(const WorkerCommand& command) : state_(std::make_unique<State>()) {
   std::vector<std::string> texts = {"facefeature"};
   texts.insert(texts.end(), command.arguments.begin(), command.arguments.end());
@@ -123,17 +139,46 @@ WorkerProcess::~WorkerProcess() {
   }
 }
 
-void WorkerProcess::send(const std::string& message) { sendMessage(state_->socket, message); }
+void WorkerProcess::send(const std::string& message) {
+  state_->unsent += lengthOf(message);
+  state_->unsent += message;
+  sendUnsent(*state_);
+}
+
+pollfd pollEntry(WorkerProcess& worker) {
+  const WorkerProcess::State& state = worker.state();
+  const short writing = state.unsent.empty() ? 0 : POLLOUT;
+  return {state.process > 0 ? state.socket : -1, static_cast<short>(POLLIN | writing), 0};
+}
 
 namespace {
 
-// Waits for a process that has closed its end, or that can't be reached any longer.
+// Waits for a worker that has closed its end of the socket, and returns how it ended. A worker that
+// does not exit soon is terminated, because it can't be reached any more.
 std::string endOf(WorkerProcess::State& state) {
+  constexpr int kTries = 200;
+  constexpr useconds_t kPause = 1000;
   int status = 0;
-  while (waitpid(state.process, &status, 0) < 0 && errno == EINTR) {
+  for (int tries = 0;; ++tries) {
+    const pid_t ended = waitpid(state.process, &status, tries < kTries ? WNOHANG : 0);
+    if (ended > 0 || (ended < 0 && errno != EINTR)) break;
+    if (tries == kTries - 1) kill(state.process, SIGKILL);
+    if (tries < kTries) usleep(kPause);
   }
   state.process = -1;
   return endingText(status);
+}
+
+// Replies are small. A worker that announces more has lost control over its memory.
+bool announcesTooMuch(const std::string& arrived) {
+  constexpr uint32_t kMaxReplyBytes = 1 << 20;
+  return arrived.size() >= kLengthBytes &&
+         getWord(reinterpret_cast<const uint8_t*>(arrived.data())) > kMaxReplyBytes;
+}
+
+std::string terminate(WorkerProcess::State& state) {
+  kill(state.process, SIGKILL);
+  return endOf(state);
 }
 
 }  // namespace
@@ -143,9 +188,8 @@ std::optional<WorkerEvent> waitForWorkers(
   std::vector<pollfd> sockets;
   for (size_t i = 0; i < workers.size(); ++i) {
     // poll() ignores negative descriptors.
-    const bool stands = workers[i] && workers[i]->state().process > 0;
-    sockets.push_back({stands ? workers[i]->state().socket : -1, POLLIN, 0});
-    if (!stands) continue;
+    sockets.push_back(workers[i] ? pollEntry(*workers[i]) : pollfd{-1, 0, 0});
+    if (sockets[i].fd < 0) continue;
     if (auto message = firstMessage(workers[i]->state().arrived)) {
       return WorkerEvent{i, false, *message};
     }
@@ -156,7 +200,10 @@ std::optional<WorkerEvent> waitForWorkers(
   for (size_t i = 0; i < workers.size(); ++i) {
     if (sockets[i].revents == 0) continue;
     WorkerProcess::State& state = workers[i]->state();
+    if ((sockets[i].revents & POLLOUT) != 0) sendUnsent(state);
+    if ((sockets[i].revents & ~POLLOUT) == 0) continue;
     if (!receiveSome(state.socket, state.arrived)) return WorkerEvent{i, true, endOf(state)};
+    if (announcesTooMuch(state.arrived)) return WorkerEvent{i, true, terminate(state)};
     if (auto message = firstMessage(state.arrived)) return WorkerEvent{i, false, *message};
   }
   return std::nullopt;
