@@ -31,8 +31,8 @@ set(facefeature_posix_tests
   rules/.*)
 
 # For Windows, tests/CMakeLists.txt leaves out whole folders: exhaustion (setrlimit), memcheck
-# (Valgrind), packages and python (packages of a Debian machine), rules, and soak (counters of the
-# Linux kernel). fuzz/CMakeLists.txt leaves out fuzz_nets, which forks.
+# (Valgrind), packages and python (packages of a Debian machine), rules, service (a Unix socket), and
+# soak (counters of the Linux kernel). fuzz/CMakeLists.txt leaves out fuzz_nets, which forks.
 
 # Tests for Windows only.
 set(facefeature_windows_tests

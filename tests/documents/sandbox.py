@@ -22,6 +22,8 @@ WORDS = {
     "PROBE...": "others.gallery#c",
     "--top K": "--top 3",
     "GALLERY...": "faces.gallery others.gallery",
+    # It would serve until a signal ends it. tests/service runs it.
+    "serve --socket PATH": "serve --help",
     "-o GALLERY": "-o new.gallery",
     "GALLERY#ID": "faces.gallery#a",
     "evaluate GALLERY": "evaluate album.gallery",

@@ -77,9 +77,9 @@ class ProgramCommands(TemporaryFolderTest):
             for verb in ("model synth", "model check", "landmarks", "draw", "extract", "compare",
                          "gallery info", "gallery export", "gallery merge", "gallery add",
                          "gallery remove", "gallery compact", "gallery verify", "evaluate",
-                         "cluster", "view", "search")
+                         "cluster", "view", "search", "serve")
         )  # fmt: skip
-        verbs = r"(?:facefeature )?(extract|draw|landmarks|compare|gallery|model|search) -"
+        verbs = r"(?:facefeature )?(extract|draw|landmarks|compare|gallery|model|search|serve) -"
         for document in documents():
             for span in spans_of(document):
                 if not re.match(verbs, span):

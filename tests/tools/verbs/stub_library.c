@@ -6,6 +6,8 @@
 #include <math.h>
 #include <stdio.h>
 #include <stdlib.h>
+#include <sys/mman.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #define EXPORT __attribute__((visibility("default")))
@@ -19,11 +21,28 @@ enum {
   kSleeps = 15,
   kNotANumber = 16,
   kTellsThreads = 17,
-  kTakesItsTime = 18
+  kTakesItsTime = 18,
+  kOpensAFile = 19,
+  kSignalsItsParent = 21,
+  kMapsCode = 22
 };
+
+static pid_t parent;
+
+/* What a worker in a sandbox can't do. Returns whether it could. */
+static int violates(int32_t width) {
+  if (width == kOpensAFile) {
+    FILE* file = fopen("/dev/null", "r");
+    if (file != NULL) fclose(file);
+    return file != NULL;
+  }
+  if (width == kSignalsItsParent) return syscall(SYS_tgkill, parent, parent, 0) == 0;
+  return mmap(NULL, 4096, PROT_READ | PROT_EXEC, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0) != MAP_FAILED;
+}
 
 EXPORT FeatureEngine* CreateFeatureEngine(void) {
   if (getenv("STUB_ABORTS") != NULL) abort();
+  parent = getppid();
   /* As the real one does for a missing file. */
   puts("load something failed");
   fflush(stdout);
@@ -45,6 +64,9 @@ EXPORT void ExtractFeature(FeatureEngine* engine, const uint8_t* pixels, int32_t
   if (width == kNotANumber) feature[501] = NAN;
   if (width == kTellsThreads) feature[0] = (float)atoi(getenv("OMP_NUM_THREADS"));
   if (width == kTakesItsTime) usleep(300000);
+  if (width == kOpensAFile || width == kSignalsItsParent || width == kMapsCode) {
+    feature[0] = (float)violates(width);
+  }
 }
 
 EXPORT float CompareFeatures(const FeatureVector* a, const FeatureVector* b) {

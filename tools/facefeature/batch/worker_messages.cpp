@@ -45,6 +45,14 @@ class Reader {
 
 }  // namespace
 
+WorkerReply failedReply(int code, const std::string& text) {
+  WorkerReply reply;
+  reply.kind = WorkerReplyKind::kFailed;
+  reply.code = code;
+  reply.text = text;
+  return reply;
+}
+
 std::string encodeRequests(const std::vector<WorkerRequest>& requests) {
   std::string message;
   putNumber(static_cast<uint32_t>(requests.size()), message);

@@ -35,6 +35,9 @@ struct WorkerReply {
   FeatureVector feature = {};  // kFeature
 };
 
+// A reply of the kind kFailed.
+WorkerReply failedReply(int code, const std::string& text);
+
 std::string encodeRequests(const std::vector<WorkerRequest>& requests);
 std::string encodeReply(const WorkerReply& reply);
 

@@ -1,4 +1,4 @@
-// The input that verbs take from a user: a photograph, and the landmarks of a face in it.
+// The landmarks of a face, from a file or from the detector.
 #ifndef FACEFEATURE_TOOLS_FACE_FACE_INPUT_H
 #define FACEFEATURE_TOOLS_FACE_FACE_INPUT_H
 
@@ -12,23 +12,8 @@
 
 namespace facefeature_tools {
 
-// How to handle an orientation in the Exif data of a photograph.
-enum class ExifRule {
-  kIgnore,  // pixels as stored; a warning if the orientation requires a rotation
-  kApply    // pixels turned upright
-};
-
-// The option's values, which are also passed to worker processes.
-constexpr char kExifOption[] = "--exif";
+// The option that selects a face. It is also passed to worker processes.
 constexpr char kFaceOption[] = "--face";
-const char* exifRuleName(ExifRule rule);
-
-// Throws Failure (kWrongUsage) for kApply if the program was built without Exif support.
-void requireExif(ExifRule rule);
-
-// Reads a photograph of a face. Throws Failure: kBadInput, also for pictures below 2 x 2 pixels,
-// which the library rejects; and whatever requireExif throws.
-Photo readFacePhoto(const std::string& verb, const std::string& path, ExifRule rule);
 
 // The face with this number (1 is the largest) among those found. Without a number, the largest,
 // with a message if there are others. Throws Failure (kBadInput) if there is none.

@@ -13,6 +13,7 @@
 #include "batch/extract_journal.h"
 #include "batch/extract_report.h"
 #include "batch/worker_pool.h"
+#include "face/face_input.h"
 #include "gallery/gallery_file.h"
 #include "model/default_model.h"
 #include "model/model_fingerprint.h"

@@ -10,7 +10,7 @@
 #include "base/failure.h"
 #include "batch/photo_list.h"
 #include "batch/progress.h"
-#include "face/face_input.h"
+#include "face/face_photo.h"
 
 namespace facefeature_tools {
 

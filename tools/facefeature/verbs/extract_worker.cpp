@@ -14,14 +14,6 @@
 namespace facefeature_tools {
 namespace {
 
-WorkerReply failedReply(int code, const std::string& text) {
-  WorkerReply reply;
-  reply.kind = WorkerReplyKind::kFailed;
-  reply.code = code;
-  reply.text = text;
-  return reply;
-}
-
 // A reply that describes the exception of work on a photograph, or nothing if there is none: an
 // error of a photograph ends that photograph only.
 std::optional<WorkerReply> failureOf(const std::string& photo, const std::function<void()>& work) {

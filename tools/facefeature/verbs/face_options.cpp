@@ -5,6 +5,7 @@
 #include <string>
 
 #include "face/face_finder.h"
+#include "face/face_input.h"
 
 namespace facefeature_tools {
 

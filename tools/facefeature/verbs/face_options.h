@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <string>
 
-#include "face/face_input.h"
+#include "face/face_photo.h"
 #include "verbs/options.h"
 
 namespace facefeature_tools {

@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "base/failure.h"
+#include "face/face_input.h"
 #include "gallery/gallery_layout.h"
 #include "model/default_model.h"
 #include "model/model_fingerprint.h"

@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "face/face_input.h"
+#include "face/face_photo.h"
 #include "gallery/feature_source.h"
 #include "gallery/gallery_origin.h"
 #include "verbs/options.h"

@@ -7,6 +7,7 @@
 
 #include "draw/face_picture.h"
 #include "face/face_input.h"
+#include "face/face_photo.h"
 #include "verbs/face_options.h"
 
 namespace facefeature_tools {

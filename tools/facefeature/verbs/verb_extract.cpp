@@ -4,6 +4,7 @@
 #include <memory>
 #include <utility>
 
+#include "face/face_input.h"
 #include "gallery/feature_file.h"
 #include "model/default_model.h"
 #include "verbs/extract_list_options.h"

@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <string>
 
-#include "face/face_input.h"
+#include "face/face_photo.h"
 #include "face/landmark_file.h"
 #include "model/model_session.h"
 #include "photo/photo.h"

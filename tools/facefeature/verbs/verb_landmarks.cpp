@@ -10,6 +10,7 @@
 
 #include "base/whole_file.h"
 #include "face/face_input.h"
+#include "face/face_photo.h"
 #include "verbs/face_options.h"
 
 namespace facefeature_tools {

@@ -18,6 +18,8 @@
 #include "verbs/verb_model_fingerprint.h"
 #include "verbs/verb_model_synth.h"
 #include "verbs/verb_search.h"
+#include "verbs/verb_serve.h"
+#include "verbs/verb_serve_worker.h"
 #include "verbs/verb_view.h"
 
 namespace facefeature_tools {
@@ -44,7 +46,9 @@ const std::vector<const Verb*>& allVerbs() {
       &kGalleryRemoveVerb,
       &kGalleryCompactVerb,
       &kGalleryVerifyVerb,
+      &kServeVerb,
       &kExtractWorkerVerb,
+      &kServeWorkerVerb,
   };
   // clang-format on
   return verbs;

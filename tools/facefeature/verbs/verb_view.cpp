@@ -16,6 +16,7 @@
 #include "evaluation/report_numbers.h"
 #include "evaluation/score_distributions.h"
 #include "face/face_finder.h"
+#include "face/face_input.h"
 #include "model/default_model.h"
 #include "model/model_fingerprint.h"
 #include "page/html.h"
