@@ -16,9 +16,11 @@ static_assert(sizeof(FeatureVector) == 502 * sizeof(float), "features are read a
 
 // Rows that a thread takes at a time: enough to make the cost of taking them negligible.
 constexpr size_t kChunkRows = 2048;
-// Rows and probes that are scored together. With their scores, both fit into a cache of 1 MB.
-constexpr size_t kBlockRows = 128;
+// Probes that are scored together. They fit into the second-level cache.
 constexpr size_t kBlockProbes = 64;
+// Scores that are computed before they are offered: 64 kB, so that they are still in a cache. Few
+// probes get long blocks of rows, because the kernels prefetch rows within a block only.
+constexpr size_t kBlockScores = 16384;
 
 struct Chunk {
   size_t firstRow;
@@ -53,7 +55,7 @@ class Search {
   void work() noexcept {
     try {
       std::vector<BestMatches> best = noMatches();
-      std::vector<float> scores(kBlockRows * std::min(kBlockProbes, probes_.size()));
+      std::vector<float> scores(kBlockScores);
       for (size_t i = nextChunk_++; i < chunks_.size(); i = nextChunk_++) {
         scan(chunks_[i], scores.data(), best);
       }
@@ -81,8 +83,9 @@ class Search {
   void scan(const Chunk& chunk, float* scores, std::vector<BestMatches>& best) const {
     for (size_t p = 0; p < probes_.size(); p += kBlockProbes) {
       const size_t count = std::min(kBlockProbes, probes_.size() - p);
-      for (size_t r = 0; r < chunk.count; r += kBlockRows) {
-        const size_t rows = std::min(kBlockRows, chunk.count - r);
+      const size_t blockRows = kBlockScores / count;
+      for (size_t r = 0; r < chunk.count; r += blockRows) {
+        const size_t rows = std::min(blockRows, chunk.count - r);
         score_(chunk.features + r * kFeatureFloats, static_cast<int32_t>(rows), probes_[p].values,
                static_cast<int32_t>(count), scores);
         for (size_t i = 0; i < count; ++i) {
