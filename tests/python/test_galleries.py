@@ -317,6 +317,61 @@ class ASearch(TemporaryFolderTest):
         self.assertEqual(self.expected(probe, 0, threshold), matches)
         self.assertIn("id 40", [match.id for match in matches])
 
+    def test_of_an_empty_gallery_has_no_matches(self):
+        write_gallery(self.folder / "none", [], self.rows[:0], fingerprint=MODEL)
+        gallery = Gallery(self.folder / "none")
+        for top in (0, 1, 10):
+            self.assertEqual([[], [], []], gallery.search(self.probes[:3], top=top))
+        self.assertEqual([[]], gallery.search(self.probes[0], threshold=-np.inf))
+
+    def test_of_one_row_has_that_row(self):
+        write_gallery(self.folder / "one", ["only"], self.rows[:1], fingerprint=MODEL)
+        gallery = Gallery(self.folder / "one")
+        score = compare(self.probes[0], self.rows[0])
+        for top in (0, 1, 10):
+            self.assertEqual([[("only", score, 0)]], gallery.search(self.probes[0], top=top))
+        self.assertEqual([[("only", score, 0)]], gallery.search(self.probes[0], threshold=score))
+        above = np.nextafter(np.float32(score), np.float32(np.inf))
+        self.assertEqual([[]], gallery.search(self.probes[0], threshold=above))
+
+    def test_for_no_probes_is_empty(self):
+        self.assertEqual([], self.gallery.search(self.probes[:0]))
+        write_gallery(self.folder / "none", [], self.rows[:0], fingerprint=MODEL)
+        self.assertEqual([], self.gallery.search(Gallery(self.folder / "none")))
+
+    def test_nan_matches_nothing(self):
+        probes = self.probes[:3].copy()
+        probes[0] = np.nan
+        probes[1, 250] = np.nan
+        probes[2, 501] = np.nan
+        self.assertEqual([[], [], []], self.gallery.search(probes, top=0))
+        self.assertEqual([[], [], []], self.gallery.search(probes, top=0, threshold=-np.inf))
+        rows = np.full((5, 502), np.nan, np.float32)
+        write_gallery(self.folder / "nan", list("abcde"), rows, fingerprint=MODEL)
+        self.assertEqual([[]] * 70, Gallery(self.folder / "nan").search(self.probes))
+        self.assertNotIn(7, [match.row for match in self.gallery.search(self.probes[0], top=0)[0]])
+
+    def test_of_hostile_numbers_answers_as_a_sort_of_all_scores_would(self):
+        special = np.array([np.nan, np.inf, -np.inf, 0, -0.0, 1e-45, -1e-38, 3.4e38], np.float32)
+        for _ in range(8):
+            count = self.random.randrange(1, 40)
+            self.rows = features(self.numbers, count)
+            for i in range(count):
+                if self.random.random() < 0.5:
+                    column = self.random.choice([self.random.randrange(500), 500, 501])
+                    self.rows[i, column] = self.random.choice(special)
+                if self.random.random() < 0.3:
+                    self.rows[i] = self.rows[self.random.randrange(count)]
+            write_gallery(self.folder / "h", [f"id {i}" for i in range(count)], self.rows,
+                          fingerprint=MODEL)  # fmt: skip
+            probes = self.probes[:4].copy()
+            probes[0, 501] = self.random.choice(special)
+            probes[1, 17] = self.random.choice(special)
+            top = self.random.randrange(12)
+            answers = Gallery(self.folder / "h").search(probes, top=top)
+            for probe, matches in zip(probes, answers):
+                self.assertEqual(self.expected(probe, top), matches)
+
     def test_takes_a_gallery_of_the_same_model_only(self):
         write_gallery(self.folder / "p", ["p", "q"], self.probes[:2], fingerprint=MODEL)
         self.assertEqual(
