@@ -94,7 +94,7 @@ class Scripts(TemporaryFolderTest):
         try:
             import faiss  # pylint: disable=import-outside-toplevel,unused-import
         except ImportError:
-            self.skipTest("faiss is not installed (Debian: python3-faiss)")
+            self.skipTest("faiss is not installed (tools/install-packages engines)")
         answers = self.folder / "answers.csv"
         for more, recall in (["--flat"], 1.0), ([], 0.98):
             self.run_script(sys.executable, ENGINES / "faiss_search.py", self.gallery, self.probes,
@@ -105,9 +105,9 @@ class Scripts(TemporaryFolderTest):
 
     def require_node_module(self, name):
         if which("node") is None:
-            self.skipTest("node is not installed (Debian: nodejs)")
+            self.skipTest("node is not installed (tools/install-packages engines)")
         if not (ENGINES / "node_modules" / name).is_dir():
-            self.skipTest(f"{name} is not installed (npm install in examples/engines)")
+            self.skipTest(f"{name} is not installed (tools/install-packages engines)")
 
     def assert_finds(self, recall, *command):
         """The answers of a script, of fewer rows, have exact scores and nearly all exact matches."""
