@@ -30,15 +30,17 @@ inline std::vector<std::string> linesOfText(const std::string& text) {
 }
 
 // The files in a folder and its subfolders, by path below the root, in ascending order; empty if
-// the folder does not exist. Pictures and other files without lines are left out.
+// the folder does not exist. Pictures and other files without lines are left out, and so are
+// installed npm packages, which are not part of the repository.
 inline std::vector<std::string> textFilesBelow(const std::string& folder) {
   std::vector<std::string> paths;
   if (!std::filesystem::is_directory(repositoryRoot() / folder)) return paths;
-  for (const auto& entry :
-       std::filesystem::recursive_directory_iterator(repositoryRoot() / folder)) {
-    if (!entry.is_regular_file()) continue;
+  std::filesystem::recursive_directory_iterator entry(repositoryRoot() / folder);
+  for (; entry != std::filesystem::recursive_directory_iterator(); ++entry) {
+    if (entry->path().filename() == "node_modules") entry.disable_recursion_pending();
+    if (!entry->is_regular_file()) continue;
     const std::string path =
-        entry.path().lexically_relative(repositoryRoot().lexically_normal()).generic_string();
+        entry->path().lexically_relative(repositoryRoot().lexically_normal()).generic_string();
     if (fileText(path).find('\0') == std::string::npos) paths.push_back(path);
   }
   std::sort(paths.begin(), paths.end());
