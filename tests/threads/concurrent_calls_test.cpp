@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "engine/feature_engine.h"
+#include "facefeature/batch.h"
 #include "support/bits.h"
 #include "support/seeded_random.h"
 #include "support/test_engine.h"
@@ -113,6 +114,32 @@ TEST(ConcurrentCalls, AnEngineMayBeCalledByAnotherThreadEachTime) {
     runOnOtherThread([&] { engine.reset(); });
   }
   EXPECT_TRUE(good);
+}
+
+TEST(ConcurrentCalls, BatchesOfManyThreadsGiveTheBitsOfOneEngine) {
+  const Faces faces(3);
+  constexpr size_t kThreads = 4;
+  std::vector<FaceBatch*> batches(kThreads);
+  for (FaceBatch*& batch : batches) ASSERT_EQ(kFaceBatchDone, CreateFaceBatch(&batch));
+  std::atomic<int> wrong{0};
+  runConcurrently(kThreads, [&](size_t t) {
+    FeatureVector features[3];
+    for (int round = 0; round < 2; ++round) {
+      for (int32_t i = 0; i < 3; ++i) {
+        Request own = faces.requests[(t + static_cast<size_t>(i)) % 3];
+        if (PutFaceInBatch(batches[t], i, own.picture.pixels(), own.picture.width,
+                           own.picture.height, own.picture.stride, own.face.set())) {
+          ++wrong;
+        }
+      }
+      if (ExtractFaceBatch(batches[t], 3, features) != kFaceBatchDone) ++wrong;
+      for (size_t i = 0; i < 3; ++i) {
+        if (!sameFloats(faces.wanted[(t + i) % 3].data(), features[i].values, 502)) ++wrong;
+      }
+    }
+  });
+  EXPECT_EQ(0, wrong);
+  for (FaceBatch* batch : batches) DestroyFaceBatch(batch);
 }
 
 // The table in the header, enforced by one lock: extractions share it, creations and destructions
