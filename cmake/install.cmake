@@ -35,10 +35,17 @@ file(RELATIVE_PATH FACEFEATURE_PREFIX_FROM_PKGCONFIG
      ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
 string(REGEX REPLACE "/$" "" FACEFEATURE_PREFIX_FROM_PKGCONFIG
        "${FACEFEATURE_PREFIX_FROM_PKGCONFIG}")
-configure_file(${CMAKE_CURRENT_LIST_DIR}/facefeature.pc.in
-               ${PROJECT_BINARY_DIR}/install/facefeature.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/install/facefeature.pc
-        DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
+function(facefeature_install_pkg_config name description)
+  set(FACEFEATURE_PC_NAME ${name})
+  set(FACEFEATURE_PC_DESCRIPTION ${description})
+  configure_file(${CMAKE_CURRENT_FUNCTION_LIST_DIR}/library.pc.in
+                 ${PROJECT_BINARY_DIR}/install/${name}.pc @ONLY)
+  install(FILES ${PROJECT_BINARY_DIR}/install/${name}.pc
+          DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT dev)
+endfunction()
+facefeature_install_pkg_config(facefeature "${PROJECT_DESCRIPTION}")
+facefeature_install_pkg_config(facefeature_batch
+                               "Features of up to 16 faces in one pass over the model")
 
 if(TARGET facefeature_program)
   install(TARGETS facefeature_program RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tools)
