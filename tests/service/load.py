@@ -3,10 +3,11 @@
 that do not read, files that are not photographs, killed workers. Fails if a client gets anything but
 the feature of its photograph, if a request is not answered, or if memory grows.
 
-    tests/service/load.py PROGRAM MODEL [--requests N] [--clients N] [--seed N]
+    tests/service/load.py PROGRAM MODEL [--requests N] [--clients N] [--seed N] [--kill-every SECONDS]
 
 A request whose worker is killed gets the error "lost" and is sent again. Every other reply must be
-the feature that "facefeature extract" writes for the same photograph.
+the feature that "facefeature extract" writes for the same photograph. With --kill-every 0, workers
+live as long as the service, and their memory is checked, too.
 """
 
 from __future__ import annotations
@@ -154,6 +155,13 @@ class Load:
             if error.code not in ("bad-input", "lost"):
                 raise AssertionError(f"garbage got {error}") from error
 
+    def memory(self) -> dict[int, int]:
+        """The kilobytes of each process: of the service, and of its workers unless they are killed."""
+        pids = [self.service.process.pid]
+        if self.arguments.kill_every == 0:
+            pids += self.service.workers()
+        return {pid: self.service.resident_kilobytes(pid) for pid in pids}
+
     def kill(self) -> None:
         random = Random(f"{self.arguments.seed} kill")
         while not self.done.wait(random.uniform(0.5, 1.5) * self.arguments.kill_every):
@@ -172,7 +180,8 @@ class Load:
         attacks = {"cut": self.cut, "huge": self.huge, "slow": self.slow, "deaf": self.deaf,
                    "garbage": self.garbage}  # fmt: skip
         others = [threading.Thread(target=self.attacker, args=each) for each in attacks.items()]
-        others.append(threading.Thread(target=self.kill))
+        if self.arguments.kill_every > 0:
+            others.append(threading.Thread(target=self.kill))
         threads = [threading.Thread(target=self.client, args=each) for each in enumerate(shares)]
         for thread in others + threads:
             thread.start()
@@ -206,11 +215,11 @@ def main() -> int:
             load = Load(service, photos, features, arguments)
             # The first round brings the memory to its usual level.
             load.run(max(arguments.clients, arguments.requests // 4))
-            before = service.resident_kilobytes()
+            before = load.memory()
             start, answered = time.monotonic(), len(load.seconds)
             load.run(arguments.requests)
             seconds = time.monotonic() - start
-            after = service.resident_kilobytes()
+            after = load.memory()
             health = service.health()
             code = service.stop()
         output = service.output.read_text()
@@ -218,13 +227,17 @@ def main() -> int:
     print(f"{len(times)} requests of {arguments.clients} clients in {seconds:.1f} s, answered within "
           f"{1000 * times[len(times) // 2]:.0f} ms (median), {1000 * times[-1]:.0f} ms (worst)")  # fmt: skip
     print(f"{load.kills} workers killed, {load.again} requests sent again; attacks: {load.attacks}")
-    print(f"memory of the service: {before} kB before, {after} kB after; {health}")
+    print(f"kilobytes of each process: {[*before.values()]} before, {[*after.values()]} after")
+    print(f"health: {health}")
     if len(times) != arguments.requests:
         load.errors.append(f"{arguments.requests - len(times)} requests were lost")
     if load.again > load.kills:
         load.errors.append("more requests were lost than workers were killed")
-    if after - before > GROWTH_KILOBYTES:
-        load.errors.append(f"the service has grown by {after - before} kB")
+    for pid in before:
+        if pid not in after:
+            load.errors.append("a worker exited")
+        elif after[pid] - before[pid] > GROWTH_KILOBYTES:
+            load.errors.append(f"a process has grown by {after[pid] - before[pid]} kB")
     if code != 0:
         load.errors.append(f"the service ended with {code}: {output}")
     for error in load.errors:

@@ -130,11 +130,12 @@ class Service:
         with self.connect() as connection:
             return connection.ask({"request": "health"})[0]
 
-    def resident_kilobytes(self) -> int:
-        for line in Path(f"/proc/{self.process.pid}/status").read_text().splitlines():
+    def resident_kilobytes(self, pid: int | None = None) -> int:
+        """Of the service, or of a worker."""
+        for line in Path(f"/proc/{pid or self.process.pid}/status").read_text().splitlines():
             if line.startswith("VmRSS:"):
                 return int(line.split()[1])
-        raise RuntimeError("the system does not report its memory")
+        raise RuntimeError("the system does not report the memory of the process")
 
     def stop(self, number: int = signal.SIGTERM, seconds: float = 60) -> int:
         """The exit code."""
