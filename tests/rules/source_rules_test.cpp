@@ -45,7 +45,7 @@ std::vector<std::string> allTextFiles() {
   std::vector<std::string> paths = textFilesInRoot();
   for (const char* folder :
        {"src", "include", "tools", "tests", "docs", "cmake", "fuzz", "bench", "python", "examples",
-        "bindings/csharp", "bindings/node/test", ".ci"}) {
+        "adapters", "bindings/csharp", "bindings/node/test", ".ci"}) {
     const std::vector<std::string> more = textFilesBelow(folder);
     paths.insert(paths.end(), more.begin(), more.end());
   }
