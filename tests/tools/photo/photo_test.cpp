@@ -9,6 +9,7 @@
 #include "support/private_temp_folder.h"
 #include "support/seeded_random.h"
 #include "tools/photo/encoded_pictures.h"
+#include "tools/run_program.h"
 
 namespace facefeature_test {
 namespace {
@@ -276,6 +277,20 @@ TEST(Photo, OtherFilesAreRefusedWithAMessage) {
   for (const char* text : {"P", "P5 1 1 255 a", "GIF89a", "{}", "\xFF", "\x89PN"}) {
     EXPECT_EQ("is not a JPEG, PNG or binary PPM (P6) picture", errorOf(bytesOfText(text)));
   }
+}
+
+TEST(Photo, FilesAreRecognisedByTheirFirstBytes) {
+  const std::string path = privateTempFolder() + "/start";
+  for (const std::string& start : {std::string("\xFF\xD8"), std::string("\x89PNG"),
+                                   std::string("P6"), std::string("P6\n1 1")}) {
+    writeText(path, start);
+    EXPECT_TRUE(facefeature_tools::looksLikePhoto(path)) << start;
+  }
+  for (const char* start : {"", "\xFF", "\x89P", "\x89PNX", "P5", "p6", " P6"}) {
+    writeText(path, start);
+    EXPECT_FALSE(facefeature_tools::looksLikePhoto(path)) << start;
+  }
+  EXPECT_FALSE(facefeature_tools::looksLikePhoto(path + ".none"));
 }
 
 TEST(Photo, FileThatCannotBeReadIsNamed) {

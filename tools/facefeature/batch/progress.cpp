@@ -99,7 +99,7 @@ void Progress::about(const char* event, const std::string& id, const std::string
     put(dumped({{"event", event}, {"id", id}, {"text", text}}));
     return;
   }
-  if (format_ == ProgressFormat::kTerminal) put(kClearLine);
+  clear();
   say(verb_, id + ": " + text);
 }
 
@@ -107,6 +107,13 @@ void Progress::failed(const std::string& id, const std::string& text) {
   ++counts_.done;
   ++counts_.failed;
   about("failed", id, text);
+}
+
+void Progress::failed(const std::string& text) {
+  ++counts_.done;
+  ++counts_.failed;
+  clear();
+  say(verb_, text);
 }
 
 void Progress::warned(const std::string& id, const std::string& text) {
@@ -129,12 +136,16 @@ void Progress::tick() {
   }
 }
 
+void Progress::clear() {
+  if (format_ == ProgressFormat::kTerminal) put(kClearLine);
+}
+
 void Progress::end(const std::string& text) {
   if (format_ == ProgressFormat::kJson) {
     put(progressJson("end", counts_, seconds()));
     return;
   }
-  if (format_ == ProgressFormat::kTerminal) put(kClearLine);
+  clear();
   say(verb_, text);
 }
 

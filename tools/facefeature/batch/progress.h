@@ -38,10 +38,14 @@ class Progress {
 
   void succeeded() { ++counts_.done; }
   void failed(const std::string& id, const std::string& text);
+  // The same with a text that names the photograph. Not for kJson.
+  void failed(const std::string& text);
   void warned(const std::string& id, const std::string& text);
 
   // Call this often; it reports when it is time.
   void tick();
+  // Removes the line on a terminal, before other messages or at the end of a run without a report.
+  void clear();
   // Reports how the run ended. The text is for people and is not sent to programs.
   void end(const std::string& text);
 

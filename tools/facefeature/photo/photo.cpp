@@ -1,7 +1,7 @@
 #include "photo/photo.h"
 
 #include <algorithm>
-#include <initializer_list>
+#include <cstdio>
 
 #include "base/failure.h"
 #include "base/whole_file.h"
@@ -11,8 +11,24 @@ namespace {
 
 constexpr char kRemedy[] = "Give a complete JPEG, PNG or PPM file of the photograph";
 
-bool startsWith(const std::vector<uint8_t>& bytes, std::initializer_list<uint8_t> start) {
-  return bytes.size() >= start.size() && std::equal(start.begin(), start.end(), bytes.begin());
+using Decoder = Photo (*)(const std::vector<uint8_t>& bytes);
+
+struct Format {
+  std::vector<uint8_t> start;  // of a file
+  Decoder decode;
+};
+
+// The decoder for a file that begins with these bytes, or null.
+Decoder decoderOf(const std::vector<uint8_t>& bytes) {
+  static const Format formats[] = {
+      {{0xFF, 0xD8}, decodeJpeg}, {{0x89, 'P', 'N', 'G'}, decodePng}, {{'P', '6'}, decodePpm}};
+  for (const Format& format : formats) {
+    const std::vector<uint8_t>& start = format.start;
+    if (bytes.size() >= start.size() && std::equal(start.begin(), start.end(), bytes.begin())) {
+      return format.decode;
+    }
+  }
+  return nullptr;
 }
 
 }  // namespace
@@ -33,10 +49,18 @@ Photo makePhoto(uint64_t width, uint64_t height) {
 
 Photo decodePhoto(const std::vector<uint8_t>& bytes) {
   if (bytes.empty()) throw PhotoError("is empty");
-  if (startsWith(bytes, {0xFF, 0xD8})) return decodeJpeg(bytes);
-  if (startsWith(bytes, {0x89, 'P', 'N', 'G'})) return decodePng(bytes);
-  if (startsWith(bytes, {'P', '6'})) return decodePpm(bytes);
-  throw PhotoError("is not a JPEG, PNG or binary PPM (P6) picture");
+  const Decoder decode = decoderOf(bytes);
+  if (decode == nullptr) throw PhotoError("is not a JPEG, PNG or binary PPM (P6) picture");
+  return decode(bytes);
+}
+
+bool looksLikePhoto(const std::string& path) {
+  std::FILE* file = std::fopen(path.c_str(), "rb");
+  if (file == nullptr) return false;
+  std::vector<uint8_t> start(4);
+  start.resize(std::fread(start.data(), 1, start.size(), file));
+  std::fclose(file);
+  return decoderOf(start) != nullptr;
 }
 
 std::vector<uint8_t> readPhotoBytes(const std::string& path) {

@@ -30,7 +30,10 @@ class PhotoError : public std::runtime_error {
 // nobody photographed.
 Photo decodePhoto(const std::vector<uint8_t>& bytes);
 
-// The same from a file. Throws Failure (kBadInput).
+// Whether the file begins like one that decodePhoto takes. False if it can't be read.
+bool looksLikePhoto(const std::string& path);
+
+// The same as decodePhoto from a file. Throws Failure (kBadInput).
 Photo readPhoto(const std::string& path);
 
 // The two steps of readPhoto, for callers that need more of the bytes than the pixels. Both throw

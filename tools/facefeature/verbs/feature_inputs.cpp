@@ -1,36 +1,28 @@
 #include "verbs/feature_inputs.h"
 
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
 #include <system_error>
 
 #include "base/failure.h"
+#include "batch/progress.h"
 #include "face/face_input.h"
 #include "gallery/gallery_layout.h"
 #include "model/default_model.h"
 #include "model/model_fingerprint.h"
 #include "model/model_session.h"
+#include "photo/photo.h"
 #include "verbs/face_options.h"
 #include "verbs/verb_extract.h"
 
 namespace facefeature_tools {
 namespace {
 
-// Recognised by the first bytes, as in readPhoto(). A feature file may begin with any bytes, but no
-// photograph of a face has its size.
-bool looksLikePhoto(const std::string& path) {
+// A feature file may begin with any bytes, but no photograph of a face has its size.
+bool isPhotographFile(const std::string& path) {
   std::error_code error;
-  if (std::filesystem::file_size(path, error) == kFeatureBytes || error) return false;
-  std::FILE* file = std::fopen(path.c_str(), "rb");
-  if (file == nullptr) return false;
-  unsigned char start[2] = {};
-  const size_t got = std::fread(start, 1, sizeof start, file);
-  std::fclose(file);
-  const bool isJpeg = start[0] == 0xFF && start[1] == 0xD8;
-  const bool isPng = start[0] == 0x89 && start[1] == 'P';
-  const bool isPpm = start[0] == 'P' && start[1] == '6';
-  return got == sizeof start && (isJpeg || isPng || isPpm);
+  const auto bytes = std::filesystem::file_size(path, error);
+  return !error && bytes != kFeatureBytes && looksLikePhoto(path);
 }
 
 // The library with a model, for the photographs of one command.
@@ -70,13 +62,14 @@ FeatureInputs::FeatureInputs(const char* verb, const std::vector<std::string>& a
                              const PhotoOptions& options) {
   std::optional<Extractor> extractor;
   std::vector<bool> isPhoto;
-  for (const std::string& argument : arguments) isPhoto.push_back(looksLikePhoto(argument));
+  for (const std::string& argument : arguments) isPhoto.push_back(isPhotographFile(argument));
   const auto photos = std::count(isPhoto.begin(), isPhoto.end(), true);
   if (!options.landmarks.empty() && photos != 1) {
     throw Failure(kWrongUsage, options.landmarks,
                   "are landmarks for one photograph, and " + std::to_string(photos) + " are given",
                   "Name one photograph");
   }
+  Progress progress(progressFormat("auto"), verb, static_cast<size_t>(photos), 0);
   for (size_t i = 0; i < arguments.size(); ++i) {
     const std::string& argument = arguments[i];
     Source source = {argument, {}, nullptr};
@@ -85,11 +78,14 @@ FeatureInputs::FeatureInputs(const char* verb, const std::vector<std::string>& a
         extractor.emplace(verb, options);
         joinOrigin(argument, extractor->origin());
       }
+      progress.tick();
       try {
         source.feature = extractor->feature(argument);
+        progress.succeeded();
       } catch (const Failure& failure) {
+        progress.clear();
         if (!options.skipsFailed || failure.code() != kBadInput) throw;
-        say(verb, failure.what());
+        progress.failed(failure.what());
         ++skipped_;
         continue;
       }
@@ -102,6 +98,7 @@ FeatureInputs::FeatureInputs(const char* verb, const std::vector<std::string>& a
     for (size_t row = 0; row < rows; ++row) items_.push_back({sources_.size(), row});
     sources_.push_back(std::move(source));
   }
+  progress.clear();
 }
 
 void FeatureInputs::joinOrigin(const std::string& argument, const GalleryOrigin& origin) {

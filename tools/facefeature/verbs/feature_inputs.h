@@ -37,7 +37,8 @@ constexpr char kFeatureInputHelp[] =
 // Photographs (recognised by their first bytes), and everything that FeatureSource accepts.
 class FeatureInputs {
  public:
-  // Computes the features of the photographs. Messages name the verb. Throws Failure: kBadInput,
+  // Computes the features of the photographs and reports the progress of many. Messages name the
+  // verb. Throws Failure: kBadInput,
   // also for landmarks unless there is exactly one photograph; kBadModel, also if the inputs have
   // different models; kFailed without the library.
   FeatureInputs(const char* verb, const std::vector<std::string>& arguments,
