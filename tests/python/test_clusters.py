@@ -13,7 +13,7 @@ from scipy.spatial.distance import squareform
 from support import PROGRAM, TemporaryFolderTest
 from test_evaluation import MODEL, Parsed, faces
 
-from facefeature import score_matrix, write_gallery
+from facefeature import compare, score_matrix, write_gallery
 
 
 class Clusters(TemporaryFolderTest):
@@ -112,6 +112,12 @@ class Clusters(TemporaryFolderTest):
         text = "".join(parsed.text)
         self.assertEqual(1, len(parsed.loads))
         self.assertTrue(parsed.loads[0].startswith("data:image/jpeg;base64,"))
+        self.assertIn("Threshold 0.9.", text)
+        # The mean score of each photograph with the others of its cluster.
+        features = features[[3, 1, 1, 0, 3, 3, 2, 0]]
+        for row, others in [(0, [4, 5]), (4, [0, 5]), (1, [2])]:
+            mean = np.mean([compare(features[row], features[other]) for other in others])
+            self.assertIn(f"<strong>{mean:.4g}</strong><br>face, {row}", page.read_text())
         for line in ("Cluster 1: 3 photographs", "Cluster 2: 2 photographs", "Alone: 1 photographs"):
             self.assertIn(line, text)
 

@@ -3,6 +3,7 @@
 import csv
 import io
 import json
+import os
 import re
 import shutil
 import subprocess
@@ -304,6 +305,16 @@ class Page(EvaluationTest):
         self.assertGreater(len(page.loads), 4)
         self.assertEqual(5, page.tags.count("svg"))
         self.assertNotRegex(re.sub(r"data:[^\"]*", "", html), r"https?:|@import|url\(")
+
+    def test_replaces_no_input(self):
+        self.write(*faces(self.numbers, 5, 2, 1.5))
+        before = self.people.read_bytes()
+        result = self.run_evaluate(
+            "--people", self.people, "-o", self.folder / "people.html", code=2
+        )
+        self.assertIn("people.csv: is an input, and the report would replace it", result.stderr)
+        self.assertEqual(before, self.people.read_bytes())
+        self.assertEqual({"faces.gallery", "people.csv"}, set(os.listdir(self.folder)))
 
     @unittest.skipUnless(shutil.which("chromium-headless-shell"), "no browser is installed")
     def test_is_shown_by_a_browser(self):

@@ -11,6 +11,7 @@
 #include "base/float_text.h"
 #include "engine/feature_engine.h"
 #include "gallery/feature_file.h"
+#include "page/html.h"
 #include "support/seeded_random.h"
 #include "tools/gallery/random_gallery.h"
 #include "tools/run_program.h"
@@ -212,7 +213,9 @@ TEST_F(SearchVerb, ThePageShowsTheProbeAndItsMatches) {
   EXPECT_EQ(std::string::npos, html.find("a&b"));
   const auto answers = facefeature_tools::parseCsv(outcome.out);
   for (const size_t row : {size_t{1}, size_t{2}}) {
-    EXPECT_EQ(1u, count("<strong>" + answers[row].fields[3] + "</strong>"));
+    EXPECT_EQ(1u,
+              count("<strong>" + facefeature_tools::htmlNumber(std::stof(answers[row].fields[3])) +
+                    "</strong>"));
   }
   // A list gives the photographs of other ids.
   writeText(base + "/list.csv", "id,photo\nno <file>," + one + "\n");

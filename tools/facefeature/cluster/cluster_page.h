@@ -11,7 +11,7 @@
 namespace facefeature_tools {
 
 // A self-contained page with a section for each cluster of several rows and one for all others. A
-// section shows its first hundred rows.
+// section shows its first hundred rows. Each of them has its mean score with the others shown.
 std::string clusterPage(const Gallery& gallery, const Clusters& clusters, float threshold,
                         const PhotoIndex& photographs);
 

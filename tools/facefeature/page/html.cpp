@@ -1,6 +1,7 @@
 #include "page/html.h"
 
 #include <cstddef>
+#include <cstdio>
 
 namespace facefeature_tools {
 namespace {
@@ -18,6 +19,7 @@ table { border-collapse: collapse; margin: 1rem 0; font-variant-numeric: tabular
 th, td { white-space: nowrap; padding: .25rem .9rem .25rem 0; text-align: right; border-bottom: 1px solid #e6e9ee; }
 th { color: #565d68; font-weight: 600; font-size: .9rem; vertical-align: bottom; }
 th:first-child, td:first-child { text-align: left; }
+td:last-child { white-space: normal; }
 figure { margin: 1rem 0; }
 svg { max-width: 100%; height: auto; }
 img.half { max-width: 34rem; max-height: 34rem; }
@@ -60,6 +62,12 @@ std::string htmlText(std::string_view text) {
     }
   }
   return escaped;
+}
+
+std::string htmlNumber(float value) {
+  char text[32];
+  std::snprintf(text, sizeof text, "%.4g", static_cast<double>(value));
+  return text;
 }
 
 std::string htmlPage(std::string_view title, const std::string& bodyHtml) {

@@ -15,6 +15,9 @@ namespace facefeature_tools {
 // Text with the five special characters of HTML escaped. Also valid within double quotes.
 std::string htmlText(std::string_view text);
 
+// A score or threshold with four digits, which are enough to compare by eye.
+std::string htmlNumber(float value);
+
 // A whole document with the style that all pages share.
 std::string htmlPage(std::string_view title, const std::string& bodyHtml);
 

@@ -10,7 +10,7 @@ namespace facefeature_tools {
 namespace {
 
 // In pixels of the drawing, which browsers scale.
-constexpr double kWidth = 560.0, kHeight = 420.0;
+constexpr double kWidth = 560.0, kHeight = 440.0;
 constexpr double kLeft = 70.0, kRight = 540.0, kTop = 16.0, kBottom = 365.0;
 
 // The inverse of the normal distribution function, by bisection. That is fast enough for some

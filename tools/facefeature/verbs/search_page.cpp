@@ -3,7 +3,6 @@
 #include <string_view>
 #include <vector>
 
-#include "base/float_text.h"
 #include "page/html.h"
 
 namespace facefeature_tools {
@@ -35,9 +34,8 @@ void SearchPage::add(const std::string& id, const std::string& photoOfProbe,
     if (++rank > kMostMatches) break;
     const std::string_view name = gallery_.id(match.row);
     cards.push_back(htmlCard(photos_.thumbnailUri(name, kThumbnailSide), name,
-                             std::to_string(rank) + ". <strong>" +
-                                 htmlText(floatText(match.score)) + "</strong><br>" +
-                                 htmlText(name)));
+                             std::to_string(rank) + ". <strong>" + htmlNumber(match.score) +
+                                 "</strong><br>" + htmlText(name)));
   }
   parts_ += "<h2>" + htmlText(id) + "</h2>\n" + htmlCards(cards);
   if (answer.matches.empty()) parts_ += "<p>No match.</p>\n";
@@ -47,10 +45,11 @@ void SearchPage::add(const std::string& id, const std::string& photoOfProbe,
 }
 
 std::string SearchPage::html() const {
-  std::string summary = "<p>The faces of " + htmlText(gallery_.path()) + ", " +
-                        std::to_string(gallery_.count()) + ", that score highest with each probe. ";
-  summary += threshold_ ? "Only scores of " + htmlText(floatText(*threshold_)) + " or more."
-                        : "Without a threshold: the first match may be another person.";
+  std::string summary = "<p>The faces that score highest with each probe, of the " +
+                        std::to_string(gallery_.count()) + " in " + htmlText(gallery_.path()) +
+                        ". ";
+  summary += threshold_ ? "Only scores of " + htmlNumber(*threshold_) + " or more."
+                        : "There is no threshold, so even the first match may be another person.";
   summary += "</p>\n";
   const std::string rest = probes_ > kMostProbes ? more(probes_ - kMostProbes, "probes") : "";
   return htmlPage("Search", summary + parts_ + rest);

@@ -24,8 +24,8 @@ struct ClusterRequest {
   std::string gallery;
   ThresholdChoice threshold;
   std::string method = kComponents;
-  std::string page;         // HTML file, or empty
-  std::string photographs;  // list or folder, or empty
+  std::string page;               // HTML file, or empty
+  std::string photographs = ".";  // list or folder
 };
 
 std::vector<float> featuresOf(const Gallery& gallery) {
@@ -40,7 +40,7 @@ std::vector<float> featuresOf(const Gallery& gallery) {
 
 ExitCode runCluster(const ClusterRequest& request) {
   const PhotoIndex photographs =
-      request.photographs.empty() ? PhotoIndex() : PhotoIndex(request.photographs);
+      request.page.empty() ? PhotoIndex() : PhotoIndex(request.photographs);
   const Gallery gallery(request.gallery);
   const std::optional<float> threshold =
       chosenThreshold(kClusterVerb, request.threshold, {&gallery});
@@ -89,8 +89,10 @@ VerbRun define(Options& options) {
       .check(htmlNameFault)
       .valueName("FILE.html");
   options
-      .add("--photos", request->photographs,
-           "Photographs for the page: a list as for extract --list, or a folder with a file per id")
+      .add(
+          "--photos", request->photographs,
+          "Photographs for the page: a list as for extract --list, or a folder with a file per id. "
+          "By default, ids are names of files")
       .valueName("LIST|FOLDER");
   return [request] { return runCluster(*request); };
 }

@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <memory>
 #include <string>
+#include <system_error>
 
 #include "base/output_file.h"
 #include "base/standard_output.h"
@@ -20,10 +21,10 @@ namespace {
 
 struct EvaluateRequest {
   std::string gallery;
-  std::string people;       // CSV id,person, or empty
-  std::string pairs;        // CSV id_a,id_b,same, or empty
-  std::string report;       // HTML file, or empty
-  std::string photographs;  // list or folder, or empty
+  std::string people;             // CSV id,person, or empty
+  std::string pairs;              // CSV id_a,id_b,same, or empty
+  std::string report;             // HTML file, or empty
+  std::string photographs = ".";  // list or folder
   uint64_t replicates = BootstrapOptions().replicates;
   uint64_t seed = BootstrapOptions().seed;
 };
@@ -37,6 +38,25 @@ Evaluation evaluated(const EvaluateRequest& request, const Gallery& gallery) {
   return evaluatePairs(gallery, pairs, peopleOfPairs(pairs, request.pairs), bootstrap);
 }
 
+std::string besideReport(const EvaluateRequest& request, const char* extension) {
+  return std::filesystem::path(request.report).replace_extension(extension).string();
+}
+
+// A report named after the list of people, such as people.html, would replace people.csv.
+void requireOtherNamesThanInputs(const EvaluateRequest& request) {
+  for (const char* extension : {".html", ".csv", ".json", ".thresholds.json"}) {
+    const std::string output = besideReport(request, extension);
+    for (const std::string& input :
+         {request.gallery, request.people, request.pairs, request.photographs}) {
+      std::error_code ignored;
+      if (std::filesystem::equivalent(output, input, ignored)) {
+        throw Failure(kWrongUsage, output, "is an input, and the report would replace it",
+                      "Give the report another name");
+      }
+    }
+  }
+}
+
 void writeText(const std::string& path, const std::string& text) {
   OutputFile file(path);
   file.write(text);
@@ -46,13 +66,9 @@ void writeText(const std::string& path, const std::string& text) {
 // The report and its additional files, whose names differ in their extensions.
 void writeReport(const EvaluateRequest& request, const Evaluation& evaluation,
                  const PhotoIndex& photographs) {
-  const std::filesystem::path path(request.report);
-  const auto beside = [&path](const char* ending) {
-    return std::filesystem::path(path).replace_extension(ending).string();
-  };
-  writeText(beside(".csv"), csvReport(evaluation));
-  writeText(beside(".json"), jsonReport(evaluation));
-  writeThresholdFile(beside(".thresholds.json"), evaluation);
+  writeText(besideReport(request, ".csv"), csvReport(evaluation));
+  writeText(besideReport(request, ".json"), jsonReport(evaluation));
+  writeThresholdFile(besideReport(request, ".thresholds.json"), evaluation);
   writeText(request.report, htmlReport(evaluation, photographs));
   if (photographs.unreadable() > 0) {
     say(kEvaluateVerb.name, request.photographs +
@@ -85,9 +101,10 @@ ExitCode runEvaluate(const EvaluateRequest& request) {
                   "Name the people of the photographs with --people, or the pairs of one person "
                   "with --pairs");
   }
+  if (!request.report.empty()) requireOtherNamesThanInputs(request);
   // Read before minutes of work, so that an error in the list is reported at once.
   const PhotoIndex photographs =
-      request.photographs.empty() ? PhotoIndex() : PhotoIndex(request.photographs);
+      request.report.empty() ? PhotoIndex() : PhotoIndex(request.photographs);
   const Gallery gallery(request.gallery);
   const Evaluation evaluation = evaluated(request, gallery);
   warnOf(request, evaluation);
@@ -123,7 +140,7 @@ VerbRun define(Options& options) {
   options
       .add("--photos", request->photographs,
            "Photographs for the report: a list as for extract --list, or a folder with a file per "
-           "id")
+           "id. By default, ids are names of files")
       .valueName("LIST|FOLDER");
   options
       .add("--replicates", request->replicates,
