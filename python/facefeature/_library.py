@@ -101,8 +101,8 @@ class FaceByFace:
         return handle
 
     def extract(self, handle: int, faces: List[FaceArguments], features: NDArray[Any]) -> None:
-        """Writes the feature of faces[i] to features[i] (float32, C-contiguous). NaNs if there is
-        none. At most faces_at_once faces."""
+        """Writes the feature of faces[i] to features[i] (float32, C-contiguous), and leaves that row
+        as it is if the face has no feature. At most faces_at_once faces."""
         for arguments, feature in zip(faces, features):
             self._extract(handle, *arguments, feature.ctypes.data)
 
@@ -134,7 +134,6 @@ class SeveralFaces:
 
     def extract(self, handle: int, faces: List[FaceArguments], features: NDArray[Any]) -> None:
         """As FaceByFace.extract. Raises MemoryError; no feature is to be used then."""
-        features.fill(np.nan)
         rows = []
         for row, arguments in enumerate(faces):
             status = self._put(handle, len(rows), *arguments)
