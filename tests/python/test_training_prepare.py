@@ -1,6 +1,8 @@
 """Cutting chips from photographs."""
 
+import contextlib
 import csv
+import io
 import json
 import unittest.mock
 
@@ -99,6 +101,18 @@ class Prepare(TemporaryFolderTest):
             self.assertEqual(0, self.run_command("--jobs", "1", "--part", "2"))
         self.assertEqual([str(k) for k in range(5)], chips.load(self.archive).names.tolist())
         self.assertFalse(parts.exists())
+
+    def test_stops_at_once_without_the_program_that_finds_landmarks(self):
+        self.write_photo("small", 0.5)
+        self.list.write_text("a,small.jpg\n")
+        with contextlib.redirect_stderr(io.StringIO()) as messages:
+            self.assertEqual(1, self.run_command("--program", str(self.folder / "none")))
+        self.assertIn("none: this program finds landmarks and can't be run", messages.getvalue())
+        self.assertEqual({"small.jpg", "small.json", "list.csv"},
+                         {path.name for path in self.folder.iterdir()})  # fmt: skip
+        # It is not needed if every photograph has its landmarks.
+        self.list.write_text("a,small.jpg,small.json\n")
+        self.assertEqual(0, self.run_command("--program", str(self.folder / "none")))
 
     def test_refuses_malformed_lists(self):
         for rows in ("a,p.jpg\na,p.jpg\n", "a\n", "a,p.jpg,x.json,ann,more\n", ",p.jpg\n", ""):

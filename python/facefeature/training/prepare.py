@@ -106,6 +106,7 @@ def default_program() -> str:
 
 def run(arguments: argparse.Namespace) -> int:
     entries = read_list(arguments.list)
+    _require_program(entries, arguments.program)
     settings = Settings(
         arguments.length, arguments.quality, arguments.origin, arguments.program, arguments.exif
     )
@@ -135,6 +136,16 @@ def read_list(path: Path) -> List[Entry]:
     if not entries:
         raise ListError(f"{path}: does not name a photograph")
     return entries
+
+
+def _require_program(entries: List[Entry], program: str) -> None:
+    """Ends the run at once. Otherwise every photograph would fail for the same reason."""
+    if all(entry.landmarks for entry in entries) or shutil.which(program):
+        return
+    raise ListError(
+        f"{program}: this program finds landmarks and can't be run. Build it as README.md says, "
+        "name it with --program, or give a landmark file for each photograph."
+    )
 
 
 def prepare(entries: List[Entry], path: Path, settings: Settings, jobs: int, part: int) -> int:
