@@ -75,7 +75,8 @@ def fill(folder: Path, numbers: np.random.Generator) -> None:
     for name in ("grace_hopper.jpg", "astronaut.png"):
         write_ppm(folder / "build/demo" / name, made_picture(numbers, 512, 512))
     (folder / "photos").mkdir()
-    for name in ("photo", "me", "picture", "other", "somebody", "photos/one"):
+    (folder / "known").mkdir()
+    for name in ("photo", "me", "picture", "other", "somebody", "photos/one", "known/anna"):
         if SAMPLE.exists():
             shutil.copy(SAMPLE, folder / f"{name}.jpg")
         else:

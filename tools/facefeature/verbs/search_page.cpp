@@ -8,7 +8,8 @@
 namespace facefeature_tools {
 namespace {
 
-constexpr size_t kMostProbes = 100;
+// On the whole page, which then has some tens of megabytes.
+constexpr size_t kMostPhotographs = 2000;
 constexpr size_t kMostMatches = 100;
 constexpr int32_t kThumbnailSide = 320;
 
@@ -24,7 +25,10 @@ SearchPage::SearchPage(const Gallery& gallery, const PhotoIndex& photos,
 
 void SearchPage::add(const std::string& id, const std::string& photoOfProbe,
                      const ProbeAnswer& answer) {
-  if (++probes_ > kMostProbes) return;
+  if (photographs_ >= kMostPhotographs) {
+    ++omitted_;
+    return;
+  }
   const std::string uri = photoOfProbe.empty()
                               ? photos_.thumbnailUri(id, kThumbnailSide)
                               : photos_.thumbnailUriOfFile(photoOfProbe, kThumbnailSide);
@@ -37,6 +41,7 @@ void SearchPage::add(const std::string& id, const std::string& photoOfProbe,
                              std::to_string(rank) + ". <strong>" + htmlNumber(match.score) +
                                  "</strong><br>" + htmlText(name)));
   }
+  photographs_ += cards.size();
   parts_ += "<h2>" + htmlText(id) + "</h2>\n" + htmlCards(cards);
   if (answer.matches.empty()) parts_ += "<p>No match.</p>\n";
   if (answer.matches.size() > kMostMatches) {
@@ -51,7 +56,7 @@ std::string SearchPage::html() const {
   summary += threshold_ ? "Only scores of " + htmlNumber(*threshold_) + " or more."
                         : "There is no threshold, so even the first match may be another person.";
   summary += "</p>\n";
-  const std::string rest = probes_ > kMostProbes ? more(probes_ - kMostProbes, "probes") : "";
+  const std::string rest = omitted_ > 0 ? more(omitted_, "probes") : "";
   return htmlPage("Search", summary + parts_ + rest);
 }
 

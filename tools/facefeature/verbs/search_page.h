@@ -12,8 +12,8 @@
 
 namespace facefeature_tools {
 
-// Collects answers. The page stands alone and shows the first hundred probes, each with its
-// photograph and its first hundred matches.
+// Collects answers. The page is self-contained. It shows each probe with its photograph and its
+// first hundred matches, until it has 2000 photographs.
 class SearchPage {
  public:
   // photos and gallery outlive the object. The threshold of the search, if it has one, is stated.
@@ -29,7 +29,8 @@ class SearchPage {
   const PhotoIndex& photos_;
   std::optional<float> threshold_;
   std::string parts_;
-  size_t probes_ = 0;
+  size_t photographs_ = 0;
+  size_t omitted_ = 0;  // probes
 };
 
 }  // namespace facefeature_tools
