@@ -1,19 +1,22 @@
 #!/usr/bin/env node
-// Searches a gallery with PostgreSQL and pgvector and gives the answers exact scores.
+// Searches a gallery with PostgreSQL and pgvector and writes the matches with exact scores.
 //
-//     examples/engines/pgvector_search.mjs GALLERY PROBES ANSWERS.csv [--top K] [--half]
+//     examples/engines/pgvector_search.mjs GALLERY PROBES ANSWERS.csv [--top K] [--half] [--partitioned]
 //
-// PROBES is a gallery too. PGlite, a PostgreSQL in this process, runs the statements; a server runs
-// the same ones. "npm install" in this folder installs it. An HNSW index (m 32, ef_search 256) finds
-// candidates, and the library's own arithmetic scores them again, so the scores have the bits of
-// CompareFeatures. --half indexes the vectors in half precision. The sizes of the table and of the
-// index go to standard error.
+// PROBES is also a gallery. PGlite, a PostgreSQL in this process, runs the statements; a server runs
+// the same ones. "tools/install-packages engines" installs it. An HNSW index (m 32, ef_search 256)
+// finds candidates, and the library's own arithmetic scores them again, so the scores have the bits
+// of CompareFeatures. --half indexes the vectors in half precision. --partitioned distributes the
+// rows over four partitions, each with an index of its own, and the candidates are those of all
+// partitions. The sizes of the table and of the index go to standard error.
 import { readFileSync, writeFileSync } from "node:fs";
 import { PGlite } from "@electric-sql/pglite";
 import { vector } from "@electric-sql/pglite-pgvector";
 import { searchWith } from "./engine_forms.mjs";
 
-async function findCandidates(rows, probes, candidates, count, { half }) {
+const PARTITIONS = 4;
+
+async function findCandidates(rows, probes, candidates, count, { half, partitioned }) {
   const database = await PGlite.create({ extensions: { vector } });
   // A server reads and writes its own files, or those of psql's \copy, instead of /dev/blob.
   const load = (table, path) =>
@@ -23,12 +26,17 @@ async function findCandidates(rows, probes, candidates, count, { half }) {
   // PLAIN keeps a vector in its row. Elsewhere, each candidate would need two reads more.
   await database.exec(`
     CREATE EXTENSION vector;
-    CREATE TABLE faces (
-      row bigserial PRIMARY KEY, id text UNIQUE NOT NULL, embedding vector(503) NOT NULL);
+    CREATE TABLE faces (id text PRIMARY KEY, embedding vector(503) NOT NULL)
+      ${partitioned ? "PARTITION BY HASH (id)" : ""};
     ALTER TABLE faces ALTER COLUMN embedding SET STORAGE PLAIN;
     CREATE TABLE probes (
       row bigserial PRIMARY KEY, id text NOT NULL, embedding vector(503) NOT NULL);
   `);
+  for (let part = 0; partitioned && part < PARTITIONS; ++part) {
+    await database.exec(`
+      CREATE TABLE faces_${part} PARTITION OF faces
+        FOR VALUES WITH (MODULUS ${PARTITIONS}, REMAINDER ${part})`);
+  }
   await load("faces", rows);
   await load("probes", probes);
   const type = half ? "halfvec" : "vector";
@@ -50,11 +58,12 @@ async function findCandidates(rows, probes, candidates, count, { half }) {
     ) TO '/dev/blob' WITH (FORMAT csv, HEADER)`);
   writeFileSync(candidates, await answer.blob.text());
   const sizes = await database.query(`
-    SELECT count(*) AS rows, pg_relation_size('faces') AS table,
-      pg_relation_size('faces_embedding') AS index FROM faces`);
+    SELECT (SELECT count(*) FROM faces) AS rows,
+      (SELECT sum(pg_relation_size(relid)) FROM pg_partition_tree('faces')) AS table,
+      (SELECT sum(pg_relation_size(relid)) FROM pg_partition_tree('faces_embedding')) AS index`);
   const { rows: faces, table, index } = sizes.rows[0];
   console.error(`${faces} rows: table ${table} bytes, index ${index} bytes`);
   await database.close();
 }
 
-await searchWith("pgvector", ".csv", findCandidates, ["half"]);
+await searchWith("pgvector", ".csv", findCandidates, ["half", "partitioned"]);
