@@ -27,14 +27,14 @@ const Landmark kFace[] = {
 
 std::vector<int32_t> faceRecord(int32_t height) {
   const float scale = static_cast<float>(height) / static_cast<float>(kFaceHeight);
-  std::vector<int32_t> words = {static_cast<int32_t>(std::size(kFace)), 0};
+  std::vector<int32_t> record = {static_cast<int32_t>(std::size(kFace)), 0};
   for (const Landmark& entry : kFace) {
     const float position[2] = {entry.x * scale, entry.y * scale};
     int32_t bits[2];
     std::memcpy(bits, position, sizeof bits);
-    words.insert(words.end(), {entry.id, bits[0], bits[1]});
+    record.insert(record.end(), {entry.id, bits[0], bits[1]});
   }
-  return words;
+  return record;
 }
 
 Picture madePicture(int32_t width, int32_t height) {

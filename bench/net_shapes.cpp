@@ -15,25 +15,25 @@ namespace {
 
 // Adds the layer that the line describes. Returns false if it describes none.
 bool addLayer(const std::string& line, NetShapes& shapes) {
-  std::istringstream words(line);
+  std::istringstream fields(line);
   std::string kind;
-  words >> kind;
+  fields >> kind;
   if (kind == "conv") {
     ConvShape c;
-    words >> c.name >> c.nets >> c.channels >> c.imgSize >> c.filterSize >> c.filters;
+    fields >> c.name >> c.nets >> c.channels >> c.imgSize >> c.filterSize >> c.filters;
     shapes.convs.push_back(c);
   } else if (kind == "pool") {
     PoolShape p;
-    words >> p.name >> p.nets >> p.channels >> p.imgSize >> p.outputsX;
+    fields >> p.name >> p.nets >> p.channels >> p.imgSize >> p.outputsX;
     shapes.pools.push_back(p);
   } else if (kind == "fc") {
     FcShape f;
-    words >> f.name >> f.nets >> f.inputs >> f.outputs;
+    fields >> f.name >> f.nets >> f.inputs >> f.outputs;
     shapes.fcs.push_back(f);
   } else {
     return false;
   }
-  return !words.fail();
+  return !fields.fail();
 }
 
 NetShapes readShapes(const std::string& name) {

@@ -31,7 +31,7 @@ using facefeature_tools::LandmarkFile;
 
 struct Outcome {
   std::optional<LandmarkFile> file;
-  std::string words;
+  std::string message;
 };
 
 Outcome parsed(const std::string& text) {
@@ -102,8 +102,8 @@ void requireSameFromFile(const std::string& text, const Outcome& outcome) {
   if (outcome.file.has_value() != fromFile.file.has_value()) fail("the ending", 0);
   if (outcome.file) {
     requireSameLandmarks("a record from a file", outcome.file->landmarks, fromFile.file->landmarks);
-  } else if (fromFile.words.find(path + ": " + outcome.words + ". ") != 0) {
-    fail("the words", 0);
+  } else if (fromFile.message.find(path + ": " + outcome.message + ". ") != 0) {
+    fail("the message", 0);
   }
 }
 
@@ -112,7 +112,7 @@ void checkText(const std::string& text) {
   // Files are slow, so only some of the texts are tried as files.
   if (text.size() % 8 == 0) requireSameFromFile(text, outcome);
   if (!outcome.file) {
-    if (outcome.words.empty()) fail("a failure without words", 0);
+    if (outcome.message.empty()) fail("a failure without a message", 0);
     return;
   }
   const LandmarkFile& file = *outcome.file;

@@ -34,7 +34,7 @@ enum class Ending { kRead, kRefused, kOutOfMemory };
 struct Outcome {
   Ending ending;
   Photo photo;
-  std::string words;
+  std::string message;
 };
 
 Outcome decoded(const Bytes& bytes) {
@@ -92,8 +92,8 @@ void requireSameFromFile(const std::string& path, const Outcome& outcome) {
   if (outcome.ending != fromFile.ending) fail("the ending", static_cast<size_t>(outcome.ending));
   requireSamePhoto("a picture from a file", outcome.photo, fromFile.photo);
   if (outcome.ending == Ending::kRefused &&
-      fromFile.words.find(path + ": " + outcome.words + ". ") != 0) {
-    fail("the words", 0);
+      fromFile.message.find(path + ": " + outcome.message + ". ") != 0) {
+    fail("the message", 0);
   }
 }
 
@@ -105,7 +105,7 @@ void checkFile(const Bytes& bytes) {
   const facefeature_fuzz::MemoryScope memory(kMaxBytes, 0x5A);
   const Outcome outcome = decoded(bytes);
   if (fromFile) requireSameFromFile(path, outcome);
-  if (outcome.ending == Ending::kRefused && outcome.words.empty()) fail("no words", 0);
+  if (outcome.ending == Ending::kRefused && outcome.message.empty()) fail("no message", 0);
   if (outcome.ending != Ending::kRead) return;
   requireWhole(outcome.photo);
   requireSamePhoto("a picture written and read", outcome.photo,

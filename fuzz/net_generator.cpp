@@ -89,12 +89,12 @@ std::vector<size_t> NetGenerator::chooseInputs(size_t most) {
 }
 
 void NetGenerator::nameInputs(const std::vector<size_t>& inputs) {
-  static const char* const kNobodies[] = {"nobody", "", "layer1", "layer9", "Net"};
+  static const char* const kUnknownNames[] = {"nobody", "", "layer1", "layer9", "Net"};
   std::string names;
   for (const size_t input : inputs) {
-    const bool isNobody = rarely(96);
+    const bool isUnknown = rarely(96);
     names += (names.empty() ? "" : "_") +
-             (isNobody ? kNobodies[input_.integer(0, 4)] : layers_[input].name);
+             (isUnknown ? kUnknownNames[input_.integer(0, 4)] : layers_[input].name);
   }
   addLine("inputs", names);
 }

@@ -148,29 +148,29 @@ double secondsOf(Task task) {
   return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
-double answer(const Gallery& gallery, std::istringstream& words) {
+double answer(const Gallery& gallery, std::istringstream& fields) {
   std::string command;
   size_t count = 0;
   unsigned threads = 0;
-  words >> command >> count;
+  fields >> command >> count;
   if (command == "read") {
     return secondsOf([&] { readAll(gallery, static_cast<unsigned>(count)); });
   }
   const std::vector<FeatureVector> probes = firstRows(gallery, count);
-  if (command == "scan" && words >> threads) {
+  if (command == "scan" && fields >> threads) {
     return secondsOf([&] { scan(gallery, probes, threads); });
   }
   if (command == "loop") return secondsOf([&] { loop(gallery, probes); });
   if (command == "check") return static_cast<double>(differingScores(gallery, probes));
-  throw std::runtime_error(words.str() + " is not a command");
+  throw std::runtime_error(fields.str() + " is not a command");
 }
 
 void serve(const std::string& path) {
   const Gallery gallery(path);
   std::string line;
   while (std::getline(std::cin, line)) {
-    std::istringstream words(line);
-    std::cout << answer(gallery, words) << std::endl;
+    std::istringstream fields(line);
+    std::cout << answer(gallery, fields) << std::endl;
   }
 }
 

@@ -28,8 +28,8 @@ constexpr bool kChecksRaces = FACEFEATURE_CHECKS_RACES == 1;
 inline void haveModelForThreads() {
   haveModel();
   if (!kChecksRaces) return;
-  static FeatureEngine* const standing = facefeature::CreateFeatureEngine();
-  ASSERT_NE(nullptr, standing);
+  static FeatureEngine* const sharedEngine = facefeature::CreateFeatureEngine();
+  ASSERT_NE(nullptr, sharedEngine);
 }
 
 }  // namespace facefeature_test

@@ -32,9 +32,9 @@ std::string ownFile(const std::string& name) {
   std::error_code error;
   const fs::path folder = programFolder();
   if (folder.empty()) return "";
-  for (const fs::path& place : {folder, folder / ".." / "lib"}) {
+  for (const fs::path& candidate : {folder, folder / ".." / "lib"}) {
     for (const std::string& file : fileNames(name)) {
-      if (fs::exists(place / file, error)) return (place / file).string();
+      if (fs::exists(candidate / file, error)) return (candidate / file).string();
     }
   }
   return "";

@@ -181,10 +181,10 @@ ExitCode verifyAnswers(const SearchRequest& request) {
   AnswerCheck check;
   forEachAnswer(request, gallery, threshold,
                 [&](const FeatureInputs& probes, size_t i, const ProbeAnswer& answer) {
-                  const auto place = engine.find(probes.id(i));
+                  const auto theirs = engine.find(probes.id(i));
                   const std::vector<EngineMatch> none;
                   checkAnswer(gallery, probes.feature(i), answer,
-                              place == engine.end() ? none : place->second, check);
+                              theirs == engine.end() ? none : theirs->second, check);
                 });
   const double recall =
       check.expected == 0 ? 1.0
