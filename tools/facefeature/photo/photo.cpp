@@ -14,17 +14,20 @@ constexpr char kRemedy[] = "Give a complete JPEG, PNG or PPM file of the photogr
 using Decoder = Photo (*)(const std::vector<uint8_t>& bytes);
 
 struct Format {
-  std::vector<uint8_t> start;  // of a file
+  size_t startBytes;
+  uint8_t start[4];  // of a file
   Decoder decode;
 };
 
+constexpr Format kFormats[] = {{2, {0xFF, 0xD8}, decodeJpeg},
+                               {4, {0x89, 'P', 'N', 'G'}, decodePng},
+                               {2, {'P', '6'}, decodePpm}};
+
 // The decoder for a file that begins with these bytes, or null.
 Decoder decoderOf(const std::vector<uint8_t>& bytes) {
-  static const Format formats[] = {
-      {{0xFF, 0xD8}, decodeJpeg}, {{0x89, 'P', 'N', 'G'}, decodePng}, {{'P', '6'}, decodePpm}};
-  for (const Format& format : formats) {
-    const std::vector<uint8_t>& start = format.start;
-    if (bytes.size() >= start.size() && std::equal(start.begin(), start.end(), bytes.begin())) {
+  for (const Format& format : kFormats) {
+    if (bytes.size() >= format.startBytes &&
+        std::equal(format.start, format.start + format.startBytes, bytes.begin())) {
       return format.decode;
     }
   }
