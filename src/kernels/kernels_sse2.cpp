@@ -256,6 +256,7 @@ void convolveSample(const DirectShape& shape, const DirectConvolution& task) {
 template <int Rows>
 KERNEL_INLINE void addTerms(const Product& product, int32_t row, int32_t column, int count,
                             int32_t firstTerm, int32_t terms, const float* b, int64_t bStep) {
+  const size_t bytes = static_cast<size_t>(count) * sizeof(float);
   int64_t offsets[kMostSteps];
   for (int32_t k = 0; k < terms; ++k) offsets[k] = (firstTerm + k) * product.aTerm;
   Steps steps = {terms, {}, offsets, b, bStep};
@@ -264,8 +265,7 @@ KERNEL_INLINE void addTerms(const Product& product, int32_t row, int32_t column,
     steps.a[r] = product.a + (row + r) * product.aRow;
     float lanes[kLanes] = {0.0f, 0.0f, 0.0f, 0.0f};
     if (firstTerm > 0) {
-      std::memcpy(lanes, product.sums + (row + r) * product.sumsRow + column,
-                  count * sizeof(float));
+      std::memcpy(lanes, product.sums + (row + r) * product.sumsRow + column, bytes);
     }
     sums[r] = widened(_mm_loadu_ps(lanes));
   }
@@ -273,7 +273,7 @@ KERNEL_INLINE void addTerms(const Product& product, int32_t row, int32_t column,
   for (int r = 0; r < Rows; ++r) {
     float lanes[kLanes];
     _mm_storeu_ps(lanes, rounded(sums[r]));
-    std::memcpy(product.sums + (row + r) * product.sumsRow + column, lanes, count * sizeof(float));
+    std::memcpy(product.sums + (row + r) * product.sumsRow + column, lanes, bytes);
   }
 }
 
