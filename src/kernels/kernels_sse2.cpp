@@ -170,17 +170,13 @@ Range rangeOfSums(const Exponents& a, const Exponents& b) {
 }
 
 // The outputs of four filters from `filter` on at four positions of an image, before pooling.
-// positions[c] is the first pixel under the filters at position c.
+// positions[c] is the first pixel under the filters at position c, and offsets are from there to
+// the others of a channel.
 template <Range Sums>
 KERNEL_INLINE void activateBlock(const DirectShape& shape, const DirectConvolution& task,
-                                 const float* const* positions, int32_t filter, __m128* outputs) {
-  const int64_t columnStep = shape.channels == 0 ? 1 : shape.channels;
-  const int64_t rowStep = shape.side * columnStep;
+                                 const int64_t* offsets, const float* const* positions,
+                                 int32_t filter, __m128* outputs) {
   const int64_t channelStep = shape.channels == 0 ? (int64_t)shape.side * shape.side : 1;
-  int64_t offsets[kMostSteps];
-  for (int i = 0; i < shape.filterSize * shape.filterSize; ++i) {
-    offsets[i] = i / shape.filterSize * rowStep + i % shape.filterSize * columnStep;
-  }
   Steps steps = {
       shape.filterSize * shape.filterSize, {}, offsets, task.weights + filter, shape.filters};
   for (int c = 0; c < kMostChains; ++c) steps.a[c] = positions[c];
@@ -199,15 +195,15 @@ KERNEL_INLINE void activateBlock(const DirectShape& shape, const DirectConvoluti
 
 // One output pixel of a shape that pools: the maxima at the four positions of its window.
 template <Range Sums>
-void poolWindow(const DirectShape& shape, const DirectConvolution& task, const float* window,
-                float* out) {
+void poolWindow(const DirectShape& shape, const DirectConvolution& task, const int64_t* offsets,
+                const float* window, float* out) {
   const int64_t columnStep = shape.channels == 0 ? 1 : shape.channels;
   const float* below = window + shape.side * columnStep;
   const float* const positions[kMostChains] = {window, window + columnStep, below,
                                                below + columnStep};
   for (int32_t filter = 0; filter < shape.filters; filter += kLanes) {
     __m128 outputs[kMostChains];
-    activateBlock<Sums>(shape, task, positions, filter, outputs);
+    activateBlock<Sums>(shape, task, offsets, positions, filter, outputs);
     _mm_storeu_ps(out + filter, _mm_max_ps(_mm_max_ps(outputs[0], outputs[1]),
                                            _mm_max_ps(outputs[2], outputs[3])));
   }
@@ -215,8 +211,10 @@ void poolWindow(const DirectShape& shape, const DirectConvolution& task, const f
 
 // All positions of a shape that doesn't pool, four at a time.
 template <Range Sums>
-void keepPositions(const DirectShape& shape, const DirectConvolution& task, const float* image,
-                   float* out) {
+void keepPositions(const DirectShape& shape, const DirectConvolution& task,
+                   const int64_t* offsets) {
+  const float* image = task.images;
+  float* out = task.out;
   const int32_t side = shape.side - shape.filterSize + 1;
   for (int32_t first = 0; first < side * side; first += kMostChains) {
     const int32_t left = side * side - first;
@@ -228,7 +226,7 @@ void keepPositions(const DirectShape& shape, const DirectConvolution& task, cons
     }
     for (int32_t filter = 0; filter < shape.filters; filter += kLanes) {
       __m128 outputs[kMostChains];
-      activateBlock<Sums>(shape, task, positions, filter, outputs);
+      activateBlock<Sums>(shape, task, offsets, positions, filter, outputs);
       for (int c = 0; c < count; ++c) {
         _mm_storeu_ps(out + (int64_t)(first + c) * shape.filters + filter, outputs[c]);
       }
@@ -238,15 +236,19 @@ void keepPositions(const DirectShape& shape, const DirectConvolution& task, cons
 
 template <Range Sums>
 void convolveSample(const DirectShape& shape, const DirectConvolution& task) {
+  const int64_t columnStep = shape.channels == 0 ? 1 : shape.channels;
+  int64_t offsets[kMostSteps];
+  for (int i = 0; i < shape.filterSize * shape.filterSize; ++i) {
+    offsets[i] = (i / shape.filterSize * shape.side + i % shape.filterSize) * columnStep;
+  }
   if (!shape.pools) {
-    keepPositions<Sums>(shape, task, task.images, task.out);
+    keepPositions<Sums>(shape, task, offsets);
     return;
   }
   const int32_t outSide = directOutputSide(shape);
-  const int64_t columnStep = shape.channels == 0 ? 1 : shape.channels;
   for (int32_t at = 0; at < outSide * outSide; ++at) {
     const int64_t y = 2 * (at / outSide), x = 2 * (at % outSide);
-    poolWindow<Sums>(shape, task, task.images + (y * shape.side + x) * columnStep,
+    poolWindow<Sums>(shape, task, offsets, task.images + (y * shape.side + x) * columnStep,
                      task.out + at * shape.filters);
   }
 }
